@@ -1,0 +1,60 @@
+#include "LumbroCore/AtomicFile.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QSaveFile>
+#include <QStringDecoder>
+
+namespace lumbro {
+
+Result<> writeFileAtomically(const QString& path, const QByteArray& bytes) {
+    QSaveFile file(path);
+    const auto failed = [&] {
+        return fail(u"can't write %1: %2"_s.arg(QFileInfo(path).fileName(), file.errorString()));
+    };
+    if (!file.open(QIODevice::WriteOnly)) {
+        return failed();
+    }
+    file.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner);
+    if (file.write(bytes) != bytes.size() || !file.commit()) {
+        return failed();
+    }
+    return {};
+}
+
+std::optional<QByteArray> readFile(const QString& path, qint64 maxBytes) {
+    QFile file(path);
+    // A fifo or device would block or never end.
+    if (!QFileInfo(path).isFile() || !file.open(QIODevice::ReadOnly) || file.size() > maxBytes) {
+        return std::nullopt;
+    }
+    QByteArray bytes = file.readAll();
+    if (file.error() != QFileDevice::NoError) {
+        return std::nullopt;
+    }
+    return bytes;
+}
+
+std::optional<QString> readTextFile(const QString& path) {
+    const auto bytes = readFile(path);
+    if (!bytes) {
+        return std::nullopt;
+    }
+    QStringDecoder decoder(QStringDecoder::Utf8);
+    QString text = decoder(*bytes);
+    if (decoder.hasError()) {
+        return std::nullopt;
+    }
+    return text;
+}
+
+bool makePrivateFolder(const QString& path) {
+    if (QFileInfo(path).isDir()) {
+        return true;
+    }
+    // Permissions of the last folder are set by name, the parents' by the process's umask of 077.
+    return QDir().mkpath(path) &&
+           QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+}
+
+}  // namespace lumbro

@@ -1,0 +1,60 @@
+#pragma once
+
+#include "LumbroCore/Failure.h"
+
+#include <QSettings>
+#include <QString>
+#include <QStringList>
+#include <QVariant>
+
+#include <memory>
+#include <span>
+
+namespace lumbro {
+
+/// One setting: its key, type and default (an invalid default means "none").
+struct SettingKey {
+    enum class Type { boolean, integer, string, date };
+
+    QString name;
+    Type type = Type::string;
+    QVariant fallback;
+    /// One line for people: what it does and which values it takes.
+    QString meaning;
+};
+
+/// All user settings: one INI file at the XDG place, mode 0600. Services read a setting each time they need
+/// it, so a change takes effect at its next use. Main thread only.
+class Settings {
+  public:
+    /// The user's file, `$XDG_CONFIG_HOME/Lumbro/Lumbro.ini`.
+    Settings();
+    explicit Settings(const QString& path);
+    ~Settings();
+
+    /// Every setting there is, in the order of the table in the documentation.
+    static std::span<const SettingKey> keys();
+    static const SettingKey* find(const QString& name);
+
+    /// The stored value when there is one of the right type, else the default; invalid when there is neither.
+    QVariant value(const QString& name) const;
+    bool boolean(const QString& name) const { return value(name).toBool(); }
+    int integer(const QString& name) const { return value(name).toInt(); }
+    QString string(const QString& name) const { return value(name).toString(); }
+
+    /// Stores the value and writes the file. An invalid value removes the key. A file that could not be read
+    /// is kept beside the new one, under its name with ".broken".
+    void set(const QString& name, const QVariant& value);
+    /// Reads `text` as a value of the setting's type and stores it. Fails with a sentence on an unknown key
+    /// or a text that does not fit.
+    Result<> setFromText(const QString& name, const QString& text);
+
+    QString path() const;
+
+  private:
+    void openFile(const QString& path);
+
+    std::unique_ptr<QSettings> m_file;
+};
+
+}  // namespace lumbro

@@ -1,0 +1,20 @@
+#pragma once
+
+#include <QString>
+#include <QStringView>
+
+namespace lumbro {
+
+/// Lower case, with every run of other characters than letters and digits as one "-", none at the ends.
+QString slugified(const QString& text);
+
+/// Number of pieces between white space that hold at least one letter or digit.
+int wordCount(QStringView text);
+
+/// `text` without the characters of `set` at both ends.
+QStringView trimmedOf(QStringView text, QStringView set);
+
+/// `text` without blanks and tabs at both ends; newlines stay.
+QStringView trimmedBlanks(QStringView text);
+
+}  // namespace lumbro

@@ -1,0 +1,63 @@
+#pragma once
+
+#include "LumbroCore/Failure.h"
+#include "LumbroCore/Task.h"
+
+#include <QString>
+#include <QStringList>
+
+#include <functional>
+#include <memory>
+#include <span>
+
+namespace lumbro::speech {
+
+/// The one format that recognisers take: mono 32-bit float at this rate.
+inline constexpr int sampleRate = 16000;
+
+/// Words heard. A volatile result is a guess that the next result of its stream replaces.
+struct RecognitionResult {
+    QString text;
+    /// Seconds from the stream's first sample to where the words begin; may be not finite when unknown.
+    double start = 0;
+    bool isFinal = false;
+
+    bool operator==(const RecognitionResult&) const = default;
+};
+
+/// One stream of audio through a recogniser. Destroying it is the abrupt end: no callback comes after it.
+class RecognitionStream {
+  public:
+    RecognitionStream() = default;
+    RecognitionStream(const RecognitionStream&) = delete;
+    RecognitionStream& operator=(const RecognitionStream&) = delete;
+    virtual ~RecognitionStream() = default;
+
+    /// Queues samples of `sampleRate`. Any thread; never blocks on recognition.
+    virtual void feed(std::span<const float> samples) = 0;
+    /// No more audio comes; what is queued is recognised, its finals are delivered, then the stream ends.
+    virtual void finish() = 0;
+    /// Seconds of audio that are queued and not yet looked at. Any thread.
+    virtual double backlog() const = 0;
+};
+
+/// What a stream reports, all on the main thread.
+struct RecognitionEvents {
+    std::function<void(const RecognitionResult&)> onResult;
+    /// The stream is over: by itself, after `finish`, or with a failure. Called at most once, last.
+    std::function<void(const Result<>&)> onEnd;
+};
+
+/// A speech recogniser with a loaded model.
+class Recognizer {
+  public:
+    Recognizer() = default;
+    Recognizer(const Recognizer&) = delete;
+    Recognizer& operator=(const Recognizer&) = delete;
+    virtual ~Recognizer() = default;
+
+    /// Opens a stream. Main thread; takes as long as it takes to load the model at the first call.
+    virtual Task<Result<std::shared_ptr<RecognitionStream>>> open(RecognitionEvents events) = 0;
+};
+
+}  // namespace lumbro::speech

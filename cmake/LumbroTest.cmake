@@ -1,0 +1,25 @@
+# lumbro_test(NAME SOURCES file… DEPENDS module… [THREADED] [TIMEOUT seconds])
+#
+# One test program; every case is a ctest entry of its own and runs in a process of its own. THREADED cases
+# also run under ThreadSanitizer; with that sanitizer nothing else is built.
+
+function(lumbro_test name)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "THREADED" "TIMEOUT" "SOURCES;DEPENDS;LIBRARIES")
+  if(LUMBRO_SANITIZER STREQUAL "thread" AND NOT arg_THREADED)
+    return()
+  endif()
+  if(NOT arg_TIMEOUT)
+    set(arg_TIMEOUT 120)
+  endif()
+  add_executable(${name} ${arg_SOURCES})
+  target_link_libraries(${name} PRIVATE test_support ${arg_DEPENDS} ${arg_LIBRARIES})
+  target_precompile_headers(${name} REUSE_FROM lumbro_pch)
+  target_compile_definitions(${name} PRIVATE
+    LUMBRO_SOURCE_DIR="${PROJECT_SOURCE_DIR}" LUMBRO_BINARY_DIR="${PROJECT_BINARY_DIR}")
+  gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST TEST_PREFIX "${name}."
+    PROPERTIES TIMEOUT ${arg_TIMEOUT} ENVIRONMENT "${LUMBRO_TEST_ENVIRONMENT}")
+endfunction()
+
+# A suspended coroutine that is dropped with its clock at the end of a test is no leak worth a failure.
+set(LUMBRO_TEST_ENVIRONMENT
+  "ASAN_OPTIONS=detect_leaks=0:detect_stack_use_after_return=0;UBSAN_OPTIONS=print_stacktrace=1;LC_ALL=C.UTF-8;QT_LOGGING_RULES=qt.*=false")

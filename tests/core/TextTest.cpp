@@ -1,0 +1,38 @@
+#include "LumbroCore/Dates.h"
+#include "LumbroCore/Literals.h"
+#include "LumbroCore/Text.h"
+
+#include <gtest/gtest.h>
+
+using namespace lumbro;
+
+TEST(Text, slugsKeepLettersAndDigitsOfAnyScript) {
+    const std::pair<const char*, const char*> rows[] = {
+        {"Dana Kim", "dana-kim"},
+        {"  --Q3: plan!! (v2) ", "q3-plan-v2"},
+        {"Élodie Müller", "élodie-müller"},
+        {"../../etc/passwd", "etc-passwd"},
+        {"!!!", ""},
+        {"", ""},
+    };
+    for (const auto& [text, slug] : rows) {
+        EXPECT_EQ(slugified(QString::fromUtf8(text)), QString::fromUtf8(slug)) << text;
+    }
+}
+
+TEST(Text, aWordHoldsALetterOrDigit) {
+    const std::pair<const char*, int> rows[] = {
+        {"", 0}, {" \n\t", 0}, {"a — b", 2}, {"4pm - ok", 2}, {"don't stop", 2}, {"... !", 0}, {"日本 語", 2},
+    };
+    for (const auto& [text, count] : rows) {
+        EXPECT_EQ(wordCount(QString::fromUtf8(text)), count) << text;
+    }
+}
+
+TEST(Dates, isoIsUtcWithSecondsAndReadsOffsets) {
+    const QDateTime date(QDate(2026, 3, 2), QTime(14, 30, 5), Qt::UTC);
+    EXPECT_EQ(dates::iso(date), u"2026-03-02T14:30:05Z"_s);
+    EXPECT_EQ(dates::fromIso(u"2026-03-02T15:30:05+01:00"), date);
+    EXPECT_EQ(dates::fromIso(u"2026-03-02T14:30:05.000Z"), date);
+    EXPECT_EQ(dates::fromIso(u"yesterday"), std::nullopt);
+}
