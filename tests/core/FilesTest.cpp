@@ -1,0 +1,90 @@
+#include "LumbroCore/AppLog.h"
+#include "LumbroCore/AtomicFile.h"
+#include "LumbroCore/Trash.h"
+#include "tests/support/ScratchFolder.h"
+
+#include <QDirIterator>
+#include <QRegularExpression>
+
+#include <thread>
+
+#include <gtest/gtest.h>
+
+using namespace lumbro;
+
+namespace {
+
+constexpr auto forOthers = QFile::ReadGroup | QFile::WriteGroup | QFile::ReadOther | QFile::WriteOther;
+
+}  // namespace
+
+TEST(AtomicFile, replacesWholeAndOnlyForTheUser) {
+    const test::ScratchFolder folder;
+    folder.write(u"a.md"_s, "old");
+    QFile::setPermissions(folder.path(u"a.md"_s), QFile::ReadOwner | QFile::WriteOwner | forOthers);
+    ASSERT_TRUE(writeFileAtomically(folder.path(u"a.md"_s), "new"));
+    EXPECT_EQ(folder.read(u"a.md"_s), "new");
+    EXPECT_EQ(QFile::permissions(folder.path(u"a.md"_s)) & forOthers, QFile::Permissions());
+    EXPECT_EQ(QDir(folder.path()).entryList(QDir::Files | QDir::Hidden).size(), 1);
+}
+
+TEST(AtomicFile, aFailedWriteLeavesTheOldFileAndNamesIt) {
+    const test::ScratchFolder folder;
+    folder.write(u"there/a.md"_s, "old");
+    const auto written = writeFileAtomically(folder.path(u"missing/a.md"_s), "new");
+    ASSERT_FALSE(written);
+    EXPECT_TRUE(written.error().message.startsWith(u"can't write a.md: "_s))
+        << qPrintable(written.error().message);
+    EXPECT_FALSE(writeFileAtomically(folder.path(u"there"_s), "new"));
+    EXPECT_EQ(folder.read(u"there/a.md"_s), "old");
+}
+
+TEST(AtomicFile, readersRefuseWhatIsNoPlainTextFile) {
+    const test::ScratchFolder folder;
+    folder.write(u"binary"_s, QByteArray("\xff\xfe\x00x", 4));
+    folder.write(u"large"_s, QByteArray(100, 'x'));
+    EXPECT_EQ(readTextFile(folder.path(u"binary"_s)), std::nullopt);
+    EXPECT_EQ(readFile(folder.path(u"large"_s), 99), std::nullopt);
+    EXPECT_EQ(readFile(folder.path(u"large"_s), 100)->size(), 100);
+    EXPECT_EQ(readFile(folder.path()), std::nullopt);
+    EXPECT_EQ(readFile(u"/dev/zero"_s), std::nullopt);
+}
+
+TEST(Trash, takesFoldersEvenInAHomeWithoutATrashAndKeepsTheirContent) {
+    const test::ScratchFolder folder;
+    folder.write(u"captures/one/meta.json"_s, "{}");
+    const auto moved = moveToTrash(folder.path(u"captures/one"_s));
+    ASSERT_TRUE(moved) << qPrintable(moved.error().message);
+    EXPECT_FALSE(folder.has(u"captures/one"_s));
+    EXPECT_EQ(readFile(*moved + u"/meta.json"_s), "{}");
+    EXPECT_FALSE(QFileInfo::exists(u"files"_s));
+    EXPECT_FALSE(moveToTrash(folder.path(u"captures/none"_s)));
+}
+
+TEST(AppLog, keepsLinesOfManyThreadsWholeAndInTheOrderOfEachThread) {
+    constexpr int threads = 4;
+    constexpr int lines = 50;
+    {
+        std::vector<std::jthread> writers;
+        for (int thread = 0; thread < threads; ++thread) {
+            writers.emplace_back([thread] {
+                for (int i = 0; i < lines; ++i) {
+                    AppLog::info(u"test"_s, u"%1 %2"_s.arg(thread).arg(i));
+                }
+            });
+        }
+    }
+    AppLog::flush();
+    static const QRegularExpression form(
+        u"^\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d\\.\\d{3} INFO \\[test\\] (\\d) (\\d+)$"_s);
+    std::array<int, threads> next{};
+    const QString text = readTextFile(AppLog::url()).value_or(QString());
+    for (const QString& line : text.split(u'\n', Qt::SkipEmptyParts)) {
+        const auto match = form.match(line);
+        ASSERT_TRUE(match.hasMatch()) << qPrintable(line);
+        const auto thread = static_cast<size_t>(match.captured(1).toInt());
+        EXPECT_EQ(match.captured(2).toInt(), next.at(thread)++);
+    }
+    EXPECT_EQ(next, (std::array{lines, lines, lines, lines}));
+    EXPECT_EQ(QFile::permissions(AppLog::url()) & forOthers, QFile::Permissions());
+}
