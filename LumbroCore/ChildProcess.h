@@ -15,21 +15,27 @@
 
 namespace lumbro {
 
-/// What to start. `environment` is the child's whole environment.
+/// What to start. `environment` is the child's whole environment; a default one is a copy of our own. A
+/// program without a "/" is looked up on the PATH.
 struct ChildCommand {
-    QString program;
-    QStringList arguments;
-    QString workingDirectory;
-    QProcessEnvironment environment;
-    QByteArray input;
+    QString program{};
+    QStringList arguments{};
+    QString workingDirectory{};
+    QProcessEnvironment environment{};
+    QByteArray input{};
+    /// How many bytes of each of the two outputs are kept. What comes beyond is read and dropped.
+    qsizetype keptBytes = qsizetype(64) * 1024 * 1024;
 };
 
 /// How a child ended.
 struct ChildExit {
+    /// Exit status, or the signal's number when a signal ended it.
     int status = 0;
     bool bySignal = false;
     QByteArray output;
     QByteArray errors;
+    /// An output was longer than the command lets us keep.
+    bool truncated = false;
 };
 
 /// One child process with three pipes, the only way the application runs programs. All calls on the main
@@ -38,10 +44,15 @@ struct ChildExit {
 /// the pipes is read for a moment and the rest is left.
 class ChildProcess {
   public:
+    /// A write to a child that has gone must come back as an error, not end us. Called by `main`, and by
+    /// every ChildProcess for programs that don't.
+    static void ignoreBrokenPipes();
+
     explicit ChildProcess(ChildCommand command);
     ChildProcess(const ChildProcess&) = delete;
     ChildProcess& operator=(const ChildProcess&) = delete;
-    /// Asks a child that still runs to terminate and lets it go.
+    /// Asks a child that still runs to terminate and lets it go, without waiting. Callbacks stop; a pending
+    /// `run` still resolves once the child has gone.
     ~ChildProcess();
 
     /// Called with each piece of standard output as it comes. Set before `run`.

@@ -26,27 +26,27 @@ class CancellationHandle {
 
 /// The connectors that a run may load. Without a configuration, those that the user has set up.
 struct AgentConnectors {
-    std::optional<QString> config;
-    QStringList allow;
+    std::optional<QString> config{};
+    QStringList allow{};
 };
 
 /// One prompt for an agent. The context goes to standard input, everything else to the command line.
 struct AgentRequest {
-    QString systemPrompt;
-    QString instruction;
-    QString context;
+    QString systemPrompt{};
+    QString instruction{};
+    QString context{};
     /// The alias "sonnet", "haiku" or "opus", or a model's full name.
-    QString model;
-    QStringList tools;
+    QString model{};
+    QStringList tools{};
     /// Empty: a scratch folder.
-    QString workingDirectory;
+    QString workingDirectory{};
     /// None: no connector can load.
-    std::optional<AgentConnectors> connectors;
-    QStringList disallowed;
+    std::optional<AgentConnectors> connectors{};
+    QStringList disallowed{};
     /// None: 180 seconds.
-    std::optional<std::chrono::milliseconds> timeout;
+    std::optional<std::chrono::milliseconds> timeout{};
     /// Prefix of tool names without its "__": the run is stopped when no such tool has loaded.
-    std::optional<QString> requireTools;
+    std::optional<QString> requireTools{};
 };
 
 /// Something that answers prompts: an agent's command line, or a stand-in. Main thread.
