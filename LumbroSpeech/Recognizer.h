@@ -58,6 +58,8 @@ class Recognizer {
 
     /// Opens a stream. Main thread; takes as long as it takes to load the model at the first call.
     virtual Task<Result<std::shared_ptr<RecognitionStream>>> open(RecognitionEvents events) = 0;
+    /// Loads what `streams` streams need, so that `open` is quick. Main thread; returns when it is done.
+    virtual Task<Result<>> warm(int streams = 2) { co_return Result<>(); }
 };
 
 }  // namespace lumbro::speech

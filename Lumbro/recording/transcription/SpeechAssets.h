@@ -1,0 +1,73 @@
+#pragma once
+
+#include "LumbroCore/Settings.h"
+#include "LumbroCore/Task.h"
+#include "LumbroSpeech/Recognizer.h"
+#include "LumbroSpeech/SpeechModels.h"
+
+#include <QString>
+#include <QStringList>
+
+#include <functional>
+#include <memory>
+#include <optional>
+
+namespace lumbro {
+
+/// A recogniser that is ready to open streams, with the locale it hears.
+struct WarmSpeech {
+    QString locale;
+    std::shared_ptr<speech::Recognizer> recognizer;
+
+    bool operator==(const WarmSpeech&) const = default;
+};
+
+/// Settles the language, whether a model for it is here, fetches one, and keeps a loaded recogniser at hand
+/// so that a capture starts at once. Main thread.
+class SpeechAssets {
+  public:
+    /// Fraction done, 0 to 1.
+    using Progress = std::function<void(double)>;
+    /// `systemLocale` is a BCP 47 identifier; empty means the system's.
+    explicit SpeechAssets(Settings& settings, QString systemLocale = {});
+    /// With the model folders of a test.
+    SpeechAssets(Settings& settings, QString systemLocale, QString modelsFolder, QString embeddedModel);
+    ~SpeechAssets();
+
+    static SpeechAssets& shared();
+    /// Sets what `shared` gives. The object must outlive its use.
+    static void setShared(SpeechAssets* assets);
+
+    /// The supported locale to use for `current`, by the rules of language, script and region; none when no
+    /// supported one has its language.
+    static std::optional<QString> resolve(const QString& current, const QStringList& supported);
+
+    /// Locales of all models, those that could be installed included.
+    QStringList supportedLocales() const;
+    /// Locales that work without a download.
+    QStringList installedLocales() const;
+    /// The locale of transcription: the user's own, else US English; none when neither is supported.
+    std::optional<QString> resolvedLocale() const;
+    /// Whether a model for the resolved locale is here.
+    bool isInstalled() const;
+    /// The loaded recogniser for the resolved locale, none when nothing is installed or nothing loads.
+    /// Later calls give the same one until the model in use changes.
+    Task<std::optional<WarmSpeech>> warm();
+    /// Downloads a model for the resolved locale. Does nothing when one is there.
+    Task<Result<>> install(Progress progress = {});
+    /// The model files, for listing, installing and choosing them.
+    speech::SpeechModels& models() { return m_models; }
+
+  private:
+    std::shared_ptr<speech::Recognizer> makeRecognizer(const QString& locale) const;
+    std::shared_ptr<speech::Recognizer> embedded() const;
+    QString wanted(const QString& locale) const;
+
+    QString m_systemLocale;
+    QString m_embeddedModel;
+    speech::SpeechModels m_models;
+    std::optional<WarmSpeech> m_warmed;
+    QString m_warmedModel;
+};
+
+}  // namespace lumbro

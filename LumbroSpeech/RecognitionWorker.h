@@ -1,0 +1,61 @@
+#pragma once
+
+#include "LumbroSpeech/Recognizer.h"
+#include "LumbroSpeech/UtteranceCutter.h"
+#include "LumbroSpeech/UtteranceDecoder.h"
+
+#include <QObject>
+
+#include <atomic>
+#include <condition_variable>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+namespace lumbro::speech {
+
+class WorkerStream;
+
+/// The one thread on which a recogniser loads its model and decodes all of its streams. Finals of any stream
+/// go before audio, audio before guesses. Made and destroyed on the main thread.
+class RecognitionWorker : public std::enable_shared_from_this<RecognitionWorker> {
+  public:
+    RecognitionWorker();
+    ~RecognitionWorker();
+    RecognitionWorker(const RecognitionWorker&) = delete;
+    RecognitionWorker& operator=(const RecognitionWorker&) = delete;
+
+    /// Runs `action` on the worker's thread, after what is queued. Any thread.
+    void post(std::function<void()> action);
+    /// Runs `action` on the main thread, never before this returns. Any thread.
+    void toMainThread(std::function<void()> action);
+
+    /// A stream of its own cutter and decoder. When it goes, the decoder is handed to `recycle` on the
+    /// worker's thread. Main thread.
+    std::shared_ptr<RecognitionStream> openStream(
+        std::unique_ptr<UtteranceCutter> cutter, std::unique_ptr<UtteranceDecoder> decoder,
+        std::function<void(std::unique_ptr<UtteranceDecoder>)> recycle, RecognitionEvents events);
+
+  private:
+    friend class WorkerStream;
+
+    void wake();
+    void run();
+    bool runActions();
+    bool turn(const std::vector<std::shared_ptr<WorkerStream>>& streams);
+    std::vector<std::shared_ptr<WorkerStream>> currentStreams();
+
+    QObject m_home;
+    std::mutex m_mutex;
+    std::condition_variable m_condition;
+    std::deque<std::function<void()>> m_actions;
+    std::vector<std::weak_ptr<WorkerStream>> m_streams;
+    bool m_isWoken = false;
+    std::atomic<bool> m_isEnding = false;
+    std::thread m_thread;
+};
+
+}  // namespace lumbro::speech
