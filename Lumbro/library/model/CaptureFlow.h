@@ -1,0 +1,123 @@
+#pragma once
+
+#include "LumbroCore/Clock.h"
+#include "LumbroCore/Failure.h"
+#include "LumbroCore/Task.h"
+#include "library/formats/CaptureMeta.h"
+#include "library/model/ModelPorts.h"
+#include "meetings/formats/PrepEvent.h"
+
+#include <QObject>
+#include <QString>
+
+#include <memory>
+#include <optional>
+
+namespace lumbro {
+
+class Background;
+class CaptureNaming;
+class ContextLibrary;
+class EngineRuns;
+class LibraryState;
+class Pill;
+
+/// What a recording is for.
+enum class CaptureIntent { note, meeting };
+/// Where the notes of a running recording are shown: in the Library, or in the window beside the call.
+enum class NoteSurface { library, beside };
+
+/// How a recording ended.
+struct CaptureEnd {
+    enum class Kind {
+        /// There was none.
+        notRecording,
+        /// Nothing was heard: the capture is in the Trash.
+        removed,
+        kept,
+    };
+    Kind kind = Kind::notRecording;
+    CaptureRecord record;
+    int words = 0;
+    /// Why audio is missing, in a sentence; nothing when all of it is on disk.
+    std::optional<QString> lostAudio;
+};
+
+/// From the start of a recording to the moment when its results are on their way. Main thread.
+class CaptureFlow final : public QObject {
+    Q_OBJECT
+    Q_PROPERTY(bool isRecording READ isRecording NOTIFY sessionChanged)
+    Q_PROPERTY(bool showConsentHint READ showConsentHint NOTIFY showConsentHintChanged)
+    Q_PROPERTY(QString finishingCaptureID READ finishingCaptureID NOTIFY finishingCaptureIDChanged)
+
+  public:
+    struct Services {
+        ContextLibrary& library;
+        Clock& clock;
+        Pill& pill;
+        LibraryState& state;
+        EngineRuns& runs;
+        CaptureNaming& naming;
+        Background& background;
+        const ModelPorts& ports;
+    };
+
+    explicit CaptureFlow(Services services);
+    ~CaptureFlow() override;
+
+    /// The running recording; null when there is none.
+    RecordingSession* session() const { return m_session.get(); }
+    bool isRecording() const { return m_session != nullptr; }
+    /// For the first 5 seconds of a meeting.
+    bool showConsentHint() const { return m_showConsentHint; }
+    /// Id of the capture that is being stopped; empty when there is none.
+    const QString& finishingCaptureID() const { return m_finishingCaptureID; }
+    NoteSurface noteSurface() const { return m_noteSurface; }
+
+    /// Starts a recording and gives its capture. Fails, and tells the user, when dictation is busy, a
+    /// recording runs, or the microphone cannot be used; the capture is gone then.
+    Task<Result<CaptureRecord>> startCapture(CaptureKind kind, CaptureIntent intent,
+                                             std::optional<PrepEvent> event, NoteSurface surface);
+    /// Starts the recording of the meeting that a brief was written for.
+    void startCapture(const CaptureRecord& prep);
+    /// Ends the recording: the audio at once, then its texts; starts memory, title and engines.
+    Task<CaptureEnd> stopCapture();
+
+    void takeNotes(NoteSurface surface);
+    void newNote();
+    /// The hot keys: stop when recording, else start.
+    void toggleNote();
+    void toggleCapture();
+
+  Q_SIGNALS:
+    void sessionChanged();
+    void showConsentHintChanged();
+    void finishingCaptureIDChanged();
+    /// A step of the finish begins; the text is for the user.
+    void finishStep(const QString& text);
+
+  private:
+    using Session = std::shared_ptr<RecordingSession>;
+
+    CaptureRecord makeRecord(CaptureKind kind, CaptureIntent intent, std::optional<PrepEvent> event);
+    void showStarted(const CaptureRecord& record);
+    void dropFailedStart(const CaptureRecord& record);
+    CaptureEnd finish(const CaptureRecord& record, const RecordingSession& session);
+    void remove(const CaptureRecord& record);
+    void report(const CaptureEnd& end);
+    void runAutomaticEngines(const QString& captureID, const Engine& enhance);
+    void start(CaptureKind kind, CaptureIntent intent, std::optional<PrepEvent> event, NoteSurface surface);
+    void stop();
+    void forget(const QString& captureID);
+    void setShowConsentHint(bool show);
+    void setFinishing(const QString& captureID);
+
+    Services m_services;
+    Session m_session;
+    QString m_finishingCaptureID;
+    NoteSurface m_noteSurface = NoteSurface::beside;
+    bool m_showConsentHint = false;
+    Timer m_consentTimer;
+};
+
+}  // namespace lumbro
