@@ -83,7 +83,6 @@ class AppModel final : public QObject {
     void selectedVoiceIDChanged();
 
   private:
-    bool pillIsFree() const;
     void present(PillMode mode, std::chrono::seconds collapseAfter, const std::optional<InboxItem>& item);
     void showRemaining(const QStringList& promises);
     QString enhanceID() const;

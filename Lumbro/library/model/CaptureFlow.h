@@ -101,14 +101,14 @@ class CaptureFlow final : public QObject {
 
     CaptureRecord makeRecord(CaptureKind kind, CaptureIntent intent, std::optional<PrepEvent> event);
     void showStarted(const CaptureRecord& record);
-    void dropFailedStart(const CaptureRecord& record);
-    CaptureEnd finish(const CaptureRecord& record, const RecordingSession& session);
-    void remove(const CaptureRecord& record);
+    void dropFailedStart(const CaptureRecord& record, const Session& session, const Failure& failure);
+    std::unexpected<Failure> refuse(const QString& message);
+    CaptureEnd finish(CaptureEnd end);
     void report(const CaptureEnd& end);
     void runAutomaticEngines(const QString& captureID, const Engine& enhance);
+    void remove(const CaptureRecord& record);
     void start(CaptureKind kind, CaptureIntent intent, std::optional<PrepEvent> event, NoteSurface surface);
     void stop();
-    void forget(const QString& captureID);
     void setShowConsentHint(bool show);
     void setFinishing(const QString& captureID);
 

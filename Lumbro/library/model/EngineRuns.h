@@ -84,7 +84,7 @@ class EngineRuns final : public QObject {
     AgentRequest request(const Run& run) const;
     void begin(const Run& run);
     Result<QString> finish(const Run& run, Result<QString> reply);
-    void succeed(const Run& run, const QString& text);
+    Result<QString> succeed(const Run& run, const QString& text);
     bool mayUsePill(const Run& run) const;
     void setState(const QString& key, const std::optional<EngineRunState>& state);
 

@@ -68,8 +68,8 @@ struct ModelPorts {
     std::function<QString()> calendarContext = [] { return QString(); };
 
     // Work that a capture or a result starts.
-    /// The memory pass over a finished capture.
-    std::function<Task<>(CaptureRecord)> memorize = [](CaptureRecord) -> Task<> { co_return; };
+    /// The memory pass over a finished capture. May be empty.
+    std::function<Task<>(CaptureRecord)> memorize;
     std::function<void(QString text, CaptureRecord)> exportSlides = [](auto, auto) {};
     std::function<void(QString promise)> completePromise = [](auto) {};
     std::function<void(QString runID)> openActionResult = [](auto) {};

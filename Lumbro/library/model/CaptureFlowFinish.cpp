@@ -1,0 +1,136 @@
+#include "LumbroCore/AppLog.h"
+#include "library/ContextLibrary.h"
+#include "library/model/Background.h"
+#include "library/model/CaptureFlow.h"
+#include "library/model/CaptureNaming.h"
+#include "library/model/EngineRuns.h"
+#include "library/model/LibraryState.h"
+#include "library/model/Pill.h"
+
+#include <QPointer>
+
+#include <utility>
+
+namespace lumbro {
+
+using namespace std::chrono_literals;
+
+namespace {
+
+constexpr int kWordsToEnhance = 20;
+constexpr int kWordsToMention = 3;
+constexpr auto kChoiceShown = 12s;
+
+/// Keeps the session until its audio is packed.
+Task<> waitForPacking(std::shared_ptr<RecordingSession> session) {
+    co_await session->packed();
+}
+
+}  // namespace
+
+Task<CaptureEnd> CaptureFlow::stopCapture() {
+    if (!m_session) {
+        co_return CaptureEnd{};
+    }
+    AppLog::info(u"capture"_s, u"stop pressed"_s);
+    m_session->halt();
+    const Session session = std::exchange(m_session, nullptr);
+    const QString id = session->record().id();
+    setFinishing(id);
+    setShowConsentHint(false);
+    Q_EMIT sessionChanged();
+    if (m_services.pill.shows<pill::Recording>()) {
+        m_services.pill.rest();
+    }
+    if (m_noteSurface == NoteSurface::library) {
+        m_services.state.setSelection(SidebarItem::capture(id));
+    }
+    Q_EMIT finishStep(u"Finishing the transcript…"_s);
+
+    const QPointer<CaptureFlow> alive(this);
+    const CaptureRecord record = co_await session->stop();
+    CaptureEnd end{CaptureEnd::Kind::kept, record, session->wordCount(), session->lostAudio()};
+    if (!alive) {
+        co_return end;
+    }
+    if (m_finishingCaptureID == id) {
+        setFinishing({});
+    }
+    m_services.background.run(waitForPacking(session));
+    co_return finish(std::move(end));
+}
+
+CaptureEnd CaptureFlow::finish(CaptureEnd end) {
+    // Where audio could not be written, the transcript may be missing too: what is left is not thrown away.
+    if (!end.lostAudio && m_services.library.isEmpty(end.record)) {
+        m_services.ports.closeNotes(end.record.id());
+        remove(end.record);
+        m_services.pill.say(u"Nothing was heard, so the note was removed."_s);
+        end.kind = CaptureEnd::Kind::removed;
+        return end;
+    }
+    if (m_services.ports.memorize) {
+        Q_EMIT finishStep(u"Updating the memory…"_s);
+        m_services.background.run(m_services.ports.memorize(end.record));
+    }
+    const bool thought = end.record.meta.kind == CaptureKind::thought;
+    if (thought || end.words < kWordsToEnhance) {
+        m_services.naming.nameIfNeeded(end.record);
+    }
+    report(end);
+    if (end.lostAudio) {
+        m_services.pill.sayError(*end.lostAudio);
+    }
+    return end;
+}
+
+void CaptureFlow::report(const CaptureEnd& end) {
+    Pill& pill = m_services.pill;
+    const QString id = end.record.id();
+    const auto enhance = m_services.library.enhanceEngine();
+    if (end.record.meta.kind == CaptureKind::thought) {
+        pill.say(end.words < kWordsToMention ? u"Note saved. Didn't catch any words."_s
+                                             : u"Note saved to memory."_s);
+    } else if (end.words < kWordsToEnhance) {
+        pill.say(u"Saved. Not enough speech to enhance."_s);
+    } else if (end.record.meta.kind == CaptureKind::meeting && enhance) {
+        Q_EMIT finishStep(u"Writing the notes…"_s);
+        runAutomaticEngines(id, *enhance);
+    } else {
+        pill.setMode(pill::Choose{id}, kChoiceShown, inbox::Handoff{id});
+    }
+}
+
+void CaptureFlow::runAutomaticEngines(const QString& captureID, const Engine& enhance) {
+    EngineRuns& runs = m_services.runs;
+    runs.supersedeRun(captureID, enhance.id);
+    runs.handOff(enhance, captureID);
+    const QList<Engine> automatic = m_services.library.autoEngines();
+    for (const Engine& engine : automatic) {
+        if (engine.id != enhance.id) {
+            runs.supersedeRun(captureID, engine.id);
+            runs.handOff(engine, captureID, std::nullopt, true);
+        }
+    }
+    m_services.pill.addToInbox(inbox::Handoff{captureID});
+}
+
+void CaptureFlow::remove(const CaptureRecord& record) {
+    LibraryState& state = m_services.state;
+    if (state.selection() == SidebarItem::capture(record.id())) {
+        state.setSelection(std::nullopt);
+    }
+    m_services.library.deleteCapture(record);
+}
+
+void CaptureFlow::stop() {
+    runDetached(stopCapture());
+}
+
+void CaptureFlow::setFinishing(const QString& captureID) {
+    if (std::exchange(m_finishingCaptureID, captureID) != captureID) {
+        Q_EMIT finishingCaptureIDChanged();
+    }
+}
+
+}  // namespace lumbro

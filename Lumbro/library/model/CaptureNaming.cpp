@@ -1,0 +1,82 @@
+#include "library/model/CaptureNaming.h"
+
+#include "LumbroCore/Text.h"
+#include "engines/formats/EngineInput.h"
+#include "library/ContextLibrary.h"
+#include "library/model/Background.h"
+
+#include <QPointer>
+
+#include <algorithm>
+
+namespace lumbro {
+
+namespace {
+
+constexpr qsizetype kSegmentsForTitle = 80;
+constexpr qsizetype kTitleTooLong = 60;
+
+bool isUnnamed(const CaptureRecord& record) {
+    return record.meta.title == CaptureNaming::newNote() || record.meta.title == CaptureNaming::meeting();
+}
+
+}  // namespace
+
+CaptureNaming::CaptureNaming(ContextLibrary& library, AgentProvider& agent, Background& background)
+    : m_library(library), m_agent(agent), m_background(background) {}
+
+void CaptureNaming::nameIfNeeded(const CaptureRecord& record, std::optional<TranscriptSegments> segments,
+                                 std::optional<QString> notes) {
+    if (!isUnnamed(record)) {
+        return;
+    }
+    const TranscriptSegments spoken = segments ? *segments : m_library.segments(record);
+    const QString written = notes ? *notes : m_library.notes(record);
+    if (!spoken.isEmpty() || !written.trimmed().isEmpty()) {
+        autoTitle(record, spoken, written);
+    }
+}
+
+void CaptureNaming::autoTitle(const CaptureRecord& record, const TranscriptSegments& segments,
+                              const QString& notes) {
+    AgentRequest request;
+    request.systemPrompt =
+        u"You name meetings and notes. Reply with a 2-5 word title in Title Case. "
+        "No quotes, no punctuation at the end."_s;
+    request.instruction = u"Name this note."_s;
+    request.context =
+        EngineInput::build(record, segments.first(std::min(segments.size(), kSegmentsForTitle)), notes);
+    request.model = u"haiku"_s;
+    m_background.run(askForTitle(record.id(), std::move(request)));
+}
+
+std::optional<QString> CaptureNaming::titleFrom(const QString& reply) {
+    for (const QStringView line : QStringView(reply).split(u'\n')) {
+        if (line.trimmed().isEmpty()) {
+            continue;
+        }
+        const QStringView title = trimmedOf(line.trimmed(), u"\"'#* .");
+        if (title.isEmpty() || title.size() >= kTitleTooLong) {
+            return std::nullopt;
+        }
+        return title.toString();
+    }
+    return std::nullopt;
+}
+
+Task<> CaptureNaming::askForTitle(QString captureID, AgentRequest request) {
+    const QPointer<CaptureNaming> alive(this);
+    const Result<QString> reply = co_await m_agent.run(std::move(request), nullptr);
+    if (!alive || !reply) {
+        co_return;
+    }
+    const auto title = titleFrom(*reply);
+    auto record = m_library.record(captureID);
+    if (title && record && isUnnamed(*record)) {
+        record->meta.title = *title;
+        m_library.save(*record);
+        Q_EMIT renamed(captureID);
+    }
+}
+
+}  // namespace lumbro
