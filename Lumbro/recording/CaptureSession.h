@@ -8,6 +8,7 @@
 #include "platform/AudioSource.h"
 #include "recording/CaptureTiming.h"
 #include "recording/FeedGate.h"
+#include "recording/RecordingSession.h"
 #include "recording/transcription/SpeechAssets.h"
 
 #include <QList>
@@ -28,7 +29,7 @@ class LiveTranscriber;
 
 /// One running recording: a capture folder, the tracks "Me" and "Them", their transcribers and the growing
 /// transcript. Recording degrades rather than aborts: only the microphone's failure ends it. Main thread.
-class CaptureSession final : public QObject {
+class CaptureSession final : public RecordingSession {
     Q_OBJECT
     Q_PROPERTY(lumbro::CaptureRecord record READ record NOTIFY recordChanged)
     Q_PROPERTY(lumbro::TranscriptSegments segments READ segments NOTIFY segmentsChanged)
@@ -63,17 +64,17 @@ class CaptureSession final : public QObject {
 
     /// Starts the audio, then the transcribers in the background. Fails when the microphone is refused or
     /// cannot be started; the message is for the user. Called once.
-    Task<Result<>> start();
+    Task<Result<>> start() override;
     /// Ends the audio and writes what is known by now. At once; a second call does nothing.
-    void halt();
+    void halt() override;
     /// Halts, waits for the last words, writes everything and begins to pack the audio. Called once.
-    Task<CaptureRecord> stop();
+    Task<CaptureRecord> stop() override;
     /// Done when the packing that `stop` began is done.
-    Task<> packed();
+    Task<> packed() override;
     /// Remembers the application that the call is in. Only while this is a call.
     void noteCallApp(const QString& name, const QString& bundleID);
 
-    const CaptureRecord& record() const { return m_record; }
+    const CaptureRecord& record() const override { return m_record; }
     /// Final text in the order of its arrival.
     const TranscriptSegments& segments() const { return m_segments; }
     /// The latest text of each speaker that is not final yet. Never an empty text.
@@ -85,10 +86,10 @@ class CaptureSession final : public QObject {
     bool transcribing() const { return m_transcribing; }
     /// A remark of one line for the user; empty when there is none.
     const QString& notice() const { return m_notice; }
-    bool isCall() const { return m_isCall; }
-    void setIsCall(bool isCall);
+    bool isCall() const override { return m_isCall; }
+    void setIsCall(bool isCall) override;
     /// Pieces between single blanks, over all segments.
-    int wordCount() const;
+    int wordCount() const override;
 
   Q_SIGNALS:
     void recordChanged();
