@@ -1,0 +1,17 @@
+// meta.json: what was read must come back the same after it was written.
+#include "library/formats/CaptureMeta.h"
+
+#include "Check.h"
+#include "LumbroCore/Json.h"
+
+using namespace lumbro;
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    const auto meta = CaptureMeta::fromJson(json::object(fuzz::bytes(data, size)));
+    if (meta) {
+        const QByteArray written = json::encode(meta->toJson());
+        const auto again = CaptureMeta::fromJson(json::object(written));
+        fuzz::check(again && json::encode(again->toJson()) == written);
+    }
+    return 0;
+}
