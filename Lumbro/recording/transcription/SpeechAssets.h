@@ -4,6 +4,7 @@
 #include "LumbroCore/Task.h"
 #include "LumbroSpeech/Recognizer.h"
 #include "LumbroSpeech/SpeechModels.h"
+#include "recording/transcription/WarmSpeech.h"
 
 #include <QString>
 #include <QStringList>
@@ -13,14 +14,6 @@
 #include <optional>
 
 namespace lumbro {
-
-/// A recogniser that is ready to open streams, with the locale it hears.
-struct WarmSpeech {
-    QString locale;
-    std::shared_ptr<speech::Recognizer> recognizer;
-
-    bool operator==(const WarmSpeech&) const = default;
-};
 
 /// Settles the language, whether a model for it is here, fetches one, and keeps a loaded recogniser at hand
 /// so that a capture starts at once. Main thread.
