@@ -6,6 +6,8 @@
 #include <csignal>
 #include <utility>
 
+#include <unistd.h>
+
 namespace lumbro {
 
 namespace {
@@ -109,6 +111,9 @@ void ChildProcess::Private::start() {
     process->setArguments(command.arguments);
     process->setWorkingDirectory(command.workingDirectory);
     process->setProcessEnvironment(command.environment);
+    if (command.ownSession) {
+        process->setChildProcessModifier([] { ::setsid(); });
+    }
     process->start();
 }
 
@@ -171,8 +176,13 @@ Task<Result<ChildExit>> ChildProcess::run() {
 }
 
 void ChildProcess::terminate() {
-    if (isRunning()) {
-        m_private->process->terminate();
+    if (!isRunning()) {
+        return;
+    }
+    m_private->process->terminate();
+    const auto pid = static_cast<pid_t>(m_private->process->processId());
+    if (m_private->command.ownSession && pid > 1) {
+        ::kill(-pid, SIGHUP);
     }
 }
 

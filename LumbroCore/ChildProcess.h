@@ -25,6 +25,9 @@ struct ChildCommand {
     QByteArray input{};
     /// How many bytes of each of the two outputs are kept. What comes beyond is read and dropped.
     qsizetype keptBytes = qsizetype(64) * 1024 * 1024;
+    /// Gives the child a session of its own, so that it can't reach for our terminal. `terminate` then hangs
+    /// up on it as well, for shells, which ignore the other signal.
+    bool ownSession = false;
 };
 
 /// How a child ended.

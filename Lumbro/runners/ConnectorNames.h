@@ -5,13 +5,14 @@
 
 namespace lumbro {
 
-/// The start of the names of an account's tools, up to and with the "__": "claude.ai Slack" gives
-/// "mcp__claude_ai_Slack__". Every character but ASCII letters, digits, "_" and "-" becomes "_"; for a name
-/// that begins with "claude.ai " runs of "_" are one, and none stands at the ends.
+/// What the names of an account's tools begin with, without the "__" that follows: "claude.ai Slack" gives
+/// "mcp__claude_ai_Slack". Every character but ASCII letters, digits, "_" and "-" becomes "_"; for a name
+/// that begins with "claude.ai " runs of "_" are one, and none stands at the ends. Fits
+/// `AgentConnectors::allow` and `AgentRequest::requireTools`.
 QString mcpPrefix(const QString& accountName);
 
-/// Patterns for `disallowed` that keep a connector from deleting, for when its tools aren't known. `server`
-/// is the name as it stands in the tool names, such as "claude_ai_Slack".
-QStringList deletionPatterns(const QString& server);
+/// Patterns for `AgentRequest::disallowed` that keep a connector from deleting while its tools aren't known.
+/// `prefix` is what `mcpPrefix` gave.
+QStringList deletionPatterns(const QString& prefix);
 
 }  // namespace lumbro

@@ -1,0 +1,86 @@
+#include "runners/AgentText.h"
+
+#include <QStringDecoder>
+
+namespace lumbro::agents {
+
+namespace {
+
+constexpr qsizetype longestReason = qsizetype(1024) * 1024;
+// The kernel counts the ending zero byte too.
+constexpr qsizetype longestArgument = qsizetype(128) * 1024 - 1;
+
+bool holdsAny(const QString& text, std::initializer_list<QStringView> words) {
+    return std::ranges::any_of(words, [&](QStringView word) { return text.contains(word); });
+}
+
+}  // namespace
+
+Failure notInstalled() {
+    return {FailureKind::notInstalled, u"Claude Code isn't installed"_s};
+}
+
+Failure notLoggedIn() {
+    return {FailureKind::notLoggedIn, u"Run `claude` in Terminal once to log in"_s};
+}
+
+Failure timedOut() {
+    return {FailureKind::timedOut, u"Claude took too long. Try again."_s};
+}
+
+Failure cancelled() {
+    return {FailureKind::cancelled, u"Cancelled"_s};
+}
+
+Failure toolsNotReady() {
+    return {FailureKind::toolsNotReady, u"The app didn't load in time. Nothing was changed."_s};
+}
+
+QString reasonText(const QByteArray& bytes) {
+    qsizetype end = std::min(bytes.size(), longestReason);
+    while (end < bytes.size() && end > 0 && (static_cast<unsigned char>(bytes[end]) & 0xC0) == 0x80) {
+        --end;
+    }
+    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
+    const QString text = decoder(QByteArrayView(bytes).first(end));
+    return decoder.hasError() ? QString() : text.trimmed();
+}
+
+Failure classify(const QString& text) {
+    const QString lower = text.toLower();
+    if (holdsAny(lower, {u"login", u"log in", u"not authenticated", u"invalid api key", u"/login"})) {
+        return notLoggedIn();
+    }
+    if (holdsAny(lower, {u"limit", u"usage"})) {
+        return {FailureKind::limit, head(text, 200)};
+    }
+    return {FailureKind::failed, text.isEmpty() ? u"Claude Code failed"_s : head(text, 240)};
+}
+
+QString head(const QString& text, qsizetype count) {
+    const bool cutsPair = text.size() > count && text[count - 1].isHighSurrogate();
+    return text.left(cutsPair ? count - 1 : count);
+}
+
+QString plainInstruction(const QString& instruction) {
+    const bool isRead = instruction.startsWith(u'-') || instruction.startsWith(u'/');
+    return isRead ? u' ' + instruction : instruction;
+}
+
+Result<> checkArguments(const QString& tool, const QStringList& arguments) {
+    for (const QString& text : arguments) {
+        if (text.toUtf8().size() > longestArgument) {
+            return fail(
+                u"The prompt is too long for %1: its instructions may have 128 KB at most. "
+                "Shorten them and try again."_s.arg(tool));
+        }
+    }
+    return {};
+}
+
+QString argument(const QString& text) {
+    QString valid = QString::fromUtf8(text.toUtf8());
+    return valid.remove(QChar::Null);
+}
+
+}  // namespace lumbro::agents

@@ -1,0 +1,64 @@
+#include "runners/ClaudeOutput.h"
+
+#include "runners/AgentText.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+
+namespace lumbro::claude {
+
+EventStream::EventStream(const QString& connector)
+    : m_prefix(connector + u"__"_s), m_lines([this](const QByteArray& line) { take(line); }) {}
+
+void EventStream::finish() {
+    m_isLastLine = true;
+    m_lines.finish();
+}
+
+void EventStream::take(const QByteArray& line) {
+    const bool mayBeResult = line.contains("\"result\"");
+    const bool mayBeInit = m_gate == Gate::waiting && !m_isLastLine && line.contains("init");
+    if (!mayBeResult && !mayBeInit) {
+        return;
+    }
+    const QJsonDocument document = QJsonDocument::fromJson(line);
+    if (!document.isObject()) {
+        return;
+    }
+    const QJsonObject event = document.object();
+    if (event.value(u"type").toString() == u"result") {
+        m_result = event;
+    }
+    if (mayBeInit && event.value(u"subtype").toString() == u"init") {
+        const QJsonArray tools = event.value(u"tools").toArray();
+        const bool isThere = std::ranges::any_of(
+            tools, [&](const auto& tool) { return tool.toString().startsWith(m_prefix); });
+        m_gate = isThere ? Gate::passed : Gate::refused;
+    }
+}
+
+std::optional<QJsonObject> plainResult(const QByteArray& output) {
+    const QJsonDocument document = QJsonDocument::fromJson(output);
+    return document.isObject() ? std::optional(document.object()) : std::nullopt;
+}
+
+Result<QString> judge(const AgentEnd& end, const std::optional<QJsonObject>& result) {
+    const QString errors = agents::reasonText(end.exit.errors);
+    if (!result) {
+        if (end.timedOut) {
+            return std::unexpected(agents::timedOut());
+        }
+        return std::unexpected(
+            agents::classify(errors.isEmpty() ? agents::reasonText(end.exit.output) : errors));
+    }
+    const QString text = result->value(u"result").toString().trimmed();
+    const QJsonValue isError = result->value(u"is_error");
+    const bool hasFailed =
+        end.exit.bySignal || end.exit.status != 0 || (isError.isBool() && isError.toBool());
+    if (!hasFailed && !text.isEmpty()) {
+        return text;
+    }
+    return std::unexpected(agents::classify(text.isEmpty() ? errors : text));
+}
+
+}  // namespace lumbro::claude

@@ -1,0 +1,90 @@
+#include "runners/LoginShell.h"
+
+#include "LumbroCore/ChildProcess.h"
+#include "LumbroCore/Text.h"
+
+#include <QDir>
+#include <QFileInfo>
+
+#include <coroutine>
+#include <utility>
+
+namespace lumbro {
+
+namespace {
+
+constexpr auto longestWait = std::chrono::seconds(10);
+
+bool isProgram(const QString& path) {
+    const QFileInfo file(path);
+    return file.isFile() && file.isExecutable();
+}
+
+QString loginShell() {
+    for (const QString& path : {u"/bin/zsh"_s, qEnvironmentVariable("SHELL")}) {
+        if (isProgram(path)) {
+            return path;
+        }
+    }
+    return u"/bin/bash"_s;
+}
+
+/// Start files may print noise, so the answer is the last line.
+std::optional<QString> lastLine(const QByteArray& output) {
+    const QStringList lines = QString::fromUtf8(output).split(u'\n', Qt::SkipEmptyParts);
+    if (lines.isEmpty()) {
+        return std::nullopt;
+    }
+    return trimmedBlanks(lines.last()).toString();
+}
+
+/// One look-up, over when the shell ends or the time is up, whichever comes first.
+struct Lookup {
+    explicit Lookup(ChildCommand command) : child(std::move(command)) {}
+
+    void finish(std::optional<QString> found) {
+        if (isDone) {
+            return;
+        }
+        isDone = true;
+        line = std::move(found);
+        watchdog.stop();
+        if (waiting) {
+            std::exchange(waiting, {}).resume();
+        }
+    }
+
+    bool await_ready() const noexcept { return isDone; }
+    void await_suspend(std::coroutine_handle<> handle) noexcept { waiting = handle; }
+    void await_resume() const noexcept {}
+
+    ChildProcess child;
+    Timer watchdog;
+    std::optional<QString> line;
+    std::coroutine_handle<> waiting;
+    bool isDone = false;
+};
+
+Task<> follow(std::shared_ptr<Lookup> lookup) {
+    const auto exit = co_await lookup->child.run();
+    lookup->finish(exit ? lastLine(exit->output) : std::nullopt);
+}
+
+}  // namespace
+
+Task<std::optional<QString>> loginShellLine(QString command, Clock& clock) {
+    // A session of its own: an interactive shell would otherwise take over the terminal that we run in.
+    const auto lookup = std::make_shared<Lookup>(ChildCommand{.program = loginShell(),
+                                                              .arguments = {u"-lic"_s, command},
+                                                              .workingDirectory = QDir::homePath(),
+                                                              .ownSession = true});
+    lookup->watchdog.start(clock, longestWait, Clock::Repeat::once, [state = lookup.get()] {
+        state->child.terminate();
+        state->finish(std::nullopt);
+    });
+    runDetached(follow(lookup));
+    co_await *lookup;
+    co_return lookup->line;
+}
+
+}  // namespace lumbro
