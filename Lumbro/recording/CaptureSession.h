@@ -8,8 +8,9 @@
 #include "platform/AudioSource.h"
 #include "recording/CaptureTiming.h"
 #include "recording/FeedGate.h"
+#include "recording/Latch.h"
 #include "recording/RecordingSession.h"
-#include "recording/transcription/SpeechAssets.h"
+#include "recording/transcription/WarmSpeech.h"
 
 #include <QList>
 #include <QMap>
@@ -71,6 +72,8 @@ class CaptureSession final : public RecordingSession {
     Task<CaptureRecord> stop() override;
     /// Done when the packing that `stop` began is done.
     Task<> packed() override;
+    /// Done when every file that the recording is fed from has ended; never for devices.
+    Task<> fed();
     /// Remembers the application that the call is in. Only while this is a call.
     void noteCallApp(const QString& name, const QString& bundleID);
 
@@ -90,6 +93,7 @@ class CaptureSession final : public RecordingSession {
     void setIsCall(bool isCall) override;
     /// Pieces between single blanks, over all segments.
     int wordCount() const override;
+    std::optional<QString> lostAudio() const override { return m_lostAudio; }
 
   Q_SIGNALS:
     void recordChanged();
@@ -104,21 +108,25 @@ class CaptureSession final : public RecordingSession {
     void ended();
 
   private:
-    using Tracks = QMap<Speaker, std::shared_ptr<CaptureTrack>>;
-
     void makeTracks(bool withSpeech);
+    void makeTranscriber(Speaker speaker);
+    Task<Result<>> startSource(AudioSource& source, Speaker speaker);
     Task<bool> startSystemAudio();
-    void startTimers();
-    Task<> startSpeech(WarmSpeech speech);
+    void begin(std::optional<WarmSpeech> speech);
+    Task<> startSpeech(WarmSpeech speech, std::shared_ptr<Latch> started);
     Task<> finishTranscribers();
+    void stopAudio();
+    void noteFed();
     void tickLevels();
     void flush();
-    void write(const TranscriptSegments& segments);
+    bool writeTranscript(const TranscriptSegments& segments);
     void append(const TranscriptSegment& segment);
+    /// What is said and not final yet, as segments that start now.
     TranscriptSegments leftover() const;
     double audioSeconds() const;
     double secondsFromStart() const;
     QDateTime endTime() const;
+    void noteLostAudio(const QString& sentence);
     void setNotice(const QString& notice);
     void setVolatile(Speaker speaker, const QString& text);
     void setTranscribing(bool transcribing);
@@ -138,12 +146,15 @@ class CaptureSession final : public RecordingSession {
     bool m_dirty = false;
     bool m_halted = false;
     bool m_writeFailureLogged = false;
-    Tracks m_tracks;
+    QMap<Speaker, std::shared_ptr<CaptureTrack>> m_tracks;
     QMap<Speaker, std::shared_ptr<LiveTranscriber>> m_transcribers;
     Timer m_levelTimer;
     Timer m_saveTimer;
-    std::optional<Task<>> m_speechStart;
-    std::shared_ptr<Task<>> m_packing;
+    std::optional<QString> m_lostAudio;
+    /// Open once the background start of the transcribers is over; none when there is none.
+    std::shared_ptr<Latch> m_speechStarted;
+    std::shared_ptr<Latch> m_packed;
+    std::shared_ptr<Latch> m_fed;
 };
 
 }  // namespace lumbro

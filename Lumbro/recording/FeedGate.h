@@ -3,6 +3,7 @@
 #include "library/formats/TranscriptSegment.h"
 #include "recording/audio/FileAudioSource.h"
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -24,7 +25,7 @@ class FeedGate final : public std::enable_shared_from_this<FeedGate> {
     FilePlayback playback(Speaker speaker, bool realTime, std::optional<int> channel = {});
 
     /// Whether the speaker's file may hand on more. Any thread.
-    bool mayFeed(Speaker speaker) const;
+    bool mayFeed(Speaker speaker);
     /// Every file made with `playback` has ended, and there was one. Any thread.
     bool hasEnded() const;
 
@@ -37,6 +38,8 @@ class FeedGate final : public std::enable_shared_from_this<FeedGate> {
         /// Seconds of the track so far, and seconds that wait for the recogniser. Empty until a session runs.
         std::function<double()> position;
         std::function<double()> backlog;
+        double lastBacklog = 0;
+        std::chrono::steady_clock::time_point lastMove;
     };
 
     void attach(Speaker speaker, std::function<double()> position, std::function<double()> backlog);
@@ -44,6 +47,8 @@ class FeedGate final : public std::enable_shared_from_this<FeedGate> {
     void noteEnd(Speaker speaker);
     Side& side(Speaker speaker) { return speaker == Speaker::me ? m_me : m_them; }
     const Side& side(Speaker speaker) const { return speaker == Speaker::me ? m_me : m_them; }
+
+    static bool isBehind(Side& side);
 
     mutable std::mutex m_lock;
     Side m_me;
