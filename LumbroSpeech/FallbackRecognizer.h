@@ -16,14 +16,12 @@ class FallbackRecognizer final : public Recognizer {
     FallbackRecognizer(std::shared_ptr<Recognizer> first,
                        std::function<std::shared_ptr<Recognizer>()> makeSecond);
 
-    Task<Result<std::shared_ptr<RecognitionStream>>> open(RecognitionEvents events) override;
+    Task<Result<OpenedStream>> open(RecognitionEvents events) override;
     Task<Result<>> warm(int streams = 2) override;
 
   private:
-    std::shared_ptr<Recognizer> fallBack(const QString& reason);
-
-    std::shared_ptr<Recognizer> m_current;
-    std::function<std::shared_ptr<Recognizer>()> m_makeSecond;
+    struct Choice;
+    std::shared_ptr<Choice> m_choice;
 };
 
 }  // namespace lumbro::speech

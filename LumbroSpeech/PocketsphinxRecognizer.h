@@ -26,7 +26,7 @@ class PocketsphinxRecognizer final : public Recognizer {
     static QStringList locales();
 
     /// Fails with a sentence that names the package when the model is missing or broken.
-    Task<Result<std::shared_ptr<RecognitionStream>>> open(RecognitionEvents events) override;
+    Task<Result<OpenedStream>> open(RecognitionEvents events) override;
     /// Loads decoders for `streams` streams ahead of their use.
     Task<Result<>> warm(int streams = 2) override;
 

@@ -23,6 +23,8 @@ class WorkerStream;
 /// go before audio, audio before guesses. Made and destroyed on the main thread.
 class RecognitionWorker : public std::enable_shared_from_this<RecognitionWorker> {
   public:
+    using Recycle = std::function<void(std::unique_ptr<UtteranceDecoder>)>;
+
     RecognitionWorker();
     ~RecognitionWorker();
     RecognitionWorker(const RecognitionWorker&) = delete;
@@ -33,14 +35,23 @@ class RecognitionWorker : public std::enable_shared_from_this<RecognitionWorker>
     /// Runs `action` on the main thread, never before this returns. Any thread.
     void toMainThread(std::function<void()> action);
 
+    /// Runs `work` on the worker's thread and gives its result. The worker lives at least until then. Main
+    /// thread.
+    Task<Result<>> call(std::function<Result<>()> work);
+
     /// A stream of its own cutter and decoder. When it goes, the decoder is handed to `recycle` on the
     /// worker's thread. Main thread.
-    std::shared_ptr<RecognitionStream> openStream(
-        std::unique_ptr<UtteranceCutter> cutter, std::unique_ptr<UtteranceDecoder> decoder,
-        std::function<void(std::unique_ptr<UtteranceDecoder>)> recycle, RecognitionEvents events);
+    std::shared_ptr<RecognitionStream> openStream(std::unique_ptr<UtteranceCutter> cutter,
+                                                  std::unique_ptr<UtteranceDecoder> decoder, Recycle recycle,
+                                                  RecognitionEvents events);
 
   private:
-    friend class WorkerStream;
+    struct Entry {
+        std::shared_ptr<WorkerStream> stream;
+        Recycle recycle;
+    };
+
+    struct Call;
 
     void wake();
     void run();
@@ -52,7 +63,7 @@ class RecognitionWorker : public std::enable_shared_from_this<RecognitionWorker>
     std::mutex m_mutex;
     std::condition_variable m_condition;
     std::deque<std::function<void()>> m_actions;
-    std::vector<std::weak_ptr<WorkerStream>> m_streams;
+    std::vector<Entry> m_streams;
     bool m_isWoken = false;
     std::atomic<bool> m_isEnding = false;
     std::thread m_thread;

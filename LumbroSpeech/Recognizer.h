@@ -9,6 +9,7 @@
 #include <functional>
 #include <memory>
 #include <span>
+#include <utility>
 
 namespace lumbro::speech {
 
@@ -48,6 +49,16 @@ struct RecognitionEvents {
     std::function<void(const Result<>&)> onEnd;
 };
 
+/// A stream that was opened. It wraps the pointer because the comparisons of an awaited Result of a bare
+/// pointer are ambiguous.
+class OpenedStream {
+  public:
+    explicit OpenedStream(std::shared_ptr<RecognitionStream> opened) : stream(std::move(opened)) {}
+
+    /// Never null.
+    std::shared_ptr<RecognitionStream> stream;
+};
+
 /// A speech recogniser with a loaded model.
 class Recognizer {
   public:
@@ -57,7 +68,7 @@ class Recognizer {
     virtual ~Recognizer() = default;
 
     /// Opens a stream. Main thread; takes as long as it takes to load the model at the first call.
-    virtual Task<Result<std::shared_ptr<RecognitionStream>>> open(RecognitionEvents events) = 0;
+    virtual Task<Result<OpenedStream>> open(RecognitionEvents events) = 0;
     /// Loads what `streams` streams need, so that `open` is quick. Main thread; returns when it is done.
     virtual Task<Result<>> warm(int streams = 2) { co_return Result<>(); }
 };

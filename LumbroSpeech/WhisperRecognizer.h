@@ -32,7 +32,7 @@ class WhisperRecognizer final : public Recognizer {
     static bool isAvailable();
 
     /// Fails with a sentence when the file is missing, broken or no whisper model.
-    Task<Result<std::shared_ptr<RecognitionStream>>> open(RecognitionEvents events) override;
+    Task<Result<OpenedStream>> open(RecognitionEvents events) override;
     Task<Result<>> warm(int streams = 2) override;
 
   private:

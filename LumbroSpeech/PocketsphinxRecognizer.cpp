@@ -1,0 +1,102 @@
+#include "LumbroSpeech/PocketsphinxRecognizer.h"
+
+#include "LumbroCore/Literals.h"
+#include "LumbroSpeech/PocketsphinxDecoder.h"
+
+#include <QDir>
+#include <QFileInfo>
+
+#include <algorithm>
+#include <array>
+#include <utility>
+#include <vector>
+
+namespace lumbro::speech {
+
+/// Loaded decoders that no stream uses, on the worker's thread only.
+struct PocketsphinxRecognizer::Decoders {
+    QString modelPath;
+    std::vector<std::unique_ptr<UtteranceDecoder>> idle;
+
+    Result<> take(std::unique_ptr<UtteranceDecoder>& out) {
+        const auto filled = fill(1);
+        if (filled) {
+            out = std::move(idle.back());
+            idle.pop_back();
+        }
+        return filled;
+    }
+
+    Result<> fill(int count) {
+        while (std::ssize(idle) < count) {
+            auto decoder = load();
+            if (!decoder) {
+                return std::unexpected(decoder.error());
+            }
+            idle.push_back(std::move(*decoder));
+        }
+        return {};
+    }
+
+    Result<std::unique_ptr<UtteranceDecoder>> load() const {
+        if (!isInstalled(modelPath)) {
+            return fail(FailureKind::speech,
+                        u"The speech model is missing; install the package pocketsphinx-en-us."_s);
+        }
+        return PocketsphinxDecoder::load(modelPath);
+    }
+};
+
+PocketsphinxRecognizer::PocketsphinxRecognizer(QString modelPath)
+    : m_decoders(std::make_shared<Decoders>()), m_worker(std::make_shared<RecognitionWorker>()) {
+    m_decoders->modelPath = std::move(modelPath);
+}
+
+PocketsphinxRecognizer::~PocketsphinxRecognizer() = default;
+
+QString PocketsphinxRecognizer::defaultModelPath() {
+    return u"/usr/share/pocketsphinx/model/en-us"_s;
+}
+
+bool PocketsphinxRecognizer::isInstalled(const QString& modelPath) {
+    // The library ends the process on some missing files, so it is never let near an incomplete model.
+    static constexpr std::array files = {
+        "cmudict-en-us.dict", "en-us.lm.bin",  "en-us/feat.params",         "en-us/mdef",      "en-us/means",
+        "en-us/noisedict",    "en-us/sendump", "en-us/transition_matrices", "en-us/variances",
+    };
+    return std::ranges::all_of(files, [&](const char* name) {
+        const QFileInfo file(QDir(modelPath).filePath(QString::fromLatin1(name)));
+        return file.isFile() && file.isReadable() && file.size() > 0;
+    });
+}
+
+QStringList PocketsphinxRecognizer::locales() {
+    return {u"en-US"_s};
+}
+
+Task<Result<OpenedStream>> PocketsphinxRecognizer::open(RecognitionEvents events) {
+    // Nothing of this object is used after the wait: it may be gone by then.
+    const auto worker = m_worker;
+    const auto decoders = m_decoders;
+    const auto decoder = std::make_shared<std::unique_ptr<UtteranceDecoder>>();
+    std::function<Result<>()> take = [decoders, decoder] { return decoders->take(*decoder); };
+    const auto loaded = co_await worker->call(std::move(take));
+    if (!loaded) {
+        co_return std::unexpected(loaded.error());
+    }
+    const auto recycle = [decoders](std::unique_ptr<UtteranceDecoder> used) {
+        decoders->idle.push_back(std::move(used));
+    };
+    auto cutter = std::make_unique<UtteranceCutter>(std::make_unique<WebRtcVoiceDetector>());
+    co_return OpenedStream(
+        worker->openStream(std::move(cutter), std::move(*decoder), recycle, std::move(events)));
+}
+
+Task<Result<>> PocketsphinxRecognizer::warm(int streams) {
+    const auto worker = m_worker;
+    const auto decoders = m_decoders;
+    std::function<Result<>()> fill = [decoders, streams] { return decoders->fill(streams); };
+    co_return co_await worker->call(std::move(fill));
+}
+
+}  // namespace lumbro::speech

@@ -1,0 +1,219 @@
+#include "LumbroSpeech/RecognitionWorker.h"
+
+#include "LumbroSpeech/WorkerStream.h"
+
+#include <QMetaObject>
+
+#include <algorithm>
+#include <coroutine>
+#include <utility>
+
+namespace lumbro::speech {
+
+namespace {
+
+/// The events of one stream; only ever touched on the main thread once the stream is open.
+struct Listener {
+    RecognitionEvents events;
+    bool isListening = true;
+};
+
+class StreamHandle final : public RecognitionStream {
+  public:
+    StreamHandle(std::shared_ptr<WorkerStream> stream, std::shared_ptr<Listener> listener,
+                 std::shared_ptr<RecognitionWorker> worker, std::function<void()> wake)
+        : m_stream(std::move(stream)),
+          m_listener(std::move(listener)),
+          m_worker(std::move(worker)),
+          m_wake(std::move(wake)) {}
+
+    ~StreamHandle() override {
+        m_listener->isListening = false;
+        m_stream->abandon();
+        m_wake();
+    }
+
+    void feed(std::span<const float> samples) override {
+        m_stream->feed(samples);
+        m_wake();
+    }
+
+    void finish() override {
+        m_stream->finish();
+        m_wake();
+    }
+
+    double backlog() const override { return m_stream->backlog(); }
+
+  private:
+    std::shared_ptr<WorkerStream> m_stream;
+    std::shared_ptr<Listener> m_listener;
+    std::shared_ptr<RecognitionWorker> m_worker;
+    std::function<void()> m_wake;
+};
+
+void tell(const Listener& listener, const RecognitionResult& result) {
+    if (listener.isListening && listener.events.onResult) {
+        // The callback may destroy the stream and with it the listener's events.
+        const auto onResult = listener.events.onResult;
+        onResult(result);
+    }
+}
+
+void tellEnd(Listener& listener, const Result<>& outcome) {
+    if (std::exchange(listener.isListening, false) && listener.events.onEnd) {
+        const auto onEnd = listener.events.onEnd;
+        onEnd(outcome);
+    }
+}
+
+}  // namespace
+
+RecognitionWorker::RecognitionWorker() : m_thread([this] { run(); }) {}
+
+RecognitionWorker::~RecognitionWorker() {
+    {
+        const std::lock_guard lock(m_mutex);
+        m_isEnding = true;
+    }
+    wake();
+    m_thread.join();
+}
+
+void RecognitionWorker::wake() {
+    {
+        const std::lock_guard lock(m_mutex);
+        m_isWoken = true;
+    }
+    m_condition.notify_one();
+}
+
+void RecognitionWorker::post(std::function<void()> action) {
+    {
+        const std::lock_guard lock(m_mutex);
+        m_actions.push_back(std::move(action));
+    }
+    wake();
+}
+
+struct RecognitionWorker::Call {
+    RecognitionWorker& worker;
+    std::function<Result<>()> work;
+    Result<> result;
+
+    bool await_ready() const noexcept { return false; }
+    void await_suspend(std::coroutine_handle<> handle) {
+        worker.post([this, handle] {
+            result = work();
+            worker.toMainThread([handle] { handle.resume(); });
+        });
+    }
+    Result<> await_resume() { return std::move(result); }
+};
+
+Task<Result<>> RecognitionWorker::call(std::function<Result<>()> work) {
+    const auto keep = shared_from_this();
+    co_return co_await Call{*keep, std::move(work), {}};
+}
+
+void RecognitionWorker::toMainThread(std::function<void()> action) {
+    QMetaObject::invokeMethod(&m_home, std::move(action), Qt::QueuedConnection);
+}
+
+std::shared_ptr<RecognitionStream> RecognitionWorker::openStream(std::unique_ptr<UtteranceCutter> cutter,
+                                                                 std::unique_ptr<UtteranceDecoder> decoder,
+                                                                 Recycle recycle, RecognitionEvents events) {
+    auto listener = std::make_shared<Listener>(std::move(events));
+    UtteranceDecoder& borrowed = *decoder;
+    auto stream = std::make_shared<WorkerStream>(
+        std::move(cutter), std::move(decoder),
+        [this, listener](RecognitionResult result) {
+            toMainThread([listener, result = std::move(result)] { tell(*listener, result); });
+        },
+        [this, listener](Result<> outcome) {
+            toMainThread([listener, outcome = std::move(outcome)] { tellEnd(*listener, outcome); });
+        });
+    // The decoder is the stream's own: it never asks after the stream is gone.
+    borrowed.shouldAbort = [this, owner = stream.get()] { return m_isEnding || owner->isAbandoned(); };
+    {
+        const std::lock_guard lock(m_mutex);
+        m_streams.push_back({stream, std::move(recycle)});
+    }
+    return std::make_shared<StreamHandle>(stream, std::move(listener), shared_from_this(),
+                                          [this] { wake(); });
+}
+
+void RecognitionWorker::run() {
+    bool isBusy = false;
+    while (!m_isEnding) {
+        {
+            std::unique_lock lock(m_mutex);
+            m_condition.wait(lock, [&] { return isBusy || m_isWoken || m_isEnding; });
+            m_isWoken = false;
+        }
+        isBusy = runActions();
+        isBusy = turn(currentStreams()) || isBusy;
+    }
+}
+
+bool RecognitionWorker::runActions() {
+    std::deque<std::function<void()>> actions;
+    {
+        const std::lock_guard lock(m_mutex);
+        actions.swap(m_actions);
+    }
+    for (const auto& action : actions) {
+        action();
+    }
+    return !actions.empty();
+}
+
+std::vector<std::shared_ptr<WorkerStream>> RecognitionWorker::currentStreams() {
+    std::vector<Entry> over;
+    std::vector<std::shared_ptr<WorkerStream>> streams;
+    {
+        const std::lock_guard lock(m_mutex);
+        const auto isOver = [](const Entry& entry) { return entry.stream->isOver(); };
+        const auto firstOver = std::stable_partition(m_streams.begin(), m_streams.end(), std::not_fn(isOver));
+        std::move(firstOver, m_streams.end(), std::back_inserter(over));
+        m_streams.erase(firstOver, m_streams.end());
+        for (const Entry& entry : m_streams) {
+            streams.push_back(entry.stream);
+        }
+    }
+    for (const Entry& entry : over) {
+        auto decoder = entry.stream->takeDecoder();
+        decoder->shouldAbort = {};
+        if (entry.recycle) {
+            entry.recycle(std::move(decoder));
+        }
+    }
+    return streams;
+}
+
+bool RecognitionWorker::turn(const std::vector<std::shared_ptr<WorkerStream>>& streams) {
+    for (const auto& stream : streams) {
+        stream->cut();
+    }
+    for (const auto& stream : streams) {
+        if (stream->decodeClosed()) {
+            return true;
+        }
+    }
+    bool isBusy = false;
+    for (const auto& stream : streams) {
+        isBusy = stream->decodeSome() || isBusy;
+    }
+    if (isBusy) {
+        return true;
+    }
+    const auto now = std::chrono::steady_clock::now();
+    for (const auto& stream : streams) {
+        if (stream->guess(now)) {
+            return true;
+        }
+    }
+    return std::ranges::any_of(streams, [](const auto& stream) { return stream->isOver(); });
+}
+
+}  // namespace lumbro::speech
