@@ -112,16 +112,16 @@ quietly() {
 configure() {
   local preset=$1 wanted
   shift
-  # Nothing to build the better recogniser from is no reason to stop: the built-in one needs no download.
-  if [ -x scripts/fetch-whisper ] && ! quietly fetch scripts/fetch-whisper; then
-    say "The source of the better recogniser could not be fetched; building with the built-in one only."
-  fi
   wanted="$(cksum <CMakePresets.json) $*"
   if [ -f "build/$preset/build.ninja" ] && [ "$(cat "build/$preset/configured" 2>/dev/null)" = "$wanted" ]; then
     return
   fi
+  [ -e build/deps/whisper/stamp ] || say "Preparing the build; the first time this fetches and builds the speech recogniser, which takes about two minutes."
   quietly "configure-$preset" cmake --preset "$preset" "$@" || die "The build could not be configured."
   printf '%s\n' "$wanted" >"build/$preset/configured"
+  # No reason to stop: the embedded recogniser needs no download.
+  [ -e build/deps/whisper/stamp ] ||
+    say "The better recogniser could not be fetched or built (build/$preset/fetch-whisper.err says why); going on with the embedded one."
 }
 
 # build PRESET TARGET...: silent when there is nothing to do.
