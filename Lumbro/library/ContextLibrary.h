@@ -30,9 +30,11 @@ class ContextLibrary final : public QObject {
   public:
     /// What start-up and the watch timer call in modules above. Empty ones are passed over.
     struct Hooks {
-        /// Packs audio tracks that a crash left, below the folder of captures. Called on a background thread;
-        /// must touch files only. The library waits for it when it is destroyed.
-        std::function<void(const QString& capturesFolder)> packTracks;
+        /// Packs the audio tracks of one capture. Start-up calls it for every capture that a crash left with
+        /// a
+        /// ".caf", on a background thread; it must touch files only. The library's end waits for the current
+        /// one.
+        std::function<void(const QString& captureFolder)> packTracks;
         std::function<void()> bootMemory;
         std::function<void()> reloadMemory;
     };
@@ -58,7 +60,6 @@ class ContextLibrary final : public QObject {
     /// but repairs nothing and starts no timer.
     void open();
 
-    // Captures.
     const QList<CaptureRecord>& captures() const;
     std::optional<CaptureRecord> record(const QString& id) const;
     /// Makes the folder "<stamp>-<kind>", with "-2", "-3" … when that is taken, and its `meta.json`. A
@@ -74,7 +75,7 @@ class ContextLibrary final : public QObject {
     bool isEmpty(const CaptureRecord& record) const;
     void reloadCaptures();
 
-    // A capture's texts. Readers give the empty value on any failure.
+    // Readers give the empty value on any failure.
     TranscriptSegments segments(const CaptureRecord& record) const;
     QString notes(const CaptureRecord& record) const;
     /// Engine id to text.
@@ -84,14 +85,13 @@ class ContextLibrary final : public QObject {
     /// Replaces the engine's earlier result. A failure is logged and given back.
     Result<> writeHandoff(const QString& text, const QString& engineID, const CaptureRecord& record);
 
-    // Engines and voices.
     const QList<Engine>& engines() const;
     const QList<Engine>& systemEngines() const;
     const QStringList& engineWarnings() const;
     const QList<Voice>& voices() const;
     void reloadEngines(bool force);
     void reloadVoices();
-    /// First among the visible, then among the hidden ones.
+    /// Also finds hidden ones.
     std::optional<Engine> engine(const QString& id) const;
     QList<Engine> enginesSuggestedAt(const QString& place) const;
     QList<Engine> enginesIn(EngineScope scope) const;
@@ -99,8 +99,7 @@ class ContextLibrary final : public QObject {
     QList<Engine> autoEngines() const;
     std::optional<Engine> enhanceEngine() const;
     QSet<QString> builtInEngineFiles() const;
-    /// Writes an engine's text, under the name `renameTo` when that is free. Nothing is written when the text
-    /// is no engine.
+    /// Writes an engine's text, under the name `renameTo` when that is free; nothing when it is no engine.
     std::expected<Engine, Engine::LoadError> saveEngine(const QString& text, const QString& url,
                                                         const QString& renameTo = {});
     std::optional<Engine> createEngine();

@@ -52,12 +52,20 @@ constexpr double paragraphSeconds = 45.0;
 }  // namespace
 
 TranscriptSegments decode(const QByteArray& bytes) {
+    return decodeWhole(bytes).value_or(TranscriptSegments());
+}
+
+std::optional<TranscriptSegments> decodeWhole(const QByteArray& bytes) {
+    const QJsonDocument document = QJsonDocument::fromJson(bytes);
+    if (!document.isArray()) {
+        return std::nullopt;
+    }
     TranscriptSegments segments;
-    const QJsonArray values = json::array(bytes);
+    const QJsonArray values = document.array();
     for (const QJsonValue& value : values) {
         auto segment = TranscriptSegment::fromJson(value.toObject());
         if (!segment) {
-            return {};
+            return std::nullopt;
         }
         segments.append(std::move(*segment));
     }

@@ -35,6 +35,8 @@ namespace transcript {
 
 /// The content of `transcript.json`. Bytes that do not hold a whole array of segments give none.
 TranscriptSegments decode(const QByteArray& bytes);
+/// The same, with nothing instead of no segments when the bytes hold anything but an array of segments.
+std::optional<TranscriptSegments> decodeWhole(const QByteArray& bytes);
 QByteArray encode(const TranscriptSegments& segments);
 
 /// Paragraphs: in time order, pieces of one speaker joined by a blank as long as they start less than 45 s

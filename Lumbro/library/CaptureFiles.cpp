@@ -1,0 +1,108 @@
+#include "library/CaptureFiles.h"
+
+#include "LumbroCore/AtomicFile.h"
+#include "LumbroCore/Json.h"
+#include "LumbroCore/Literals.h"
+#include "LumbroCore/Text.h"
+
+#include <QDir>
+#include <QFileInfo>
+
+namespace lumbro::captureFiles {
+
+namespace {
+
+QString transcriptPath(const CaptureRecord& record) {
+    return record.path(u"transcript.json"_s);
+}
+
+QString notesPath(const CaptureRecord& record) {
+    return record.path(u"notes.md"_s);
+}
+
+QString handoffsPath(const CaptureRecord& record) {
+    return record.path(u"handoffs"_s);
+}
+
+std::optional<TranscriptSegments> readSegments(const CaptureRecord& record) {
+    const auto bytes = readFile(transcriptPath(record));
+    return bytes ? transcript::decodeWhole(*bytes) : std::nullopt;
+}
+
+bool hasThreeWords(const TranscriptSegments& segments) {
+    int words = 0;
+    for (const TranscriptSegment& segment : segments) {
+        words += wordCount(segment.text);
+        if (words >= 3) {
+            return true;
+        }
+    }
+    return false;
+}
+
+}  // namespace
+
+TranscriptSegments segments(const CaptureRecord& record, BrokenFiles& broken) {
+    auto segments = readSegments(record);
+    if (!segments && QFileInfo::exists(transcriptPath(record))) {
+        broken.report(transcriptPath(record), u"; it stays as it is"_s);
+    }
+    return std::move(segments).value_or(TranscriptSegments());
+}
+
+QString notes(const CaptureRecord& record, BrokenFiles& broken) {
+    auto text = readTextFile(notesPath(record));
+    if (!text && QFileInfo::exists(notesPath(record))) {
+        broken.report(notesPath(record), u" as UTF-8 text; it stays as it is"_s);
+    }
+    return std::move(text).value_or(QString());
+}
+
+QMap<QString, QString> handoffs(const CaptureRecord& record, BrokenFiles& broken) {
+    QMap<QString, QString> texts;
+    const QDir folder(handoffsPath(record));
+    const QStringList names = folder.entryList({u"*.md"_s}, QDir::Files | QDir::Hidden | QDir::CaseSensitive);
+    for (const QString& name : names) {
+        if (auto text = readTextFile(folder.filePath(name))) {
+            texts[name.chopped(3)] = std::move(*text);
+        } else {
+            broken.report(folder.filePath(name), u" as UTF-8 text; it stays as it is"_s);
+        }
+    }
+    return texts;
+}
+
+Result<> writeTranscript(const TranscriptSegments& segments, const CaptureRecord& record) {
+    Result<> json = writeFileAtomically(transcriptPath(record), transcript::encode(segments));
+    Result<> markdown = writeFileAtomically(record.path(u"transcript.md"_s),
+                                            transcript::markdown(segments, record.meta.title).toUtf8());
+    return json ? std::move(markdown) : std::move(json);
+}
+
+Result<> writeHandoff(const QString& text, const QString& engineID, const CaptureRecord& record) {
+    makePrivateFolder(handoffsPath(record));
+    return writeFileAtomically(handoffsPath(record) + u'/' + engineID + u".md"_s, text.toUtf8());
+}
+
+Result<> writeMeta(const CaptureRecord& record) {
+    return writeFileAtomically(record.path(u"meta.json"_s), json::encode(record.meta.toJson()));
+}
+
+bool isEmpty(const CaptureRecord& record) {
+    if (record.meta.kind != CaptureKind::meeting && record.meta.kind != CaptureKind::thought) {
+        return false;
+    }
+    // The cheap questions come first: start-up asks this of every capture, and transcripts are long.
+    if (!QDir(handoffsPath(record))
+             .isEmpty(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot)) {
+        return false;
+    }
+    const auto notes = readTextFile(notesPath(record));
+    if (notes ? !notes->trimmed().isEmpty() : QFileInfo::exists(notesPath(record))) {
+        return false;
+    }
+    const auto segments = readSegments(record);
+    return segments ? !hasThreeWords(*segments) : !QFileInfo::exists(transcriptPath(record));
+}
+
+}  // namespace lumbro::captureFiles

@@ -1,0 +1,29 @@
+#pragma once
+
+#include "LumbroCore/Failure.h"
+#include "library/BrokenFiles.h"
+#include "library/formats/CaptureMeta.h"
+#include "library/formats/TranscriptSegment.h"
+
+#include <QMap>
+#include <QString>
+
+/// The text files in a capture's folder. Readers give the empty value on any failure and report a file that
+/// is there and broken.
+namespace lumbro::captureFiles {
+
+TranscriptSegments segments(const CaptureRecord& record, BrokenFiles& broken);
+QString notes(const CaptureRecord& record, BrokenFiles& broken);
+/// Engine id to text, from "handoffs/<engine id>.md".
+QMap<QString, QString> handoffs(const CaptureRecord& record, BrokenFiles& broken);
+
+/// Writes both transcript files; the second also when the first fails. Gives the first failure.
+Result<> writeTranscript(const TranscriptSegments& segments, const CaptureRecord& record);
+Result<> writeHandoff(const QString& text, const QString& engineID, const CaptureRecord& record);
+Result<> writeMeta(const CaptureRecord& record);
+
+/// True for a meeting or thought with less than three words, no notes and no hand-offs. A file that is there
+/// and cannot be read counts as content: nothing is thrown away for being unreadable.
+bool isEmpty(const CaptureRecord& record);
+
+}  // namespace lumbro::captureFiles

@@ -1,0 +1,147 @@
+#include "library/CaptureStore.h"
+
+#include "LumbroCore/AppLog.h"
+#include "LumbroCore/AtomicFile.h"
+#include "LumbroCore/Dates.h"
+#include "LumbroCore/Literals.h"
+#include "library/CaptureFiles.h"
+#include "library/CaptureRepair.h"
+#include "library/CaptureScan.h"
+
+#include <QFile>
+
+#include <algorithm>
+#include <cerrno>
+#include <utility>
+
+#include <sys/stat.h>
+
+namespace lumbro {
+
+namespace {
+
+bool isRecorded(CaptureKind kind) {
+    return kind == CaptureKind::meeting || kind == CaptureKind::thought;
+}
+
+/// `meta.json` holds whole seconds; with them a new record equals the one read back.
+QDateTime wholeSeconds(const QDateTime& date) {
+    return date.addMSecs(-date.time().msec());
+}
+
+}  // namespace
+
+CaptureStore::CaptureStore(QString root, BrokenFiles& broken) : m_root(std::move(root)), m_broken(broken) {}
+
+std::optional<CaptureRecord> CaptureStore::record(const QString& id) const {
+    const auto it = std::ranges::find(m_captures, id, &CaptureRecord::id);
+    return it == m_captures.end() ? std::nullopt : std::optional(*it);
+}
+
+CaptureRecord CaptureStore::create(CaptureKind kind, const QString& title, const QStringList& sources,
+                                   const QDateTime& at) {
+    CaptureRecord record;
+    record.folder = makeFolder(dates::folderStamp(at) + u'-' + rawValue(kind));
+    record.meta.title = title;
+    record.meta.kind = kind;
+    record.meta.startedAt = wholeSeconds(at);
+    record.meta.sources = sources;
+    if (isRecorded(kind)) {
+        lock(record);
+    }
+    save(record);
+    reload();
+    return record;
+}
+
+QString CaptureStore::makeFolder(const QString& base) const {
+    makePrivateFolder(folder());
+    QString path = folder() + u'/' + base;
+    // Making the folder is also the test whether the name is free: another process may want the same one.
+    for (int number = 2; mkdir(QFile::encodeName(path).constData(), S_IRWXU) != 0; ++number) {
+        if (errno != EEXIST) {
+            AppLog::error(u"library"_s,
+                          u"can't make the capture folder %1: %2"_s.arg(base, qt_error_string(errno)));
+            break;
+        }
+        path = folder() + u"/%1-%2"_s.arg(base).arg(number);
+    }
+    return path;
+}
+
+void CaptureStore::lock(const CaptureRecord& record) {
+    std::erase_if(m_locks, [this](const auto& entry) {
+        const auto known = std::ranges::find(m_captures, entry.first, &CaptureRecord::folder);
+        return known == m_captures.end() || known->meta.endedAt;
+    });
+    m_locks.try_emplace(record.folder, record.folder);
+}
+
+void CaptureStore::save(const CaptureRecord& record) {
+    if (const auto written = captureFiles::writeMeta(record); !written) {
+        AppLog::error(u"library"_s, record.id() + u": "_s + written.error().message);
+    }
+    const auto it = std::ranges::find(m_captures, record.folder, &CaptureRecord::folder);
+    if (it != m_captures.end() && *it != record) {
+        *it = record;
+        if (onChanged) {
+            onChanged();
+        }
+    }
+}
+
+void CaptureStore::remove(const CaptureRecord& record) {
+    if (const auto moved = captureRepair::moveOut(record.folder, m_root); !moved) {
+        AppLog::error(u"library"_s, moved.error().message);
+    }
+    m_locks.erase(record.folder);
+    reload();
+}
+
+void CaptureStore::reload() {
+    CaptureScan scan = scanCaptures(folder());
+    for (const QString& path : std::as_const(scan.broken)) {
+        m_broken.report(path, u"; the capture is not listed and stays as it is"_s);
+    }
+    if (m_captures == scan.records) {
+        return;
+    }
+    m_captures = std::move(scan.records);
+    if (onChanged) {
+        onChanged();
+    }
+}
+
+void CaptureStore::recoverUnfinished() {
+    const QList<CaptureRecord> all = m_captures;
+    for (CaptureRecord record : all) {
+        if (record.meta.endedAt || CaptureLock::isHeld(record.folder)) {
+            continue;
+        }
+        const TranscriptSegments segments = captureFiles::segments(record, m_broken);
+        record.meta.endedAt = captureRepair::recoveredEnd(record, segments);
+        save(record);
+        AppLog::info(u"library"_s,
+                     u"recovered unfinished capture %1 segments=%2"_s.arg(record.id()).arg(segments.size()));
+    }
+}
+
+void CaptureStore::trashEmpty() {
+    bool any = false;
+    for (const CaptureRecord& record : std::as_const(m_captures)) {
+        if (!record.meta.endedAt || !captureFiles::isEmpty(record) || CaptureLock::isHeld(record.folder)) {
+            continue;
+        }
+        any = true;
+        if (const auto moved = captureRepair::moveOut(record.folder, m_root); !moved) {
+            AppLog::error(u"library"_s, moved.error().message);
+            continue;
+        }
+        AppLog::info(u"library"_s, u"moved empty capture %1 to the Trash"_s.arg(record.id()));
+    }
+    if (any) {
+        reload();
+    }
+}
+
+}  // namespace lumbro

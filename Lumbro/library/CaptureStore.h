@@ -1,0 +1,54 @@
+#pragma once
+
+#include "library/BrokenFiles.h"
+#include "library/CaptureLock.h"
+#include "library/formats/CaptureMeta.h"
+
+#include <QDateTime>
+#include <QList>
+#include <QString>
+#include <QStringList>
+
+#include <functional>
+#include <map>
+#include <optional>
+
+namespace lumbro {
+
+/// The list of captures and the folder it stands for. Main thread.
+class CaptureStore {
+  public:
+    /// `broken` must outlive this.
+    CaptureStore(QString root, BrokenFiles& broken);
+
+    /// Called after the list has changed.
+    std::function<void()> onChanged;
+
+    QString folder() const { return m_root + QStringLiteral("/captures"); }
+    const QList<CaptureRecord>& captures() const { return m_captures; }
+    std::optional<CaptureRecord> record(const QString& id) const;
+
+    CaptureRecord create(CaptureKind kind, const QString& title, const QStringList& sources,
+                         const QDateTime& at);
+    void save(const CaptureRecord& record);
+    void remove(const CaptureRecord& record);
+    void reload();
+
+    /// Gives every capture without an end one, except those that another process is recording.
+    void recoverUnfinished();
+    /// Moves finished captures without content to the Trash.
+    void trashEmpty();
+
+  private:
+    QString makeFolder(const QString& base) const;
+    void lock(const CaptureRecord& record);
+
+    QString m_root;
+    BrokenFiles& m_broken;
+    QList<CaptureRecord> m_captures;
+    /// By folder. A finished capture keeps its lock until the next begins, since its audio is packed at its
+    /// end.
+    std::map<QString, CaptureLock> m_locks;
+};
+
+}  // namespace lumbro
