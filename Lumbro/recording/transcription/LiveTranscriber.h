@@ -9,11 +9,10 @@
 
 #include <functional>
 #include <memory>
-#include <mutex>
-#include <optional>
-#include <vector>
 
 namespace lumbro {
+
+class TranscriberCore;
 
 /// Turns one track's audio into text for the whole length of a capture, and stays alive when the recogniser
 /// does not: a stream that ends by itself or goes silent while people talk is opened anew on the same time
@@ -42,8 +41,7 @@ class LiveTranscriber final : public TranscriptionSession {
     Speaker speaker() const;
 
   private:
-    class Core;
-    std::shared_ptr<Core> m_core;
+    std::shared_ptr<TranscriberCore> m_core;
 };
 
 }  // namespace lumbro

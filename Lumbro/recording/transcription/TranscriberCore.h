@@ -1,0 +1,83 @@
+#pragma once
+
+#include "LumbroCore/Clock.h"
+#include "LumbroSpeech/Recognizer.h"
+#include "recording/transcription/LiveTranscriber.h"
+
+#include <QString>
+
+#include <coroutine>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <vector>
+
+namespace lumbro {
+
+/// What a LiveTranscriber does, kept apart so that flows under way outlive it safely.
+class TranscriberCore : public std::enable_shared_from_this<TranscriberCore> {
+  public:
+    TranscriberCore(LiveTranscriber& owner, Speaker speaker, Clock& clock);
+
+    /// The owner is gone: nothing is called back any more.
+    void abandon();
+    void open();
+    Task<Result<>> start(std::shared_ptr<speech::Recognizer> recognizer, QString locale);
+    void feed(std::span<const float> samples, float level);
+    Task<> finish(FinishWait wait);
+    double backlog() const;
+    Speaker speaker() const { return m_speaker; }
+
+  private:
+    struct FinishGate;
+
+    Task<Result<>> launch();
+    double beginStream();
+    speech::RecognitionEvents eventsOf(int generation, double offset);
+    void connectStream(std::shared_ptr<speech::RecognitionStream> stream);
+    void handle(const speech::RecognitionResult& result, int generation, double offset);
+    void ended(const Result<>& outcome, int generation);
+    void checkForStall();
+    Task<> recover(QString reason, bool isStall);
+    void keepPendingVolatile();
+    Task<> relaunch(QString reason, bool isStall);
+    void giveUp();
+    void openGate();
+    void watchFinish(FinishWait wait);
+    void stopFeeding();
+
+    void sayFinal(const TranscriptSegment& segment) const;
+    void sayVolatile(const QString& text) const;
+    QString name() const { return rawValue(m_speaker); }
+
+    LiveTranscriber* m_owner;
+    const Speaker m_speaker;
+    Clock& m_clock;
+    std::shared_ptr<speech::Recognizer> m_recognizer;
+    QString m_locale;
+
+    mutable std::mutex m_lock;
+    /// What was fed before the stream of the current launch was up.
+    std::vector<float> m_queue;
+    std::shared_ptr<speech::RecognitionStream> m_stream;
+    bool m_isAccepting = false;
+    double m_secondsFed = 0;
+    double m_loudSecondsSinceResult = 0;
+
+    Timer m_watchdog;
+    Timer m_finishTimer;
+    std::vector<std::coroutine_handle<>> m_finishWaits;
+    std::optional<TranscriptSegment> m_pendingVolatile;
+    double m_lastBacklog = 0;
+    int m_generation = 0;
+    int m_failuresInARow = 0;
+    int m_idleChecks = 0;
+    bool m_hasLaunched = false;
+    bool m_hasAnalyzer = false;
+    bool m_isLaunching = false;
+    bool m_isFinishing = false;
+    bool m_isRecovering = false;
+    bool m_isGateOpen = false;
+};
+
+}  // namespace lumbro
