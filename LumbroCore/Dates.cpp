@@ -6,6 +6,15 @@
 
 namespace lumbro::dates {
 
+namespace {
+
+const QLocale& english() {
+    static const QLocale locale(QLocale::English, QLocale::UnitedStates);
+    return locale;
+}
+
+}  // namespace
+
 QString iso(const QDateTime& date) {
     return date.toUTC().toString(Qt::ISODate);
 }
@@ -31,10 +40,11 @@ QString logStamp(const QDateTime& date) {
 }
 
 QString readable(const QDateTime& date) {
-    static const QLocale english(QLocale::English, QLocale::UnitedStates);
-    const QDateTime local = date.toLocalTime();
-    return english.toString(local.date(), u"MMM d, yyyy"_s) + u" at "_s +
-           english.toString(local.time(), u"h:mm AP"_s);
+    return english().toString(date.toLocalTime().date(), u"MMM d, yyyy"_s) + u" at "_s + shortTime(date);
+}
+
+QString shortTime(const QDateTime& date) {
+    return english().toString(date.toLocalTime().time(), u"h:mm AP"_s);
 }
 
 }  // namespace lumbro::dates

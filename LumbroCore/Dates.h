@@ -21,5 +21,7 @@ QString day(const QDateTime& date);
 QString logStamp(const QDateTime& date);
 /// Abbreviated date and short time for people, for example "Mar 2, 2026 at 2:30 PM".
 QString readable(const QDateTime& date);
+/// Short time of day for people, for example "2:30 PM".
+QString shortTime(const QDateTime& date);
 
 }  // namespace lumbro::dates

@@ -1,7 +1,10 @@
 #pragma once
 
-#include "LumbroCore/Task.h"
-#include "platform/AudioSource.h"
+#include "LumbroCore/Clock.h"
+#include "LumbroCore/Settings.h"
+#include "platform/AudioServer.h"
+#include "recording/CaptureSession.h"
+#include "runners/AgentRequest.h"
 
 #include <QString>
 
@@ -10,12 +13,11 @@
 
 namespace lumbro {
 
-class AgentProvider;
 class AppModel;
-class AudioServer;
-class Clock;
+class ClaudeRunner;
+class CodexRunner;
 class ContextLibrary;
-class Settings;
+class FeedGate;
 class SetupChecks;
 class SpeechAssets;
 
@@ -24,16 +26,15 @@ class SpeechAssets;
 class Services {
   public:
     /// Stand-ins, for tests and for recordings from files. Set before the service in question is first asked
-    /// for; sources are asked for at the start of every recording.
+    /// for.
     struct Replacements {
         std::unique_ptr<Clock> clock;
         std::unique_ptr<Settings> settings;
         std::unique_ptr<AgentProvider> agent;
         std::unique_ptr<AudioServer> audioServer;
-        std::function<std::unique_ptr<AudioSource>()> microphone;
-        std::function<std::unique_ptr<AudioSource>()> systemAudio;
-        /// Sources deliver faster than real time, as files do.
-        bool fastAudio = false;
+        /// Fills in or replaces what a new recording works with, after the devices have been put in; asked
+        /// at the start of every recording. May be empty.
+        std::function<void(CaptureSession::Ports&)> prepareSession;
         /// Empty: as the environment says.
         QString libraryRoot;
     };
@@ -52,12 +53,16 @@ class Services {
     ContextLibrary& library();
     /// The agent that the settings prefer.
     AgentProvider& agent();
+    ClaudeRunner& claude();
+    CodexRunner& codex();
     AudioServer& audioServer();
     SpeechAssets& speechAssets();
     SetupChecks& setupChecks();
     AppModel& model();
 
   private:
+    std::unique_ptr<RecordingSession> makeSession(const CaptureRecord& record, bool includeSystemAudio);
+
     struct Private;
     std::unique_ptr<Private> m_private;
 };

@@ -1,0 +1,99 @@
+#include "app/AppDelegate.h"
+
+#include "LumbroCore/AppLog.h"
+#include "app/Services.h"
+#include "app/StatusText.h"
+#include "library/ContextLibrary.h"
+#include "library/model/AppModel.h"
+#include "recording/transcription/SpeechAssets.h"
+
+#include <QCoroSignal>
+#include <QPointer>
+
+#include <utility>
+
+namespace lumbro {
+
+using namespace std::chrono_literals;
+
+namespace {
+
+constexpr auto kStatusInterval = 15s;
+
+/// Fetches a speech model when none is there, and loads what there is, so that a recording starts at once.
+Task<> prepareSpeech(SpeechAssets* speech) {
+    if (!speech->isInstalled()) {
+        [[maybe_unused]] const Result<> installed = co_await speech->install();
+    }
+    co_await speech->warm();
+}
+
+}  // namespace
+
+AppDelegate::AppDelegate(Services& services) : m_services(services) {
+    setUpSteps();
+}
+
+AppDelegate::~AppDelegate() = default;
+
+QStringList AppDelegate::applicationDidFinishLaunching() {
+    const QStringList performed = m_startup.run();
+    AppLog::info(u"startup"_s, u"started: "_s + performed.join(u", "_s));
+    return performed;
+}
+
+void AppDelegate::every(Periodic periodic) {
+    Timer timer;
+    timer.start(m_services.clock(), periodic.interval, Clock::Repeat::always, periodic.work);
+    m_timers.push_back(std::move(timer));
+    m_periodics.push_back(std::move(periodic));
+}
+
+QString AppDelegate::statusToolTip() const {
+    return m_statusTitle.isEmpty() ? u"Lumbro"_s : m_statusTitle;
+}
+
+void AppDelegate::updateStatusTitle() {
+    const QString title = statusText(agenda(), m_services.clock().now());
+    if (std::exchange(m_statusTitle, title) != title) {
+        Q_EMIT statusTitleChanged();
+    }
+}
+
+void AppDelegate::terminate() {
+    if (std::exchange(m_terminating, true)) {
+        return;
+    }
+    const CaptureFlow& captures = m_services.model().captures();
+    if (captures.isRecording() || !captures.finishingCaptureID().isEmpty()) {
+        Q_EMIT terminationDelayed(u"Finishing the recording…"_s);
+        runDetached(finishRecording());
+    } else {
+        Q_EMIT readyToTerminate();
+    }
+}
+
+void AppDelegate::setUpSteps() {
+    m_startup.set(u"library"_s, [this] { m_services.library().bootstrap(); });
+    m_startup.set(u"pill"_s, [this] { m_services.model(); });
+    m_startup.set(u"statusItem"_s, [this] {
+        updateStatusTitle();
+        every({u"status"_s, kStatusInterval, [this] { updateStatusTitle(); }});
+    });
+    m_startup.set(u"speechAssets"_s, [this] { runDetached(prepareSpeech(&m_services.speechAssets())); });
+}
+
+Task<> AppDelegate::finishRecording() {
+    const QPointer<AppDelegate> alive(this);
+    CaptureFlow& captures = m_services.model().captures();
+    co_await captures.stopCapture();
+    // A recording that was already being stopped when the quit came.
+    while (alive && !captures.finishingCaptureID().isEmpty()) {
+        co_await qCoro(&captures, &CaptureFlow::finishingCaptureIDChanged);
+    }
+    if (alive) {
+        Q_EMIT readyToTerminate();
+    }
+}
+
+}  // namespace lumbro

@@ -1,0 +1,175 @@
+#include "app/Services.h"
+
+#include "LumbroCore/Clock.h"
+#include "LumbroCore/Settings.h"
+#include "library/ContextLibrary.h"
+#include "library/model/AppModel.h"
+#include "platform/linux/PulseAudioServer.h"
+#include "recording/audio/AudioArchive.h"
+#include "recording/audio/MicSource.h"
+#include "recording/audio/SystemAudioSource.h"
+#include "recording/transcription/SpeechAssets.h"
+#include "runners/ClaudeRunner.h"
+#include "runners/CodexRunner.h"
+#include "runners/CommandProviders.h"
+#include "runners/PreferredAgent.h"
+#include "surfaces/SetupChecks.h"
+
+#include <utility>
+
+namespace lumbro {
+
+namespace {
+
+Task<PermissionState> microphoneState(AudioServer* server) {
+    const Result<> attached = co_await server->attach();
+    co_return attached ? PermissionState::allowed() : PermissionState::unknown();
+}
+
+Task<bool> tryMicrophone(std::shared_ptr<AudioSource> source) {
+    const Result<> started = co_await source->start([](const AudioBuffer&) {});
+    source->stop();
+    co_return started.has_value();
+}
+
+}  // namespace
+
+/// In the order of their making: what stands later may refer to what stands earlier.
+struct Services::Private {
+    Replacements replacements;
+    std::unique_ptr<Clock> clock;
+    std::unique_ptr<Settings> settings;
+    CommandProviders commandProviders;
+    std::unique_ptr<ClaudeRunner> claude;
+    std::unique_ptr<CodexRunner> codex;
+    std::unique_ptr<AgentProvider> agent;
+    std::unique_ptr<AudioServer> audioServer;
+    std::unique_ptr<SpeechAssets> speechAssets;
+    std::unique_ptr<ContextLibrary> library;
+    std::unique_ptr<AppModel> model;
+    std::unique_ptr<SetupChecks> setupChecks;
+};
+
+Services::Services(Replacements replacements) : m_private(std::make_unique<Private>()) {
+    m_private->replacements = std::move(replacements);
+}
+
+Services::~Services() = default;
+
+Services::Replacements& Services::replacements() {
+    return m_private->replacements;
+}
+
+namespace {
+
+/// The service, made on first use: a stand-in where there is one.
+template <typename Service, typename Make>
+Service& once(std::unique_ptr<Service>& service, std::unique_ptr<Service>& standIn, const Make& make) {
+    if (!service) {
+        service = standIn ? std::move(standIn) : make();
+    }
+    return *service;
+}
+
+template <typename Service, typename Make>
+Service& once(std::unique_ptr<Service>& service, const Make& make) {
+    std::unique_ptr<Service> none;
+    return once(service, none, make);
+}
+
+}  // namespace
+
+Clock& Services::clock() {
+    return once(m_private->clock, m_private->replacements.clock, []() -> std::unique_ptr<Clock> {
+        return std::make_unique<SystemClock>(SystemClock::dateFromEnvironment());
+    });
+}
+
+Settings& Services::settings() {
+    return once(m_private->settings, m_private->replacements.settings,
+                [] { return std::make_unique<Settings>(); });
+}
+
+ContextLibrary& Services::library() {
+    return once(m_private->library, [this] {
+        const QString& root = m_private->replacements.libraryRoot;
+        return std::make_unique<ContextLibrary>(
+            root.isEmpty() ? ContextLibrary::rootFromEnvironment() : root, clock(),
+            ContextLibrary::Hooks{.packTracks = audioArchive::packAll, .bootMemory = {}, .reloadMemory = {}});
+    });
+}
+
+ClaudeRunner& Services::claude() {
+    return once(m_private->claude, [this] { return std::make_unique<ClaudeRunner>(settings(), clock()); });
+}
+
+CodexRunner& Services::codex() {
+    return once(m_private->codex, [this] { return std::make_unique<CodexRunner>(settings(), clock()); });
+}
+
+AgentProvider& Services::agent() {
+    return once(m_private->agent, m_private->replacements.agent, [this]() -> std::unique_ptr<AgentProvider> {
+        return std::make_unique<PreferredAgent>(settings(), clock(), m_private->commandProviders, claude(),
+                                                codex());
+    });
+}
+
+AudioServer& Services::audioServer() {
+    return once(
+        m_private->audioServer, m_private->replacements.audioServer,
+        [this]() -> std::unique_ptr<AudioServer> { return std::make_unique<PulseAudioServer>(clock()); });
+}
+
+SpeechAssets& Services::speechAssets() {
+    return once(m_private->speechAssets, [this] { return std::make_unique<SpeechAssets>(settings()); });
+}
+
+SetupChecks& Services::setupChecks() {
+    return once(m_private->setupChecks, [this] {
+        SetupPorts ports;
+        ports.microphone = [this] { return microphoneState(&audioServer()); };
+        ports.requestMicrophone = [this] {
+            return tryMicrophone(
+                std::make_shared<MicSource>(audioServer(), clock(), settings(), u"setup-mic"_s));
+        };
+        ports.systemAudio = [this]() -> std::unique_ptr<AudioSource> {
+            return std::make_unique<SystemAudioSource>(audioServer(), clock());
+        };
+        ports.isSpeechInstalled = [this] { return speechAssets().isInstalled(); };
+        ports.installSpeech = [this](std::function<void(double)> onProgress) {
+            return speechAssets().install(std::move(onProgress));
+        };
+        return std::make_unique<SetupChecks>(settings(), clock(), claude(), codex(), std::move(ports));
+    });
+}
+
+AppModel& Services::model() {
+    return once(m_private->model, [this] {
+        ModelPorts ports;
+        ports.makeSession = [this](const CaptureRecord& record, bool includeSystemAudio) {
+            return makeSession(record, includeSystemAudio);
+        };
+        return std::make_unique<AppModel>(library(), settings(), clock(), agent(), std::move(ports));
+    });
+}
+
+std::unique_ptr<RecordingSession> Services::makeSession(const CaptureRecord& record,
+                                                        bool includeSystemAudio) {
+    CaptureSession::Ports ports{
+        .library = library(),
+        .clock = clock(),
+        .microphone = std::make_unique<MicSource>(audioServer(), clock(), settings(), u"capture-mic"_s),
+        .system = std::make_unique<SystemAudioSource>(audioServer(), clock()),
+        .authorizeMicrophone = {},
+        .warmSpeech = [this] { return speechAssets().warm(); },
+        .monotonic = {},
+        .timing = CaptureTiming::live,
+        .gate = nullptr,
+    };
+    if (m_private->replacements.prepareSession) {
+        m_private->replacements.prepareSession(ports);
+    }
+    return std::make_unique<CaptureSession>(record, includeSystemAudio, std::move(ports));
+}
+
+}  // namespace lumbro
