@@ -77,6 +77,11 @@ class AudioStream {
     virtual QString deviceID() const = 0;
 };
 
+/// A stream that has just been opened.
+struct OpenedStream {
+    std::unique_ptr<AudioStream> stream;
+};
+
 /// The system's audio server: its devices, who uses the microphone, and streams. Main thread only. Nothing
 /// happens before `attach`, and all lists are empty while no server answers.
 class AudioServer : public QObject {
@@ -88,8 +93,7 @@ class AudioServer : public QObject {
     /// found again by itself.
     virtual Task<Result<>> attach() = 0;
     /// Opens a stream. Fails with the server's reason as message. The server must outlive the stream.
-    virtual Task<Result<std::unique_ptr<AudioStream>>> open(AudioStreamRequest request,
-                                                            AudioStreamEvents events) = 0;
+    virtual Task<Result<OpenedStream>> open(AudioStreamRequest request, AudioStreamEvents events) = 0;
 
     const QList<AudioDevice>& microphones() const { return m_state.microphones; }
     const QList<AudioDevice>& outputs() const { return m_state.outputs; }

@@ -19,8 +19,7 @@ class FakeAudioServer final : public AudioServer {
     ~FakeAudioServer() override;
 
     Task<Result<>> attach() override;
-    Task<Result<std::unique_ptr<AudioStream>>> open(AudioStreamRequest request,
-                                                    AudioStreamEvents events) override;
+    Task<Result<OpenedStream>> open(AudioStreamRequest request, AudioStreamEvents events) override;
 
     /// Replaces the devices and users, with the signals of a real server.
     void set(AudioServerState state) { setState(std::move(state)); }

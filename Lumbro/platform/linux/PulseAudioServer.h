@@ -17,8 +17,7 @@ class PulseAudioServer final : public AudioServer {
     ~PulseAudioServer() override;
 
     Task<Result<>> attach() override;
-    Task<Result<std::unique_ptr<AudioStream>>> open(AudioStreamRequest request,
-                                                    AudioStreamEvents events) override;
+    Task<Result<OpenedStream>> open(AudioStreamRequest request, AudioStreamEvents events) override;
 
   private:
     class Connection;

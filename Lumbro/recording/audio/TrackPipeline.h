@@ -57,6 +57,7 @@ class TrackPipeline {
     Feed m_feed;
     OnLevel m_onLevel;
     OnWriteFailed m_onWriteFailed;
+    QString m_path;
 
     mutable std::mutex m_lock;
     std::unique_ptr<CafWriter> m_file;

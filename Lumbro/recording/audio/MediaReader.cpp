@@ -1,0 +1,191 @@
+#include "recording/audio/MediaReader.h"
+
+#include "recording/audio/LibAv.h"
+
+#include <QFile>
+#include <QFileInfo>
+
+#include <vector>
+
+namespace lumbro {
+
+struct MediaReader::Private {
+    av::InputFormat input;
+    av::Decoder decoder;
+    av::Frame frame{av_frame_alloc()};
+    av::Packet packet{av_packet_alloc()};
+    av::Converter converter;
+    AVChannelLayout converterLayout{};
+    int converterRate = 0;
+    int converterSamples = AV_SAMPLE_FMT_NONE;
+    AudioFormat format;
+    int stream = -1;
+    std::vector<float> samples;
+
+    ~Private() { av_channel_layout_uninit(&converterLayout); }
+
+    int openInput(const QString& file);
+    int openDecoder();
+    bool prepareConverter();
+    bool nextFrame();
+    bool nextPacket();
+    void convertFrame();
+};
+
+int MediaReader::Private::openInput(const QString& file) {
+    // Only this one file: a playlist must not make us read others, nor the network.
+    AVDictionary* options = nullptr;
+    av_dict_set(&options, "protocol_whitelist", "file", 0);
+    AVFormatContext* opened = nullptr;
+    const QByteArray address = "file:" + QFile::encodeName(file);
+    const int status = avformat_open_input(&opened, address.constData(), nullptr, &options);
+    av_dict_free(&options);
+    input.reset(opened);
+    return status < 0 ? status : avformat_find_stream_info(opened, nullptr);
+}
+
+int MediaReader::Private::openDecoder() {
+    const AVCodec* codec = nullptr;
+    stream = av_find_best_stream(input.get(), AVMEDIA_TYPE_AUDIO, -1, -1, &codec, 0);
+    if (stream < 0) {
+        return stream;
+    }
+    for (unsigned i = 0; i < input->nb_streams; ++i) {
+        input->streams[i]->discard = int(i) == stream ? AVDISCARD_DEFAULT : AVDISCARD_ALL;
+    }
+    decoder.reset(avcodec_alloc_context3(codec));
+    avcodec_parameters_to_context(decoder.get(), input->streams[stream]->codecpar);
+    decoder->thread_count = 1;
+    decoder->pkt_timebase = input->streams[stream]->time_base;
+    return avcodec_open2(decoder.get(), codec, nullptr);
+}
+
+Result<> MediaReader::open(const QString& file) {
+    const QFileInfo info(file);
+    const QString name = u"“"_s + info.fileName() + u"”"_s;
+    if (!info.isFile()) {
+        return fail(FailureKind::notFound, u"There is no file "_s + name + u'.');
+    }
+    if (!info.isReadable()) {
+        return fail(u"The file "_s + name + u" can't be read: permission denied."_s);
+    }
+    av_log_set_level(AV_LOG_QUIET);
+    Private& d = *m_private;
+    if (const int status = d.openInput(file); status < 0) {
+        return fail(name + u" isn't an audio file that Lumbro can read."_s);
+    }
+    if (const int status = d.openDecoder(); status < 0) {
+        return fail(status == AVERROR_STREAM_NOT_FOUND
+                        ? name + u" has no sound in it."_s
+                        : name + u" isn't an audio file that Lumbro can read."_s);
+    }
+    d.format = {d.decoder->sample_rate, d.decoder->ch_layout.nb_channels};
+    // Some formats only tell by their first frame what they hold; a file without one has no sound.
+    if (!d.nextFrame()) {
+        return fail(name + u" has no sound in it."_s);
+    }
+    d.format = {d.frame->sample_rate, d.frame->ch_layout.nb_channels};
+    return {};
+}
+
+bool MediaReader::Private::prepareConverter() {
+    AVChannelLayout layout{};
+    if (frame->ch_layout.order == AV_CHANNEL_ORDER_UNSPEC) {
+        av_channel_layout_default(&layout, frame->ch_layout.nb_channels);
+    } else {
+        av_channel_layout_copy(&layout, &frame->ch_layout);
+    }
+    const bool fits = converter && converterRate == frame->sample_rate && converterSamples == frame->format &&
+                      av_channel_layout_compare(&layout, &converterLayout) == 0;
+    if (!fits) {
+        AVChannelLayout out{};
+        if (layout.nb_channels == format.channels) {
+            av_channel_layout_copy(&out, &layout);
+        } else {
+            av_channel_layout_default(&out, format.channels);
+        }
+        SwrContext* made = nullptr;
+        swr_alloc_set_opts2(&made, &out, AV_SAMPLE_FMT_FLT, format.rate, &layout,
+                            static_cast<AVSampleFormat>(frame->format), frame->sample_rate, 0, nullptr);
+        converter.reset(made);
+        av_channel_layout_uninit(&out);
+        av_channel_layout_copy(&converterLayout, &layout);
+        converterRate = frame->sample_rate;
+        converterSamples = frame->format;
+        if (made != nullptr && swr_init(made) < 0) {
+            converter.reset();
+        }
+    }
+    av_channel_layout_uninit(&layout);
+    return converter != nullptr;
+}
+
+bool MediaReader::Private::nextPacket() {
+    while (av_read_frame(input.get(), packet.get()) >= 0) {
+        const bool ours = packet->stream_index == stream;
+        // A damaged packet is left out; the ones after it are often sound.
+        const bool taken = ours && avcodec_send_packet(decoder.get(), packet.get()) >= 0;
+        av_packet_unref(packet.get());
+        if (taken) {
+            return true;
+        }
+    }
+    return avcodec_send_packet(decoder.get(), nullptr) >= 0;
+}
+
+bool MediaReader::Private::nextFrame() {
+    while (true) {
+        const int status = avcodec_receive_frame(decoder.get(), frame.get());
+        if (status >= 0 && frame->nb_samples > 0) {
+            return true;
+        }
+        if (status == AVERROR_EOF) {
+            return false;
+        }
+        if (status < 0 && !nextPacket()) {
+            return false;
+        }
+    }
+}
+
+void MediaReader::Private::convertFrame() {
+    samples.clear();
+    if (!prepareConverter()) {
+        return;
+    }
+    const int capacity = swr_get_out_samples(converter.get(), frame->nb_samples);
+    samples.resize(static_cast<size_t>(std::max(capacity, 0)) * static_cast<size_t>(format.channels));
+    auto* out = reinterpret_cast<uint8_t*>(samples.data());
+    const auto** in = const_cast<const uint8_t**>(frame->extended_data);
+    const int made = swr_convert(converter.get(), &out, capacity, in, frame->nb_samples);
+    samples.resize(static_cast<size_t>(std::max(made, 0)) * static_cast<size_t>(format.channels));
+}
+
+MediaReader::MediaReader() : m_private(std::make_unique<Private>()) {}
+
+MediaReader::~MediaReader() = default;
+
+AudioFormat MediaReader::format() const {
+    return m_private->format;
+}
+
+double MediaReader::duration() const {
+    const AVFormatContext* input = m_private->input.get();
+    if (input == nullptr || input->duration == AV_NOPTS_VALUE || input->duration < 0) {
+        return 0;
+    }
+    return static_cast<double>(input->duration) / AV_TIME_BASE;
+}
+
+std::optional<std::span<const float>> MediaReader::read() {
+    Private& d = *m_private;
+    // `open` has already decoded the first frame.
+    if (d.frame->nb_samples == 0 && !d.nextFrame()) {
+        return std::nullopt;
+    }
+    d.convertFrame();
+    av_frame_unref(d.frame.get());
+    return d.samples;
+}
+
+}  // namespace lumbro
