@@ -169,7 +169,8 @@ std::unique_ptr<RecordingSession> Services::makeSession(const CaptureRecord& rec
     if (m_private->replacements.prepareSession) {
         m_private->replacements.prepareSession(ports);
     }
-    return std::make_unique<CaptureSession>(record, includeSystemAudio, std::move(ports));
+    const bool hasSystemAudio = includeSystemAudio && ports.system != nullptr;
+    return std::make_unique<CaptureSession>(record, hasSystemAudio, std::move(ports));
 }
 
 }  // namespace lumbro

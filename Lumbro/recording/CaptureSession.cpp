@@ -11,6 +11,7 @@
 
 #include <QFile>
 #include <QPointer>
+#include <QStorageInfo>
 
 #include <algorithm>
 #include <utility>
@@ -23,6 +24,7 @@ namespace {
 constexpr int levelCount = 24;
 constexpr Clock::Duration levelInterval{1000 / 12};
 constexpr Clock::Duration saveInterval{8000};
+constexpr qint64 leastFreeBytes = 1 << 20;
 
 QString trackFile(Speaker speaker) {
     return speaker == Speaker::me ? u"me.caf"_s : u"them.caf"_s;
@@ -382,11 +384,13 @@ int CaptureSession::wordCount() const {
 }
 
 void CaptureSession::noteLostAudio(const QString& sentence) {
-    AppLog::error(u"capture"_s, sentence);
-    if (!m_lostAudio) {
-        m_lostAudio = sentence;
-        setNotice(sentence);
+    if (m_lostAudio) {
+        return;
     }
+    const bool isFull = QStorageInfo(m_record.folder).bytesAvailable() < leastFreeBytes;
+    m_lostAudio = isFull ? u"The disk is full: free some space, or this recording goes on without its audio."_s
+                         : sentence;
+    setNotice(*m_lostAudio);
 }
 
 void CaptureSession::setNotice(const QString& notice) {
@@ -427,6 +431,11 @@ void CaptureSession::setIsCall(bool isCall) {
         m_isCall = isCall;
         Q_EMIT isCallChanged();
     }
+}
+
+void CaptureSession::setTitle(const QString& title) {
+    m_record.meta.title = title;
+    saveRecord();
 }
 
 void CaptureSession::saveRecord() {

@@ -91,6 +91,8 @@ class CaptureSession final : public RecordingSession {
     const QString& notice() const { return m_notice; }
     bool isCall() const override { return m_isCall; }
     void setIsCall(bool isCall) override;
+    /// The capture's title from now on; written at once.
+    void setTitle(const QString& title);
     /// Pieces between single blanks, over all segments.
     int wordCount() const override;
     std::optional<QString> lostAudio() const override { return m_lostAudio; }
