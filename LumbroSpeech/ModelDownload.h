@@ -19,8 +19,6 @@ namespace lumbro::speech {
 struct DownloadRequest {
     QUrl address;
     QString target;
-    /// Expected size in bytes; 0 when unknown.
-    qint64 bytes = 0;
     /// Expected SHA-1, lower case hexadecimal; empty when unknown.
     QString sha1;
 };
@@ -29,22 +27,30 @@ struct DownloadRequest {
 /// place. Main thread; one run.
 class ModelDownload : public std::enable_shared_from_this<ModelDownload> {
   public:
+    /// Fraction done, 0 to 1.
     using Progress = std::function<void(double)>;
 
+    /// The network must outlive the run, or cancel it before it goes.
     ModelDownload(QNetworkAccessManager& network, DownloadRequest request, Progress progress);
     ~ModelDownload();
     ModelDownload(const ModelDownload&) = delete;
     ModelDownload& operator=(const ModelDownload&) = delete;
 
+    /// Fails with a sentence. What has come so far is kept for the next run, unless it proved to be wrong.
     Task<Result<>> run();
-    /// The run fails as cancelled; what has come so far is kept for the next one.
+    /// The run fails as cancelled.
     void cancel();
 
   private:
     Task<Result<>> fetch();
-    Result<> takeHeaders();
-    void takeBytes();
-    Result<> verified() const;
+    void request(const QUrl& address);
+    Result<> outcomeOf(const QNetworkReply& reply);
+    void takeHeaders(QNetworkReply& reply);
+    void takeBytes(QNetworkReply& reply);
+    Result<> openPart(bool isContinued);
+    void stopWith(FailureKind kind, const QString& message);
+    Task<Result<>> verify();
+    QString name() const;
     QString partPath() const { return m_request.target + QStringLiteral(".part"); }
 
     QNetworkAccessManager& m_network;
@@ -52,12 +58,12 @@ class ModelDownload : public std::enable_shared_from_this<ModelDownload> {
     Progress m_progress;
     QFile m_part;
     QPointer<QNetworkReply> m_reply;
-    Result<> m_outcome;
+    Result<> m_failure;
     /// The server's own SHA-256 of the file, where it gives one.
     QString m_sha256;
+    /// Size of the whole file; 0 until the server says it.
     qint64 m_total = 0;
-    bool m_hasHeaders = false;
-    bool m_isCancelled = false;
+    bool m_isComplete = false;
 };
 
 }  // namespace lumbro::speech

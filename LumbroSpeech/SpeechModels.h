@@ -3,13 +3,11 @@
 #include "LumbroCore/Failure.h"
 #include "LumbroCore/Settings.h"
 #include "LumbroCore/Task.h"
-#include "LumbroSpeech/ModelDownload.h"
 
-#include <QHash>
-#include <QNetworkAccessManager>
 #include <QObject>
 #include <QString>
 #include <QStringList>
+#include <QUrl>
 
 #include <functional>
 #include <memory>
@@ -29,7 +27,7 @@ struct SpeechModel {
     Kind kind = Kind::recognizer;
     /// Locale identifiers that the model can write down.
     QStringList languages;
-    /// The file's size in bytes; 0 when it is only known once it is here.
+    /// About the file's size in bytes; exact once it is here.
     qint64 bytes = 0;
     /// Lower case hexadecimal digest that the file must have; empty means what the server says.
     QString sha1;
@@ -57,28 +55,31 @@ class SpeechModels final : public QObject {
     /// Fraction done, 0 to 1.
     using Progress = std::function<void(double)>;
 
-    /// `folder` empty means `$XDG_DATA_HOME/lumbro/models`.
-    explicit SpeechModels(Settings& settings, QString folder = {});
+    /// `folder` empty means `$XDG_DATA_HOME/lumbro/models`; `embeddedPath` empty the system's model.
+    explicit SpeechModels(Settings& settings, const QString& folder = {}, const QString& embeddedPath = {});
     ~SpeechModels() override;
 
     /// Every model that can be installed, the quickest first.
     static std::span<const SpeechModel> catalogue();
+    /// Null when there is no such model in the catalogue.
     static const SpeechModel* find(const QString& id);
+    /// The model of the embedded recogniser, which comes with the system.
+    static const SpeechModel& embedded();
 
     QString folder() const { return m_folder; }
     /// Where the model's file is or would be.
     QString path(const SpeechModel& model) const;
-    /// A file of the right kind stands there. Its whole content is only checked when it is loaded.
     bool isInstalled(const SpeechModel& model) const;
-    /// The catalogue and the imported files, with the embedded model first.
-    QList<SpeechModelStatus> list() const;
+    /// The embedded model, the catalogue and imported files. What is in use is told for `locale`.
+    QList<SpeechModelStatus> list(const QString& locale = QStringLiteral("en-US")) const;
     /// The recogniser model to use for the locale: the one set, else the best installed one that knows it.
+    /// None means the embedded recogniser.
     std::optional<SpeechModel> inUse(const QString& locale) const;
     /// The path of the voice detector's model file; empty when it is not installed.
     QString voiceModelPath() const;
 
-    /// Downloads the model, going on where an earlier try ended, and verifies it. A broken file leaves
-    /// nothing behind. A second call for the same model fails while the first one runs.
+    /// Downloads the model, going on where an earlier try ended, and verifies it. A second call for the same
+    /// model fails while the first one runs.
     Task<Result<>> install(QString id, Progress progress = {});
     /// Ends a running install of the model; its `install` fails as cancelled and can be resumed later.
     void cancel(const QString& id);
@@ -94,14 +95,17 @@ class SpeechModels final : public QObject {
     void changed();
 
   private:
+    struct Downloads;
+
+    QList<SpeechModel> installedModels() const;
     std::optional<SpeechModel> installedModel(const QString& id) const;
     QList<SpeechModel> importedModels() const;
-    QString address(const SpeechModel& model) const;
+    QUrl address(const SpeechModel& model) const;
 
     Settings& m_settings;
     QString m_folder;
-    QNetworkAccessManager m_network;
-    QHash<QString, std::shared_ptr<ModelDownload>> m_running;
+    QString m_embeddedPath;
+    std::unique_ptr<Downloads> m_downloads;
 };
 
 }  // namespace lumbro::speech

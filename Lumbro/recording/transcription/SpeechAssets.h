@@ -53,14 +53,15 @@ class SpeechAssets {
 
   private:
     std::shared_ptr<speech::Recognizer> makeRecognizer(const QString& locale) const;
-    std::shared_ptr<speech::Recognizer> embedded() const;
-    QString wanted(const QString& locale) const;
+    std::optional<QString> heardLocale(const QString& locale) const;
+    QString choiceFor(const QString& locale) const;
 
     QString m_systemLocale;
     QString m_embeddedModel;
     speech::SpeechModels m_models;
     std::optional<WarmSpeech> m_warmed;
-    QString m_warmedModel;
+    QString m_warmedChoice;
+    bool m_isWarm = false;
 };
 
 }  // namespace lumbro
