@@ -269,7 +269,8 @@ Task<CaptureRecord> CaptureSession::stop() {
     m_dirty = true;
     flush();
     m_ports.library.reloadCaptures();
-    co_return m_record;
+    // As an expression of its own: a task would take the member away.
+    co_return CaptureRecord(m_record);
 }
 
 Task<> CaptureSession::finishTranscribers() {

@@ -45,18 +45,18 @@ class CaptureSession final : public RecordingSession {
     struct Ports {
         ContextLibrary& library;
         Clock& clock;
-        std::unique_ptr<AudioSource> microphone;
+        std::unique_ptr<AudioSource> microphone = {};
         /// Started only with `includeSystemAudio`; may be missing otherwise.
-        std::unique_ptr<AudioSource> system;
+        std::unique_ptr<AudioSource> system = {};
         /// Whether the microphone may be used; asks the user when that is open. Empty: it may.
-        std::function<Task<bool>()> authorizeMicrophone;
+        std::function<Task<bool>()> authorizeMicrophone = {};
         /// The recogniser when a speech model is there, as `SpeechAssets::warm`. Empty: no transcript.
-        std::function<Task<std::optional<WarmSpeech>>()> warmSpeech;
+        std::function<Task<std::optional<WarmSpeech>>()> warmSpeech = {};
         /// The time of the audio threads, from any fixed moment; called on them. Empty: the machine's.
-        std::function<std::chrono::nanoseconds()> monotonic;
+        std::function<std::chrono::nanoseconds()> monotonic = {};
         CaptureTiming timing = CaptureTiming::live;
         /// The gate of the files that the recording is fed from; none for devices.
-        std::shared_ptr<FeedGate> gate;
+        std::shared_ptr<FeedGate> gate = {};
     };
 
     CaptureSession(CaptureRecord record, bool includeSystemAudio, Ports ports);

@@ -1,0 +1,195 @@
+// Records known sound and known words with the real session, quicker than time, and says how far it is.
+// Killed or short of disk by the tests of faults.
+//
+//   recorder ROOT SPEED SECONDS [BYTES]
+//
+// BYTES is the largest size that a file may have. Lines on standard output: "audio <seconds heard>",
+// "said <second>", "notice <text>", "stopping", "stopped", "packed".
+
+#include "LumbroCore/Clock.h"
+#include "LumbroSpeech/Recognizer.h"
+#include "library/ContextLibrary.h"
+#include "recording/CaptureSession.h"
+#include "tests/recording/KnownSound.h"
+
+#include <QCoreApplication>
+#include <QTimer>
+
+#include <atomic>
+#include <cmath>
+#include <csignal>
+#include <thread>
+
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace lumbro::test {
+namespace {
+
+void tell(const QString& line) {
+    const QByteArray bytes = line.toUtf8() + '\n';
+    [[maybe_unused]] const auto written =
+        ::write(STDOUT_FILENO, bytes.constData(), static_cast<size_t>(bytes.size()));
+}
+
+/// The machine's clock, running fast.
+class FastClock final : public Clock {
+  public:
+    explicit FastClock(double speed) : m_speed(speed), m_begin(QDateTime::currentDateTime()) {}
+
+    QDateTime now() const override { return m_begin.addMSecs(elapsed().count()); }
+    Duration elapsed() const override {
+        return std::chrono::duration_cast<Duration>(std::chrono::duration<double>(seconds()));
+    }
+    TimerId startTimer(Duration delay, Repeat repeat, std::function<void()> action) override {
+        const auto real = Duration(std::llround(static_cast<double>(delay.count()) / m_speed));
+        return m_machine.startTimer(std::max(real, Duration(1)), repeat, std::move(action));
+    }
+    void stopTimer(TimerId id) override { m_machine.stopTimer(id); }
+    /// Any thread.
+    double seconds() const {
+        const std::chrono::duration<double> real = std::chrono::steady_clock::now() - m_origin;
+        return real.count() * m_speed;
+    }
+
+  private:
+    double m_speed;
+    QDateTime m_begin;
+    std::chrono::steady_clock::time_point m_origin = std::chrono::steady_clock::now();
+    SystemClock m_machine;
+};
+
+/// Delivers the known sound in time with the clock.
+class KnownSource final : public AudioSource {
+  public:
+    KnownSource(const FastClock& clock, int track) : m_clock(clock), m_track(track) {}
+    ~KnownSource() override { KnownSource::stop(); }
+
+    Task<Result<>> start(Consumer onBuffer) override {
+        m_thread = std::jthread([this, onBuffer](const std::stop_token& stop) { run(stop, onBuffer); });
+        co_return Result<>();
+    }
+    void stop() override {
+        if (m_thread.joinable()) {
+            m_thread.request_stop();
+            m_thread.join();
+        }
+    }
+
+  private:
+    void run(const std::stop_token& stop, const Consumer& onBuffer) {
+        constexpr qint64 piece = knownSound::rate / 10;
+        // Both tracks carry the sound of the same moment.
+        const double origin = 0.5;
+        qint64 at = 0;
+        while (!stop.stop_requested()) {
+            if (m_clock.seconds() - origin < static_cast<double>(at + piece) / knownSound::rate) {
+                std::this_thread::sleep_for(std::chrono::milliseconds(1));
+                continue;
+            }
+            const std::vector<float> sound = knownSound::samples(at, piece, m_track);
+            onBuffer({{knownSound::rate, 1}, sound});
+            at += piece;
+            if (m_track == 0) {
+                tell(u"audio %1"_s.arg(static_cast<double>(at) / knownSound::rate));
+            }
+        }
+    }
+
+    const FastClock& m_clock;
+    int m_track;
+    std::jthread m_thread;
+};
+
+/// Hears the number of each second.
+class CountingRecognizer final : public speech::Recognizer {
+  public:
+    Task<Result<speech::OpenedStream>> open(speech::RecognitionEvents events) override {
+        const bool isMe = std::exchange(m_isFirst, false);
+        co_return speech::OpenedStream(std::make_shared<Stream>(std::move(events), isMe));
+    }
+
+  private:
+    class Stream final : public speech::RecognitionStream {
+      public:
+        Stream(speech::RecognitionEvents events, bool isMe)
+            : m_events(std::make_shared<speech::RecognitionEvents>(std::move(events))), m_isMe(isMe) {}
+        void feed(std::span<const float> samples) override {
+            const qint64 before = m_fed / knownSound::rate;
+            m_fed += static_cast<qint64>(samples.size());
+            for (qint64 second = before + 1; m_isMe && second <= m_fed / knownSound::rate; ++second) {
+                say(second);
+            }
+        }
+        void finish() override {
+            QMetaObject::invokeMethod(qApp, [events = m_events] { events->onEnd({}); }, Qt::QueuedConnection);
+        }
+        double backlog() const override { return 0; }
+
+      private:
+        void say(qint64 second) {
+            const auto deliver = [events = m_events, second] {
+                events->onResult({u"second number %1"_s.arg(second), static_cast<double>(second), true});
+                tell(u"said %1"_s.arg(second));
+            };
+            QMetaObject::invokeMethod(qApp, deliver, Qt::QueuedConnection);
+        }
+        std::shared_ptr<speech::RecognitionEvents> m_events;
+        bool m_isMe;
+        qint64 m_fed = 0;
+    };
+    bool m_isFirst = true;
+};
+
+Task<std::optional<WarmSpeech>> warm() {
+    co_return WarmSpeech{u"en-US"_s, std::make_shared<CountingRecognizer>()};
+}
+
+Task<> record(ContextLibrary& library, FastClock& clock, double seconds) {
+    const CaptureRecord record = library.createCapture(CaptureKind::meeting, u"Meeting"_s, {}, clock.now());
+    CaptureSession::Ports ports{.library = library, .clock = clock};
+    ports.microphone = std::make_unique<KnownSource>(clock, 0);
+    ports.system = std::make_unique<KnownSource>(clock, 1);
+    ports.warmSpeech = warm;
+    ports.monotonic = [&clock] { return std::chrono::nanoseconds(std::llround(clock.seconds() * 1e9)); };
+    CaptureSession session(record, true, std::move(ports));
+    QObject::connect(&session, &CaptureSession::noticeChanged, &session,
+                     [&session] { tell(u"notice "_s + session.notice()); });
+    if (const auto started = co_await session.start(); !started) {
+        tell(u"failed "_s + started.error().message);
+        QCoreApplication::exit(1);
+        co_return;
+    }
+    co_await clock.sleep(Clock::Duration(std::llround(seconds * 1000)));
+    tell(u"stopping"_s);
+    co_await session.stop();
+    tell(u"stopped"_s);
+    co_await session.packed();
+    tell(u"packed"_s);
+    QCoreApplication::exit(0);
+}
+
+}  // namespace
+}  // namespace lumbro::test
+
+int main(int argc, char** argv) {
+    if (argc < 4) {
+        return 2;
+    }
+    umask(077);
+    std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
+    const QCoreApplication application(argc, argv);
+    const QStringList arguments = QCoreApplication::arguments();
+    if (argc > 4) {
+        const rlim_t bytes = arguments[4].toULongLong();
+        const rlimit limit{bytes, bytes};
+        setrlimit(RLIMIT_FSIZE, &limit);
+    }
+    lumbro::test::FastClock clock(arguments[2].toDouble());
+    lumbro::ContextLibrary library(arguments[1], clock);
+    library.open();
+    lumbro::runDetached(lumbro::test::record(library, clock, arguments[3].toDouble()));
+    return QCoreApplication::exec();
+}
