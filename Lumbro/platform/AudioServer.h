@@ -78,7 +78,7 @@ class AudioStream {
 };
 
 /// A stream that has just been opened.
-struct OpenedStream {
+struct OpenedAudioStream {
     std::unique_ptr<AudioStream> stream;
 };
 
@@ -93,7 +93,7 @@ class AudioServer : public QObject {
     /// found again by itself.
     virtual Task<Result<>> attach() = 0;
     /// Opens a stream. Fails with the server's reason as message. The server must outlive the stream.
-    virtual Task<Result<OpenedStream>> open(AudioStreamRequest request, AudioStreamEvents events) = 0;
+    virtual Task<Result<OpenedAudioStream>> open(AudioStreamRequest request, AudioStreamEvents events) = 0;
 
     const QList<AudioDevice>& microphones() const { return m_state.microphones; }
     const QList<AudioDevice>& outputs() const { return m_state.outputs; }

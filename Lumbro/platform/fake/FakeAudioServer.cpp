@@ -47,13 +47,14 @@ Task<Result<>> FakeAudioServer::attach() {
     co_return {};
 }
 
-Task<Result<OpenedStream>> FakeAudioServer::open(AudioStreamRequest request, AudioStreamEvents events) {
+Task<Result<OpenedAudioStream>> FakeAudioServer::open(AudioStreamRequest request, AudioStreamEvents events) {
     m_requests.append(request);
     if (failures > 0) {
         --failures;
         co_return fail(failureReason);
     }
-    co_return OpenedStream{std::make_unique<Stream>(m_open, std::move(request), format, std::move(events))};
+    co_return OpenedAudioStream{
+        std::make_unique<Stream>(m_open, std::move(request), format, std::move(events))};
 }
 
 std::vector<FakeAudioServer::Stream*> FakeAudioServer::streams(AudioStreamRequest::Kind kind) const {

@@ -19,7 +19,7 @@ class FakeAudioServer final : public AudioServer {
     ~FakeAudioServer() override;
 
     Task<Result<>> attach() override;
-    Task<Result<OpenedStream>> open(AudioStreamRequest request, AudioStreamEvents events) override;
+    Task<Result<OpenedAudioStream>> open(AudioStreamRequest request, AudioStreamEvents events) override;
 
     /// Replaces the devices and users, with the signals of a real server.
     void set(AudioServerState state) { setState(std::move(state)); }

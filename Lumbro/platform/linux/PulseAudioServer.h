@@ -3,9 +3,15 @@
 #include "LumbroCore/Clock.h"
 #include "platform/AudioServer.h"
 
+#include <QSet>
+#include <QString>
+
 #include <memory>
 
 namespace lumbro {
+
+class PulseConnection;
+struct PulseSnapshot;
 
 /// The audio server behind libpulse: PulseAudio, or PipeWire through its PulseAudio protocol. Built in no
 /// time; the library's thread starts with the first `attach`. The clock must outlive it.
@@ -17,18 +23,23 @@ class PulseAudioServer final : public AudioServer {
     ~PulseAudioServer() override;
 
     Task<Result<>> attach() override;
-    Task<Result<OpenedStream>> open(AudioStreamRequest request, AudioStreamEvents events) override;
+    Task<Result<OpenedAudioStream>> open(AudioStreamRequest request, AudioStreamEvents events) override;
 
   private:
-    class Connection;
+    struct Waiting;
     void startConnecting();
-    void connectionReady(AudioServerState state);
-    void connectionLost(const QString& reason);
+    void takeSnapshot(const PulseSnapshot& snapshot);
+    void connectionLost();
     void resolveWaiting(const Result<>& result);
 
     Clock& m_clock;
-    std::shared_ptr<Connection> m_connection;
-    struct Waiting;
+    std::shared_ptr<PulseConnection> m_connection;
+    /// Counts connections, so that a late word of an old one is known as such.
+    int m_generation = 0;
+    bool m_attached = false;
+    bool m_everAttached = false;
+    QString m_defaultSource;
+    QSet<QString> m_monitors;
     std::unique_ptr<Waiting> m_waiting;
     Timer m_timeout;
     Timer m_reconnect;

@@ -1,0 +1,151 @@
+#include "platform/linux/PulseAudioServer.h"
+
+#include "LumbroCore/AppLog.h"
+#include "platform/linux/PulseConnection.h"
+#include "platform/linux/PulseStream.h"
+
+#include <QCoroFuture>
+#include <QPromise>
+
+#include <algorithm>
+#include <vector>
+
+namespace lumbro {
+
+namespace {
+
+constexpr auto longestWait = std::chrono::seconds(4);
+constexpr auto reconnectInterval = std::chrono::seconds(2);
+
+Failure noServer() {
+    return {FailureKind::notFound,
+            u"No audio server answers. Start PipeWire or PulseAudio, then try again."_s};
+}
+
+}  // namespace
+
+struct PulseAudioServer::Waiting {
+    std::vector<QPromise<Result<>>> flows;
+};
+
+PulseAudioServer::PulseAudioServer(Clock& clock) : m_clock(clock), m_waiting(std::make_unique<Waiting>()) {}
+
+PulseAudioServer::~PulseAudioServer() {
+    if (m_connection) {
+        // A stream that is still being opened may keep the connection for a while.
+        m_connection->detach();
+    }
+    resolveWaiting(std::unexpected(noServer()));
+}
+
+Task<Result<>> PulseAudioServer::attach() {
+    if (m_attached) {
+        co_return Result<>();
+    }
+    QPromise<Result<>> flow;
+    const QFuture<Result<>> answer = flow.future();
+    flow.start();
+    m_waiting->flows.push_back(std::move(flow));
+    if (!m_connection) {
+        startConnecting();
+    }
+    co_return co_await answer;
+}
+
+void PulseAudioServer::resolveWaiting(const Result<>& result) {
+    for (auto flows = std::exchange(m_waiting->flows, {}); auto& flow : flows) {
+        flow.addResult(result);
+        flow.finish();
+    }
+}
+
+void PulseAudioServer::startConnecting() {
+    m_reconnect.stop();
+    const int generation = ++m_generation;
+    const auto ifCurrent = [this, generation](auto action) {
+        QMetaObject::invokeMethod(
+            this,
+            [this, generation, action] {
+                if (generation == m_generation) {
+                    action();
+                }
+            },
+            Qt::QueuedConnection);
+    };
+    m_connection = std::make_shared<PulseConnection>(PulseConnection::Events{
+        .onSnapshot =
+            [this, ifCurrent](const PulseSnapshot& snapshot) {
+                ifCurrent([this, snapshot] { takeSnapshot(snapshot); });
+            },
+        .onLost = [this, ifCurrent] { ifCurrent([this] { connectionLost(); }); },
+    });
+    m_timeout.start(m_clock, longestWait, Clock::Repeat::once, [this] { connectionLost(); });
+    if (!m_connection->start()) {
+        ifCurrent([this] { connectionLost(); });
+    }
+}
+
+void PulseAudioServer::takeSnapshot(const PulseSnapshot& snapshot) {
+    m_timeout.stop();
+    m_attached = true;
+    m_everAttached = true;
+    m_defaultSource = snapshot.defaultSource;
+    m_monitors = snapshot.monitors;
+    setState(snapshot.state);
+    resolveWaiting({});
+}
+
+void PulseAudioServer::connectionLost() {
+    m_timeout.stop();
+    ++m_generation;
+    m_connection.reset();
+    if (std::exchange(m_attached, false)) {
+        AppLog::error(u"audio"_s, u"the audio server has gone"_s);
+        setState({});
+    }
+    resolveWaiting(std::unexpected(noServer()));
+    if (m_everAttached) {
+        m_reconnect.start(m_clock, reconnectInterval, Clock::Repeat::once, [this] { startConnecting(); });
+    }
+}
+
+Task<Result<OpenedAudioStream>> PulseAudioServer::open(AudioStreamRequest request, AudioStreamEvents events) {
+    if (!m_attached) {
+        co_return std::unexpected(noServer());
+    }
+    const bool isOutput = request.kind == AudioStreamRequest::Kind::output;
+    QString device = request.deviceID;
+    if (isOutput) {
+        const auto output = std::ranges::find(outputs(), device, &AudioDevice::id);
+        device = output == outputs().end() ? QString() : output->monitor;
+    } else if (device.isEmpty() && defaultMicrophone() != m_defaultSource) {
+        device = defaultMicrophone();
+    }
+    if (device.isEmpty() && (isOutput || defaultMicrophone().isEmpty())) {
+        co_return fail(FailureKind::notFound, isOutput ? u"no output device"_s : u"no input device"_s);
+    }
+    const int generation = m_generation;
+    const QPointer<PulseAudioServer> self = this;
+    auto stream = std::make_unique<PulseStream>(m_connection, std::move(events));
+    Timer timeout;
+    timeout.start(m_clock, longestWait, Clock::Repeat::once, [s = stream.get()] { s->giveUp(); });
+    const Result<> opened = co_await stream->connect(device, isOutput);
+    if (!self) {
+        co_return std::unexpected(noServer());
+    }
+    timeout.stop();
+    if (!opened) {
+        co_return std::unexpected(opened.error());
+    }
+    if (generation != m_generation) {
+        co_return std::unexpected(noServer());
+    }
+    // Some servers give the microphone for a monitor that they do not know, or the other way round.
+    if (m_monitors.contains(stream->deviceID()) != isOutput || (isOutput && stream->deviceID() != device)) {
+        co_return fail(isOutput ? u"the output can't be recorded"_s : u"no input device"_s);
+    }
+    stream->deliver();
+    co_return OpenedAudioStream{std::move(stream)};
+}
+
+}  // namespace lumbro
