@@ -53,9 +53,10 @@ struct RecognitionEvents {
 /// pointer are ambiguous.
 class OpenedStream {
   public:
+    OpenedStream() = default;
     explicit OpenedStream(std::shared_ptr<RecognitionStream> opened) : stream(std::move(opened)) {}
 
-    /// Never null.
+    /// Never null in a result that holds a value.
     std::shared_ptr<RecognitionStream> stream;
 };
 
