@@ -1,0 +1,92 @@
+#pragma once
+
+#include "LumbroCore/Clock.h"
+#include "library/ContextLibrary.h"
+#include "recording/RecordingSession.h"
+
+#include <QStringList>
+
+#include <coroutine>
+#include <optional>
+#include <utility>
+
+namespace lumbro::test {
+
+/// What the next recordings do.
+struct SessionScript {
+    /// Words that the recording hears; they are in its transcript after the stop.
+    int words = 0;
+    std::optional<Failure> startFailure;
+    std::optional<QString> lostAudio;
+    /// True: `stop` waits for `FakeSession::finish`.
+    bool holdStop = false;
+};
+
+/// A recording without audio.
+class FakeSession final : public RecordingSession {
+  public:
+    FakeSession(CaptureRecord record, bool includeSystemAudio, const SessionScript& script,
+                ContextLibrary& library, Clock& clock)
+        : hasSystemAudio(includeSystemAudio),
+          m_record(std::move(record)),
+          m_script(script),
+          m_library(library),
+          m_clock(clock) {}
+
+    const bool hasSystemAudio;
+
+    Task<Result<>> start() override {
+        if (m_script.startFailure) {
+            co_return std::unexpected(*m_script.startFailure);
+        }
+        co_return Result<>{};
+    }
+    void halt() override {
+        m_record.meta.endedAt = m_clock.now();
+        m_library.save(m_record);
+    }
+    Task<CaptureRecord> stop() override {
+        halt();
+        if (m_script.holdStop) {
+            co_await Hold{*this};
+        }
+        TranscriptSegments segments;
+        if (m_script.words > 0) {
+            const QStringList words(m_script.words, QStringLiteral("word"));
+            segments.append({QUuid::createUuid(), Speaker::me, 0, words.join(u' ')});
+        }
+        [[maybe_unused]] const Result<> written = m_library.writeTranscript(segments, m_record);
+        co_return m_record;
+    }
+    Task<> packed() override { co_return; }
+    /// Lets a held `stop` go on.
+    void finish() {
+        if (m_held) {
+            std::exchange(m_held, nullptr).resume();
+        }
+    }
+
+    const CaptureRecord& record() const override { return m_record; }
+    int wordCount() const override { return m_script.words; }
+    bool isCall() const override { return m_isCall; }
+    void setIsCall(bool isCall) override { m_isCall = isCall; }
+    std::optional<QString> lostAudio() const override { return m_script.lostAudio; }
+
+  private:
+    struct Hold {
+        FakeSession& session;
+
+        bool await_ready() const { return false; }
+        void await_suspend(std::coroutine_handle<> handle) { session.m_held = handle; }
+        void await_resume() const {}
+    };
+
+    CaptureRecord m_record;
+    SessionScript m_script;
+    ContextLibrary& m_library;
+    Clock& m_clock;
+    bool m_isCall = false;
+    std::coroutine_handle<> m_held;
+};
+
+}  // namespace lumbro::test
