@@ -110,7 +110,9 @@ void ChildProcess::Private::start() {
     process->setProgram(command.program);
     process->setArguments(command.arguments);
     process->setWorkingDirectory(command.workingDirectory);
-    process->setProcessEnvironment(command.environment);
+    if (!command.environment.isEmpty()) {
+        process->setProcessEnvironment(command.environment);
+    }
     if (command.ownSession) {
         process->setChildProcessModifier([] { ::setsid(); });
     }

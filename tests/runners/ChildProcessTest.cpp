@@ -44,6 +44,7 @@ TEST(ChildProcess, giveWhatTheChildWroteAndHowItEnded) {
     const Row rows[] = {
         {"status", "exit 7", "", 7, false, "", ""},
         {"both outputs", "echo out; echo err >&2", "", 0, false, "out\n", "err\n"},
+        {"our environment", "test -n \"$HOME\" && echo home", "", 0, false, "home\n", ""},
         {"stdin is closed when it is empty", "cat; echo end", "", 0, false, "end\n", ""},
         {"input larger than a pipe comes back whole", "cat", large, 0, false, large, ""},
         {"input that nobody reads", "exec <&-; echo done", large, 0, false, "done\n", ""},

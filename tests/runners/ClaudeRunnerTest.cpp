@@ -1,0 +1,262 @@
+#include "LumbroCore/ChildProcess.h"
+#include "runners/ClaudeRunner.h"
+#include "tests/support/FakeAgents.h"
+#include "tests/support/ScratchFolder.h"
+#include "tests/support/TestClock.h"
+#include "tests/support/Wait.h"
+
+#include <QDir>
+#include <QJsonArray>
+
+#include <csignal>
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+using namespace lumbro;
+using namespace std::chrono_literals;
+
+namespace {
+
+struct ClaudeRunnerTest : ::testing::Test {
+    ClaudeRunnerTest() : settings(folder.path(u"settings.ini"_s)), runner(settings, clock) {
+        settings.set(u"claudeExecutablePath"_s, test::FakeAgents::claude());
+    }
+
+    /// Starts a run whose outcome goes to `outcome`.
+    void start(AgentRequest request) {
+        runner.run(std::move(request), handle).then([this](Result<QString> result) { outcome = result; });
+    }
+    Result<QString> run(AgentRequest request = {.instruction = u"Say ok."_s, .model = u"haiku"_s}) {
+        return test::wait(runner.run(std::move(request), handle));
+    }
+    QStringList lastArguments() const {
+        const auto runs = agents.runs();
+        return runs.isEmpty() ? QStringList() : runs.last()[u"argv"].toVariant().toStringList().mid(1);
+    }
+
+    test::ScratchFolder folder;
+    test::TestClock clock;
+    Settings settings;
+    ClaudeRunner runner;
+    test::FakeAgents agents;
+    std::shared_ptr<CancellationHandle> handle = std::make_shared<CancellationHandle>();
+    std::optional<Result<QString>> outcome;
+};
+
+const AgentRequest streamed{.instruction = u"Go."_s, .model = u"sonnet"_s, .requireTools = u"mcp__slack"_s};
+
+}  // namespace
+
+TEST_F(ClaudeRunnerTest, everyEndOfTheAgentIsAnAnswerOrATypedFailure) {
+    using enum FailureKind;
+    struct Row {
+        const char* mode;
+        std::optional<FailureKind> kind;
+        const char* message;
+        const char* text = "";
+        int status = 1;
+        bool isStream = false;
+    };
+    const Row rows[] = {
+        {"answer", std::nullopt, "hello"},
+        {"deaf", std::nullopt, "hello"},
+        {"grandchild", std::nullopt, "hello"},
+        {"noisy", std::nullopt, "hello"},
+        {"silent", failed, "Claude Code failed"},
+        {"garbage", failed, "Claude Code failed"},
+        {"half", failed, "{\"type\":\"result\",\"result\":\"hal"},
+        {"empty", failed, "Claude Code failed"},
+        {"killed", timedOut, "Claude took too long. Try again."},
+        {"exit143", timedOut, "Claude took too long. Try again."},
+        {"error", notLoggedIn, "Run `claude` in Terminal once to log in",
+         "Not logged in · Please run /login"},
+        {"error", notLoggedIn, "Run `claude` in Terminal once to log in",
+         "Invalid API key · Fix external API key"},
+        {"error", notLoggedIn, "Run `claude` in Terminal once to log in", "Login needed, limit or not"},
+        {"error", limit, "You've hit your session limit · resets 3pm",
+         "You've hit your session limit · resets 3pm"},
+        {"error", limit, "Claude usage limit reached", "Claude usage limit reached", 0},
+        {"error", failed, "API Error: 529 Overloaded", "API Error: 529 Overloaded"},
+        {"error", failed, "Claude Code failed", ""},
+        {"stderr", failed, "prompt exceeds the maximum", "  prompt exceeds the maximum"},
+        {"stderr", limit, "rate limit", "rate limit", 0},
+        {"cut-last-line", std::nullopt, "whole", "", 0, true},
+        {"killed", timedOut, "Claude took too long. Try again.", "", 0, true},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(testing::Message() << row.mode << " " << row.text);
+        agents.mode(row.mode);
+        agents.set("REPLY", "  hello\n");
+        agents.set("TEXT", row.text);
+        agents.set("STATUS", QByteArray::number(row.status));
+        agents.set("TOOLS", "mcp__slack__send");
+        const auto result = row.isStream ? run(streamed) : run();
+        if (row.kind) {
+            ASSERT_FALSE(result.has_value()) << qPrintable(*result);
+            EXPECT_EQ(result.error().kind, *row.kind);
+            EXPECT_EQ(result.error().message, QString::fromUtf8(row.message));
+        } else {
+            ASSERT_TRUE(result.has_value()) << qPrintable(result.error().message);
+            EXPECT_EQ(*result, QString::fromUtf8(row.message));
+        }
+    }
+    EXPECT_EQ(clock.timerCount(), 0U);
+}
+
+TEST_F(ClaudeRunnerTest, aHundredMegabytesOfGarbageEndInOneSentence) {
+    agents.mode("flood");
+    const auto result = run();
+    ASSERT_FALSE(result.has_value());
+    EXPECT_EQ(result.error(), (Failure{FailureKind::failed, QString(240, u'g')}));
+}
+
+TEST_F(ClaudeRunnerTest, theWatchdogEndsASilentAgentAndWaitsForItsEnd) {
+    for (const QByteArray mode : {"hang", "stubborn"}) {
+        SCOPED_TRACE(mode.constData());
+        agents.mode(mode);
+        outcome.reset();
+        const auto before = agents.runs().size();
+        start({.instruction = u"Go."_s, .timeout = 5s});
+        ASSERT_TRUE(test::eventually([&] { return agents.runs().size() > before; }));
+        clock.advance(4s);
+        EXPECT_FALSE(outcome.has_value());
+        clock.advance(1s);
+        ASSERT_TRUE(test::eventually([&] { return outcome.has_value(); }));
+        ASSERT_FALSE(outcome->has_value());
+        EXPECT_EQ(outcome->error().kind, FailureKind::timedOut);
+        // Gone, and reaped.
+        EXPECT_NE(::kill(agents.runs().last()[u"pid"].toInt(), 0), 0);
+    }
+}
+
+TEST_F(ClaudeRunnerTest, theDefaultTimeIsThreeMinutes) {
+    agents.mode("hang");
+    start({.instruction = u"Go."_s});
+    ASSERT_TRUE(test::eventually([&] { return !agents.runs().isEmpty(); }));
+    clock.advance(179s);
+    test::processEvents();
+    EXPECT_FALSE(handle->process.expired());
+    EXPECT_FALSE(outcome.has_value());
+    clock.advance(1s);
+    ASSERT_TRUE(test::eventually([&] { return outcome.has_value(); }));
+}
+
+TEST_F(ClaudeRunnerTest, cancellationIsJudgedBeforeEverythingElse) {
+    agents.mode("hang");
+    start({.instruction = u"Go."_s});
+    ASSERT_TRUE(test::eventually([&] { return !agents.runs().isEmpty(); }));
+    handle->cancel();
+    ASSERT_TRUE(test::eventually([&] { return outcome.has_value(); }));
+    ASSERT_FALSE(outcome->has_value());
+    EXPECT_EQ(outcome->error(), (Failure{FailureKind::cancelled, u"Cancelled"_s}));
+    EXPECT_TRUE(handle->process.expired());
+
+    // A handle that was cancelled before the launch starts nothing.
+    const auto result = run();
+    ASSERT_FALSE(result.has_value());
+    EXPECT_EQ(result.error().kind, FailureKind::cancelled);
+    EXPECT_EQ(agents.runs().size(), 1);
+}
+
+TEST_F(ClaudeRunnerTest, aRunWithoutItsConnectorIsStoppedAtInit) {
+    agents.mode("no-tools");
+    auto result = run(streamed);
+    ASSERT_FALSE(result.has_value());
+    EXPECT_EQ(result.error(),
+              (Failure{FailureKind::toolsNotReady, u"The app didn't load in time. Nothing was changed."_s}));
+
+    agents.mode("answer");
+    agents.set("TOOLS", "Read,mcp__slack2__send");
+    result = run(streamed);
+    ASSERT_FALSE(result.has_value());
+    EXPECT_EQ(result.error().kind, FailureKind::toolsNotReady);
+
+    agents.set("TOOLS", "Read,mcp__slack__send");
+    agents.set("REPLY", "sent");
+    EXPECT_EQ(run(streamed), u"sent"_s);
+}
+
+TEST_F(ClaudeRunnerTest, theRequestReachesTheAgentWhole) {
+    qputenv("CLAUDE_CODE_MAX_RETRIES", "2");
+    const QString context = u"Me: naïve €\n"_s.repeated(100'000) + QChar(0xD800);
+    ASSERT_TRUE(run({.systemPrompt = u"Be brief."_s,
+                     .instruction = u"Sum up."_s,
+                     .context = context,
+                     .model = u"sonnet"_s,
+                     .workingDirectory = folder.path()})
+                    .has_value());
+    qunsetenv("CLAUDE_CODE_MAX_RETRIES");
+    const QJsonObject seen = agents.runs().last();
+    EXPECT_EQ(seen[u"cwd"].toString(), QDir(folder.path()).canonicalPath());
+    const QString input = seen[u"stdin"].toString();
+    EXPECT_TRUE(input.startsWith(context.chopped(1)));
+    EXPECT_EQ(input.size(), context.size());
+
+    const QJsonObject environment = seen[u"env"].toObject();
+    EXPECT_EQ(environment[u"PATH"].toString(), QFileInfo(test::FakeAgents::claude()).absolutePath() +
+                                                   u":/opt/homebrew/bin:/usr/local/bin:/usr/bin:/bin:"_s +
+                                                   qEnvironmentVariable("PATH"));
+    EXPECT_EQ(environment[u"CLAUDE_CODE_MAX_RETRIES"].toString(), u"2");
+    EXPECT_EQ(environment[u"MCP_CONNECTION_NONBLOCKING"].toString(), u"0");
+    EXPECT_EQ(environment[u"MCP_CONNECT_TIMEOUT_MS"].toString(), u"20000");
+    EXPECT_EQ(environment[u"CLAUDE_CODE_DISABLE_ATTACHMENTS"].toString(), u"1");
+    EXPECT_EQ(environment[u"CLAUDE_CODE_SKIP_PROMPT_HISTORY"].toString(), u"1");
+}
+
+TEST_F(ClaudeRunnerTest, withoutAFolderItWorksInAPrivateScratchFolder) {
+    qputenv("TMPDIR", folder.path().toUtf8());
+    QDir(folder.path()).mkdir(u"quillet-claude"_s);
+    QFile::setPermissions(folder.path(u"quillet-claude"_s), QFile::Permissions(0x7755));
+    const auto result = run();
+    qunsetenv("TMPDIR");
+    ASSERT_TRUE(result.has_value());
+    const QString used = agents.runs().last()[u"cwd"].toString();
+    EXPECT_TRUE(used.endsWith(u"/quillet-claude")) << qPrintable(used);
+    struct stat info{};
+    ASSERT_EQ(::stat(used.toUtf8().constData(), &info), 0);
+    EXPECT_EQ(info.st_mode & 0777, 0700U);
+}
+
+TEST_F(ClaudeRunnerTest, whatTheToolCannotTakeIsRefusedBeforeTheLaunch) {
+    const AgentRequest requests[] = {
+        {.systemPrompt = QString(128 * 1024, u'x'), .instruction = u"Go."_s},
+        {.instruction = QString(70'000, u'ß')},
+        {.instruction = u"Go."_s, .context = QString(10'000'001, u'x')},
+    };
+    for (const AgentRequest& request : requests) {
+        const auto result = run(request);
+        ASSERT_FALSE(result.has_value());
+        EXPECT_TRUE(result.error().message.contains(u"too ")) << qPrintable(result.error().message);
+    }
+    EXPECT_TRUE(agents.runs().isEmpty());
+    EXPECT_TRUE(run({.systemPrompt = QString(128 * 1024 - 1, u'x'), .instruction = u"Go."_s}).has_value());
+}
+
+TEST_F(ClaudeRunnerTest, aFailureToStartNamesTheReason) {
+    folder.write(u"broken"_s, "#!/no/such/interpreter\n");
+    QFile::setPermissions(folder.path(u"broken"_s), QFile::ReadOwner | QFile::ExeOwner);
+    settings.set(u"claudeExecutablePath"_s, folder.path(u"broken"_s));
+    const auto result = run();
+    ASSERT_FALSE(result.has_value());
+    EXPECT_EQ(result.error(),
+              (Failure{FailureKind::failed, u"Couldn't start Claude Code: No such file or directory"_s}));
+}
+
+TEST_F(ClaudeRunnerTest, manyRunsAtOnceShareNothing) {
+    agents.close();
+    std::vector<QString> answers;
+    for (int i = 0; i < 8; ++i) {
+        runner.run({.instruction = u"Go."_s, .context = u"run %1"_s.arg(i)}, nullptr)
+            .then([&](Result<QString> result) { answers.push_back(result.value_or(u"failed"_s)); });
+    }
+    ASSERT_TRUE(test::eventually([&] { return agents.runs().size() == 8; }));
+    EXPECT_TRUE(answers.empty());
+    agents.open();
+    ASSERT_TRUE(test::eventually([&] { return answers.size() == 8; }));
+    for (int i = 0; i < 8; ++i) {
+        EXPECT_EQ(std::ranges::count_if(
+                      answers, [&](const QString& text) { return text.contains(u"- run %1"_s.arg(i)); }),
+                  1);
+    }
+}
