@@ -12,7 +12,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (!reader.open(file.path())) {
         return 0;
     }
-    fuzz::check(reader.format().channels > 0 && reader.format().sampleRate > 0);
+    fuzz::check(reader.format().channels > 0 && reader.format().rate > 0);
     fuzz::check(std::isfinite(reader.duration()) && reader.duration() >= 0);
     constexpr size_t enough = 1 << 20;
     size_t samples = 0;
