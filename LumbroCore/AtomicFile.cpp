@@ -16,7 +16,9 @@ Result<> writeFileAtomically(const QString& path, const QByteArray& bytes) {
         return failed();
     }
     file.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner);
-    if (file.write(bytes) != bytes.size() || !file.commit()) {
+    // On a full disk the last of the buffer fails only when it is flushed. `commit` would not see that and
+    // would put the short file in place.
+    if (file.write(bytes) != bytes.size() || !file.flush() || !file.commit()) {
         return failed();
     }
     return {};

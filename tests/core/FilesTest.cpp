@@ -6,9 +6,11 @@
 #include <QDirIterator>
 #include <QRegularExpression>
 
+#include <csignal>
 #include <thread>
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
 using namespace lumbro;
 
@@ -37,6 +39,23 @@ TEST(AtomicFile, aFailedWriteLeavesTheOldFileAndNamesIt) {
         << qPrintable(written.error().message);
     EXPECT_FALSE(writeFileAtomically(folder.path(u"there"_s), "new"));
     EXPECT_EQ(folder.read(u"there/a.md"_s), "old");
+}
+
+TEST(AtomicFile, aDiskThatTakesOnlyTheBeginningLeavesTheOldFile) {
+    const test::ScratchFolder folder;
+    std::signal(SIGXFSZ, SIG_IGN);
+    rlimit usual{};
+    getrlimit(RLIMIT_FSIZE, &usual);
+    for (const int size : {5000, 20000, 200000}) {
+        folder.write(u"a.md"_s, "old");
+        const rlimit small{4096, usual.rlim_max};
+        setrlimit(RLIMIT_FSIZE, &small);
+        const auto written = writeFileAtomically(folder.path(u"a.md"_s), QByteArray(size, 'x'));
+        setrlimit(RLIMIT_FSIZE, &usual);
+        EXPECT_FALSE(written) << size;
+        EXPECT_EQ(folder.read(u"a.md"_s), "old") << size;
+        EXPECT_EQ(QDir(folder.path()).entryList(QDir::Files | QDir::Hidden).size(), 1) << size;
+    }
 }
 
 TEST(AtomicFile, readersRefuseWhatIsNoPlainTextFile) {

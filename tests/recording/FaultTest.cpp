@@ -155,12 +155,12 @@ void expectNothingStray(const QString& folder) {
 void killAndCheck(unsigned seed) {
     std::mt19937 random(seed);
     const test::ScratchFolder scratch;
-    Recorder recorder({scratch.path(), u"40"_s, u"60"_s});
+    Recorder recorder({scratch.path(), u"20"_s, u"30"_s});
     if (seed % 3 == 0) {
         recorder.run(std::chrono::seconds(60), true);
         recorder.run(std::chrono::milliseconds(std::uniform_int_distribution(0, 400)(random)));
     } else {
-        recorder.run(std::chrono::milliseconds(std::uniform_int_distribution(50, 1800)(random)));
+        recorder.run(std::chrono::milliseconds(std::uniform_int_distribution(50, 1500)(random)));
     }
     recorder.kill();
     const Progress progress = recorder.progress();
@@ -192,9 +192,75 @@ TEST(RecorderFaults, aKilledRecordingPlaysAndReadsUpToTheKill) {
     }
 }
 
+/// The right audio at the beginning of both tracks, as long as there was room for it.
+void expectAudioAtLeast(const QString& folder, int seconds) {
+    EXPECT_GE(rightSeconds(soundOf(audioArchive::playableURL(folder, u"me"_s)), 0), seconds);
+    EXPECT_GE(rightSeconds(soundOf(audioArchive::playableURL(folder, u"them"_s)), 1), seconds);
+}
+
+TEST(RecorderFaults, aTrackThatMayNotGrowIsToldOnceAndTheWordsGoOn) {
+    const test::ScratchFolder scratch;
+    // Room for 8 s of a track.
+    Recorder recorder({scratch.path(), u"20"_s, u"30"_s, u"262144"_s});
+    ASSERT_TRUE(recorder.endedWell());
+    EXPECT_EQ(recorder.progress().notices.size(), 1) << recorder.progress().notices.join(u"; ").toStdString();
+    EXPECT_TRUE(recorder.progress().isPacked);
+    const QString folder = QFileInfo(tracksIn(scratch.path(), u"meta.json"_s).value(0)).path();
+    expectNothingStray(folder);
+    expectTranscriptUpTo(folder, recorder.progress().said + 8);
+    expectAudioAtLeast(folder, 7);
+}
+
+/// A disk of a few bytes, where that may be made.
+class SmallDisk {
+  public:
+    explicit SmallDisk(const QString& folder)
+        : m_folder(QFile::encodeName(folder)),
+          isThere(mount("tmpfs", m_folder.constData(), "tmpfs", 0, "size=1m") == 0) {}
+    ~SmallDisk() {
+        if (isThere) {
+            umount2(m_folder.constData(), MNT_DETACH);
+        }
+    }
+    SmallDisk(const SmallDisk&) = delete;
+    SmallDisk& operator=(const SmallDisk&) = delete;
+    void makeRoom() const {
+        EXPECT_EQ(mount("tmpfs", m_folder.constData(), "tmpfs", MS_REMOUNT, "size=4m"), 0);
+    }
+
+  private:
+    QByteArray m_folder;
+
+  public:
+    const bool isThere;
+};
+
+TEST(RecorderFaults, aFullDiskIsToldAndLosesNothingOfWhatWasThere) {
+    const test::ScratchFolder scratch;
+    const SmallDisk disk(scratch.path());
+    if (!disk.isThere) {
+        GTEST_SKIP() << "only the superuser may mount a small disk";
+    }
+    Recorder recorder({scratch.path(), u"20"_s, u"40"_s});
+    EXPECT_TRUE(recorder.endedWell());
+    EXPECT_EQ(recorder.progress().notices.size(), 1);
+    EXPECT_TRUE(recorder.progress().notices.value(0).startsWith(u"The disk is full: "_s));
+    const QString folder = QFileInfo(tracksIn(scratch.path(), u"meta.json"_s).value(0)).path();
+    expectAudioAtLeast(folder, 10);
+    EXPECT_FALSE(
+        transcript::decode(readFile(folder + u"/transcript.json"_s).value_or(QByteArray())).isEmpty());
+    EXPECT_EQ(tracksIn(folder, u"*.partial.m4a"_s), QStringList());
+
+    // With room again, the next start packs what was kept.
+    disk.makeRoom();
+    startAgain(scratch.path());
+    expectNothingStray(folder);
+    expectAudioAtLeast(folder, 10);
+}
+
 TEST(RecorderFaults, aRecordingThatIsLeftAloneIsWhole) {
     const test::ScratchFolder scratch;
-    Recorder recorder({scratch.path(), u"40"_s, u"30"_s});
+    Recorder recorder({scratch.path(), u"20"_s, u"20"_s});
     ASSERT_TRUE(recorder.endedWell());
     const QString folder = QFileInfo(tracksIn(scratch.path(), u"meta.json"_s).value(0)).path();
     expectNothingStray(folder);

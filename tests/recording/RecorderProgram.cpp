@@ -63,10 +63,13 @@ class FastClock final : public Clock {
 /// Delivers the known sound in time with the clock.
 class KnownSource final : public AudioSource {
   public:
-    KnownSource(const FastClock& clock, int track) : m_clock(clock), m_track(track) {}
+    /// Sources that share an origin carry the sound of the same moments: since the first of them started.
+    KnownSource(const FastClock& clock, int track, std::shared_ptr<std::optional<double>> origin)
+        : m_clock(clock), m_track(track), m_origin(std::move(origin)) {}
     ~KnownSource() override { KnownSource::stop(); }
 
     Task<Result<>> start(Consumer onBuffer) override {
+        *m_origin = m_origin->value_or(m_clock.seconds());
         m_thread = std::jthread([this, onBuffer](const std::stop_token& stop) { run(stop, onBuffer); });
         co_return Result<>();
     }
@@ -80,8 +83,7 @@ class KnownSource final : public AudioSource {
   private:
     void run(const std::stop_token& stop, const Consumer& onBuffer) {
         constexpr qint64 piece = knownSound::rate / 10;
-        // Both tracks carry the sound of the same moment.
-        const double origin = 0.5;
+        const double origin = **m_origin;
         qint64 at = 0;
         while (!stop.stop_requested()) {
             if (m_clock.seconds() - origin < static_cast<double>(at + piece) / knownSound::rate) {
@@ -99,6 +101,7 @@ class KnownSource final : public AudioSource {
 
     const FastClock& m_clock;
     int m_track;
+    std::shared_ptr<std::optional<double>> m_origin;
     std::jthread m_thread;
 };
 
@@ -149,8 +152,9 @@ Task<std::optional<WarmSpeech>> warm() {
 Task<> record(ContextLibrary& library, FastClock& clock, double seconds) {
     const CaptureRecord record = library.createCapture(CaptureKind::meeting, u"Meeting"_s, {}, clock.now());
     CaptureSession::Ports ports{.library = library, .clock = clock};
-    ports.microphone = std::make_unique<KnownSource>(clock, 0);
-    ports.system = std::make_unique<KnownSource>(clock, 1);
+    const auto origin = std::make_shared<std::optional<double>>();
+    ports.microphone = std::make_unique<KnownSource>(clock, 0, origin);
+    ports.system = std::make_unique<KnownSource>(clock, 1, origin);
     ports.warmSpeech = warm;
     ports.monotonic = [&clock] { return std::chrono::nanoseconds(std::llround(clock.seconds() * 1e9)); };
     CaptureSession session(record, true, std::move(ports));
