@@ -4,13 +4,88 @@
 
 #include <QLocale>
 
+#include <chrono>
+
+#include <time.h>
+
 namespace lumbro::dates {
 
 namespace {
 
+constexpr qint64 secondsPerDay = 86400;
+
 const QLocale& english() {
     static const QLocale locale(QLocale::English, QLocale::UnitedStates);
     return locale;
+}
+
+/// The zone's offset in seconds at a moment. The C library is asked for the ends of a week; in between the
+/// offset stands, so that reading thousands of dates does not ask it thousands of times.
+class ZoneOffsets {
+  public:
+    int at(qint64 seconds) {
+        constexpr qint64 week = 7 * secondsPerDay;
+        using namespace std::chrono_literals;
+        const auto now = std::chrono::steady_clock::now();
+        if (now > m_expiry) {
+            tzset();  // The user may have travelled.
+            m_expiry = now + 1s;
+            m_end = m_begin;
+        }
+        if (seconds >= m_begin && seconds < m_end) {
+            return m_offset;
+        }
+        const qint64 begin = seconds - ((seconds % week) + week) % week;
+        const int first = ask(begin);
+        if (first != ask(begin + week - 1)) {
+            return ask(seconds);
+        }
+        m_begin = begin;
+        m_end = begin + week;
+        m_offset = first;
+        return first;
+    }
+
+  private:
+    static int ask(qint64 seconds) {
+        const auto time = static_cast<time_t>(seconds);
+        tm local{};
+        return localtime_r(&time, &local) == nullptr ? 0 : static_cast<int>(local.tm_gmtoff);
+    }
+
+    qint64 m_begin = 0;
+    qint64 m_end = 0;
+    int m_offset = 0;
+    std::chrono::steady_clock::time_point m_expiry;
+};
+
+/// The number in `count` digits at `at`, or -1.
+int digits(QStringView text, qsizetype at, qsizetype count) {
+    int number = 0;
+    for (const QChar c : text.sliced(at, count)) {
+        if (c < u'0' || c > u'9') {
+            return -1;
+        }
+        number = number * 10 + (c.unicode() - u'0');
+    }
+    return number;
+}
+
+/// Reads exactly the form that `iso` writes.
+std::optional<QDateTime> fromOwnForm(QStringView text) {
+    if (text.size() != 20 || text[4] != u'-' || text[7] != u'-' || text[10] != u'T' || text[13] != u':' ||
+        text[16] != u':' || text[19] != u'Z') {
+        return std::nullopt;
+    }
+    const QDate date(digits(text, 0, 4), digits(text, 5, 2), digits(text, 8, 2));
+    const QTime time(digits(text, 11, 2), digits(text, 14, 2), digits(text, 17, 2));
+    if (!date.isValid() || !time.isValid()) {
+        return std::nullopt;
+    }
+    const qint64 seconds = (date.toJulianDay() - QDate(1970, 1, 1).toJulianDay()) * secondsPerDay +
+                           time.msecsSinceStartOfDay() / 1000;
+    thread_local ZoneOffsets offsets;
+    return QDateTime::fromMSecsSinceEpoch(seconds * 1000, Qt::OffsetFromUTC, offsets.at(seconds));
 }
 
 }  // namespace
@@ -20,6 +95,9 @@ QString iso(const QDateTime& date) {
 }
 
 std::optional<QDateTime> fromIso(QStringView text) {
+    if (auto date = fromOwnForm(text)) {
+        return date;
+    }
     const QDateTime date = QDateTime::fromString(text.toString(), Qt::ISODateWithMs);
     if (!date.isValid()) {
         return std::nullopt;
