@@ -1,0 +1,125 @@
+#include "cli/CaptureCommands.h"
+
+#include "cli/CaptureLookup.h"
+#include "cli/CaptureText.h"
+#include "library/CaptureRename.h"
+#include "library/ContextLibrary.h"
+
+#include <QJsonArray>
+#include <QJsonObject>
+
+namespace lumbro::cli {
+
+namespace {
+
+int printPart(Output& output, const QString& text, const QString& missing) {
+    if (text.trimmed().isEmpty()) {
+        return output.fail(missing);
+    }
+    output.print(text.endsWith(u'\n') ? text : text + u'\n');
+    return 0;
+}
+
+int showHandoff(Output& output, const CaptureDetails& details, const QString& engine) {
+    const QString id = details.summary.record.id();
+    QString missing = u"%1 has no result of \"%2\"; `lumbro engine-run %2 %1` makes one."_s.arg(id, engine);
+    if (!details.handoffs.isEmpty()) {
+        missing += u" It has: %1."_s.arg(QStringList(details.handoffs.keys()).join(u", "_s));
+    }
+    return printPart(output, Output::cleanLines(details.handoffs.value(engine)), missing);
+}
+
+int showText(Output& output, const Arguments& arguments, const CaptureDetails& details) {
+    const QString id = details.summary.record.id();
+    if (arguments.has("transcript")) {
+        return printPart(output, transcriptText(output, details.paragraphs),
+                         u"%1 has no transcript."_s.arg(id));
+    }
+    if (arguments.has("notes")) {
+        return printPart(output, Output::cleanLines(details.notes),
+                         u"%1 has no notes of yours; write them into %2/notes.md."_s.arg(
+                             id, details.summary.record.folder));
+    }
+    if (const auto engine = arguments.value("handoff")) {
+        return showHandoff(output, details, *engine);
+    }
+    output.print(captureText(output, details));
+    return 0;
+}
+
+}  // namespace
+
+Task<int> captures(CommandContext context) {
+    Output& output = context.output;
+    QList<CaptureSummary> summaries = summarizeCaptures(capturesFolder());
+    if (const auto limit = context.arguments.number("limit"); limit && *limit < summaries.size()) {
+        summaries.resize(*limit);
+    }
+    if (context.arguments.wantsJson()) {
+        QJsonArray array;
+        for (const CaptureSummary& summary : summaries) {
+            array += captureJson(summary);
+        }
+        output.printJson(array);
+    } else if (summaries.isEmpty()) {
+        output.say(u"No captures yet: `lumbro record` makes one, `lumbro demo` shows how it goes."_s);
+    } else {
+        output.print(captureTable(output, summaries));
+    }
+    co_return 0;
+}
+
+Task<int> show(CommandContext context) {
+    const auto record = findCapture(capturesFolder(), context.arguments.at(0));
+    if (!record) {
+        co_return context.output.fail(record.error());
+    }
+    const CaptureDetails details = captureDetails(*record);
+    if (context.arguments.wantsJson()) {
+        context.output.printJson(captureJson(details));
+        co_return 0;
+    }
+    co_return showText(context.output, context.arguments, details);
+}
+
+Task<int> rename(CommandContext context) {
+    auto record = findCapture(capturesFolder(), context.arguments.at(0));
+    if (!record) {
+        co_return context.output.fail(record.error());
+    }
+    const QString before = record->meta.title;
+    const auto renamed = renameCapture(*record, context.arguments.at(1));
+    if (!renamed) {
+        co_return context.output.fail(renamed.error());
+    }
+    if (context.arguments.wantsJson()) {
+        context.output.printJson(captureJson(summarizeCapture(*renamed)));
+    } else {
+        context.output.printLine(u"%1: \"%2\" is now \"%3\"."_s.arg(renamed->id(), Output::clean(before),
+                                                                    Output::clean(renamed->meta.title)));
+    }
+    co_return 0;
+}
+
+Task<int> deleteCapture(CommandContext context) {
+    const auto record = findCapture(capturesFolder(), context.arguments.at(0));
+    if (!record) {
+        co_return context.output.fail(record.error());
+    }
+    SystemClock clock;
+    ContextLibrary library(ContextLibrary::rootFromEnvironment(), clock);
+    library.deleteCapture(*record);
+    if (QFileInfo::exists(record->folder)) {
+        co_return context.output.fail(
+            u"%1 can't be moved to the Trash; the log says why (`lumbro log`)."_s.arg(record->folder));
+    }
+    if (context.arguments.wantsJson()) {
+        context.output.printJson(QJsonObject{{u"deleted"_s, record->id()}});
+    } else {
+        context.output.printLine(
+            u"%1 (\"%2\") is in the Trash."_s.arg(record->id(), Output::clean(record->meta.title)));
+    }
+    co_return 0;
+}
+
+}  // namespace lumbro::cli

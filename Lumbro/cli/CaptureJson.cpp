@@ -1,0 +1,76 @@
+#include "cli/CaptureJson.h"
+
+#include "LumbroCore/AtomicFile.h"
+#include "LumbroCore/Literals.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QJsonArray>
+
+namespace lumbro::cli {
+
+namespace {
+
+QMap<QString, QString> audioOf(const CaptureRecord& record) {
+    QMap<QString, QString> audio;
+    for (const QString& track : {u"me"_s, u"them"_s}) {
+        // The packed form comes when the recording has ended.
+        for (const QString& name : {track + u".m4a"_s, track + u".caf"_s}) {
+            if (!audio.contains(track) && QFileInfo::exists(record.path(name))) {
+                audio.insert(track, record.path(name));
+            }
+        }
+    }
+    return audio;
+}
+
+QJsonObject toObject(const QMap<QString, QString>& map) {
+    QJsonObject object;
+    for (auto it = map.begin(); it != map.end(); ++it) {
+        object.insert(it.key(), it.value());
+    }
+    return object;
+}
+
+}  // namespace
+
+CaptureDetails captureDetails(const CaptureRecord& record) {
+    CaptureDetails details;
+    details.summary = summarizeCapture(record);
+    const QByteArray bytes = readFile(record.path(u"transcript.json"_s)).value_or(QByteArray());
+    details.paragraphs = transcript::merged(transcript::decode(bytes));
+    details.notes = readTextFile(record.path(u"notes.md"_s)).value_or(QString());
+    for (const QString& engine : details.summary.handoffs) {
+        if (const auto text = readTextFile(record.path(u"handoffs/"_s + engine + u".md"_s))) {
+            details.handoffs.insert(engine, *text);
+        }
+    }
+    details.audio = audioOf(record);
+    return details;
+}
+
+QJsonObject captureJson(const CaptureSummary& summary) {
+    QJsonObject json = summary.record.meta.toJson();
+    json.insert(u"id"_s, summary.record.id());
+    json.insert(u"words"_s, summary.words);
+    json.insert(u"handoffs"_s, QJsonArray::fromStringList(summary.handoffs));
+    return json;
+}
+
+QJsonObject captureJson(const CaptureDetails& details) {
+    QJsonObject json = captureJson(details.summary);
+    json.insert(u"folder"_s, details.summary.record.folder);
+    QJsonArray segments;
+    for (const TranscriptSegment& paragraph : details.paragraphs) {
+        segments += QJsonObject{{u"speaker"_s, rawValue(paragraph.speaker)},
+                                {u"start"_s, paragraph.start},
+                                {u"text"_s, paragraph.text}};
+    }
+    json.insert(u"segments"_s, segments);
+    json.insert(u"notes"_s, details.notes);
+    json.insert(u"handoffs"_s, toObject(details.handoffs));
+    json.insert(u"audio"_s, toObject(details.audio));
+    return json;
+}
+
+}  // namespace lumbro::cli

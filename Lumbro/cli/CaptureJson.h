@@ -1,0 +1,31 @@
+#pragma once
+
+#include "library/CaptureScan.h"
+#include "library/formats/TranscriptSegment.h"
+
+#include <QJsonObject>
+#include <QMap>
+#include <QString>
+
+namespace lumbro::cli {
+
+/// Everything that `show` tells of a capture.
+struct CaptureDetails {
+    CaptureSummary summary;
+    TranscriptSegments paragraphs;
+    QString notes;
+    /// Engine id to text.
+    QMap<QString, QString> handoffs;
+    /// Track to path.
+    QMap<QString, QString> audio;
+};
+
+/// Reads a capture's files, as they are now.
+CaptureDetails captureDetails(const CaptureRecord& record);
+
+/// One entry of `captures`.
+QJsonObject captureJson(const CaptureSummary& summary);
+/// The object of `show`.
+QJsonObject captureJson(const CaptureDetails& details);
+
+}  // namespace lumbro::cli

@@ -1,0 +1,262 @@
+#include "cli/CommandTable.h"
+
+#include "LumbroCore/Literals.h"
+
+#include <algorithm>
+#include <array>
+
+namespace lumbro::cli {
+
+namespace {
+
+constexpr std::array recordOptions{
+    OptionInfo{"kind", "KIND", "meeting (microphone and system audio), note or thought; default meeting"},
+    OptionInfo{"title", "TITLE", "the title; without it the agent finds one"},
+    OptionInfo{"mic", "DEVICE", "a microphone's id or name, or file:PATH"},
+    OptionInfo{"system", "DEVICE", "an output's id or name, file:PATH, or none"},
+    OptionInfo{"fast", "", "feed files as fast as their words can be recognised"},
+};
+constexpr std::array importOptions{
+    OptionInfo{"them", "FILE", "the other side of the call"},
+    OptionInfo{"title", "TITLE", "the title; without it the agent finds one"},
+    OptionInfo{"at", "DATE", "when it was recorded, such as 2026-03-02T09:14; default the file's own date"},
+    OptionInfo{"split", "", "the left channel is you, the right one the others"},
+};
+constexpr std::array limitOptions{
+    OptionInfo{"limit", "N", "only the newest N", 'n', true},
+};
+constexpr std::array showOptions{
+    OptionInfo{"transcript", "", "only the transcript"},
+    OptionInfo{"notes", "", "only your notes"},
+    OptionInfo{"handoff", "ENGINE", "only this engine's result"},
+};
+constexpr std::array engineRunOptions{
+    OptionInfo{"focus", "TEXT", "the idea to build everything around"},
+};
+constexpr std::array logOptions{
+    OptionInfo{"follow", "", "go on with new lines until Ctrl-C", 'f'},
+    OptionInfo{"lines", "N", "only the last N lines; default 50", 'n', true},
+};
+
+constexpr std::string_view idDetails =
+    "ID may be shortened as long as one capture alone begins with it; \"last\" is the newest one.";
+
+constexpr std::array commands{
+    CommandInfo{"record", "record until Ctrl-C, then write the notes",
+                "[--kind KIND] [--title TITLE] [--mic DEVICE] [--system DEVICE] [--fast]", 0, 0,
+                recordOptions, "lumbro record --title \"Weekly sync\"",
+                "Shows the time, the levels and the words while it records. Ctrl-C, or the end of the files, "
+                "stops it; the capture's id is printed when everything is written. Ctrl-C twice more while "
+                "it finishes ends at once; the recording stays."},
+    CommandInfo{"import", "make a capture of an existing recording",
+                "FILE [--them FILE] [--title TITLE] [--at DATE] [--split]", 1, 1, importOptions,
+                "lumbro import call-me.wav --them call-them.wav",
+                "Takes WAV, M4A, MP3, Ogg, FLAC, Matroska and MP4. FILE is your side of the call, or all of "
+                "it."},
+    CommandInfo{"captures", "list the captures, newest first", "[--limit N]", 0, 0, limitOptions,
+                "lumbro captures --limit 10", ""},
+    CommandInfo{"show", "show a capture", "ID [--transcript | --notes | --handoff ENGINE]", 1, 1, showOptions,
+                "lumbro show last --handoff notes", idDetails},
+    CommandInfo{"rename",
+                "give a capture a title",
+                "ID TITLE",
+                2,
+                2,
+                {},
+                "lumbro rename last \"Weekly sync\"",
+                idDetails},
+    CommandInfo{"delete",
+                "move a capture to the Trash",
+                "ID",
+                1,
+                1,
+                {},
+                "lumbro delete 2026-03-02-0914-meeting",
+                idDetails},
+    CommandInfo{"engines", "list the engines", "", 0, 0, {}, "lumbro engines", ""},
+    CommandInfo{"engines show",
+                "show an engine with its prompt",
+                "ENGINE",
+                1,
+                1,
+                {},
+                "lumbro engines show notes",
+                ""},
+    CommandInfo{"engines check",
+                "tell whether a file is an engine",
+                "FILE",
+                1,
+                1,
+                {},
+                "lumbro engines check ~/Quillet/engines/notes.md",
+                ""},
+    CommandInfo{"engine-run", "run an engine on a capture", "ENGINE ID [--focus TEXT]", 2, 2,
+                engineRunOptions, "lumbro engine-run followup last", idDetails},
+    CommandInfo{"voices", "list the writing voices", "", 0, 0, {}, "lumbro voices", ""},
+    CommandInfo{"devices",
+                "list microphones and outputs",
+                "",
+                0,
+                0,
+                {},
+                "lumbro devices",
+                "Also tells which applications use the microphone now."},
+    CommandInfo{"speech", "list the speech models", "", 0, 0, {}, "lumbro speech", ""},
+    CommandInfo{"speech list", "list the speech models", "", 0, 0, {}, "lumbro speech list", ""},
+    CommandInfo{"speech install",
+                "download a speech model",
+                "MODEL",
+                1,
+                1,
+                {},
+                "lumbro speech install base.en",
+                "A broken download goes on where it ended when the command is given again."},
+    CommandInfo{"speech import",
+                "take a model file from elsewhere",
+                "FILE",
+                1,
+                1,
+                {},
+                "lumbro speech import ~/Downloads/ggml-base.en.bin",
+                ""},
+    CommandInfo{
+        "speech remove", "move a model to the Trash", "MODEL", 1, 1, {}, "lumbro speech remove base.en", ""},
+    CommandInfo{"speech use",
+                "choose a model",
+                "MODEL",
+                1,
+                1,
+                {},
+                "lumbro speech use base.en",
+                "\"best\" takes the best one installed."},
+    CommandInfo{"settings", "list the settings", "", 0, 0, {}, "lumbro settings", ""},
+    CommandInfo{"settings list", "list the settings", "", 0, 0, {}, "lumbro settings list", ""},
+    CommandInfo{"settings get", "print a setting", "KEY", 1, 1, {}, "lumbro settings get aiProvider", ""},
+    CommandInfo{"settings set",
+                "change a setting",
+                "KEY VALUE",
+                2,
+                2,
+                {},
+                "lumbro settings set aiProvider codex",
+                ""},
+    CommandInfo{"doctor", "check what recording and notes need", "", 0, 0, {}, "lumbro doctor", ""},
+    CommandInfo{"demo",
+                "try it all on a call that comes along",
+                "",
+                0,
+                0,
+                {},
+                "lumbro demo",
+                "Works in a library of its own in a temporary folder, whose place is printed at the end."},
+    CommandInfo{"log", "print the log", "[--lines N] [--follow]", 0, 0, logOptions, "lumbro log -f", ""},
+};
+
+QString toText(std::string_view text) {
+    return QString::fromUtf8(text.data(), qsizetype(text.size()));
+}
+
+int wordsIn(std::string_view name) {
+    return 1 + int(std::ranges::count(name, ' '));
+}
+
+QString row(const QString& name, const QString& meaning, qsizetype width) {
+    return u"  "_s + name.leftJustified(width) + u"  "_s + meaning + u'\n';
+}
+
+QString optionRow(const OptionInfo& option) {
+    QString name = option.letter == 0 ? u"    "_s : u"-%1, "_s.arg(QLatin1Char(option.letter));
+    name += u"--"_s + toText(option.name);
+    if (!option.value.empty()) {
+        name += u' ' + toText(option.value);
+    }
+    return row(name, toText(option.meaning), 20);
+}
+
+// Lines of at most 80 columns.
+QString wrapped(const QString& text) {
+    QString result;
+    qsizetype column = 0;
+    for (const QString& word : text.split(u' ')) {
+        if (column > 0 && column + 1 + word.size() > 80) {
+            result += u'\n';
+            column = 0;
+        }
+        result += column > 0 ? u" "_s + word : word;
+        column += word.size() + (column > 0 ? 1 : 0);
+    }
+    return result;
+}
+
+}  // namespace
+
+std::span<const CommandInfo> commandTable() {
+    return commands;
+}
+
+CommandMatch findCommand(const QStringList& words) {
+    CommandMatch best;
+    for (const CommandInfo& command : commands) {
+        const int count = wordsIn(command.name);
+        if (count > best.words && words.size() >= count &&
+            words.first(count).join(u' ') == toText(command.name)) {
+            best = {&command, count};
+        }
+    }
+    return best;
+}
+
+QString usageLine(const CommandInfo& command) {
+    QString line = u"usage: lumbro "_s + toText(command.name);
+    if (!command.usage.empty()) {
+        line += u' ' + toText(command.usage);
+    }
+    return line + u" [--json]"_s;
+}
+
+QString programHelp() {
+    QString text =
+        u"lumbro records calls, transcribes them on this machine and has your own agent write the "
+        u"notes.\n\n"
+        u"usage: lumbro                 run the application until Ctrl-C\n"
+        u"       lumbro COMMAND [ARGUMENTS] [--json]\n\n"
+        u"commands:\n"_s;
+    for (const CommandInfo& command : commands) {
+        const bool isGroup = command.name == "speech" || command.name == "settings";
+        if (!isGroup) {
+            text += row(toText(command.name), toText(command.summary), 14);
+        }
+    }
+    text +=
+        u"\nFirst steps: `lumbro doctor` says what is missing, `lumbro demo` shows the whole way.\n"
+        u"`lumbro COMMAND --help` explains a command; `lumbro --version` prints the version.\n"
+        u"The library is ~/Quillet, or the folder in QUILLET_ROOT.\n"_s;
+    return text;
+}
+
+QString commandHelp(const CommandInfo& command) {
+    QString text = usageLine(command) + u"\n\n"_s;
+    QString summary = toText(command.summary);
+    summary[0] = summary.at(0).toUpper();
+    text += summary + u".\n"_s;
+    if (!command.details.empty()) {
+        text += wrapped(toText(command.details)) + u'\n';
+    }
+    const QString prefix = toText(command.name) + u' ';
+    QString below;
+    for (const CommandInfo& other : commands) {
+        if (toText(other.name).startsWith(prefix)) {
+            below += row(toText(other.name) + u' ' + toText(other.usage), toText(other.summary), 22);
+        }
+    }
+    text += below.isEmpty() ? u""_s : u"\ncommands:\n"_s + below;
+    text += u"\noptions:\n"_s;
+    for (const OptionInfo& option : command.options) {
+        text += optionRow(option);
+    }
+    text += optionRow({"json", "", "print one JSON document"});
+    text += optionRow({"help", "", "print this help", 'h'});
+    return text + u"\nexample:\n  "_s + toText(command.example) + u'\n';
+}
+
+}  // namespace lumbro::cli

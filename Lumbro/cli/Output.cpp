@@ -1,0 +1,126 @@
+#include "cli/Output.h"
+
+#include "LumbroCore/Json.h"
+#include "cli/Table.h"
+
+#include <cerrno>
+#include <limits>
+
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+namespace lumbro::cli {
+
+namespace {
+
+constexpr int unlimited = std::numeric_limits<int>::max();
+
+bool writeAll(int descriptor, const QByteArray& bytes) {
+    qsizetype done = 0;
+    while (done < bytes.size()) {
+        const ssize_t count = ::write(descriptor, bytes.constData() + done, size_t(bytes.size() - done));
+        if (count < 0 && errno == EINTR) {
+            continue;
+        }
+        if (count < 0) {
+            return false;
+        }
+        done += count;
+    }
+    return true;
+}
+
+int terminalWidth(int descriptor) {
+    winsize size{};
+    if (ioctl(descriptor, TIOCGWINSZ, &size) == 0 && size.ws_col > 0) {
+        return size.ws_col;
+    }
+    return 80;
+}
+
+bool wantsColours(bool isTerminal) {
+    return isTerminal && qEnvironmentVariableIsEmpty("NO_COLOR") && qgetenv("TERM") != "dumb";
+}
+
+QString cleaned(const QString& text, bool keepsLines) {
+    QString result;
+    result.reserve(text.size());
+    for (const QChar c : text) {
+        if (c == u'\n' && keepsLines) {
+            result += c;
+        } else if (c == u'\t' || c == u'\n') {
+            result += u' ';
+        } else if (c.category() != QChar::Other_Control) {
+            result += c;
+        }
+    }
+    return result;
+}
+
+}  // namespace
+
+Output::Output() {
+    m_outTerminal = isatty(STDOUT_FILENO) == 1;
+    m_errTerminal = isatty(STDERR_FILENO) == 1;
+    m_outColours = wantsColours(m_outTerminal);
+    m_errColours = wantsColours(m_errTerminal);
+    m_width = m_outTerminal ? terminalWidth(STDOUT_FILENO) : unlimited;
+    m_errWidth = m_errTerminal ? terminalWidth(STDERR_FILENO) : unlimited;
+}
+
+void Output::print(const QString& text) {
+    clearShown();
+    if (!m_closed && !writeAll(STDOUT_FILENO, text.toUtf8())) {
+        m_closed = true;
+    }
+}
+
+void Output::printJson(const QJsonValue& value) {
+    clearShown();
+    if (!m_closed && !writeAll(STDOUT_FILENO, json::encode(value) + '\n')) {
+        m_closed = true;
+    }
+}
+
+void Output::say(const QString& text) {
+    clearShown();
+    writeAll(STDERR_FILENO, text.toUtf8() + '\n');
+}
+
+void Output::show(const QString& text) {
+    if (m_errTerminal) {
+        // A line that wraps could not be taken back.
+        writeAll(STDERR_FILENO, "\r" + fitted(text, m_errWidth - 1).toUtf8() + "\x1b[K");
+        m_shown = true;
+    }
+}
+
+void Output::clearShown() {
+    if (m_shown) {
+        writeAll(STDERR_FILENO, "\r\x1b[K");
+        m_shown = false;
+    }
+}
+
+int Output::fail(const QString& sentence) {
+    say(styledError(u"lumbro:"_s, Look::bad) + u' ' + clean(sentence));
+    return 1;
+}
+
+QString Output::clean(const QString& text) {
+    return cleaned(text, false);
+}
+
+QString Output::cleanLines(const QString& text) {
+    return cleaned(text, true);
+}
+
+QString Output::inLook(const QString& text, Look look, bool colours) {
+    static constexpr const char* codes[] = {"", "1", "2", "32", "31", "36"};
+    if (!colours || look == Look::plain || text.isEmpty()) {
+        return text;
+    }
+    return u"\x1b["_s + QLatin1StringView(codes[int(look)]) + u'm' + text + u"\x1b[0m"_s;
+}
+
+}  // namespace lumbro::cli

@@ -1,0 +1,92 @@
+#include "cli/Runner.h"
+
+#include "LumbroCore/AppLog.h"
+
+#include <QCoreApplication>
+
+#include <algorithm>
+#include <csignal>
+
+#include <sys/stat.h>
+
+namespace lumbro::cli {
+
+namespace {
+
+constexpr int wrongUsage = 2;
+
+// The status of a command that ended before the event loop ran is kept here, as a loop that has not begun
+// cannot be left.
+struct Ending {
+    bool isOver = false;
+    int status = 0;
+};
+
+Task<> drive(CommandFunction function, CommandContext context, Ending& ending) {
+    ending.status = co_await function(std::move(context));
+    ending.isOver = true;
+    QCoreApplication::exit(ending.status);
+}
+
+bool asksForHelp(const QStringList& words) {
+    const qsizetype end = words.indexOf(u"--"_s);
+    const QStringList before = end < 0 ? words : words.first(end);
+    return before.contains(u"--help"_s) || before.contains(u"-h"_s);
+}
+
+int refuse(Output& output, const QString& sentence, const QString& hint) {
+    output.fail(sentence);
+    output.say(hint);
+    return wrongUsage;
+}
+
+const CommandEntry* findEntry(std::span<const CommandEntry> entries, std::string_view name) {
+    const auto found = std::ranges::find(entries, name, &CommandEntry::name);
+    return found == entries.end() ? nullptr : &*found;
+}
+
+int runOnLoop(int& argc, char** argv, CommandFunction function, CommandContext context) {
+    const QCoreApplication application(argc, argv);
+    QCoreApplication::setApplicationName(u"Lumbro"_s);
+    Ending ending;
+    const Task<> task = drive(function, std::move(context), ending);
+    const int status = ending.isOver ? ending.status : QCoreApplication::exec();
+    AppLog::flush();
+    return status;
+}
+
+}  // namespace
+
+void prepareProcess() {
+    umask(077);
+    std::signal(SIGPIPE, SIG_IGN);
+}
+
+int runCommand(int& argc, char** argv, std::span<const CommandEntry> entries, int (*otherwise)(char** argv)) {
+    QStringList words;
+    for (int i = 1; i < argc; ++i) {
+        words += QString::fromLocal8Bit(argv[i]);
+    }
+    Output output;
+    const CommandMatch match = findCommand(words);
+    if (match.command == nullptr) {
+        return refuse(output, u"There is no command \"%1\"."_s.arg(words.value(0)),
+                      u"`lumbro --help` lists the commands."_s);
+    }
+    const QStringList rest = words.sliced(match.words);
+    if (asksForHelp(rest)) {
+        output.print(commandHelp(*match.command));
+        return 0;
+    }
+    const auto arguments = Arguments::parse(*match.command, rest);
+    if (!arguments) {
+        return refuse(output, arguments.error().message, usageLine(*match.command));
+    }
+    const CommandEntry* entry = findEntry(entries, match.command->name);
+    if (entry == nullptr) {
+        return otherwise(argv);
+    }
+    return runOnLoop(argc, argv, entry->function, {output, *arguments});
+}
+
+}  // namespace lumbro::cli

@@ -1,0 +1,39 @@
+#pragma once
+
+#include "cli/Output.h"
+
+#include <QList>
+#include <QString>
+#include <QStringList>
+
+namespace lumbro::cli {
+
+/// Columns that the text takes on a terminal: wide characters count two, combining ones none, and colour
+/// codes none.
+int displayWidth(const QString& text);
+/// The text cut to `width` columns, with "…" at the end when something was cut. Colour codes are kept whole.
+QString fitted(const QString& text, int width);
+/// The text filled with blanks to `width` columns.
+QString padded(const QString& text, int width, bool toRight = false);
+
+/// A column of a table for people.
+struct Column {
+    QString header;
+    bool toRight = false;
+    /// Cut first when the line is too long for the terminal.
+    bool flexible = false;
+    Look look = Look::plain;
+};
+
+/// The rows under their headers, aligned, each line ending with a newline; columns without any text are left
+/// out. Nothing is cut when `width` is large enough or there is no flexible column.
+QString table(const Output& output, const QList<Column>& columns, const QList<QStringList>& rows);
+
+/// "1 word", "1,234 words".
+QString counted(qint64 count, const QString& one, const QString& many);
+/// "3 min", "1 h 05 min", "12 s".
+QString durationText(qint64 seconds);
+/// "512 bytes", "3.4 MB", "1.2 GB".
+QString bytesText(qint64 bytes);
+
+}  // namespace lumbro::cli

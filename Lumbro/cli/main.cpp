@@ -1,0 +1,71 @@
+#include "cli/CaptureCommands.h"
+#include "cli/EngineCommands.h"
+#include "cli/LogCommand.h"
+#include "cli/Runner.h"
+#include "cli/SettingsCommands.h"
+
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <string>
+#include <string_view>
+
+#include <unistd.h>
+
+// This program holds the commands that need nothing but files, so that they start in a few milliseconds. All
+// others need audio, speech and network libraries, which take longer to load than most commands take to run;
+// they are in a program beside this one, which takes this one's place.
+
+namespace lumbro::cli {
+
+namespace {
+
+constexpr std::array entries{
+    CommandEntry{"captures", captures},
+    CommandEntry{"show", show},
+    CommandEntry{"rename", rename},
+    CommandEntry{"delete", deleteCapture},
+    CommandEntry{"engines", engines},
+    CommandEntry{"engines show", enginesShow},
+    CommandEntry{"engines check", enginesCheck},
+    CommandEntry{"voices", voices},
+    CommandEntry{"settings", settingsList},
+    CommandEntry{"settings list", settingsList},
+    CommandEntry{"settings get", settingsGet},
+    CommandEntry{"settings set", settingsSet},
+    CommandEntry{"log", log},
+};
+
+int becomeServices(char** argv) {
+    std::error_code error;
+    const auto folder = std::filesystem::read_symlink("/proc/self/exe", error).parent_path();
+    for (const std::filesystem::path& place : {folder, folder / "../libexec/lumbro"}) {
+        execv((place / "lumbro-services").c_str(), argv);
+    }
+    Output output;
+    return output.fail(u"The program lumbro-services is missing beside %1; install Lumbro again."_s.arg(
+        QString::fromStdString(folder.string())));
+}
+
+}  // namespace
+
+}  // namespace lumbro::cli
+
+int main(int argc, char** argv) {
+    using namespace lumbro;
+    cli::prepareProcess();
+    const std::string_view first = argc > 1 ? argv[1] : "";
+    if (first == "--version") {
+        cli::Output().printLine(u"lumbro "_s + QStringLiteral(LUMBRO_VERSION));
+        return 0;
+    }
+    if (first == "--help" || first == "-h" || first == "help") {
+        cli::Output().print(cli::programHelp());
+        return 0;
+    }
+    if (first.empty() || first == "--dock") {
+        return cli::becomeServices(argv);
+    }
+    return cli::runCommand(argc, argv, cli::entries, cli::becomeServices);
+}

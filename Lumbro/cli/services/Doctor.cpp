@@ -1,0 +1,139 @@
+#include "cli/services/Doctor.h"
+
+#include "LumbroCore/AtomicFile.h"
+#include "LumbroCore/Settings.h"
+#include "cli/Table.h"
+#include "library/ContextLibrary.h"
+#include "platform/AudioServer.h"
+#include "recording/transcription/SpeechAssets.h"
+#include "surfaces/SetupChecks.h"
+
+#include <QFile>
+#include <QStorageInfo>
+
+namespace lumbro::cli {
+
+namespace {
+
+// Both tracks of a call of eight hours, before they are packed.
+constexpr qint64 spaceForADay = qint64(2) * 16000 * 2 * 8 * 3600;
+
+QString orElse(const QString& text, const QString& fallback) {
+    return text.isEmpty() ? fallback : text;
+}
+
+}  // namespace
+
+Task<QList<DoctorCheck>> Doctor::examine() {
+    QList<DoctorCheck> checks{library(), diskSpace()};
+    begin(u"audio server"_s);
+    checks += co_await audioServer();
+    begin(u"microphone"_s);
+    checks += co_await microphone();
+    begin(u"system audio"_s);
+    checks += co_await systemAudio();
+    checks += speech();
+    begin(u"Claude Code"_s);
+    checks += co_await claude();
+    begin(u"Codex"_s);
+    checks += co_await codex();
+    co_return checks;
+}
+
+DoctorCheck Doctor::library() const {
+    const QString root = m_services.library().root();
+    const QString probe = root + u"/.write-test"_s;
+    const Result<> written =
+        makePrivateFolder(root) ? writeFileAtomically(probe, {}) : fail(u"The folder can't be made."_s);
+    QFile::remove(probe);
+    if (!written) {
+        return {u"library"_s, PermissionState::denied(),
+                u"%1 can't be written: %2 Mend its permissions, or set QUILLET_ROOT to another folder."_s.arg(
+                    root, written.error().message)};
+    }
+    return {u"library"_s, PermissionState::allowed(), root};
+}
+
+DoctorCheck Doctor::diskSpace() const {
+    const QString root = m_services.library().root();
+    const QStorageInfo disk(root);
+    const qint64 free = disk.bytesAvailable();
+    if (!disk.isValid() || free < 0) {
+        return {u"disk space"_s, PermissionState::unknown(), u"It can't be told for %1."_s.arg(root)};
+    }
+    const QString text = bytesText(free) + u" free"_s;
+    if (free < spaceForADay) {
+        return {u"disk space"_s, PermissionState::denied(),
+                u"%1: a day of calls needs %2 while it is recorded. Make room."_s.arg(
+                    text, bytesText(spaceForADay))};
+    }
+    return {u"disk space"_s, PermissionState::allowed(), text};
+}
+
+Task<DoctorCheck> Doctor::audioServer() {
+    const Result<> attached = co_await m_services.audioServer().attach();
+    if (!attached) {
+        co_return {u"audio server"_s, PermissionState::denied(), attached.error().message};
+    }
+    co_return {u"audio server"_s, PermissionState::allowed(),
+               counted(m_services.audioServer().microphones().size(), u"microphone"_s, u"microphones"_s) +
+                   u", "_s + counted(m_services.audioServer().outputs().size(), u"output"_s, u"outputs"_s)};
+}
+
+Task<DoctorCheck> Doctor::microphone() {
+    SetupChecks& checks = m_services.setupChecks();
+    co_await checks.requestMic();
+    const bool works = checks.mic().kind == PermissionState::Kind::allowed;
+    co_return {
+        u"microphone"_s, checks.mic(),
+        works ? u"It can be recorded."_s
+              : u"It can't be opened. Plug one in, or choose one of `lumbro devices` with `lumbro settings "
+                u"set microphoneDeviceUID ID`."_s};
+}
+
+Task<DoctorCheck> Doctor::systemAudio() {
+    SetupChecks& checks = m_services.setupChecks();
+    co_await checks.requestSystemAudio();
+    const bool works = checks.systemAudio().kind == PermissionState::Kind::allowed;
+    co_return {
+        u"system audio"_s, checks.systemAudio(),
+        works ? u"What others say in a call can be recorded."_s
+              : u"It can't be heard, so a call would have your side only. Choose a default output in the "
+                u"sound settings."_s};
+}
+
+DoctorCheck Doctor::speech() {
+    SpeechAssets& assets = m_services.speechAssets();
+    if (!assets.isInstalled()) {
+        return {u"speech model"_s, PermissionState::denied(),
+                u"None for your language is installed; `lumbro speech list` names those to install."_s};
+    }
+    for (const auto& status : assets.models().list()) {
+        if (status.isInUse) {
+            return {u"speech model"_s, PermissionState::allowed(), status.model.name};
+        }
+    }
+    return {u"speech model"_s, PermissionState::allowed(), u"installed"_s};
+}
+
+Task<DoctorCheck> Doctor::claude() {
+    SetupChecks& checks = m_services.setupChecks();
+    co_await checks.testClaude();
+    co_return {u"Claude Code"_s, checks.claude(),
+               orElse(checks.claudeMessage(), checks.claudePath().value_or(QString()))};
+}
+
+Task<DoctorCheck> Doctor::codex() {
+    SetupChecks& checks = m_services.setupChecks();
+    co_await checks.testCodex();
+    co_return {u"Codex"_s, checks.codex(),
+               orElse(checks.codexMessage(), checks.codexPath().value_or(QString()))};
+}
+
+void Doctor::begin(const QString& name) const {
+    if (onBegin) {
+        onBegin(name);
+    }
+}
+
+}  // namespace lumbro::cli

@@ -1,0 +1,30 @@
+#pragma once
+
+#include "LumbroCore/Clock.h"
+#include "cli/Output.h"
+
+#include <QString>
+
+namespace lumbro::cli {
+
+/// Shows that work goes on: on a terminal a line with the seconds it has taken, else one line a step.
+class FinishSteps final {
+  public:
+    FinishSteps(Output& output, Clock& clock) : m_output(output), m_clock(clock) {}
+
+    /// A step begins; the one before is over.
+    void begin(const QString& text);
+    /// Nothing is under way any more.
+    void end();
+
+  private:
+    void update();
+
+    Output& m_output;
+    Clock& m_clock;
+    QString m_text;
+    Clock::Duration m_start{0};
+    Timer m_timer;
+};
+
+}  // namespace lumbro::cli

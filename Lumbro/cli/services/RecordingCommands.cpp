@@ -1,0 +1,131 @@
+#include "cli/services/RecordingCommands.h"
+
+#include "LumbroCore/AtomicFile.h"
+#include "cli/CaptureText.h"
+#include "cli/Table.h"
+#include "cli/services/RecordingRun.h"
+#include "library/ContextLibrary.h"
+
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+
+namespace lumbro::cli {
+
+namespace {
+
+constexpr int wrongUsage = 2;
+
+void sayRemarks(Output& output, const QStringList& remarks) {
+    for (const QString& remark : remarks) {
+        output.say(output.styledError(u"note:"_s, Look::bold) + u' ' + Output::clean(remark));
+    }
+}
+
+QString summaryLine(const CaptureDetails& details) {
+    const CaptureMeta& meta = details.summary.record.meta;
+    QString text = u"\"%1\", %2, %3"_s.arg(Output::clean(meta.title), lengthText(meta),
+                                           counted(details.summary.words, u"word"_s, u"words"_s));
+    if (!details.handoffs.isEmpty()) {
+        text += u", results: "_s + QStringList(details.handoffs.keys()).join(u", "_s);
+    }
+    return text;
+}
+
+// The id is the result, so that a script can go on with it; what people want to read is said beside it.
+void printOutcome(Output& output, const Arguments& arguments, const RecordingRun::Outcome& outcome) {
+    const CaptureDetails details = captureDetails(outcome.record);
+    sayRemarks(output, outcome.remarks);
+    if (arguments.wantsJson()) {
+        output.printJson(captureJson(details));
+        return;
+    }
+    output.say(summaryLine(details));
+    output.printLine(outcome.record.id());
+}
+
+Task<int> runAndPrint(CommandContext context, RecordingPlan plan) {
+    RecordingRun run(context.output, std::move(plan));
+    const auto outcome = co_await run.run();
+    if (!outcome) {
+        co_return context.output.fail(outcome.error());
+    }
+    // The title may have come after the recording's end.
+    const auto record = run.services().library().record(outcome->record.id());
+    printOutcome(context.output, context.arguments, {record.value_or(outcome->record), outcome->remarks});
+    co_return 0;
+}
+
+Result<RecordingPlan> demoPlan(const QString& folder) {
+    RecordingPlan plan;
+    plan.libraryRoot = folder + u"/Quillet"_s;
+    for (const QString& side : {u"me"_s, u"them"_s}) {
+        const QString target = folder + u'/' + side + u".flac"_s;
+        const auto bytes = readFile(u":/demo/%1.flac"_s.arg(side));
+        if (!bytes) {
+            return fail(u"The demo call is missing from this build."_s);
+        }
+        if (const auto written = writeFileAtomically(target, *bytes); !written) {
+            return std::unexpected(written.error());
+        }
+        (side == u"me" ? plan.microphone : plan.system) = SideSource::parse(u"file:"_s + target);
+    }
+    return plan;
+}
+
+void printDemo(Output& output, const CaptureRecord& record, const QString& root) {
+    const CaptureDetails details = captureDetails(record);
+    output.print(captureText(output, details));
+    output.printLine();
+    output.printLine(u"The demo's library: "_s + root);
+    output.printLine(u"Look at it with: QUILLET_ROOT=%1 lumbro show last"_s.arg(root));
+}
+
+}  // namespace
+
+Task<int> record(CommandContext context) {
+    const auto plan = RecordingPlan::forRecord(context.arguments);
+    if (!plan) {
+        context.output.fail(plan.error());
+        co_return wrongUsage;
+    }
+    co_return co_await runAndPrint(context, *plan);
+}
+
+Task<int> importFile(CommandContext context) {
+    const auto plan = RecordingPlan::forImport(context.arguments);
+    if (!plan) {
+        const int status = context.output.fail(plan.error());
+        co_return plan.error().kind == FailureKind::notFound ? status : wrongUsage;
+    }
+    co_return co_await runAndPrint(context, *plan);
+}
+
+Task<int> demo(CommandContext context) {
+    Output& output = context.output;
+    QTemporaryDir folder(QDir::tempPath() + u"/lumbro-demo-XXXXXX"_s);
+    folder.setAutoRemove(false);
+    const auto plan = demoPlan(folder.path());
+    if (!plan) {
+        co_return output.fail(plan.error());
+    }
+    output.say(
+        u"A call of half a minute, read by one person for both sides. Its words appear as they are "
+        u"recognised on this machine; then your agent writes the notes."_s);
+    RecordingRun run(output, *plan);
+    const auto outcome = co_await run.run();
+    if (!outcome) {
+        co_return output.fail(outcome.error());
+    }
+    const CaptureRecord record =
+        run.services().library().record(outcome->record.id()).value_or(outcome->record);
+    if (context.arguments.wantsJson()) {
+        output.printJson(captureJson(captureDetails(record)));
+    } else {
+        printDemo(output, record, plan->libraryRoot);
+    }
+    sayRemarks(output, outcome->remarks);
+    co_return 0;
+}
+
+}  // namespace lumbro::cli

@@ -1,0 +1,236 @@
+#include "cli/services/RecordingRun.h"
+
+#include "LumbroCore/AppLog.h"
+#include "LumbroCore/Settings.h"
+#include "cli/services/OutputSource.h"
+#include "library/ContextLibrary.h"
+#include "library/model/AppModel.h"
+#include "recording/CaptureSession.h"
+#include "recording/FeedGate.h"
+#include "recording/audio/FileAudioSource.h"
+#include "recording/audio/MicSource.h"
+#include "recording/transcription/SpeechAssets.h"
+
+#include <QCoroSignal>
+
+#include <unistd.h>
+
+namespace lumbro::cli {
+
+namespace {
+
+// The status that shells give to a program that Ctrl-C ended.
+constexpr int endedByInterrupt = 130;
+
+Services::Replacements replacementsFor(const RecordingPlan& plan) {
+    Services::Replacements replacements;
+    replacements.libraryRoot = plan.libraryRoot;
+    if (plan.at.isValid()) {
+        replacements.clock = std::make_unique<SystemClock>(plan.at);
+    }
+    return replacements;
+}
+
+Result<QString> deviceID(const QList<AudioDevice>& devices, const QString& wanted) {
+    for (const AudioDevice& device : devices) {
+        if (device.id == wanted || device.name == wanted) {
+            return device.id;
+        }
+    }
+    return fail(FailureKind::notFound,
+                u"There is no device \"%1\"; `lumbro devices` lists them all."_s.arg(wanted));
+}
+
+}  // namespace
+
+RecordingRun::RecordingRun(Output& output, RecordingPlan plan)
+    : m_output(output),
+      m_plan(std::move(plan)),
+      m_services(replacementsFor(m_plan)),
+      m_steps(output, m_services.clock()) {
+    connect(&m_interrupts, &QuitSignals::quitRequested, this, &RecordingRun::onInterrupt);
+}
+
+RecordingRun::~RecordingRun() = default;
+
+Task<Result<RecordingRun::Outcome>> RecordingRun::run() {
+    m_services.library().open();
+    if (const auto found = co_await findDevices(); !found) {
+        co_return std::unexpected(found.error());
+    }
+    m_services.replacements().prepareSession = [this](CaptureSession::Ports& ports) {
+        prepareSession(ports);
+    };
+    sayAboutSpeech();
+    CaptureFlow& captures = m_services.model().captures();
+    connect(&captures, &CaptureFlow::sessionChanged, this, &RecordingRun::watchSession);
+    connect(&captures, &CaptureFlow::finishStep, this, [this](const QString& text) { m_steps.begin(text); });
+    const auto started =
+        co_await captures.startCapture(m_plan.kind, m_plan.intent, std::nullopt, NoteSurface::beside);
+    if (!started) {
+        m_live.reset();
+        co_return std::unexpected(started.error());
+    }
+    if (!m_isStopDue) {
+        co_await qCoro(this, &RecordingRun::stopDue);
+    }
+    co_return co_await finish();
+}
+
+Task<Result<>> RecordingRun::findDevices() {
+    const bool choosesMicrophone = m_plan.microphone.kind == SideSource::Kind::device;
+    const bool choosesOutput = m_plan.system.kind == SideSource::Kind::device;
+    if (!choosesMicrophone && !choosesOutput) {
+        co_return Result<>();
+    }
+    AudioServer& server = m_services.audioServer();
+    if (const auto attached = co_await server.attach(); !attached) {
+        co_return std::unexpected(attached.error());
+    }
+    if (choosesMicrophone) {
+        const auto id = deviceID(server.microphones(), m_plan.microphone.name);
+        if (!id) {
+            co_return std::unexpected(id.error());
+        }
+        // The source reads its device from settings; these are for this recording only.
+        m_chosenMicrophone = std::make_unique<Settings>(m_scratch.filePath(u"microphone.ini"_s));
+        m_chosenMicrophone->set(u"microphoneDeviceUID"_s, *id);
+    }
+    if (choosesOutput) {
+        const auto id = deviceID(server.outputs(), m_plan.system.name);
+        if (!id) {
+            co_return std::unexpected(id.error());
+        }
+        m_chosenOutput = *id;
+    }
+    co_return Result<>();
+}
+
+void RecordingRun::prepareSession(CaptureSession::Ports& ports) {
+    if (m_chosenMicrophone) {
+        ports.microphone = std::make_unique<MicSource>(m_services.audioServer(), m_services.clock(),
+                                                       *m_chosenMicrophone, u"capture-mic"_s);
+    }
+    if (!m_chosenOutput.isEmpty()) {
+        ports.system = std::make_unique<OutputSource>(m_services.audioServer(), m_chosenOutput);
+    } else if (m_plan.system.kind == SideSource::Kind::none) {
+        ports.system = nullptr;
+    }
+    useFiles(ports);
+}
+
+void RecordingRun::useFiles(CaptureSession::Ports& ports) {
+    if (m_plan.fromFiles()) {
+        m_gate = std::make_shared<FeedGate>();
+        ports.gate = m_gate;
+        ports.timing = CaptureTiming::audio;
+    }
+    if (m_plan.microphone.kind == SideSource::Kind::file) {
+        ports.microphone = fileSource(m_plan.microphone, Speaker::me);
+    }
+    if (m_plan.system.kind == SideSource::Kind::file) {
+        ports.system = fileSource(m_plan.system, Speaker::them);
+    }
+}
+
+std::unique_ptr<AudioSource> RecordingRun::fileSource(const SideSource& side, Speaker speaker) {
+    FilePlayback playback;
+    if (m_gate) {
+        playback = m_gate->playback(speaker, !m_plan.fast, side.channel);
+    } else {
+        playback.channel = side.channel;
+    }
+    auto source = std::make_unique<FileAudioSource>(m_services.clock(), side.name, std::move(playback));
+    if (speaker == Speaker::me && m_gate) {
+        m_played = source.get();
+    }
+    return source;
+}
+
+void RecordingRun::sayAboutSpeech() {
+    if (!m_services.speechAssets().isInstalled()) {
+        m_output.say(
+            u"No speech model is installed, so there will be audio but no words; "
+            u"`lumbro speech list` names the models."_s);
+    }
+}
+
+void RecordingRun::watchSession() {
+    auto* session = qobject_cast<CaptureSession*>(m_services.model().captures().session());
+    if (session == nullptr || m_live) {
+        return;
+    }
+    connect(session, &CaptureSession::ended, this, [this] {
+        m_isStopDue = true;
+        Q_EMIT stopDue();
+    });
+    std::function<PlayPosition()> position;
+    if (m_gate) {
+        position = [this] {
+            return m_played == nullptr ? PlayPosition{}
+                                       : PlayPosition{m_played->position(), m_played->duration()};
+        };
+    } else {
+        m_output.say(u"Recording. Ctrl-C stops and saves."_s);
+    }
+    if (!m_plan.title.isEmpty()) {
+        session->setTitle(m_plan.title);
+    }
+    m_live = std::make_unique<LiveLine>(m_output, m_services.clock(), *session, position);
+}
+
+void RecordingRun::onInterrupt() {
+    if (!m_isFinishing) {
+        m_isStopDue = true;
+        Q_EMIT stopDue();
+    } else if (++m_interruptsWhileFinishing == 1) {
+        m_output.say(u"Still finishing; press Ctrl-C once more to end at once."_s);
+    } else {
+        endAtOnce();
+    }
+}
+
+void RecordingRun::endAtOnce() {
+    AppModel& model = m_services.model();
+    const QStringList keys = model.runs().runs().keys();
+    for (const QString& key : keys) {
+        model.runs().cancelRun(key.section(u'/', 0, 0), key.section(u'/', 1));
+    }
+    m_steps.end();
+    m_output.say(u"Ended. The recording is in %1."_s.arg(m_services.library().capturesFolder()));
+    AppLog::flush();
+    _exit(endedByInterrupt);
+}
+
+Task<Result<RecordingRun::Outcome>> RecordingRun::finish() {
+    m_isFinishing = true;
+    m_live.reset();
+    m_played = nullptr;
+    AppModel& model = m_services.model();
+    const CaptureEnd end = co_await model.captures().stopCapture();
+    if (end.kind != CaptureEnd::Kind::kept) {
+        m_steps.end();
+        co_return fail(u"Nothing was heard, so the note was removed."_s);
+    }
+    co_await model.finished();
+    m_steps.end();
+    Outcome outcome{end.record, failures(end.record.id())};
+    if (end.lostAudio) {
+        outcome.remarks.prepend(*end.lostAudio);
+    }
+    co_return outcome;
+}
+
+QStringList RecordingRun::failures(const QString& captureID) {
+    QStringList sentences;
+    const auto& runs = m_services.model().runs().runs();
+    for (auto it = runs.begin(); it != runs.end(); ++it) {
+        if (it.key().startsWith(captureID + u'/') && !it.value().failure.isEmpty() &&
+            !sentences.contains(it.value().failure)) {
+            sentences += it.value().failure;
+        }
+    }
+    return sentences;
+}
+
+}  // namespace lumbro::cli

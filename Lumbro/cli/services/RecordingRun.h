@@ -1,0 +1,80 @@
+#pragma once
+
+#include "LumbroCore/Failure.h"
+#include "LumbroCore/Task.h"
+#include "app/QuitSignals.h"
+#include "app/Services.h"
+#include "cli/Output.h"
+#include "cli/services/FinishSteps.h"
+#include "cli/services/LiveLine.h"
+#include "cli/services/RecordingPlan.h"
+#include "library/formats/CaptureMeta.h"
+
+#include <QObject>
+#include <QString>
+#include <QStringList>
+#include <QTemporaryDir>
+
+#include <functional>
+#include <memory>
+
+namespace lumbro {
+class FeedGate;
+class FileAudioSource;
+}  // namespace lumbro
+
+namespace lumbro::cli {
+
+/// One recording of the command line, from its start to the last result, shown as it goes. Main thread.
+class RecordingRun final : public QObject {
+    Q_OBJECT
+
+  public:
+    /// What came of it.
+    struct Outcome {
+        CaptureRecord record;
+        /// Sentences on what did not work while the recording itself did.
+        QStringList remarks;
+    };
+
+    RecordingRun(Output& output, RecordingPlan plan);
+    ~RecordingRun() override;
+
+    /// Called once. Fails with a sentence when nothing could be recorded or nothing was heard.
+    Task<Result<Outcome>> run();
+    Services& services() { return m_services; }
+
+  Q_SIGNALS:
+    /// The files are over, or Ctrl-C was pressed.
+    void stopDue();
+
+  private:
+    void sayAboutSpeech();
+    Task<Result<>> findDevices();
+    void prepareSession(CaptureSession::Ports& ports);
+    void useFiles(CaptureSession::Ports& ports);
+    std::unique_ptr<AudioSource> fileSource(const SideSource& side, Speaker speaker);
+    void watchSession();
+    void onInterrupt();
+    void endAtOnce();
+    Task<Result<Outcome>> finish();
+    QStringList failures(const QString& captureID);
+
+    Output& m_output;
+    RecordingPlan m_plan;
+    QTemporaryDir m_scratch;
+    std::unique_ptr<Settings> m_chosenMicrophone;
+    QString m_chosenOutput;
+    std::shared_ptr<FeedGate> m_gate;
+    Services m_services;
+    QuitSignals m_interrupts;
+    int m_interruptsWhileFinishing = 0;
+    FinishSteps m_steps;
+    std::unique_ptr<LiveLine> m_live;
+    /// Owned by the session; null before its start and after its stop.
+    FileAudioSource* m_played = nullptr;
+    bool m_isStopDue = false;
+    bool m_isFinishing = false;
+};
+
+}  // namespace lumbro::cli

@@ -1,0 +1,65 @@
+#include "app/Application.h"
+#include "app/Services.h"
+#include "cli/Runner.h"
+#include "cli/services/DeviceCommands.h"
+#include "cli/services/DoctorCommand.h"
+#include "cli/services/EngineRunCommand.h"
+#include "cli/services/RecordingCommands.h"
+#include "cli/services/SpeechCommands.h"
+#include "library/ContextLibrary.h"
+
+#include <QCoreApplication>
+#include <QTimer>
+
+#include <array>
+#include <string_view>
+
+namespace lumbro::cli {
+
+namespace {
+
+constexpr std::array entries{
+    CommandEntry{"record", record},
+    CommandEntry{"import", importFile},
+    CommandEntry{"demo", demo},
+    CommandEntry{"engine-run", engineRun},
+    CommandEntry{"devices", devices},
+    CommandEntry{"speech", speechList},
+    CommandEntry{"speech list", speechList},
+    CommandEntry{"speech install", speechInstall},
+    CommandEntry{"speech import", speechImport},
+    CommandEntry{"speech remove", speechRemove},
+    CommandEntry{"speech use", speechUse},
+    CommandEntry{"doctor", doctor},
+};
+
+int runInForeground(int& argc, char** argv) {
+    const QCoreApplication application(argc, argv);
+    QCoreApplication::setApplicationName(u"Lumbro"_s);
+    Output output;
+    Services services;
+    // Said by the event loop, so not at all when another application is running.
+    QTimer::singleShot(0, &application, [&output, root = services.library().root()] {
+        output.say(u"Lumbro is running on %1; Ctrl-C ends it."_s.arg(root));
+    });
+    return runApplication(services);
+}
+
+int notHere(char** argv) {
+    Output output;
+    return output.fail(u"This part of Lumbro is started by the program lumbro, not by itself."_s);
+}
+
+}  // namespace
+
+}  // namespace lumbro::cli
+
+int main(int argc, char** argv) {
+    using namespace lumbro;
+    cli::prepareProcess();
+    const std::string_view first = argc > 1 ? argv[1] : "";
+    if (first.empty() || first == "--dock") {
+        return cli::runInForeground(argc, argv);
+    }
+    return cli::runCommand(argc, argv, cli::entries, cli::notHere);
+}
