@@ -1,36 +1,39 @@
 #include "library/CaptureScan.h"
 
-#include "LumbroCore/AtomicFile.h"
 #include "LumbroCore/Json.h"
 #include "LumbroCore/Literals.h"
-#include "LumbroCore/Text.h"
-#include "library/formats/TranscriptSegment.h"
+#include "library/TranscriptWords.h"
 
 #include <QByteArray>
 #include <QDir>
 #include <QFile>
 
 #include <algorithm>
+#include <atomic>
+#include <cerrno>
 #include <memory>
-#include <numeric>
 #include <optional>
 #include <thread>
 #include <vector>
 
 #include <dirent.h>
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 namespace lumbro {
 
 namespace {
 
-/// One entry of the folder of captures: what its `meta.json` said.
+/// How much of a capture is read.
+enum class Depth { meta, summary };
+
+/// One entry of the folder of captures: what its `meta.json` said and, when asked for, what lies beside it.
 struct Entry {
     QByteArray name;
     std::optional<CaptureMeta> meta;
     bool broken = false;
+    int words = 0;
+    QStringList handoffs;
 };
 
 struct CloseDir {
@@ -38,20 +41,48 @@ struct CloseDir {
 };
 using Dir = std::unique_ptr<DIR, CloseDir>;
 
-class Descriptor {
+/// Reads small files through raw descriptors and one buffer: with thousands of captures the objects of a file
+/// class cost more than the reading.
+class FileReader {
   public:
-    explicit Descriptor(int descriptor) : m_descriptor(descriptor) {}
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    ~Descriptor() {
-        if (m_descriptor >= 0) {
-            close(m_descriptor);
+    /// `errno` of the failed open or read, 0 when `bytes` holds the whole file, EFBIG when it has more than
+    /// `limit` bytes.
+    int read(int folder, const QByteArray& path, qsizetype limit) {
+        // Without O_NONBLOCK a fifo would hold us for ever.
+        const int file = openat(folder, path.constData(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+        if (file < 0) {
+            return errno;
         }
+        const int error = readAll(file, limit);
+        close(file);
+        return error;
     }
-    operator int() const { return m_descriptor; }
+    QByteArray bytes() const { return QByteArray::fromRawData(m_buffer.data(), m_size); }
 
   private:
-    int m_descriptor;
+    int readAll(int file, qsizetype limit) {
+        m_size = 0;
+        for (;;) {
+            if (m_size == std::ssize(m_buffer)) {
+                m_buffer.resize(m_buffer.size() * 2);
+            }
+            const ssize_t got = ::read(file, m_buffer.data() + m_size, m_buffer.size() - size_t(m_size));
+            if (got < 0) {
+                return errno;
+            }
+            m_size += got;
+            if (m_size > limit) {
+                return EFBIG;
+            }
+            // A plain file fills the buffer unless it ends.
+            if (m_size < std::ssize(m_buffer)) {
+                return 0;
+            }
+        }
+    }
+
+    std::vector<char> m_buffer = std::vector<char>(size_t(64) * 1024);
+    qsizetype m_size = 0;
 };
 
 /// The names in the folder in byte order, so that the outcome does not hang on the file system's own order.
@@ -61,117 +92,151 @@ std::vector<Entry> listEntries(DIR* folder) {
     while (const dirent* item = readdir(folder)) {  // NOLINT(concurrency-mt-unsafe)
         const QByteArrayView name(item->d_name);
         if (item->d_type != DT_REG && name != "." && name != "..") {
-            entries.push_back({name.toByteArray(), std::nullopt, false});
+            entries.push_back({name.toByteArray(), std::nullopt, false, 0, {}});
         }
     }
     std::ranges::sort(entries, {}, &Entry::name);
     return entries;
 }
 
-/// Raw descriptors instead of QFile: with thousands of captures the objects cost more than the reading.
-void readMeta(int folder, Entry& entry, QByteArray& buffer) {
-    constexpr qint64 limit = qint64(1024) * 1024;
-    const QByteArray path = entry.name + "/meta.json";
-    // Without O_NONBLOCK a fifo would hold us for ever.
-    const Descriptor file(openat(folder, path.constData(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
-    if (file < 0) {
-        entry.broken = errno != ENOENT && errno != ENOTDIR;
-        return;
+void readMeta(int folder, Entry& entry, FileReader& reader) {
+    constexpr qsizetype limit = qsizetype(1024) * 1024;
+    const int error = reader.read(folder, entry.name + "/meta.json", limit);
+    if (error == 0) {
+        entry.meta = CaptureMeta::fromJson(json::object(reader.bytes()));
     }
-    entry.broken = true;
-    struct stat status{};
-    if (fstat(file, &status) != 0 || !S_ISREG(status.st_mode) || status.st_size > limit) {
-        return;
-    }
-    buffer.resize(static_cast<qsizetype>(status.st_size));
-    if (read(file, buffer.data(), static_cast<size_t>(buffer.size())) != buffer.size()) {
-        return;
-    }
-    entry.meta = CaptureMeta::fromJson(json::object(buffer));
-    entry.broken = !entry.meta;
+    entry.broken = !entry.meta && error != ENOENT && error != ENOTDIR;
 }
 
-/// Runs `work(begin, end)` over the indices below `count`, on two threads where there is enough to do.
-template <typename Work>
-void shareOut(size_t count, const Work& work) {
-    constexpr size_t worthwhile = 256;
-    if (count < worthwhile || std::thread::hardware_concurrency() < 2) {
-        work(size_t(0), count);
-        return;
+QStringList readHandoffs(int folder, const QByteArray& path) {
+    QStringList ids;
+    const int descriptor = openat(folder, path.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    const Dir handoffs(descriptor < 0 ? nullptr : fdopendir(descriptor));
+    if (!handoffs) {
+        return ids;
     }
-    std::jthread other([&] { work(count / 2, count); });
-    work(size_t(0), count / 2);
+    while (const dirent* item = readdir(handoffs.get())) {  // NOLINT(concurrency-mt-unsafe)
+        const QString name = QFile::decodeName(item->d_name);
+        if (name.endsWith(u".md") && item->d_type != DT_DIR) {
+            ids.append(name.chopped(3));
+        }
+    }
+    ids.sort();
+    return ids;
 }
 
-std::vector<Entry> readEntries(const QString& capturesFolder) {
+void readRest(int folder, Entry& entry, FileReader& reader) {
+    constexpr qsizetype limit = qsizetype(256) * 1024 * 1024;
+    if (reader.read(folder, entry.name + "/transcript.json", limit) == 0) {
+        entry.words = transcriptWords(reader.bytes());
+    }
+    entry.handoffs = readHandoffs(folder, entry.name + "/handoffs");
+}
+
+/// Reads a folder's entries piece by piece, whoever is free taking the next.
+class Readers {
+  public:
+    Readers(std::vector<Entry>& entries, int folder, Depth depth)
+        : m_entries(entries), m_folder(folder), m_depth(depth) {}
+
+    void run() {
+        constexpr size_t worthwhile = 256;
+        if (m_entries.size() < worthwhile) {
+            work();
+            return;
+        }
+        const std::jthread other([this] { work(); });
+        work();
+    }
+
+  private:
+    void work() {
+        constexpr size_t piece = 64;
+        FileReader reader;
+        for (;;) {
+            const size_t begin = m_next.fetch_add(piece);
+            for (size_t i = begin; i < std::min(begin + piece, m_entries.size()); ++i) {
+                readMeta(m_folder, m_entries[i], reader);
+                if (m_depth == Depth::summary && m_entries[i].meta) {
+                    readRest(m_folder, m_entries[i], reader);
+                }
+            }
+            if (begin + piece >= m_entries.size()) {
+                return;
+            }
+        }
+    }
+
+    std::vector<Entry>& m_entries;
+    int m_folder;
+    Depth m_depth;
+    std::atomic<size_t> m_next = 0;
+};
+
+std::vector<Entry> readEntries(const QString& capturesFolder, Depth depth) {
     const Dir folder(opendir(QFile::encodeName(capturesFolder).constData()));
     if (!folder) {
         return {};
     }
     std::vector<Entry> entries = listEntries(folder.get());
-    const int descriptor = dirfd(folder.get());
-    shareOut(entries.size(), [&](size_t begin, size_t end) {
-        QByteArray buffer;
-        for (size_t i = begin; i < end; ++i) {
-            readMeta(descriptor, entries[i], buffer);
-        }
-    });
+    Readers(entries, dirfd(folder.get()), depth).run();
     return entries;
+}
+
+/// The indices of the captures among the entries, newest first.
+std::vector<size_t> newestFirst(const std::vector<Entry>& entries) {
+    std::vector<std::pair<qint64, size_t>> order;
+    order.reserve(entries.size());
+    for (size_t i = 0; i < entries.size(); ++i) {
+        if (entries[i].meta) {
+            order.emplace_back(-entries[i].meta->startedAt.toMSecsSinceEpoch(), i);
+        }
+    }
+    std::ranges::sort(order);
+    std::vector<size_t> indices(order.size());
+    std::ranges::transform(order, indices.begin(), &std::pair<qint64, size_t>::second);
+    return indices;
+}
+
+CaptureRecord takeRecord(const QString& prefix, Entry& entry) {
+    return {prefix + QFile::decodeName(entry.name), std::move(*entry.meta)};
 }
 
 }  // namespace
 
 CaptureScan scanCaptures(const QString& capturesFolder) {
     CaptureScan scan;
-    std::vector<Entry> entries = readEntries(capturesFolder);
+    std::vector<Entry> entries = readEntries(capturesFolder, Depth::meta);
+    const std::vector<size_t> order = newestFirst(entries);
     const QString prefix = capturesFolder + u'/';
-    std::vector<std::pair<qint64, size_t>> order;
-    for (size_t i = 0; i < entries.size(); ++i) {
-        if (entries[i].meta) {
-            order.emplace_back(entries[i].meta->startedAt.toMSecsSinceEpoch(), i);
-        } else if (entries[i].broken) {
-            scan.broken.append(prefix + QFile::decodeName(entries[i].name) + u"/meta.json"_s);
+    for (const Entry& entry : entries) {
+        if (entry.broken) {
+            scan.broken.append(prefix + QFile::decodeName(entry.name) + u"/meta.json"_s);
         }
     }
-    std::ranges::stable_sort(order, std::ranges::greater(), &std::pair<qint64, size_t>::first);
-    scan.records.reserve(static_cast<qsizetype>(order.size()));
-    for (const auto& [time, index] : order) {
-        scan.records.append(
-            {prefix + QFile::decodeName(entries[index].name), std::move(*entries[index].meta)});
+    scan.records.reserve(std::ssize(order));
+    for (const size_t index : order) {
+        scan.records.append(takeRecord(prefix, entries[index]));
     }
     return scan;
 }
 
-CaptureSummary summarizeCapture(const CaptureRecord& record) {
-    CaptureSummary summary{record, 0, {}};
-    if (const auto bytes = readFile(record.path(u"transcript.json"_s))) {
-        for (const TranscriptSegment& segment : transcript::decode(*bytes)) {
-            summary.words += wordCount(segment.text);
-        }
+QList<CaptureSummary> summarizeCaptures(const QString& capturesFolder) {
+    std::vector<Entry> entries = readEntries(capturesFolder, Depth::summary);
+    const QString prefix = capturesFolder + u'/';
+    QList<CaptureSummary> summaries;
+    for (const size_t index : newestFirst(entries)) {
+        Entry& entry = entries[index];
+        summaries.append({takeRecord(prefix, entry), entry.words, std::move(entry.handoffs)});
     }
-    const QByteArray path = QFile::encodeName(record.path(u"handoffs"_s));
-    if (const Dir folder{opendir(path.constData())}) {
-        while (const dirent* item = readdir(folder.get())) {  // NOLINT(concurrency-mt-unsafe)
-            const QString name = QFile::decodeName(item->d_name);
-            if (name.endsWith(u".md") && item->d_type != DT_DIR) {
-                summary.handoffs.append(name.chopped(3));
-            }
-        }
-    }
-    summary.handoffs.sort();
-    return summary;
+    return summaries;
 }
 
-QList<CaptureSummary> summarizeCaptures(const QString& capturesFolder) {
-    const QList<CaptureRecord> records = scanCaptures(capturesFolder).records;
-    QList<CaptureSummary> summaries(records.size());
-    CaptureSummary* const out = summaries.data();
-    shareOut(static_cast<size_t>(records.size()), [&](size_t begin, size_t end) {
-        for (size_t i = begin; i < end; ++i) {
-            out[i] = summarizeCapture(records[static_cast<qsizetype>(i)]);
-        }
-    });
-    return summaries;
+CaptureSummary summarizeCapture(const CaptureRecord& record) {
+    Entry entry{QFile::encodeName(record.folder), record.meta, false, 0, {}};
+    FileReader reader;
+    readRest(AT_FDCWD, entry, reader);
+    return {record, entry.words, entry.handoffs};
 }
 
 }  // namespace lumbro
