@@ -16,16 +16,9 @@ const QStringList& Startup::order() {
     return names;
 }
 
-void Startup::set(const QString& name, Step step) {
+void Startup::setStep(const QString& name, Step step) {
     Q_ASSERT(order().contains(name));
     m_steps[name] = std::move(step);
-}
-
-void Startup::set(const QString& name, std::function<void()> step) {
-    set(name, Step([step = std::move(step)]() -> Result<> {
-            step();
-            return {};
-        }));
 }
 
 QStringList Startup::run() {

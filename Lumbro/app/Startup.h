@@ -7,6 +7,8 @@
 
 #include <functional>
 #include <map>
+#include <type_traits>
+#include <utility>
 
 namespace lumbro {
 
@@ -19,13 +21,25 @@ class Startup {
     /// The names of all steps, in the order in which they run.
     static const QStringList& order();
 
-    /// Gives the step its work, in place of earlier work. The name must be one of `order`.
-    void set(const QString& name, Step step);
-    void set(const QString& name, std::function<void()> step);
+    /// Gives the step its work, in place of earlier work: something to call that gives a Result or nothing.
+    /// The name must be one of `order`.
+    template <typename Work>
+    void set(const QString& name, Work work) {
+        if constexpr (std::is_void_v<std::invoke_result_t<Work>>) {
+            setStep(name, [work = std::move(work)]() -> Result<> {
+                work();
+                return {};
+            });
+        } else {
+            setStep(name, std::move(work));
+        }
+    }
     /// Runs the steps; gives the names of those that had work.
     QStringList run();
 
   private:
+    void setStep(const QString& name, Step step);
+
     std::map<QString, Step> m_steps;
 };
 

@@ -1,0 +1,121 @@
+#include "app/AppDelegate.h"
+#include "app/Services.h"
+#include "library/ContextLibrary.h"
+#include "library/model/AppModel.h"
+#include "platform/fake/FakeAudioServer.h"
+#include "tests/model/ScriptedAgent.h"
+#include "tests/support/ScratchFolder.h"
+#include "tests/support/TestClock.h"
+#include "tests/support/Wait.h"
+
+#include <gtest/gtest.h>
+
+namespace lumbro {
+
+using namespace std::chrono_literals;
+
+namespace {
+
+/// The application's own services, on a fake audio server and with an agent that a test plays.
+class AppDelegateTest : public testing::Test {
+  protected:
+    AppDelegateTest() : services(replacements()), delegate(services) {
+        delegate.startup().set(u"speechAssets"_s, Startup::Step());
+        QObject::connect(&delegate, &AppDelegate::readyToTerminate, [this] { ++ready; });
+        QObject::connect(&delegate, &AppDelegate::terminationDelayed, [this] { ++delayed; });
+    }
+
+    Services::Replacements replacements() {
+        auto testClock = std::make_unique<test::TestClock>();
+        auto scripted = std::make_unique<test::ScriptedAgent>();
+        clock = testClock.get();
+        agent = scripted.get();
+        Services::Replacements made;
+        made.clock = std::move(testClock);
+        made.agent = std::move(scripted);
+        made.settings = std::make_unique<Settings>(scratch.path(u"settings.ini"_s));
+        made.audioServer = std::make_unique<FakeAudioServer>();
+        made.prepareSession = [](CaptureSession::Ports& ports) { ports.warmSpeech = {}; };
+        made.libraryRoot = scratch.path(u"library"_s);
+        return made;
+    }
+    QString startRecording() {
+        const auto record = test::wait(services.model().captures().startCapture(
+            CaptureKind::thought, CaptureIntent::note, std::nullopt, NoteSurface::library));
+        scratch.write("library/captures/" + record->id() + "/notes.md", "milk");
+        return record->id();
+    }
+
+    test::ScratchFolder scratch;
+    test::TestClock* clock = nullptr;
+    test::ScriptedAgent* agent = nullptr;
+    Services services;
+    AppDelegate delegate;
+    int ready = 0;
+    int delayed = 0;
+};
+
+TEST_F(AppDelegateTest, aRecordingIsFinishedBeforeTheProcessEnds) {
+    delegate.applicationDidFinishLaunching();
+    const QString id = startRecording();
+    delegate.terminate();
+    delegate.terminate();
+    EXPECT_EQ(delayed, 1);
+    EXPECT_TRUE(test::eventually([this] { return ready > 0; }));
+    EXPECT_EQ(ready, 1);
+    EXPECT_FALSE(services.model().captures().isRecording());
+    EXPECT_TRUE(services.library().record(id)->meta.endedAt.has_value());
+    EXPECT_TRUE(scratch.has("library/captures/" + id + "/transcript.md"));
+    EXPECT_EQ(agent->calls.size(), 1U) << "the naming has begun, and nobody waits for it";
+}
+
+TEST_F(AppDelegateTest, aStopUnderWayIsWaitedForToo) {
+    delegate.applicationDidFinishLaunching();
+    startRecording();
+    services.model().captures().toggleCapture();
+    const bool finishing = !services.model().captures().finishingCaptureID().isEmpty();
+    delegate.terminate();
+    EXPECT_EQ(delayed, finishing ? 1 : 0);
+    EXPECT_TRUE(test::eventually([this] { return ready == 1; }));
+    EXPECT_TRUE(services.model().captures().finishingCaptureID().isEmpty());
+}
+
+TEST_F(AppDelegateTest, engineRunsDoNotHoldTheQuitBack) {
+    delegate.applicationDidFinishLaunching();
+    const CaptureRecord record =
+        services.library().createCapture(CaptureKind::thought, u"Weekly"_s, {}, clock->now());
+    Engine engine;
+    engine.id = u"email"_s;
+    services.model().runs().handOff(engine, record.id());
+    delegate.terminate();
+    EXPECT_EQ(ready, 1);
+    EXPECT_EQ(delayed, 0);
+}
+
+TEST_F(AppDelegateTest, theStatusLineFollowsTheDay) {
+    PrepEvent standup;
+    standup.title = u"Standup"_s;
+    standup.start = clock->now().addSecs(90);
+    standup.end = standup.start.addSecs(20);
+    delegate.agenda = [standup] { return QList<PrepEvent>{standup}; };
+    QStringList titles;
+    QObject::connect(&delegate, &AppDelegate::statusTitleChanged,
+                     [&] { titles.append(delegate.statusTitle() + u'|' + delegate.statusToolTip()); });
+    const QStringList steps = delegate.applicationDidFinishLaunching();
+    EXPECT_EQ(steps, (QStringList{u"library"_s, u"pill"_s, u"statusItem"_s}));
+    clock->advance(2min);
+    EXPECT_EQ(titles, (QStringList{u" Standup in 2m| Standup in 2m"_s, u" Standup in 1m| Standup in 1m"_s,
+                                   u" Standup · now| Standup · now"_s, u"|Lumbro"_s}));
+}
+
+TEST_F(AppDelegateTest, servicesTouchTheLibraryOnlyWhenItIsOpened) {
+    services.model();
+    EXPECT_FALSE(scratch.has(u"library"_s));
+    delegate.applicationDidFinishLaunching();
+    EXPECT_TRUE(scratch.has(u"library/captures"_s));
+    EXPECT_TRUE(services.library().engine(u"notes"_s).has_value());
+}
+
+}  // namespace
+
+}  // namespace lumbro
