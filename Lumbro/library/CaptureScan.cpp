@@ -86,17 +86,17 @@ class FileReader {
 };
 
 /// The names in the folder in byte order, so that the outcome does not hang on the file system's own order.
-std::vector<Entry> listEntries(DIR* folder) {
-    std::vector<Entry> entries;
+std::vector<QByteArray> listNames(DIR* folder) {
+    std::vector<QByteArray> names;
     // The stream is this function's alone.
     while (const dirent* item = readdir(folder)) {  // NOLINT(concurrency-mt-unsafe)
         const QByteArrayView name(item->d_name);
         if (item->d_type != DT_REG && name != "." && name != "..") {
-            entries.push_back({name.toByteArray(), std::nullopt, false, 0, {}});
+            names.push_back(name.toByteArray());
         }
     }
-    std::ranges::sort(entries, {}, &Entry::name);
-    return entries;
+    std::ranges::sort(names);
+    return names;
 }
 
 void readMeta(int folder, Entry& entry, FileReader& reader) {
@@ -178,7 +178,11 @@ std::vector<Entry> readEntries(const QString& capturesFolder, Depth depth) {
     if (!folder) {
         return {};
     }
-    std::vector<Entry> entries = listEntries(folder.get());
+    std::vector<QByteArray> names = listNames(folder.get());
+    std::vector<Entry> entries(names.size());
+    for (size_t i = 0; i < names.size(); ++i) {
+        entries[i].name = std::move(names[i]);
+    }
     Readers(entries, dirfd(folder.get()), depth).run();
     return entries;
 }
