@@ -92,7 +92,7 @@ class CaptureSession final : public RecordingSession {
     bool isCall() const override { return m_isCall; }
     void setIsCall(bool isCall) override;
     /// The capture's title from now on; written at once.
-    void setTitle(const QString& title);
+    void setTitle(const QString& title) override;
     /// Pieces between single blanks, over all segments.
     int wordCount() const override;
     std::optional<QString> lostAudio() const override { return m_lostAudio; }

@@ -24,6 +24,8 @@ class RecordingSession : public QObject {
     virtual Task<> packed() = 0;
 
     virtual const CaptureRecord& record() const = 0;
+    /// The capture's title from now on; written at once.
+    virtual void setTitle(const QString& title) = 0;
     /// Words of the final text so far.
     virtual int wordCount() const = 0;
     virtual bool isCall() const = 0;

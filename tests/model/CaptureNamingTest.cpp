@@ -77,6 +77,15 @@ TEST_F(CaptureNamingTest, theUsersOwnTitleAndAFailedCallStay) {
     EXPECT_EQ(mode(), PillMode(pill::Idle{})) << "a failed naming is silent";
 }
 
+TEST_F(CaptureNamingTest, aRunningRecordingKeepsTheTitleItIsGiven) {
+    const CaptureRecord record = start();
+    scratch.write("library/captures/" + record.id() + "/notes.md", "milk");
+    model->naming().nameIfNeeded(record);
+    namings().at(0)->answer(u"Shopping"_s);
+    EXPECT_EQ(stop().record.meta.title, u"Shopping"_s);
+    EXPECT_EQ(library->record(record.id())->meta.title, u"Shopping"_s);
+}
+
 }  // namespace
 
 }  // namespace lumbro

@@ -67,6 +67,10 @@ class FakeSession final : public RecordingSession {
     }
 
     const CaptureRecord& record() const override { return m_record; }
+    void setTitle(const QString& title) override {
+        m_record.meta.title = title;
+        m_library.save(m_record);
+    }
     int wordCount() const override { return m_script.words; }
     bool isCall() const override { return m_isCall; }
     void setIsCall(bool isCall) override { m_isCall = isCall; }

@@ -41,6 +41,7 @@ AppModel::AppModel(ContextLibrary& library, Settings& settings, Clock& clock, Ag
               .session = [this] { return m_captures.session(); }}) {
     connect(&m_runs, &EngineRuns::handoffWritten, this, &AppModel::bumpRevision);
     connect(&m_naming, &CaptureNaming::renamed, this, &AppModel::bumpRevision);
+    connect(&m_naming, &CaptureNaming::renamed, &m_captures, &CaptureFlow::retitle);
 }
 
 AppModel::~AppModel() = default;

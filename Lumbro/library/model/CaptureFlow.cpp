@@ -44,6 +44,9 @@ Task<Result<CaptureRecord>> CaptureFlow::startCapture(CaptureKind kind, CaptureI
     if (m_session) {
         co_return fail(u"A recording is already running."_s);
     }
+    if (!m_services.ports.makeSession) {
+        co_return refuse(u"Recording isn't available here."_s);
+    }
     AppLog::info(u"capture"_s,
                  intent == CaptureIntent::note ? u"start pressed (note)"_s : u"start pressed (meeting)"_s);
     const CaptureRecord record = makeRecord(kind, intent, std::move(event));
@@ -86,6 +89,12 @@ void CaptureFlow::startCapture(const CaptureRecord& prep) {
     }
     event.link = m_services.ports.eventLink(event.id);
     start(CaptureKind::meeting, CaptureIntent::meeting, std::move(event), NoteSurface::beside);
+}
+
+void CaptureFlow::retitle(const QString& captureID, const QString& title) {
+    if (m_session && m_session->record().id() == captureID) {
+        m_session->setTitle(title);
+    }
 }
 
 void CaptureFlow::takeNotes(NoteSurface surface) {

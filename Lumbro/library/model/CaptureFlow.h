@@ -4,6 +4,7 @@
 #include "LumbroCore/Failure.h"
 #include "LumbroCore/Task.h"
 #include "library/formats/CaptureMeta.h"
+#include "library/model/CaptureEnd.h"
 #include "library/model/ModelPorts.h"
 #include "meetings/formats/PrepEvent.h"
 
@@ -21,27 +22,6 @@ class ContextLibrary;
 class EngineRuns;
 class LibraryState;
 class Pill;
-
-/// What a recording is for.
-enum class CaptureIntent { note, meeting };
-/// Where the notes of a running recording are shown: in the Library, or in the window beside the call.
-enum class NoteSurface { library, beside };
-
-/// How a recording ended.
-struct CaptureEnd {
-    enum class Kind {
-        /// There was none.
-        notRecording,
-        /// Nothing was heard: the capture is in the Trash.
-        removed,
-        kept,
-    };
-    Kind kind = Kind::notRecording;
-    CaptureRecord record;
-    int words = 0;
-    /// Why audio is missing, in a sentence; nothing when all of it is on disk.
-    std::optional<QString> lostAudio;
-};
 
 /// From the start of a recording to the moment when its results are on their way. Main thread.
 class CaptureFlow final : public QObject {
@@ -82,6 +62,9 @@ class CaptureFlow final : public QObject {
     void startCapture(const CaptureRecord& prep);
     /// Ends the recording: the audio at once, then its texts; starts memory, title and engines.
     Task<CaptureEnd> stopCapture();
+
+    /// Tells a running recording its new title, which it would else write over.
+    void retitle(const QString& captureID, const QString& title);
 
     void takeNotes(NoteSurface surface);
     void newNote();

@@ -75,7 +75,7 @@ Task<> CaptureNaming::askForTitle(QString captureID, AgentRequest request) {
     if (title && record && isUnnamed(*record)) {
         record->meta.title = *title;
         m_library.save(*record);
-        Q_EMIT renamed(captureID);
+        Q_EMIT renamed(captureID, *title);
     }
 }
 

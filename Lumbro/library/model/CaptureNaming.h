@@ -36,7 +36,7 @@ class CaptureNaming final : public QObject {
     static std::optional<QString> titleFrom(const QString& reply);
 
   Q_SIGNALS:
-    void renamed(const QString& captureID);
+    void renamed(const QString& captureID, const QString& title);
 
   private:
     Task<> askForTitle(QString captureID, AgentRequest request);

@@ -1,0 +1,32 @@
+#pragma once
+
+#include "library/formats/CaptureMeta.h"
+
+#include <QString>
+
+#include <optional>
+
+namespace lumbro {
+
+/// What a recording is for.
+enum class CaptureIntent { note, meeting };
+/// Where the notes of a running recording are shown: in the Library, or in the window beside the call.
+enum class NoteSurface { library, beside };
+
+/// How a recording ended.
+struct CaptureEnd {
+    enum class Kind {
+        /// There was none.
+        notRecording,
+        /// Nothing was heard: the capture is in the Trash.
+        removed,
+        kept,
+    };
+    Kind kind = Kind::notRecording;
+    CaptureRecord record;
+    int words = 0;
+    /// Why audio is missing, in a sentence; nothing when all of it is on disk.
+    std::optional<QString> lostAudio;
+};
+
+}  // namespace lumbro
