@@ -1,0 +1,153 @@
+#include "recording/audio/FileAudioSource.h"
+#include "tests/audio/Tones.h"
+#include "tests/support/ScratchFolder.h"
+#include "tests/support/TestClock.h"
+#include "tests/support/Wait.h"
+
+#include <QProcess>
+
+#include <atomic>
+#include <mutex>
+
+#include <gtest/gtest.h>
+
+using namespace lumbro;
+using namespace std::chrono_literals;
+
+namespace {
+
+/// Collects what a source delivers on its thread.
+struct Listener {
+    std::mutex lock;
+    AudioFormat format;
+    std::vector<float> samples;
+
+    AudioSource::Consumer consumer() {
+        return [this](const AudioBuffer& buffer) {
+            const std::lock_guard guard(lock);
+            format = buffer.format;
+            samples.insert(samples.end(), buffer.samples.begin(), buffer.samples.end());
+        };
+    }
+    size_t count() {
+        const std::lock_guard guard(lock);
+        return samples.size();
+    }
+};
+
+/// A second of 440 Hz on the left and 1000 Hz on the right.
+QByteArray stereoFile(double seconds = 1) {
+    const std::vector<float> left = test::tone(440, seconds, 32000, 1);
+    const std::vector<float> right = test::tone(1000, seconds, 32000, 1);
+    std::vector<float> both;
+    for (size_t i = 0; i < left.size(); ++i) {
+        both.push_back(left[i]);
+        both.push_back(right[i]);
+    }
+    return test::wav(both, 32000, 2);
+}
+
+}  // namespace
+
+TEST(FileAudioSource, playsTheCommonFormatsAsFastAsItMay) {
+    const test::ScratchFolder folder;
+    folder.write(u"in.wav"_s, stereoFile());
+    const QStringList names = {u"in.wav"_s, u"a.flac"_s, u"a.mp3"_s,     u"a.ogg"_s,
+                               u"a.m4a"_s,  u"a.mkv"_s,  u"a b:c%.mp4"_s};
+    for (const QString& name : names) {
+        SCOPED_TRACE(qUtf8Printable(name));
+        const QString file = folder.path(name);
+        if (name != names.first()) {
+            QStringList arguments = {u"-v"_s, u"error"_s, u"-i"_s, folder.path(u"in.wav"_s)};
+            if (name.endsWith(u"mp4"_s)) {
+                arguments += {u"-f"_s, u"lavfi"_s, u"-i"_s, u"color=size=32x32:duration=1"_s};
+            }
+            ASSERT_EQ(QProcess::execute(u"ffmpeg"_s, arguments + QStringList{u"file:"_s + file}), 0);
+        }
+        test::TestClock clock;
+        Listener listener;
+        bool ended = false;
+        FileAudioSource source(
+            clock, file, {.realTime = false, .channel = 1, .mayFeed = {}, .onEnd = [&] { ended = true; }});
+        const auto started = test::wait(source.start(listener.consumer()));
+        ASSERT_TRUE(started) << qUtf8Printable(started.error().message);
+        ASSERT_TRUE(test::eventually([&] { return ended; }));
+        EXPECT_NEAR(source.duration(), 1, 0.1);
+        EXPECT_NEAR(source.position(), 1, 0.1);
+        EXPECT_EQ(listener.format, (AudioFormat{32000, 1}));
+        EXPECT_NEAR(test::amplitudeOf(1000, std::span(listener.samples).subspan(4000, 16000), 32000), 0.3,
+                    0.03);
+        EXPECT_LT(test::amplitudeOf(440, std::span(listener.samples).subspan(4000, 16000), 32000), 0.02);
+    }
+}
+
+TEST(FileAudioSource, followsTheClockInRealTime) {
+    const test::ScratchFolder folder;
+    folder.write(u"in.wav"_s, stereoFile(5));
+    test::TestClock clock;
+    Listener listener;
+    bool ended = false;
+    FileAudioSource source(clock, folder.path(u"in.wav"_s),
+                           {.realTime = true, .channel = {}, .mayFeed = {}, .onEnd = [&] { ended = true; }});
+    ASSERT_TRUE(test::wait(source.start(listener.consumer())));
+    clock.advance(2s);
+    ASSERT_TRUE(test::eventually([&] { return source.position() >= 2; }));
+    EXPECT_LT(source.position(), 2.3);
+    EXPECT_FALSE(ended);
+    clock.advance(4s);
+    ASSERT_TRUE(test::eventually([&] { return ended; }));
+    EXPECT_EQ(listener.count(), size_t(5 * 32000 * 2));
+}
+
+TEST(FileAudioSource, waitsForItsConsumerAndStopsAtOnce) {
+    const test::ScratchFolder folder;
+    folder.write(u"in.wav"_s, stereoFile(60));
+    test::TestClock clock;
+    Listener listener;
+    std::atomic<int> asked = 0;
+    bool ended = false;
+    FileAudioSource source(clock, folder.path(u"in.wav"_s),
+                           {.realTime = false,
+                            .channel = {},
+                            .mayFeed = [&] { return ++asked <= 3; },
+                            .onEnd = [&] { ended = true; }});
+    ASSERT_TRUE(test::wait(source.start(listener.consumer())));
+    ASSERT_TRUE(test::eventually([&] { return asked > 5; }));
+    const size_t fed = listener.count();
+    EXPECT_GT(fed, 0U);
+    EXPECT_LT(fed, size_t(32000));
+    source.stop();
+    source.stop();
+    EXPECT_EQ(listener.count(), fed);
+    test::processEvents();
+    EXPECT_FALSE(ended);
+}
+
+TEST(FileAudioSource, saysWhatItCannotRead) {
+    const test::ScratchFolder folder;
+    folder.write(u"text.wav"_s,
+                 "These are words, and no sound at all. These are words, and no sound at all.");
+    folder.write(u"empty.m4a"_s, "");
+    folder.write(u"list.m3u8"_s, "#EXTM3U\n#EXTINF:1,\n/etc/hostname\n");
+    folder.write(u"good.wav"_s, stereoFile());
+    folder.write(u"cut.wav"_s, stereoFile().left(40000));
+    folder.write(u"headOnly.wav"_s, stereoFile().left(44));
+    const auto words = [&](const QString& name, std::optional<int> channel = {}) {
+        test::TestClock clock;
+        FileAudioSource source(clock, folder.path(name),
+                               {.realTime = false, .channel = channel, .mayFeed = {}, .onEnd = {}});
+        const auto started = test::wait(source.start([](const AudioBuffer&) {}));
+        return started ? u"fine"_s : started.error().message;
+    };
+    EXPECT_EQ(words(u"missing.wav"_s), u"There is no file “missing.wav”."_s);
+    EXPECT_EQ(words({}), u"There is no file “"_s + QFileInfo(folder.path()).fileName() + u"”."_s);
+    for (const QString& name : {u"text.wav"_s, u"empty.m4a"_s, u"list.m3u8"_s}) {
+        EXPECT_EQ(words(name), u"“"_s + name + u"” isn't an audio file that Lumbro can read."_s);
+    }
+    EXPECT_EQ(words(u"headOnly.wav"_s), u"“headOnly.wav” has no sound in it."_s);
+    EXPECT_EQ(words(u"good.wav"_s, 2), u"The file has no channel 3."_s);
+    EXPECT_EQ(words(u"cut.wav"_s), u"fine"_s);
+    const auto info = FileAudioSource::probe(folder.path(u"good.wav"_s));
+    ASSERT_TRUE(info);
+    EXPECT_EQ(*info, (AudioFileInfo{{32000, 2}, 1.0}));
+}

@@ -1,0 +1,165 @@
+#include "tests/support/PrivateAudioServer.h"
+
+#include "tests/support/Wait.h"
+
+#include <QDir>
+#include <QFile>
+
+#include <csignal>
+
+#include <sys/types.h>
+#include <unistd.h>
+
+namespace lumbro::test {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr int answerMilliseconds = 3000;
+
+void endGroup(QProcess& process, int signal) {
+    if (process.processId() > 0) {
+        ::kill(-static_cast<pid_t>(process.processId()), signal);
+    }
+}
+
+}  // namespace
+
+PrivateAudioServer::PrivateAudioServer(Kind kind) : m_kind(kind) {
+    const QString runtime = m_folder.filePath(u"run"_s);
+    QDir().mkpath(runtime + u"/pulse"_s);
+    QDir().mkpath(m_folder.filePath(u"home"_s));
+    QFile::setPermissions(runtime, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    qputenv("PULSE_SERVER", ("unix:" + runtime + "/pulse/native").toUtf8());
+}
+
+PrivateAudioServer::~PrivateAudioServer() {
+    stop();
+    qunsetenv("PULSE_SERVER");
+}
+
+QProcessEnvironment PrivateAudioServer::environment() const {
+    QProcessEnvironment variables = QProcessEnvironment::systemEnvironment();
+    const QString runtime = m_folder.filePath(u"run"_s);
+    variables.insert(u"HOME"_s, m_folder.filePath(u"home"_s));
+    variables.insert(u"XDG_RUNTIME_DIR"_s, runtime);
+    variables.insert(u"PIPEWIRE_RUNTIME_DIR"_s, runtime);
+    variables.insert(u"PULSE_RUNTIME_PATH"_s, runtime + u"/pulse"_s);
+    for (const QString& name : {u"XDG_STATE_HOME"_s, u"XDG_CONFIG_HOME"_s, u"DBUS_SESSION_BUS_ADDRESS"_s,
+                                u"ASAN_OPTIONS"_s, u"LD_PRELOAD"_s}) {
+        variables.remove(name);
+    }
+    return variables;
+}
+
+QString PrivateAudioServer::script() const {
+    // The shell's input is a pipe from the test program: when that goes, the whole group is ended.
+    if (m_kind == Kind::pulseAudio) {
+        return u"pulseaudio -n --daemonize=no --exit-idle-time=-1 --use-pid-file=no -L "
+               "\"module-native-protocol-unix auth-anonymous=1 socket=$PULSE_RUNTIME_PATH/native\" & "
+               "read -r end; kill -TERM 0"_s;
+    }
+    return u"pipewire & wireplumber & pipewire-pulse & read -r end; kill -TERM 0"_s;
+}
+
+bool PrivateAudioServer::start() {
+    m_daemons = std::make_unique<QProcess>();
+    m_daemons->setProcessEnvironment(environment());
+    m_daemons->setProcessChannelMode(QProcess::MergedChannels);
+    m_daemons->setStandardOutputFile(m_folder.filePath(u"daemons.log"_s), QIODevice::Append);
+    m_daemons->setChildProcessModifier([] { ::setpgid(0, 0); });
+    const bool onBus = m_kind == Kind::pipeWire;
+    const QStringList shell = {u"/bin/sh"_s, u"-c"_s, script()};
+    m_daemons->start(onBus ? u"dbus-run-session"_s : shell.first(),
+                     onBus ? QStringList{u"--"_s} + shell : shell.mid(1));
+    return m_daemons->waitForStarted(answerMilliseconds) && eventually([this] { return answers(); }, 15s);
+}
+
+void PrivateAudioServer::stop() {
+    for (const auto& client : m_clients) {
+        client->kill();
+        client->waitForFinished(answerMilliseconds);
+    }
+    m_clients.clear();
+    if (!m_daemons) {
+        return;
+    }
+    endGroup(*m_daemons, SIGTERM);
+    if (!m_daemons->waitForFinished(answerMilliseconds)) {
+        endGroup(*m_daemons, SIGKILL);
+        m_daemons->waitForFinished(answerMilliseconds);
+    }
+    m_daemons.reset();
+}
+
+bool PrivateAudioServer::answers() const {
+    return pactl({u"info"_s}).contains(u"Server Name"_s);
+}
+
+QString PrivateAudioServer::pactl(const QStringList& arguments) const {
+    QProcess process;
+    process.setProcessEnvironment(environment());
+    process.start(u"pactl"_s, arguments);
+    if (!process.waitForFinished(answerMilliseconds) || process.exitCode() != 0) {
+        return u"error: "_s + QString::fromUtf8(process.readAllStandardError());
+    }
+    return QString::fromUtf8(process.readAllStandardOutput()).trimmed();
+}
+
+QString PrivateAudioServer::addSink(const QString& name) {
+    // Without norewinds the monitor of a null sink loses most of the sound on PulseAudio.
+    QStringList arguments = {u"load-module"_s, u"module-null-sink"_s, u"sink_name="_s + name, u"rate=48000"_s,
+                             u"channels=2"_s};
+    if (m_kind == Kind::pulseAudio) {
+        arguments.append(u"norewinds=1"_s);
+    }
+    return pactl(arguments);
+}
+
+QString PrivateAudioServer::addMicrophone(const QString& name, const QString& heard) {
+    return pactl({u"load-module"_s, u"module-remap-source"_s, u"source_name="_s + name,
+                  u"master="_s + heard + u".monitor"_s});
+}
+
+bool PrivateAudioServer::addRoom() {
+    const QStringList modules = {addSink(u"speakers"_s), addSink(u"micfeed"_s),
+                                 addMicrophone(u"virtmic"_s, u"micfeed"_s)};
+    pactl({u"set-default-sink"_s, u"speakers"_s});
+    pactl({u"set-default-source"_s, u"virtmic"_s});
+    const auto isDefault = [this](const QString& what, const QString& name) {
+        return pactl({u"get-default-"_s + what}) == name;
+    };
+    return modules.filter(u"error"_s).isEmpty() &&
+           eventually(
+               [&] { return isDefault(u"sink"_s, u"speakers"_s) && isDefault(u"source"_s, u"virtmic"_s); },
+               5s);
+}
+
+void PrivateAudioServer::unload(const QString& module) {
+    pactl({u"unload-module"_s, module});
+}
+
+QProcess& PrivateAudioServer::run(const QString& program, const QStringList& arguments) {
+    auto process = std::make_unique<QProcess>();
+    process->setProcessEnvironment(environment());
+    process->setStandardOutputFile(QProcess::nullDevice());
+    process->setStandardErrorFile(m_folder.filePath(u"clients.log"_s), QIODevice::Append);
+    process->start(program, arguments);
+    process->waitForStarted(answerMilliseconds);
+    m_clients.push_back(std::move(process));
+    return *m_clients.back();
+}
+
+QString PrivateAudioServer::log() const {
+    QString text;
+    for (const QString& name : {u"daemons.log"_s, u"clients.log"_s}) {
+        QFile file(m_folder.filePath(name));
+        if (file.open(QIODevice::ReadOnly)) {
+            text += QString::fromUtf8(file.readAll());
+        }
+    }
+    return text;
+}
+
+}  // namespace lumbro::test
