@@ -133,6 +133,9 @@ QString table(const Output& output, const QList<Column>& columns, const QList<QS
                 text += c == last ? u""_s : u"  "_s;
             }
         }
+        while (text.endsWith(u' ')) {
+            text.chop(1);
+        }
         return text + u'\n';
     };
     QString result = line([&](qsizetype c) { return output.styled(columns.at(c).header, Look::dim); });

@@ -18,8 +18,18 @@ namespace {
 // Both tracks of a call of eight hours, before they are packed.
 constexpr qint64 spaceForADay = qint64(2) * 16000 * 2 * 8 * 3600;
 
-QString orElse(const QString& text, const QString& fallback) {
-    return text.isEmpty() ? fallback : text;
+// What a test of an agent said, with what to do about it.
+QString agentText(const QString& message, const std::optional<QString>& path, const QString& install) {
+    QString text = message.isEmpty() ? path.value_or(QString()) : message;
+    if (path) {
+        return text;
+    }
+    text += text.endsWith(u'.') ? QString() : u"."_s;
+    return text + u" To have it: "_s + install;
+}
+
+DoctorCheck unheard(const QString& name) {
+    return {name, PermissionState::unknown(), u"It can be told once an audio server answers."_s};
 }
 
 }  // namespace
@@ -28,10 +38,15 @@ Task<QList<DoctorCheck>> Doctor::examine() {
     QList<DoctorCheck> checks{library(), diskSpace()};
     begin(u"audio server"_s);
     checks += co_await audioServer();
-    begin(u"microphone"_s);
-    checks += co_await microphone();
-    begin(u"system audio"_s);
-    checks += co_await systemAudio();
+    if (checks.last().state.kind == PermissionState::Kind::allowed) {
+        begin(u"microphone"_s);
+        checks += co_await microphone();
+        begin(u"system audio"_s);
+        checks += co_await systemAudio();
+    } else {
+        checks += unheard(u"microphone"_s);
+        checks += unheard(u"system audio"_s);
+    }
     checks += speech();
     begin(u"Claude Code"_s);
     checks += co_await claude();
@@ -120,14 +135,16 @@ Task<DoctorCheck> Doctor::claude() {
     SetupChecks& checks = m_services.setupChecks();
     co_await checks.testClaude();
     co_return {u"Claude Code"_s, checks.claude(),
-               orElse(checks.claudeMessage(), checks.claudePath().value_or(QString()))};
+               agentText(checks.claudeMessage(), checks.claudePath(),
+                         u"`npm install -g @anthropic-ai/claude-code`, then `claude` to sign in."_s)};
 }
 
 Task<DoctorCheck> Doctor::codex() {
     SetupChecks& checks = m_services.setupChecks();
     co_await checks.testCodex();
     co_return {u"Codex"_s, checks.codex(),
-               orElse(checks.codexMessage(), checks.codexPath().value_or(QString()))};
+               agentText(checks.codexMessage(), checks.codexPath(),
+                         u"`npm install -g @openai/codex`, then `codex login`."_s)};
 }
 
 void Doctor::begin(const QString& name) const {

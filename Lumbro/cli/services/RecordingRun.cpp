@@ -222,13 +222,20 @@ Task<Result<RecordingRun::Outcome>> RecordingRun::finish() {
 }
 
 QStringList RecordingRun::failures(const QString& captureID) {
+    QStringList seen;
     QStringList sentences;
     const auto& runs = m_services.model().runs().runs();
     for (auto it = runs.begin(); it != runs.end(); ++it) {
-        if (it.key().startsWith(captureID + u'/') && !it.value().failure.isEmpty() &&
-            !sentences.contains(it.value().failure)) {
-            sentences += it.value().failure;
+        QString reason = it.value().failure;
+        if (!it.key().startsWith(captureID + u'/') || reason.isEmpty() || seen.contains(reason)) {
+            continue;
         }
+        seen += reason;
+        reason += reason.endsWith(u'.') ? QString() : u"."_s;
+        const QString engine = it.key().section(u'/', 1);
+        sentences +=
+            u"\"%1\" wrote nothing: %2 Mend that (`lumbro doctor` helps), then: lumbro engine-run %1 %3"_s
+                .arg(engine, reason, captureID);
     }
     return sentences;
 }

@@ -1,0 +1,96 @@
+#include "tests/cli/CommandLine.h"
+
+#include <gtest/gtest.h>
+
+using namespace lumbro;
+using namespace lumbro::test;
+
+namespace {
+
+const QString older = u"2026-03-02-0914-meeting"_s;
+const QString newer = u"2026-03-03-0914-meeting"_s;
+
+class CaptureCommands : public ::testing::Test {
+  protected:
+    CaptureCommands() {
+        line.addCapture(older, "Plan", "2026-03-02T08:14:00Z");
+        line.addCapture(newer, "Review", "2026-03-03T08:14:00Z");
+        line.write(
+            older, u"transcript.json"_s,
+            R"([{"id":"0d2f8a0e-2f0b-4f6a-9d7c-0a1b2c3d4e5f","speaker":"Me","start":1.5,"text":"Hello there"},)"
+            R"({"id":"0d2f8a0e-2f0b-4f6a-9d7c-0a1b2c3d4e60","speaker":"Me","start":4,"text":"again —"},)"
+            R"({"id":"0d2f8a0e-2f0b-4f6a-9d7c-0a1b2c3d4e61","speaker":"Them","start":9,"text":"Good day"}])");
+        line.write(older, u"transcript.md"_s, "# Plan\n\n[00:00:01] Me: Hello there again —\n");
+        line.write(older, u"notes.md"_s, "buy milk\n");
+        line.write(older, u"handoffs/notes.md"_s, "## Summary\n");
+        line.write(older, u"me.m4a"_s, "x");
+    }
+
+    CommandLine line;
+};
+
+}  // namespace
+
+TEST_F(CaptureCommands, listsTheNewestFirstWithWordsAndResults) {
+    const QJsonArray all = line.run({u"captures"_s, u"--json"_s}).array();
+    ASSERT_EQ(all.size(), 2);
+    EXPECT_EQ(all.at(0).toObject().value(u"id"_s), newer);
+    const QJsonObject entry = all.at(1).toObject();
+    EXPECT_EQ(entry.value(u"words"_s).toInt(), 5);
+    EXPECT_EQ(entry.value(u"handoffs"_s).toArray(), QJsonArray({u"notes"_s}));
+    EXPECT_EQ(entry.value(u"startedAt"_s), u"2026-03-02T08:14:00Z"_s);
+    EXPECT_FALSE(entry.contains(u"memorizedAt"_s));
+    EXPECT_EQ(line.run({u"captures"_s, u"--limit"_s, u"1"_s, u"--json"_s}).array().size(), 1);
+    const QString text = line.run({u"captures"_s}).output;
+    EXPECT_EQ(text.count(u'\n'), 3);
+    EXPECT_LT(text.indexOf(newer), text.indexOf(older));
+}
+
+TEST_F(CaptureCommands, showsEverythingOfACapture) {
+    const QJsonObject shown = line.run({u"show"_s, older, u"--json"_s}).object();
+    const QJsonArray segments = shown.value(u"segments"_s).toArray();
+    ASSERT_EQ(segments.size(), 2);
+    EXPECT_EQ(
+        segments.at(0).toObject(),
+        (QJsonObject{{u"speaker"_s, u"Me"_s}, {u"start"_s, 1.5}, {u"text"_s, u"Hello there again —"_s}}));
+    EXPECT_EQ(shown.value(u"notes"_s), u"buy milk\n"_s);
+    EXPECT_EQ(shown.value(u"handoffs"_s).toObject(), (QJsonObject{{u"notes"_s, u"## Summary\n"_s}}));
+    const QString folder = line.home().path(u"Quillet/captures/"_s + older);
+    EXPECT_EQ(shown.value(u"folder"_s), folder);
+    EXPECT_EQ(shown.value(u"audio"_s).toObject(), (QJsonObject{{u"me"_s, folder + u"/me.m4a"_s}}));
+
+    EXPECT_EQ(line.run({u"show"_s, older, u"--transcript"_s}).output,
+              u"[00:00:01] Me: Hello there again —\n[00:00:09] Them: Good day\n"_s);
+    EXPECT_EQ(line.run({u"show"_s, older, u"--notes"_s}).output, u"buy milk\n"_s);
+    EXPECT_EQ(line.run({u"show"_s, older, u"--handoff"_s, u"notes"_s}).output, u"## Summary\n"_s);
+    EXPECT_TRUE(line.run({u"show"_s, u"last"_s}).output.startsWith(u"# Review\n"_s));
+    EXPECT_TRUE(line.run({u"show"_s, u"2026-03-02"_s}).output.startsWith(u"# Plan\n"_s));
+}
+
+TEST_F(CaptureCommands, renamesTheCaptureAndItsTranscript) {
+    EXPECT_EQ(line.run({u"rename"_s, older, u" Weekly\nplan "_s}).status, 0);
+    EXPECT_EQ(line.run({u"show"_s, older, u"--json"_s}).object().value(u"title"_s), u"Weekly plan"_s);
+    EXPECT_TRUE(line.home()
+                    .read(u"Quillet/captures/%1/transcript.md"_s.arg(older))
+                    .startsWith("# Weekly plan\n\n[00:00:01] Me: Hello"));
+    EXPECT_EQ(line.run({u"rename"_s, newer, u"Other"_s}).status, 0);
+    EXPECT_FALSE(line.home().has(u"Quillet/captures/%1/transcript.md"_s.arg(newer)));
+}
+
+TEST_F(CaptureCommands, movesADeletedCaptureToTheTrash) {
+    EXPECT_EQ(line.run({u"delete"_s, older}).status, 0);
+    EXPECT_FALSE(line.home().has(u"Quillet/captures/"_s + older));
+    EXPECT_TRUE(line.home().has(u".local/share/Trash/files/%1/notes.md"_s.arg(older)) ||
+                line.home().has(u"Quillet/.trash/%1/notes.md"_s.arg(older)));
+    EXPECT_EQ(line.run({u"captures"_s, u"--json"_s}).array().size(), 1);
+}
+
+TEST_F(CaptureCommands, worksInAnEmptyHome) {
+    const CommandLine empty;
+    EXPECT_EQ(empty.run({u"captures"_s, u"--json"_s}).output, u"[]\n"_s);
+    const Finished people = empty.run({u"captures"_s});
+    EXPECT_EQ(people.status, 0);
+    EXPECT_TRUE(people.output.isEmpty());
+    EXPECT_TRUE(people.errors.contains(u"No captures yet"_s));
+    EXPECT_FALSE(empty.home().has(u"Quillet"_s));
+}

@@ -1,0 +1,126 @@
+#include "cli/CommandTable.h"
+#include "tests/cli/CommandLine.h"
+
+#include <gtest/gtest.h>
+
+using namespace lumbro;
+using namespace lumbro::test;
+
+namespace {
+
+QStringList words(std::string_view name) {
+    return QString::fromUtf8(name.data(), qsizetype(name.size())).split(u' ');
+}
+
+}  // namespace
+
+TEST(CommandLine, explainsItselfAndEveryCommand) {
+    const CommandLine line;
+    const Finished program = line.run({u"--help"_s});
+    EXPECT_EQ(program.status, 0);
+    EXPECT_EQ(line.run({u"--version"_s}).output, u"lumbro 0.1.0\n"_s);
+    for (const cli::CommandInfo& command : cli::commandTable()) {
+        const Finished help = line.run(words(command.name) + QStringList{u"--help"_s});
+        EXPECT_EQ(help.status, 0) << command.name;
+        EXPECT_TRUE(help.output.startsWith(cli::usageLine(command))) << command.name;
+        EXPECT_TRUE(help.output.contains(u"example:\n  lumbro "_s + words(command.name).join(u' ')))
+            << command.name;
+        EXPECT_TRUE(help.errors.isEmpty()) << command.name;
+        EXPECT_TRUE(program.output.contains(words(command.name).first())) << command.name;
+    }
+    EXPECT_FALSE(line.home().has(u"Quillet"_s));
+}
+
+TEST(CommandLine, refusesWrongUsageWithStatusTwoAndTheUsageLine) {
+    const CommandLine line;
+    const QList<QStringList> wrong{{u"captures"_s, u"--wrong"_s},
+                                   {u"captures"_s, u"more"_s},
+                                   {u"show"_s},
+                                   {u"settings"_s, u"set"_s, u"aiProvider"_s},
+                                   {u"import"_s},
+                                   {u"engine-run"_s, u"notes"_s}};
+    for (const QStringList& arguments : wrong) {
+        const Finished finished = line.run(arguments);
+        EXPECT_EQ(finished.status, 2) << qPrintable(arguments.join(u' '));
+        EXPECT_TRUE(finished.output.isEmpty());
+        EXPECT_TRUE(finished.errors.contains(u"usage: lumbro "_s + arguments.first()))
+            << qPrintable(finished.errors);
+    }
+    EXPECT_EQ(line.run({u"nonsense"_s}).status, 2);
+    EXPECT_EQ(line.run({u"record"_s, u"--kind"_s, u"song"_s}).status, 2);
+    EXPECT_EQ(line.run({u"record"_s, u"--fast"_s}).status, 2);
+    EXPECT_EQ(line.run({u"import"_s, CommandLine::demoSide(u"me"_s), u"--at"_s, u"soon"_s}).status, 2);
+}
+
+TEST(CommandLine, failsWithOneSentenceThatSaysWhatToDo) {
+    CommandLine line;
+    line.addCapture(u"2026-03-02-0914-meeting"_s, "One", "2026-03-02T08:14:00Z");
+    line.addCapture(u"2026-03-02-1014-meeting"_s, "Two", "2026-03-02T09:14:00Z");
+    struct Row {
+        QStringList arguments;
+        QString says;
+    };
+    const QList<Row> rows{
+        {{u"show"_s, u"nothing"_s}, u"There is no capture \"nothing\"; `lumbro captures` lists them all."_s},
+        {{u"show"_s, u"../engines"_s}, u"There is no capture"_s},
+        {{u"show"_s, u""_s}, u"There is no capture"_s},
+        {{u"delete"_s, u"2026-03"_s}, u"2 captures begin with \"2026-03\""_s},
+        {{u"rename"_s, u"last"_s, u"  "_s}, u"A title needs at least one letter."_s},
+        {{u"show"_s, u"last"_s, u"--transcript"_s}, u"has no transcript"_s},
+        {{u"show"_s, u"last"_s, u"--handoff"_s, u"notes"_s}, u"`lumbro engine-run notes 2026-03-02-1014"_s},
+        {{u"engines"_s, u"show"_s, u"nothing"_s}, u"`lumbro engines` lists them all"_s},
+        {{u"engine-run"_s, u"nothing"_s, u"last"_s}, u"`lumbro engines` lists them all"_s},
+        {{u"settings"_s, u"set"_s, u"dailyIdeasMinute"_s, u"noon"_s}, u"takes a whole number"_s},
+        {{u"settings"_s, u"get"_s, u"nothing"_s}, u"`lumbro settings list` names them all"_s},
+        {{u"import"_s, u"/nothing.wav"_s}, u"nothing.wav"_s},
+        {{u"speech"_s, u"use"_s, u"nothing"_s}, u"nothing"_s},
+        {{u"devices"_s}, u"audio"_s}};
+    for (const Row& row : rows) {
+        const Finished finished = line.run(row.arguments);
+        const QString name = row.arguments.join(u' ');
+        EXPECT_EQ(finished.status, 1) << qPrintable(name);
+        EXPECT_TRUE(finished.output.isEmpty()) << qPrintable(name);
+        EXPECT_TRUE(finished.errors.startsWith(u"lumbro: "_s)) << qPrintable(finished.errors);
+        EXPECT_EQ(finished.errors.count(u'\n'), 1) << qPrintable(finished.errors);
+        EXPECT_TRUE(finished.errors.contains(row.says)) << qPrintable(finished.errors);
+    }
+}
+
+TEST(CommandLine, endsQuietlyWhenItsReaderHasGone) {
+    const CommandLine line;
+    for (int i = 10; i < 60; ++i) {
+        line.addCapture(u"2026-03-02-09%1-meeting"_s.arg(i), QByteArray(4000, 'x'), "2026-03-02T08:14:00Z");
+    }
+    QProcess shell;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(u"HOME"_s, line.home().path());
+    shell.setProcessEnvironment(environment);
+    shell.start(u"/bin/bash"_s,
+                {u"-c"_s, u"set -o pipefail; %1 captures | head -1"_s.arg(CommandLine::program())});
+    shell.waitForFinished(-1);
+    EXPECT_EQ(shell.exitCode(), 0);
+    EXPECT_TRUE(shell.readAllStandardError().isEmpty());
+}
+
+TEST(CommandLine, listsReadsAndChangesSettings) {
+    const CommandLine line;
+    EXPECT_EQ(line.run({u"settings"_s, u"list"_s, u"--json"_s}).object().value(u"dailyIdeasMinute"_s).toInt(),
+              1020);
+    EXPECT_EQ(line.run({u"settings"_s, u"set"_s, u"meetingPrepEnabled"_s, u"off"_s}).status, 0);
+    EXPECT_EQ(line.run({u"settings"_s, u"get"_s, u"meetingPrepEnabled"_s}).output, u"false\n"_s);
+    EXPECT_EQ(line.run({u"settings"_s, u"--json"_s}).object().value(u"meetingPrepEnabled"_s).toBool(true),
+              false);
+    EXPECT_TRUE(line.home().has(u".config/Lumbro/Lumbro.ini"_s));
+}
+
+TEST(CommandLine, printsTheEndOfTheLog) {
+    const CommandLine line;
+    const QString log = u"Library/Logs/Quillet/handoff.log"_s;
+    line.home().write(
+        log, "2026-03-02 09:14:05.001 INFO [capture] one\n2026-03-02 09:14:06.001 ERROR [ask] two\n");
+    EXPECT_TRUE(line.run({u"log"_s, u"--lines"_s, u"1"_s}).output.endsWith(u"ERROR [ask] two\n"_s));
+    EXPECT_EQ(line.run({u"log"_s, u"-n"_s, u"1"_s}).output.count(u'\n'), 1);
+    const QJsonArray lines = line.run({u"log"_s, u"--json"_s}).array();
+    ASSERT_EQ(lines.size(), 2);
+    EXPECT_EQ(lines.at(1).toObject().value(u"tag"_s).toString(), u"ask"_s);
+}

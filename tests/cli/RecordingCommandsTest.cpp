@@ -1,0 +1,86 @@
+#include "tests/cli/CommandLine.h"
+
+#include <QFileInfo>
+
+#include <gtest/gtest.h>
+
+using namespace lumbro;
+using namespace lumbro::test;
+
+namespace {
+
+QString spoken(const QJsonObject& capture, const QString& speaker) {
+    QStringList texts;
+    for (const auto& segment : capture.value(u"segments"_s).toArray()) {
+        if (segment.toObject().value(u"speaker"_s) == speaker) {
+            texts += segment.toObject().value(u"text"_s).toString();
+        }
+    }
+    return texts.join(u' ').toLower();
+}
+
+}  // namespace
+
+TEST(RecordingCommands, importEndsWithNotesTitleAndPackedAudio) {
+    const CommandLine line;
+    line.installAgent();
+    const Finished run =
+        line.run({u"import"_s, CommandLine::demoSide(u"me"_s), u"--them"_s, CommandLine::demoSide(u"them"_s),
+                  u"--at"_s, u"2026-03-02T09:14"_s, u"--json"_s});
+    ASSERT_EQ(run.status, 0) << qPrintable(run.errors);
+    const QJsonObject capture = run.object();
+    EXPECT_EQ(capture.value(u"id"_s), u"2026-03-02-0914-meeting"_s);
+    EXPECT_EQ(capture.value(u"title"_s), u"Weekly Sync"_s);
+    EXPECT_EQ(capture.value(u"sources"_s).toArray(), QJsonArray({u"mic"_s, u"system"_s}));
+    EXPECT_TRUE(spoken(capture, u"Me"_s).contains(u"rather cold hearted"_s)) << qPrintable(run.output);
+    EXPECT_TRUE(spoken(capture, u"Them"_s).contains(u"young man"_s)) << qPrintable(run.output);
+    EXPECT_TRUE(capture.value(u"handoffs"_s).toObject().value(u"notes"_s).toString().contains(u"Summary"_s));
+    const QJsonObject audio = capture.value(u"audio"_s).toObject();
+    EXPECT_TRUE(audio.value(u"me"_s).toString().endsWith(u"/me.m4a"_s));
+    EXPECT_TRUE(audio.value(u"them"_s).toString().endsWith(u"/them.m4a"_s));
+    // The length of the audio, not of the import.
+    const auto start = QDateTime::fromString(capture.value(u"startedAt"_s).toString(), Qt::ISODate);
+    const auto end = QDateTime::fromString(capture.value(u"endedAt"_s).toString(), Qt::ISODate);
+    EXPECT_NEAR(double(start.secsTo(end)), 30.5, 1);
+}
+
+TEST(RecordingCommands, recordTakesFilesAndATitleAndPrintsTheId) {
+    CommandLine line;
+    line.set(u"LUMBRO_NOW"_s, u"2026-03-02T09:14:05"_s);
+    const Finished run = line.run({u"record"_s, u"--mic"_s, u"file:"_s + CommandLine::demoSide(u"them"_s),
+                                   u"--kind"_s, u"thought"_s, u"--title"_s, u"Jane"_s, u"--fast"_s});
+    ASSERT_EQ(run.status, 0) << qPrintable(run.errors);
+    EXPECT_EQ(run.output, u"2026-03-02-0914-thought\n"_s);
+    const QJsonObject capture = line.run({u"show"_s, u"last"_s, u"--json"_s}).object();
+    EXPECT_EQ(capture.value(u"title"_s), u"Jane"_s);
+    EXPECT_EQ(capture.value(u"sources"_s).toArray(), QJsonArray({u"mic"_s}));
+    EXPECT_TRUE(line.home()
+                    .read(u"Quillet/captures/2026-03-02-0914-thought/transcript.md"_s)
+                    .startsWith("# Jane\n\n[00:00:0"));
+}
+
+TEST(RecordingCommands, keepTheCaptureAndSayWhyThereAreNoNotes) {
+    const CommandLine line;
+    const Finished run = line.run({u"import"_s, CommandLine::demoSide(u"me"_s)});
+    ASSERT_EQ(run.status, 0) << qPrintable(run.errors);
+    EXPECT_TRUE(run.errors.contains(u"Claude Code"_s)) << qPrintable(run.errors);
+    const QJsonObject capture = line.run({u"show"_s, u"last"_s, u"--json"_s}).object();
+    EXPECT_GT(capture.value(u"words"_s).toInt(), 20);
+    EXPECT_TRUE(capture.value(u"handoffs"_s).toObject().isEmpty());
+}
+
+TEST(RecordingCommands, leaveNothingOfASilentFile) {
+    const CommandLine line;
+    // Half a second of silence: a WAV head of 16 kHz, 16 bit, one channel.
+    QByteArray wav = QByteArray::fromHex(
+        "524946468c3e000057415645666d74201000000001000100803e0000007d000002001000"
+        "64617461803e0000");
+    line.home().write(u"silence.wav"_s, wav + QByteArray(16000, '\0'));
+    const Finished run = line.run({u"import"_s, line.home().path(u"silence.wav"_s)});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_TRUE(run.errors.contains(u"Nothing was heard"_s)) << qPrintable(run.errors);
+    EXPECT_EQ(line.run({u"captures"_s, u"--json"_s}).output, u"[]\n"_s);
+    const Finished split = line.run({u"import"_s, line.home().path(u"silence.wav"_s), u"--split"_s});
+    EXPECT_EQ(split.status, 1);
+    EXPECT_TRUE(split.errors.contains(u"one channel only"_s));
+}
