@@ -74,6 +74,8 @@ QProcessEnvironment environment(const QString& executable) {
         {"CLAUDE_CODE_DISABLE_ATTACHMENTS", "1"},
         // Prompts hold what was said in calls; no second copy of that is left behind.
         {"CLAUDE_CODE_SKIP_PROMPT_HISTORY", "1"},
+        // Names the terminal's window by a second question to the model, with the same text once more.
+        {"CLAUDE_CODE_DISABLE_TERMINAL_TITLE", "1"},
         // The default of ten keeps silent for longer than our own time-out.
         {"CLAUDE_CODE_MAX_RETRIES", "5"},
     };

@@ -201,6 +201,7 @@ TEST_F(ClaudeRunnerTest, theRequestReachesTheAgentWhole) {
     EXPECT_EQ(environment[u"MCP_CONNECTION_NONBLOCKING"].toString(), u"0");
     EXPECT_EQ(environment[u"MCP_CONNECT_TIMEOUT_MS"].toString(), u"20000");
     EXPECT_EQ(environment[u"CLAUDE_CODE_DISABLE_ATTACHMENTS"].toString(), u"1");
+    EXPECT_EQ(environment[u"CLAUDE_CODE_DISABLE_TERMINAL_TITLE"].toString(), u"1");
     EXPECT_EQ(environment[u"CLAUDE_CODE_SKIP_PROMPT_HISTORY"].toString(), u"1");
 }
 
