@@ -2,13 +2,13 @@
 option(LUMBRO_WHISPER "Build the whisper recogniser" ON)
 set(LUMBRO_DEPS_DIR "${PROJECT_SOURCE_DIR}/build/deps" CACHE PATH "Libraries that the build fetches itself")
 
-set(LUMBRO_HAS_WHISPER OFF)
+set(LUMBRO_HAS_WHISPER OFF CACHE INTERNAL "whisper.cpp is there")
 if(LUMBRO_WHISPER)
   execute_process(COMMAND "${PROJECT_SOURCE_DIR}/scripts/fetch-whisper" "${LUMBRO_DEPS_DIR}"
     RESULT_VARIABLE whisper_status OUTPUT_FILE "${CMAKE_BINARY_DIR}/fetch-whisper.log"
     ERROR_FILE "${CMAKE_BINARY_DIR}/fetch-whisper.err")
   if(whisper_status EQUAL 0)
-    set(LUMBRO_HAS_WHISPER ON)
+    set(LUMBRO_HAS_WHISPER ON CACHE INTERNAL "whisper.cpp is there")
   else()
     message(WARNING "whisper.cpp could not be fetched or built (see ${CMAKE_BINARY_DIR}/fetch-whisper.err): "
       "this build has the embedded recogniser only.")

@@ -48,6 +48,10 @@ QString testModel(const QString& name) {
     return fileIn("LUMBRO_SPEECH_MODELS", u"models"_s, name);
 }
 
+std::vector<float> readLibrivox(const QString& name) {
+    return readWav(u"/usr/share/pocketsphinx/test/data/librivox/"_s + name);
+}
+
 std::vector<float> readWav(const QString& path) {
     const QByteArray bytes = readFile(path).value_or(QByteArray());
     const auto chunk = bytes.indexOf("data");

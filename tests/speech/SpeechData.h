@@ -14,6 +14,9 @@ QString speechData(const QString& name);
 /// Path of a model file for tests; empty when it is not on this machine (LUMBRO_SPEECH_MODELS).
 QString testModel(const QString& name);
 
+/// Samples of a clip of the package pocketsphinx-testdata; empty when it is not installed.
+std::vector<float> readLibrivox(const QString& name);
+
 /// Samples of a mono 16 kHz WAV file of 16 bits, empty when it cannot be read.
 std::vector<float> readWav(const QString& path);
 

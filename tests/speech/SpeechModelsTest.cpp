@@ -1,0 +1,210 @@
+#include "LumbroCore/Literals.h"
+#include "LumbroSpeech/ModelDownload.h"
+#include "LumbroSpeech/SpeechModels.h"
+#include "tests/speech/ModelServer.h"
+#include "tests/speech/SpeechData.h"
+#include "tests/support/ScratchFolder.h"
+#include "tests/support/Wait.h"
+
+#include <QCryptographicHash>
+
+#include <gtest/gtest.h>
+
+namespace lumbro::speech {
+namespace {
+
+class ModelDownloadTest : public testing::Test {
+  public:
+    ModelDownloadTest() {
+        for (int i = 0; i < 300'000; ++i) {
+            server.content.append(char(i * 7 + i / 256));
+        }
+    }
+
+    Result<> download(const QString& sha1 = {}) {
+        const DownloadRequest request{QUrl(server.address() + u"/model.bin"_s), target, sha1};
+        const auto run = std::make_shared<ModelDownload>(network, request, [this](double done) {
+            EXPECT_GE(done, progress);
+            progress = done;
+        });
+        progress = 0;
+        return test::wait(run->run());
+    }
+    QString sha1() const { return hash(QCryptographicHash::Sha1); }
+    QString hash(QCryptographicHash::Algorithm algorithm) const {
+        return QString::fromLatin1(QCryptographicHash::hash(server.content, algorithm).toHex());
+    }
+
+    test::ScratchFolder folder;
+    test::ModelServer server;
+    QNetworkAccessManager network;
+    QString target = folder.path(u"model.bin"_s);
+    double progress = 0;
+};
+
+TEST_F(ModelDownloadTest, aFileComesWhole) {
+    EXPECT_TRUE(download(sha1()));
+    EXPECT_EQ(folder.read(u"model.bin"_s), server.content);
+    EXPECT_FALSE(folder.has(u"model.bin.part"_s));
+    EXPECT_DOUBLE_EQ(progress, 1);
+}
+
+TEST_F(ModelDownloadTest, aDroppedConnectionIsResumedWhereItEnded) {
+    server.cutAfter = 100'000;
+    const auto dropped = download(sha1());
+    ASSERT_FALSE(dropped);
+    EXPECT_TRUE(dropped.error().message.contains(u"interrupted"_s)) << qPrintable(dropped.error().message);
+    EXPECT_FALSE(folder.has(u"model.bin"_s));
+    const qint64 have = folder.read(u"model.bin.part"_s).size();
+    EXPECT_GT(have, 0);
+    server.cutAfter = -1;
+    EXPECT_TRUE(download(sha1()));
+    EXPECT_EQ(server.ranges.last(), QByteArray::number(have));
+    EXPECT_EQ(folder.read(u"model.bin"_s), server.content);
+}
+
+TEST_F(ModelDownloadTest, serversWithoutRangesAndFinishedPartsAreServedToo) {
+    folder.write(u"model.bin.part"_s, "stale bytes of something else");
+    server.knowsRanges = false;
+    EXPECT_TRUE(download(sha1()));
+    EXPECT_EQ(folder.read(u"model.bin"_s), server.content);
+    server.knowsRanges = true;
+    folder.write(u"model.bin.part"_s, server.content);
+    EXPECT_TRUE(download(sha1()));
+    EXPECT_EQ(folder.read(u"model.bin"_s), server.content);
+}
+
+TEST_F(ModelDownloadTest, wrongBytesLeaveNothingBehind) {
+    struct Row {
+        const char* what;
+        QString sha1;
+        QByteArray headers;
+        bool isRight;
+    };
+    const QByteArray right = hash(QCryptographicHash::Sha256).toLatin1();
+    const std::vector<Row> rows = {
+        {"known digest is another", QString(40, u'0'), {}, false},
+        {"the server's tag is another", {}, "ETag: \"" + QByteArray(64, 'a') + "\"\r\n", false},
+        {"the server's tag fits", {}, "x-linked-etag: \"" + right + "\"\r\n", true},
+        {"a tag that is no digest", {}, "ETag: \"abc\"\r\n", true},
+        {"the known digest goes first", sha1(), "ETag: \"" + QByteArray(64, 'a') + "\"\r\n", true},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.what);
+        QFile::remove(target);
+        server.headers = row.headers;
+        EXPECT_EQ(download(row.sha1).has_value(), row.isRight);
+        EXPECT_EQ(folder.has(u"model.bin"_s), row.isRight);
+        EXPECT_FALSE(folder.has(u"model.bin.part"_s));
+    }
+}
+
+TEST_F(ModelDownloadTest, refusalsAndRedirectsEndInASentence) {
+    server.status = "404 Not Found";
+    EXPECT_EQ(download().error().kind, FailureKind::notFound);
+    server.status = "503 Busy";
+    EXPECT_TRUE(download().error().message.contains(u"503"_s));
+    server.status = "302 Found";
+    server.headers = "Location: /model.bin\r\n";
+    EXPECT_FALSE(download());
+    server.headers = "Location: file:///etc/passwd\r\n";
+    EXPECT_FALSE(download());
+    EXPECT_FALSE(folder.has(u"model.bin"_s));
+
+    test::ModelServer other;
+    other.content = "the file";
+    server.headers = "Location: " + other.address().toLatin1() + "/real.bin\r\n";
+    EXPECT_TRUE(download());
+    EXPECT_EQ(folder.read(u"model.bin"_s), other.content);
+}
+
+TEST_F(ModelDownloadTest, aCancelledRunSaysSo) {
+    const auto run = std::make_shared<ModelDownload>(
+        network, DownloadRequest{QUrl(server.address() + u"/model.bin"_s), target, {}}, nullptr);
+    auto running = run->run();
+    run->cancel();
+    const auto outcome = test::wait(std::move(running));
+    ASSERT_FALSE(outcome);
+    EXPECT_EQ(outcome.error().kind, FailureKind::cancelled);
+}
+
+class SpeechModelsTest : public testing::Test {
+  public:
+    SpeechModelStatus status(const QString& id) const {
+        for (const auto& row : models.list()) {
+            if (row.model.id == id) {
+                return row;
+            }
+        }
+        return {};
+    }
+
+    test::ScratchFolder folder;
+    Settings settings{folder.path(u"settings.ini"_s)};
+    SpeechModels models{settings, folder.path(u"models"_s)};
+};
+
+TEST_F(SpeechModelsTest, theCatalogueIsSound) {
+    QSet<QString> ids;
+    int lastRank = 0;
+    for (const SpeechModel& model : SpeechModels::catalogue()) {
+        EXPECT_FALSE(ids.contains(model.id)) << qPrintable(model.id);
+        ids.insert(model.id);
+        EXPECT_TRUE(model.sha1.isEmpty() || model.sha1.size() == 40);
+        EXPECT_GT(model.bytes, 0);
+        if (model.kind == SpeechModel::Kind::recognizer) {
+            EXPECT_GE(model.rank, lastRank);
+            lastRank = model.rank;
+            EXPECT_TRUE(model.languages.contains(u"en-US"_s));
+        }
+    }
+}
+
+TEST_F(SpeechModelsTest, theMirrorIsAskedAndWhatIsNoModelIsRemoved) {
+    test::ModelServer mirror;
+    mirror.content = "<html>please log in</html>";
+    settings.set(u"speechMirror"_s, mirror.address() + u"/models"_s);
+    const auto installed = test::wait(models.install(u"base.en-q5_1"_s));
+    ASSERT_FALSE(installed);
+    EXPECT_EQ(mirror.paths, QList<QByteArray>{"/models/ggml-base.en-q5_1.bin"});
+    EXPECT_FALSE(folder.has(u"models/ggml-base.en-q5_1.bin"_s));
+    EXPECT_FALSE(test::wait(models.install(u"no such model"_s)));
+
+    mirror.content = readFile(test::testModel(u"for-tests-ggml-tiny.en.bin"_s)).value_or(QByteArray());
+    if (mirror.content.isEmpty()) {
+        GTEST_SKIP() << "the whisper test model is not on this machine";
+    }
+    EXPECT_TRUE(test::wait(models.install(u"base.en-q5_1"_s)));
+    EXPECT_TRUE(status(u"base.en-q5_1"_s).isInstalled);
+    EXPECT_EQ(status(u"base.en-q5_1"_s).model.bytes, mirror.content.size());
+}
+
+TEST_F(SpeechModelsTest, modelsAreImportedChosenAndRemoved) {
+    const QString file = test::testModel(u"for-tests-ggml-tiny.en.bin"_s);
+    if (file.isEmpty()) {
+        GTEST_SKIP() << "the whisper test model is not on this machine";
+    }
+    const QString locale = u"en-US"_s;
+    EXPECT_FALSE(models.inUse(locale));
+    EXPECT_FALSE(test::wait(models.importFile(QStringLiteral(LUMBRO_SOURCE_DIR "/CMakeLists.txt"))));
+    const auto imported = test::wait(models.importFile(file));
+    ASSERT_TRUE(imported);
+    EXPECT_EQ(models.inUse(locale)->id, *imported);
+    EXPECT_FALSE(models.inUse(u"de"_s)) << "an English model knows no German";
+    EXPECT_TRUE(QFile::copy(file, folder.path(u"models/ggml-small.en.bin"_s)));
+    EXPECT_EQ(models.inUse(locale)->id, u"small.en"_s) << "the best one installed";
+    EXPECT_TRUE(models.use(*imported));
+    EXPECT_TRUE(status(*imported).isInUse);
+    EXPECT_FALSE(models.use(u"medium.en"_s)) << "not installed";
+    EXPECT_TRUE(models.use(SpeechModels::embedded().id));
+    EXPECT_FALSE(models.inUse(locale));
+    EXPECT_TRUE(models.use(*imported));
+    EXPECT_FALSE(models.remove(SpeechModels::embedded().id));
+    EXPECT_TRUE(models.remove(*imported));
+    EXPECT_EQ(settings.string(u"speechModel"_s), QString());
+    EXPECT_EQ(models.inUse(locale)->id, u"small.en"_s);
+    EXPECT_FALSE(models.remove(*imported));
+}
+
+}  // namespace
+}  // namespace lumbro::speech

@@ -1,0 +1,280 @@
+#include "LumbroCore/Literals.h"
+#include "recording/transcription/LiveTranscriber.h"
+#include "tests/support/TestClock.h"
+#include "tests/support/Wait.h"
+#include "tests/transcription/FakeRecognizer.h"
+
+#include <gtest/gtest.h>
+
+namespace lumbro {
+namespace {
+
+using namespace std::chrono_literals;
+using test::FakeRecognizer;
+using test::FakeStreamState;
+
+class LiveTranscriberTest : public testing::Test {
+  public:
+    LiveTranscriberTest() { connect(); }
+
+    void connect() {
+        transcriber->onFinal = [this](const TranscriptSegment& segment) { finals.append(segment); };
+        transcriber->onVolatile = [this](const QString& text) { volatiles.append(text); };
+        transcriber->onGaveUp = [this](const QString& text) { gaveUp.append(text); };
+    }
+
+    Result<> start() {
+        transcriber->open();
+        return test::wait(transcriber->start(recognizer, u"en-US"_s));
+    }
+
+    void feed(double seconds, float level) {
+        const std::vector<float> second(speech::sampleRate);
+        for (; seconds >= 1; seconds -= 1) {
+            transcriber->feed(second, level);
+        }
+        transcriber->feed(std::span(second).first(size_t(seconds * speech::sampleRate)), level);
+    }
+
+    FakeStreamState& stream(size_t index) { return *recognizer->streams.at(index); }
+
+    QStringList finalTexts() const {
+        QStringList texts;
+        for (const auto& segment : finals) {
+            texts.append(segment.text);
+        }
+        return texts;
+    }
+
+    test::TestClock clock;
+    std::shared_ptr<FakeRecognizer> recognizer = std::make_shared<FakeRecognizer>();
+    std::unique_ptr<LiveTranscriber> transcriber = std::make_unique<LiveTranscriber>(Speaker::me, clock);
+    TranscriptSegments finals;
+    QStringList volatiles;
+    QStringList gaveUp;
+};
+
+TEST_F(LiveTranscriberTest, whatIsFedBeforeTheLaunchReachesTheFirstStream) {
+    recognizer->loading = &clock;
+    transcriber->open();
+    feed(2, 0);
+    auto starting = transcriber->start(recognizer, u"en-US"_s);
+    feed(1.5, 0);
+    EXPECT_DOUBLE_EQ(transcriber->backlog(), 3.5);
+    clock.advance(1s);
+    EXPECT_TRUE(test::wait(std::move(starting)));
+    EXPECT_EQ(stream(0).samples, 3.5 * speech::sampleRate);
+    stream(0).say(u" hello there \n"_s, 0.5, true);
+    ASSERT_EQ(finals.size(), 1);
+    EXPECT_EQ(finals[0].text, u"hello there"_s);
+    EXPECT_EQ(finals[0].start, 0.5);
+    EXPECT_EQ(finals[0].speaker, Speaker::me);
+}
+
+TEST_F(LiveTranscriberTest, aFirstLaunchThatFailsIsToldAndLeavesItQuiet) {
+    recognizer->failuresToCome = 1;
+    const auto started = start();
+    ASSERT_FALSE(started);
+    EXPECT_EQ(started.error().message, u"no model"_s);
+    feed(100, 1);
+    clock.advance(60s);
+    EXPECT_EQ(recognizer->opens, 1);
+    EXPECT_EQ(transcriber->backlog(), 0);
+    test::wait(transcriber->finish());
+}
+
+TEST_F(LiveTranscriberTest, volatileAndFinalResultsFollowTheirRules) {
+    ASSERT_TRUE(start());
+    stream(0).say(u"hel"_s, 0, false);
+    stream(0).say(u"hello"_s, 0, true);
+    stream(0).say(u""_s, 2, true);
+    stream(0).say(u"again"_s, std::nan(""), true);
+    EXPECT_EQ(volatiles, QStringList({u"hel"_s, u""_s, u""_s, u""_s}));
+    EXPECT_EQ(finalTexts(), QStringList({u"hello"_s, u"again"_s}));
+    EXPECT_EQ(finals[1].start, 0);
+}
+
+TEST_F(LiveTranscriberTest, stallsAreSeenByLoudSecondsOnly) {
+    struct Row {
+        const char* what;
+        std::function<void(LiveTranscriberTest&)> happens;
+        int opens;
+    };
+    const std::vector<Row> rows = {
+        {"quiet for ten minutes", [](auto& t) { t.feed(600, 0.39F); }, 1},
+        {"45 loud seconds", [](auto& t) { t.feed(45, 0.4F); }, 2},
+        {"a little less", [](auto& t) { t.feed(44.9, 1); }, 1},
+        {"a result in between",
+         [](auto& t) {
+             t.feed(40, 1);
+             t.stream(0).say(u""_s, 0, false);
+             t.feed(40, 1);
+         },
+         1},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.what);
+        recognizer = std::make_shared<FakeRecognizer>();
+        transcriber = std::make_unique<LiveTranscriber>(Speaker::them, clock);
+        connect();
+        ASSERT_TRUE(start());
+        row.happens(*this);
+        clock.advance(9s);
+        EXPECT_EQ(recognizer->opens, 1) << "checked only every 10 s";
+        clock.advance(1s);
+        EXPECT_EQ(recognizer->opens, row.opens);
+    }
+}
+
+TEST_F(LiveTranscriberTest, stallsMayBeRecoveredFromForever) {
+    ASSERT_TRUE(start());
+    for (int i = 0; i < 12; ++i) {
+        feed(50, 1);
+        clock.advance(10s);
+    }
+    EXPECT_EQ(recognizer->opens, 13);
+    EXPECT_TRUE(gaveUp.isEmpty());
+}
+
+TEST_F(LiveTranscriberTest, aRestartKeepsTheTimeBaseAndTheWordsOnScreen) {
+    ASSERT_TRUE(start());
+    feed(120.4, 0);
+    stream(0).say(u"half a sen"_s, 119, false);
+    stream(0).end();
+    ASSERT_EQ(recognizer->streams.size(), 2U);
+    EXPECT_TRUE(stream(0).isGone);
+    EXPECT_EQ(finalTexts(), QStringList(u"half a sen"_s));
+    EXPECT_EQ(finals[0].start, 119);
+    EXPECT_EQ(volatiles.last(), QString());
+    // The old stream has nothing to say any more.
+    stream(0).say(u"late"_s, 1, true);
+    stream(1).say(u"new"_s, 3, true);
+    ASSERT_EQ(finalTexts(), QStringList({u"half a sen"_s, u"new"_s}));
+    EXPECT_NEAR(finals[1].start, 123.4, 1e-6);
+    feed(1, 0);
+    EXPECT_EQ(stream(1).samples, size_t(speech::sampleRate));
+}
+
+TEST_F(LiveTranscriberTest, aRecogniserThatFailsIsTriedFiveTimesWithGrowingWaits) {
+    ASSERT_TRUE(start());
+    QList<qint64> tries;
+    const auto began = clock.elapsed();
+    recognizer->onOpen = [&] { tries.append((clock.elapsed() - began) / 1s); };
+    recognizer->failuresToCome = 100;
+    stream(0).end(fail(u"broken"_s));
+    clock.advance(60s);
+    EXPECT_EQ(tries, QList<qint64>({0, 1, 3, 6, 10}));
+    EXPECT_EQ(gaveUp, QStringList(u"Live transcript stopped. Audio is still recording."_s));
+    // The hours that may follow are not kept for anybody.
+    feed(100, 1);
+    clock.advance(60s);
+    EXPECT_EQ(transcriber->backlog(), 0);
+    EXPECT_EQ(recognizer->opens, 6);
+    test::wait(transcriber->finish());
+}
+
+TEST_F(LiveTranscriberTest, aStreamThatKeepsEndingWithoutAWordIsGivenUpOnAfterFiveRestarts) {
+    ASSERT_TRUE(start());
+    for (size_t i = 0; i < 5; ++i) {
+        stream(i).end();
+    }
+    EXPECT_TRUE(gaveUp.isEmpty());
+    stream(5).end();
+    EXPECT_EQ(gaveUp.size(), 1);
+    EXPECT_EQ(recognizer->opens, 6);
+}
+
+TEST_F(LiveTranscriberTest, anyResultForgivesEarlierFailures) {
+    ASSERT_TRUE(start());
+    for (size_t i = 0; i < 12; ++i) {
+        stream(i).say(u""_s, 0, true);
+        stream(i).end();
+    }
+    EXPECT_TRUE(gaveUp.isEmpty());
+    EXPECT_EQ(recognizer->opens, 13);
+}
+
+TEST_F(LiveTranscriberTest, finishWhileWaitingForATryEndsTheTries) {
+    ASSERT_TRUE(start());
+    recognizer->failuresToCome = 2;
+    stream(0).end();
+    EXPECT_EQ(recognizer->opens, 2);
+    test::wait(transcriber->finish());
+    clock.advance(60s);
+    EXPECT_EQ(recognizer->opens, 2);
+    EXPECT_TRUE(gaveUp.isEmpty());
+}
+
+TEST_F(LiveTranscriberTest, finishTakesTheLastFinalsForTwoSeconds) {
+    ASSERT_TRUE(start());
+    auto finishing = transcriber->finish();
+    EXPECT_TRUE(stream(0).isFinished);
+    clock.advance(1900ms);
+    stream(0).say(u"goodbye"_s, 1, true);
+    EXPECT_FALSE(finishing.isReady());
+    clock.advance(100ms);
+    EXPECT_TRUE(finishing.isReady());
+    stream(0).say(u"too late"_s, 2, true);
+    EXPECT_EQ(finalTexts(), QStringList(u"goodbye"_s));
+    EXPECT_TRUE(stream(0).isGone);
+}
+
+TEST_F(LiveTranscriberTest, finishEndsWithTheStream) {
+    ASSERT_TRUE(start());
+    auto finishing = transcriber->finish();
+    stream(0).end();
+    EXPECT_TRUE(finishing.isReady());
+    EXPECT_EQ(recognizer->opens, 1) << "an end that was asked for is no failure";
+}
+
+TEST_F(LiveTranscriberTest, finishForAllFinalsWaitsAsLongAsThereIsProgress) {
+    ASSERT_TRUE(start());
+    stream(0).backlog = 600;
+    auto finishing = transcriber->finish(FinishWait::allFinals);
+    for (int i = 0; i < 30; ++i) {
+        stream(0).backlog -= 10;
+        clock.advance(30s);
+    }
+    EXPECT_FALSE(finishing.isReady());
+    clock.advance(50s);
+    EXPECT_FALSE(finishing.isReady());
+    clock.advance(20s);
+    EXPECT_TRUE(finishing.isReady()) << "a recogniser that stands still is left after a minute";
+}
+
+TEST_F(LiveTranscriberTest, finishDuringTheLoadingOfTheModelLosesNoWord) {
+    recognizer->loading = &clock;
+    transcriber->open();
+    feed(5, 1);
+    auto starting = transcriber->start(recognizer, u"en-US"_s);
+    auto finishing = transcriber->finish(FinishWait::allFinals);
+    clock.advance(1s);
+    ASSERT_EQ(recognizer->streams.size(), 1U);
+    EXPECT_EQ(stream(0).samples, 5U * speech::sampleRate);
+    EXPECT_TRUE(stream(0).isFinished);
+    stream(0).say(u"all of it"_s, 0, true);
+    stream(0).end();
+    EXPECT_TRUE(finishing.isReady());
+    EXPECT_EQ(finalTexts(), QStringList(u"all of it"_s));
+}
+
+TEST_F(LiveTranscriberTest, itMayGoInTheMiddleOfEverything) {
+    ASSERT_TRUE(start());
+    recognizer->failuresToCome = 1;
+    stream(0).end();
+    auto finishing = transcriber->finish();
+    transcriber.reset();
+    clock.advance(60s);
+    EXPECT_EQ(recognizer->opens, 2);
+
+    recognizer->loading = &clock;
+    transcriber = std::make_unique<LiveTranscriber>(Speaker::me, clock);
+    transcriber->open();
+    auto starting = transcriber->start(recognizer, u"en-US"_s);
+    transcriber.reset();
+    clock.advance(60s);
+    EXPECT_FALSE(test::wait(std::move(starting)));
+}
+
+}  // namespace
+}  // namespace lumbro
