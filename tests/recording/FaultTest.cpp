@@ -258,6 +258,28 @@ TEST(RecorderFaults, aFullDiskIsToldAndLosesNothingOfWhatWasThere) {
     expectAudioAtLeast(folder, 10);
 }
 
+TEST(RecorderFaults, onceThereIsRoomAgainTheAudioGoesOnAtItsTime) {
+    const test::ScratchFolder scratch;
+    const SmallDisk disk(scratch.path());
+    if (!disk.isThere) {
+        GTEST_SKIP() << "only the superuser may mount a small disk";
+    }
+    Recorder recorder({scratch.path(), u"20"_s, u"40"_s});
+    while (recorder.progress().audio < 20) {
+        recorder.run(std::chrono::milliseconds(10));
+    }
+    disk.makeRoom();
+    EXPECT_TRUE(recorder.endedWell());
+    const QString folder = QFileInfo(tracksIn(scratch.path(), u"meta.json"_s).value(0)).path();
+    expectNothingStray(folder);
+    expectAudioAtLeast(folder, 10);
+    for (const int track : {0, 1}) {
+        const auto sound = soundOf(audioArchive::playableURL(folder, track == 0 ? u"me"_s : u"them"_s));
+        EXPECT_FALSE(test::knownSound::isRight(sound, 18, track)) << "there was no room for it";
+        EXPECT_TRUE(test::knownSound::isRight(sound, 35, track));
+    }
+}
+
 TEST(RecorderFaults, aRecordingThatIsLeftAloneIsWhole) {
     const test::ScratchFolder scratch;
     Recorder recorder({scratch.path(), u"20"_s, u"20"_s});

@@ -26,21 +26,26 @@ inline std::vector<float> samples(qint64 begin, size_t count, int track) {
     return out;
 }
 
-/// Seconds at the start of `heard` that hold the right tone in their middle.
-inline int rightSeconds(std::span<const float> heard, int track) {
-    constexpr size_t begin = rate / 4;
+/// Whether the middle of a second holds the right tone.
+inline bool isRight(std::span<const float> heard, int second, int track) {
     constexpr size_t length = rate / 2;
+    const size_t begin = static_cast<size_t>(second) * rate + rate / 4;
+    if (heard.size() < begin + length) {
+        return false;
+    }
+    const auto middle = heard.subspan(begin, length);
+    int crossings = 0;
+    for (size_t i = 1; i < middle.size(); ++i) {
+        crossings += (middle[i - 1] < 0) != (middle[i] < 0) ? 1 : 0;
+    }
+    // Two a cycle, over half a second; the next tone is 20 away.
+    return std::abs(crossings - tone(second, track)) <= 5;
+}
+
+/// Seconds at the start of `heard` that are right.
+inline int rightSeconds(std::span<const float> heard, int track) {
     int second = 0;
-    while (heard.size() >= static_cast<size_t>(second) * rate + begin + length) {
-        const auto middle = heard.subspan(static_cast<size_t>(second) * rate + begin, length);
-        int crossings = 0;
-        for (size_t i = 1; i < middle.size(); ++i) {
-            crossings += (middle[i - 1] < 0) != (middle[i] < 0) ? 1 : 0;
-        }
-        // Twice a cycle, over half a second; the next tone is 20 away.
-        if (std::abs(crossings - tone(second, track)) > 5) {
-            break;
-        }
+    while (isRight(heard, second, track)) {
         ++second;
     }
     return second;

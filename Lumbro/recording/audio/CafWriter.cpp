@@ -5,6 +5,7 @@
 #include <QFile>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 
 #include <fcntl.h>
@@ -67,19 +68,38 @@ bool CafWriter::write(std::span<const float> samples) {
 }
 
 bool CafWriter::flush() {
-    const auto frames = static_cast<sf_count_t>(m_filled);
+    const std::span<const qint16> block = std::span(m_block).first(m_filled);
     m_filled = 0;
-    if (frames == 0) {
-        return true;
+    const size_t written = fillLost() ? put(block) : 0;
+    m_lost += static_cast<qint64>(block.size() - written);
+    return written == block.size();
+}
+
+bool CafWriter::fillLost() {
+    static constexpr std::array<qint16, blockFrames> silence{};
+    while (m_lost > 0) {
+        const auto wanted = static_cast<size_t>(std::min<qint64>(m_lost, blockFrames));
+        const size_t written = put(std::span(silence).first(wanted));
+        m_lost -= static_cast<qint64>(written);
+        if (written < wanted) {
+            return false;
+        }
     }
-    const sf_count_t written = sf_write_short(m_file, m_block.data(), frames);
+    return true;
+}
+
+size_t CafWriter::put(std::span<const qint16> samples) {
+    if (samples.empty()) {
+        return 0;
+    }
+    const auto frames = static_cast<sf_count_t>(samples.size());
+    const sf_count_t written = sf_write_short(m_file, samples.data(), frames);
     m_written += written;
-    if (written == frames) {
-        return true;
+    if (written < frames) {
+        // A full disk may have taken half a sample; the next block must not begin after it.
+        sf_seek(m_file, m_written, SEEK_SET | SFM_WRITE);
     }
-    // A full disk may have taken half a sample; the next block must not begin after it.
-    sf_seek(m_file, m_written, SEEK_SET | SFM_WRITE);
-    return false;
+    return static_cast<size_t>(written);
 }
 
 }  // namespace lumbro
