@@ -5,6 +5,7 @@
 #include <QLocale>
 
 #include <chrono>
+#include <mutex>
 
 #include <time.h>
 
@@ -28,6 +29,7 @@ class ZoneOffsets {
         using namespace std::chrono_literals;
         const auto now = std::chrono::steady_clock::now();
         if (now > m_expiry) {
+            const std::scoped_lock lock(zoneMutex());
             tzset();  // The user may have travelled.
             m_expiry = now + 1s;
             m_end = m_begin;
@@ -47,7 +49,13 @@ class ZoneOffsets {
     }
 
   private:
+    /// The C library locks for itself, in a way that ThreadSanitizer cannot see.
+    static std::mutex& zoneMutex() {
+        static std::mutex mutex;
+        return mutex;
+    }
     static int ask(qint64 seconds) {
+        const std::scoped_lock lock(zoneMutex());
         const auto time = static_cast<time_t>(seconds);
         tm local{};
         return localtime_r(&time, &local) == nullptr ? 0 : static_cast<int>(local.tm_gmtoff);
