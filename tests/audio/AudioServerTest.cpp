@@ -45,7 +45,7 @@ class RealServer : public testing::TestWithParam<PrivateAudioServer::Kind> {
     void play(double hertz, const QString& sink) {
         const QString name = QString::number(hertz) + u".wav"_s;
         if (!m_folder.has(name)) {
-            m_folder.write(name, test::wav(test::tone(hertz, 20, 48000, 2), 48000, 2));
+            m_folder.write(name, test::wav(test::tone(hertz, 12, 48000, 1), 48000, 1));
         }
         m_private.run(u"paplay"_s, {u"--device="_s + sink, m_folder.path(name)});
     }

@@ -53,8 +53,10 @@ inline QByteArray wav(std::span<const float> interleaved, int rate, int channels
                       little(static_cast<quint32>(channels), 2) + little(static_cast<quint32>(rate), 4) +
                       little(static_cast<quint32>(rate) * frameSize, 4) + little(frameSize, 2) +
                       little(16, 2) + "data" + little(dataSize, 4);
+    file.reserve(file.size() + static_cast<qsizetype>(dataSize));
     for (const float sample : interleaved) {
-        file.append(little(static_cast<quint32>(std::lround(sample * 32767)), 2));
+        const auto value = static_cast<qint16>(std::lround(sample * 32767));
+        file.append(static_cast<char>(value & 0xFF)).append(static_cast<char>(value >> 8));
     }
     return file;
 }

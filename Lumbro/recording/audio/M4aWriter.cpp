@@ -103,6 +103,7 @@ M4aWriter::~M4aWriter() {
 Result<> M4aWriter::open(const QString& file) {
     Private& d = *m_private;
     d.path = QFile::encodeName(file);
+    av_log_set_level(AV_LOG_QUIET);
     AVFormatContext* made = nullptr;
     int status = avformat_alloc_output_context2(&made, nullptr, "ipod", nullptr);
     if (status < 0) {

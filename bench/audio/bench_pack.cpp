@@ -1,0 +1,51 @@
+// Packing a track of one hour, against ffmpeg with the same encoder and bit rate.
+
+#include "Comparison.h"
+#include "recording/audio/AudioArchive.h"
+#include "recording/audio/TrackPipeline.h"
+
+#include <QFile>
+#include <QString>
+#include <QTemporaryDir>
+
+#include <unistd.h>
+
+using namespace lumbro;
+
+namespace {
+
+constexpr int minutes = 60;
+
+/// Packing deletes the recording, so it works on a second name of it.
+int work(const char* recording, const char* copy) {
+    ::unlink(copy);
+    if (::link(recording, copy) != 0) {
+        return 1;
+    }
+    return audioArchive::pack(QString::fromLocal8Bit(copy)) ? 0 : 1;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    if (argc == 3) {
+        return work(argv[1], argv[2]);
+    }
+    const QTemporaryDir folder;
+    qputenv("HOME", folder.path().toUtf8());
+    const QString recording = folder.filePath(u"hour.caf"_s);
+    {
+        const std::vector<float> minute = bench::speechLike(TrackPipeline::sampleRate, 1);
+        TrackPipeline pipeline(recording, {}, {});
+        for (int i = 0; i < minutes; ++i) {
+            pipeline.ingest({{TrackPipeline::sampleRate, 1}, minute});
+        }
+    }
+    const std::string input = recording.toStdString();
+    const auto comparison =
+        bench::compare({bench::self(), input, folder.filePath(u"me.caf"_s).toStdString()},
+                       {"ffmpeg", "-nostdin", "-v", "error", "-y", "-i", input, "-c:a", "aac", "-b:a", "32k",
+                        "-ar", "16000", "-ac", "1", folder.filePath(u"peer.m4a"_s).toStdString()},
+                       2);
+    return bench::report("packing an hour of one track", comparison, 1.05, 30);
+}
