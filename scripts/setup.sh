@@ -124,18 +124,37 @@ configure() {
     say "The better recogniser could not be fetched or built (build/$preset/fetch-whisper.err says why); going on with the embedded one."
 }
 
-# build PRESET TARGET...: silent when there is nothing to do.
+# What the build tool says, with its progress on one line of a terminal and nothing when nothing was to be done.
+progress() {
+  local line open=""
+  while IFS= read -r line; do
+    case "$line" in
+      "ninja: Entering directory "* | "ninja: no work to do." | *"Re-checking globbed directories..."*) ;;
+      "["*/*"] "*)
+        if on_terminal; then
+          printf '\r\033[K%.78s' "$line"
+          open=yes
+        else
+          printf '%s\n' "$line"
+        fi
+        ;;
+      *)
+        printf '%s%s\n' "${open:+$'\n'}" "$line"
+        open=""
+        ;;
+    esac
+  done
+  printf '%s' "${open:+$'\r\033[K'}"
+}
+
+# build PRESET TARGET...: quiet unless it fails; on a terminal with progress, in CI with every step.
 build() {
   local folder=build/$1
   shift
-  if [ "${CI:-}" = true ]; then
-    ninja -C "$folder" "$@" >&2 || die "The build failed."
-  elif [ "$(ninja -C "$folder" -n "$@" 2>/dev/null | tail -n 1)" = "ninja: no work to do." ]; then
-    return
-  elif on_terminal; then
-    say "Building; the first time takes some minutes."
-    ninja -C "$folder" "$@" >&2 || die "The build failed."
+  [ -e "$folder/.ninja_log" ] || say "Building; this takes some minutes the first time."
+  if on_terminal || [ "${CI:-}" = true ]; then
+    (set -o pipefail && ninja -C "$folder" "$@" 2>&1 | progress >&2) || die "The build failed."
   else
-    quietly build ninja -C "$folder" "$@" || die "The build failed; the output is above."
+    quietly build ninja -C "$folder" "$@" || die "The build failed; its output is above."
   fi
 }
