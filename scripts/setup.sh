@@ -40,8 +40,6 @@ missing_of() {
 as_root() {
   if [ "$(id -u)" = 0 ]; then
     "$@"
-  elif ! command -v sudo >/dev/null; then
-    die "Installing packages needs root: run this once as root, or install them with: apt-get install --no-install-recommends $missing"
   elif [ -t 0 ] && [ "${CI:-}" != true ]; then
     sudo "$@"
   else
@@ -83,6 +81,8 @@ install_groups() {
     missing="$missing$lacking"
   done
   [ -n "$missing" ] || return 0
+  [ "$(id -u)" = 0 ] || command -v sudo >/dev/null ||
+    die "Installing needs root: run this once as root, or give root: apt-get install --no-install-recommends $missing"
 
   local log=build/logs/packages.log
   mkdir -p build/logs
