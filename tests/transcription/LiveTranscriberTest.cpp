@@ -236,9 +236,9 @@ TEST_F(LiveTranscriberTest, finishForAllFinalsWaitsAsLongAsThereIsProgress) {
         clock.advance(30s);
     }
     EXPECT_FALSE(finishing.isReady());
-    clock.advance(50s);
+    clock.advance(30s);
     EXPECT_FALSE(finishing.isReady());
-    clock.advance(20s);
+    clock.advance(10s);
     EXPECT_TRUE(finishing.isReady()) << "a recogniser that stands still is left after a minute";
 }
 
