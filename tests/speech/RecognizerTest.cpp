@@ -7,6 +7,9 @@
 #include "tests/support/ScratchFolder.h"
 #include "tests/support/Wait.h"
 
+#include <QJsonArray>
+#include <QJsonDocument>
+
 #include <thread>
 
 #include <gtest/gtest.h>
@@ -95,6 +98,33 @@ TEST_F(PocketsphinxTest, twoTracksAreHeardAtOnceAndEndAfterTheirLastFinal) {
     }
     ASSERT_FALSE(me.starts.empty());
     EXPECT_NEAR(me.starts.front(), 2 + them.starts.front(), 0.1);
+}
+
+TEST_F(PocketsphinxTest, aCallOfTwoIsHeardWithFewEnoughErrors) {
+    const QByteArray timings = readFile(test::speechData(u"call_timings.json"_s)).value_or(QByteArray());
+    if (timings.isEmpty()) {
+        GTEST_SKIP() << "the speech evaluation set is not on this machine";
+    }
+    PocketsphinxRecognizer recognizer;
+    test::WordErrors sum;
+    for (const QString& speaker : {u"me"_s, u"them"_s}) {
+        QStringList reference;
+        for (const auto& clip : QJsonDocument::fromJson(timings).array()) {
+            if (clip[u"speaker"].toString() == speaker) {
+                reference.append(clip[u"text"].toString());
+            }
+        }
+        Heard heard;
+        const auto stream = openOn(recognizer, heard);
+        feed(*stream, test::readWav(test::speechData(u"call_%1.wav"_s.arg(speaker))));
+        stream->finish();
+        ASSERT_TRUE(test::eventually([&] { return heard.isEnded; }));
+        const auto errors = test::wordErrors(reference.join(u' '), heard.finals.join(u' '));
+        sum.errors += errors.errors;
+        sum.words += errors.words;
+    }
+    EXPECT_GT(sum.words, 50);
+    EXPECT_LT(sum.rate(), 0.33);
 }
 
 TEST_F(PocketsphinxTest, aStreamMayGoWhileItIsHeard) {
