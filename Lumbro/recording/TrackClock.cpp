@@ -10,7 +10,7 @@ namespace {
 
 // Audio that is this late may have been lost on the way.
 constexpr double gapLateness = 0.08;
-// How long audio is held to see whether it catches up.
+// Audio is held until this much of it came without catching up.
 constexpr double longestHold = 0.25;
 constexpr double mostHeldSeconds = 1.0;
 // A block that still catches up is waited for, up to here.
@@ -49,7 +49,7 @@ void TrackClock::ingest(const AudioBuffer& buffer) {
     const double duration = secondsOf(buffer);
     if (m_isHolding) {
         hold(buffer, now, duration);
-        if (isSettled(now)) {
+        if (isSettled()) {
             release();
         }
         return;
@@ -76,25 +76,20 @@ double TrackClock::lateness(double now, double duration) const {
 }
 
 void TrackClock::hold(const AudioBuffer& buffer, double now, double duration) {
-    if (m_held.empty()) {
-        m_heldSince = now;
-    }
     m_held.push_back({buffer.format, {buffer.samples.begin(), buffer.samples.end()}});
     m_heldSeconds += duration;
     const double begin = now - m_heldSeconds;
-    m_lastFall = std::isinf(m_heldBegin) ? 0 : m_heldBegin - begin;
+    const bool catchesUp = !std::isinf(m_heldBegin) && m_heldBegin - begin > duration / 2;
+    m_steadySeconds = catchesUp ? 0 : m_steadySeconds + duration;
     m_heldBegin = std::min(m_heldBegin, begin);
 }
 
-bool TrackClock::isSettled(double now) const {
+bool TrackClock::isSettled() const {
     if (m_zero && m_heldBegin - *m_zero - m_position <= gapLateness / 2) {
         return true;
     }
-    const double lastSeconds = secondsOf({m_held.back().format, m_held.back().samples});
-    if (m_lastFall > lastSeconds / 2 && m_zero) {
-        return m_heldSeconds >= mostCatchUpSeconds;
-    }
-    return now - m_heldSince >= longestHold || m_heldSeconds >= mostHeldSeconds;
+    const double most = m_zero ? mostCatchUpSeconds : mostHeldSeconds;
+    return m_steadySeconds >= longestHold || m_heldSeconds >= most;
 }
 
 void TrackClock::release() {
@@ -113,6 +108,7 @@ void TrackClock::release() {
     }
     m_isHolding = false;
     m_heldSeconds = 0;
+    m_steadySeconds = 0;
     m_heldBegin = std::numeric_limits<double>::infinity();
     m_windowSeconds = 0;
     m_windowLateness = std::numeric_limits<double>::infinity();

@@ -50,7 +50,7 @@ class TrackClock {
 
     double lateness(double now, double duration) const;
     void hold(const AudioBuffer& buffer, double now, double duration);
-    bool isSettled(double now) const;
+    bool isSettled() const;
     void release();
     void pad(AudioFormat format, double seconds);
     void trimHeld(double seconds);
@@ -71,11 +71,10 @@ class TrackClock {
     bool m_isHolding = true;
     std::vector<Held> m_held;
     double m_heldSeconds = 0;
-    double m_heldSince = 0;
     /// When the held audio began: the earliest that any of its buffers allows.
     double m_heldBegin = std::numeric_limits<double>::infinity();
-    /// How far `m_heldBegin` fell with the latest buffer.
-    double m_lastFall = 0;
+    /// Seconds of audio since `m_heldBegin` last fell, that is since the audio last caught up.
+    double m_steadySeconds = 0;
 
     double m_windowSeconds = 0;
     double m_windowLateness = std::numeric_limits<double>::infinity();
