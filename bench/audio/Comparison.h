@@ -22,8 +22,9 @@ struct Comparison {
 };
 Comparison compare(const std::vector<std::string>& ours, const std::vector<std::string>& peer, int rounds);
 
-/// Prints the two rows of a comparison: the ratio of the processor time and our peak memory. The status that
-/// the program should end with: 1 when one of the two sides failed.
+/// Prints the rows of a comparison: the ratio of the processor time, and our peak memory. Runs this program
+/// with the argument "idle" to know what its libraries take. The status that the program should end with: 1
+/// when one of the two sides failed.
 int report(const std::string& name, const Comparison& comparison, double ratioLimit, double megabytesLimit);
 
 /// A minute of interleaved samples that are like speech: voiced sounds with pauses over noise. The same at
