@@ -82,7 +82,7 @@ class Writer {
     void newLine(int depth) {
         if (m_pretty) {
             m_out += '\n';
-            m_out.append(2 * depth, ' ');
+            m_out.append(qsizetype(2) * depth, ' ');
         }
     }
     // Qt keeps an object's keys sorted.
@@ -104,7 +104,7 @@ class Writer {
     void writeArray(const QJsonArray& array, int depth) {
         m_out += '[';
         bool first = true;
-        for (const QJsonValue& value : array) {
+        for (const auto& value : array) {
             m_out += std::exchange(first, false) ? "" : ",";
             newLine(depth + 1);
             write(value, depth + 1);
@@ -133,6 +133,54 @@ QByteArray encode(const QJsonValue& value) {
 
 QByteArray encodeCompact(const QJsonValue& value) {
     return encoded(value, false);
+}
+
+ObjectWriter::ObjectWriter(QByteArray& out, int depth) : m_out(out), m_depth(depth) {
+    m_out += '{';
+}
+
+ObjectWriter::~ObjectWriter() {
+    if (!m_isEmpty) {
+        newLine(m_depth);
+    }
+    m_out += '}';
+}
+
+void ObjectWriter::add(const char* key, const QString& text) {
+    begin(key);
+    writeString(m_out, text);
+}
+
+void ObjectWriter::add(const char* key, int number) {
+    begin(key);
+    m_out += QByteArray::number(number);
+}
+
+void ObjectWriter::add(const char* key, const QStringList& texts) {
+    begin(key);
+    m_out += '[';
+    for (qsizetype i = 0; i < texts.size(); ++i) {
+        m_out += i > 0 ? "," : "";
+        newLine(m_depth + 2);
+        writeString(m_out, texts.at(i));
+    }
+    if (!texts.isEmpty()) {
+        newLine(m_depth + 1);
+    }
+    m_out += ']';
+}
+
+void ObjectWriter::begin(const char* key) {
+    m_out += std::exchange(m_isEmpty, false) ? "" : ",";
+    newLine(m_depth + 1);
+    m_out += '"';
+    m_out += key;
+    m_out += "\": ";
+}
+
+void ObjectWriter::newLine(int depth) {
+    m_out += '\n';
+    m_out.append(qsizetype(2) * depth, ' ');
 }
 
 QJsonObject object(const QByteArray& bytes) {

@@ -5,7 +5,6 @@
 #include "library/CaptureRename.h"
 #include "library/ContextLibrary.h"
 
-#include <QJsonArray>
 #include <QJsonObject>
 
 namespace lumbro::cli {
@@ -56,11 +55,7 @@ Task<int> captures(CommandContext context) {
         summaries.resize(*limit);
     }
     if (context.arguments.wantsJson()) {
-        QJsonArray array;
-        for (const CaptureSummary& summary : summaries) {
-            array += captureJson(summary);
-        }
-        output.printJson(array);
+        output.printJson(captureListJson(summaries));
     } else if (summaries.isEmpty()) {
         output.say(u"No captures yet: `lumbro record` makes one, `lumbro demo` shows how it goes."_s);
     } else {

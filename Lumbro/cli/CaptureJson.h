@@ -3,7 +3,9 @@
 #include "library/CaptureScan.h"
 #include "library/formats/TranscriptSegment.h"
 
+#include <QByteArray>
 #include <QJsonObject>
+#include <QList>
 #include <QMap>
 #include <QString>
 
@@ -25,6 +27,8 @@ CaptureDetails captureDetails(const CaptureRecord& record);
 
 /// One entry of `captures`.
 QJsonObject captureJson(const CaptureSummary& summary);
+/// All entries of `captures`, as the one document that the array of them would be.
+QByteArray captureListJson(const QList<CaptureSummary>& summaries);
 /// The object of `show`.
 QJsonObject captureJson(const CaptureDetails& details);
 

@@ -76,8 +76,12 @@ void Output::print(const QString& text) {
 }
 
 void Output::printJson(const QJsonValue& value) {
+    printJson(json::encode(value));
+}
+
+void Output::printJson(const QByteArray& document) {
     clearShown();
-    if (!m_closed && !writeAll(STDOUT_FILENO, json::encode(value) + '\n')) {
+    if (!m_closed && !writeAll(STDOUT_FILENO, document + '\n')) {
         m_closed = true;
     }
 }

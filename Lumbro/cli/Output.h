@@ -2,6 +2,9 @@
 
 #include "LumbroCore/Failure.h"
 
+#include <QByteArray>
+#include <QJsonArray>
+#include <QJsonObject>
 #include <QJsonValue>
 #include <QString>
 
@@ -21,6 +24,8 @@ class Output {
     void printLine(const QString& text = {}) { print(text + u'\n'); }
     /// A result for programs: one document.
     void printJson(const QJsonValue& value);
+    /// The same, already encoded.
+    void printJson(const QByteArray& document);
 
     /// One line of progress that stays.
     void say(const QString& text);
