@@ -62,7 +62,7 @@ std::optional<TranscriptSegments> decodeWhole(const QByteArray& bytes) {
     }
     TranscriptSegments segments;
     const QJsonArray values = document.array();
-    for (const QJsonValue& value : values) {
+    for (const auto& value : values) {
         auto segment = TranscriptSegment::fromJson(value.toObject());
         if (!segment) {
             return std::nullopt;
