@@ -29,6 +29,8 @@ Task<Result<AgentEnd>> runAgentProcess(ChildCommand command, Clock& clock,
     if (cancel && cancel->isCancelled) {
         co_return std::unexpected(agents::cancelled());
     }
+    // Ctrl-C in the terminal of a command is for us, not for the agent that we wait for.
+    command.ownSession = true;
     const auto child = std::make_shared<ChildProcess>(std::move(command));
     Timer watchdog;
     bool isTimeUp = false;
