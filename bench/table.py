@@ -26,13 +26,18 @@ def verdict(row):
     return "holds" if holds else "BROKEN"
 
 
+def shown(number):
+    """Three digits are as much as a measurement is worth."""
+    return f"{number:,}" if isinstance(number, int) or abs(number) >= 100 else f"{number:.3g}"
+
+
 def table(rows):
     lines = ["| What | Measured | Limit | Verdict | Note |", "|---|---|---|---|---|"]
     for row in rows:
         unit = row.get("unit", "")
         sign = "≥" if row.get("better") == "higher" else "≤"
-        limit = f"{sign} {row['limit']:,} {unit}" if "limit" in row else ""
-        lines.append(f"| {row['name']} | {row['value']:,} {unit} | {limit} | {verdict(row)} | {row.get('note', '')} |")
+        limit = f"{sign} {shown(row['limit'])} {unit}" if "limit" in row else ""
+        lines.append(f"| {row['name']} | {shown(row['value'])} {unit} | {limit} | {verdict(row)} | {row.get('note', '')} |")
     return "\n".join(lines) + "\n"
 
 
