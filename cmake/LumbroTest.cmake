@@ -1,10 +1,11 @@
-# lumbro_test(NAME SOURCES file… DEPENDS module… [THREADED] [TIMEOUT seconds])
+# lumbro_test(NAME SOURCES file… DEPENDS module… [PROGRAMS target…] [THREADED] [TIMEOUT seconds])
 #
 # One test program; every case is a ctest entry of its own and runs in a process of its own. THREADED cases
-# also run under ThreadSanitizer; with that sanitizer nothing else is built.
+# also run under ThreadSanitizer; with that sanitizer no other test is built.
+# PROGRAMS are built before it because it runs them.
 
 function(lumbro_test name)
-  cmake_parse_arguments(PARSE_ARGV 1 arg "THREADED" "TIMEOUT" "SOURCES;DEPENDS;LIBRARIES")
+  cmake_parse_arguments(PARSE_ARGV 1 arg "THREADED" "TIMEOUT" "SOURCES;DEPENDS;LIBRARIES;PROGRAMS")
   if(LUMBRO_SANITIZER STREQUAL "thread" AND NOT arg_THREADED)
     return()
   endif()
@@ -16,6 +17,9 @@ function(lumbro_test name)
   target_precompile_headers(${name} REUSE_FROM lumbro_pch)
   target_compile_definitions(${name} PRIVATE
     LUMBRO_SOURCE_DIR="${PROJECT_SOURCE_DIR}" LUMBRO_BINARY_DIR="${PROJECT_BINARY_DIR}")
+  if(arg_PROGRAMS)
+    add_dependencies(${name} ${arg_PROGRAMS})
+  endif()
   gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST TEST_PREFIX "${name}."
     PROPERTIES TIMEOUT ${arg_TIMEOUT} ENVIRONMENT "${LUMBRO_TEST_ENVIRONMENT}")
 endfunction()
