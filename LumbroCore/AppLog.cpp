@@ -6,24 +6,19 @@
 #include <QDateTime>
 #include <QDir>
 #include <QFile>
-#include <QThreadPool>
+
+#include <condition_variable>
+#include <cstdlib>
+#include <mutex>
+#include <thread>
+#include <utility>
+#include <vector>
 
 #include <syslog.h>
 
 namespace lumbro {
 
 namespace {
-
-/// One thread, so that lines keep their order.
-QThreadPool& writerQueue() {
-    static QThreadPool pool;
-    static const bool serial = [] {
-        pool.setMaxThreadCount(1);
-        return true;
-    }();
-    Q_UNUSED(serial)
-    return pool;
-}
 
 void writeToSystemLog(const QString& level, const QString& tag, const QString& message) {
     static const bool opened = [] {
@@ -42,15 +37,68 @@ void append(const QByteArray& line) {
     }
 }
 
+struct Entry {
+    QString level;
+    QString tag;
+    QString message;
+    QString line;
+};
+
+/// One thread, so that lines keep their order.
+class Writer {
+  public:
+    /// Never destroyed: other threads may log until the very end of the process.
+    static Writer& shared() {
+        static auto* const writer = new Writer;
+        return *writer;
+    }
+
+    void add(Entry entry) {
+        {
+            const std::scoped_lock lock(m_lock);
+            m_waiting.push_back(std::move(entry));
+        }
+        m_changed.notify_all();
+    }
+    void flush() {
+        std::unique_lock lock(m_lock);
+        m_changed.wait(lock, [this] { return m_waiting.empty() && !m_writing; });
+    }
+
+  private:
+    Writer() {
+        std::thread([this] { run(); }).detach();
+        std::atexit([] { shared().flush(); });
+    }
+    void run() {
+        std::unique_lock lock(m_lock);
+        while (true) {
+            m_changed.wait(lock, [this] { return !m_waiting.empty(); });
+            const auto entries = std::exchange(m_waiting, {});
+            m_writing = true;
+            lock.unlock();
+            for (const Entry& entry : entries) {
+                writeToSystemLog(entry.level, entry.tag, entry.message);
+                append(entry.line.toUtf8());
+            }
+            lock.lock();
+            m_writing = false;
+            m_changed.notify_all();
+        }
+    }
+
+    std::mutex m_lock;
+    std::condition_variable m_changed;
+    std::vector<Entry> m_waiting;
+    bool m_writing = false;
+};
+
 }  // namespace
 
 void AppLog::write(const QString& level, const QString& tag, const QString& message) {
     const QString line = dates::logStamp(QDateTime::currentDateTime()) + u' ' + level + u" ["_s + tag +
                          u"] "_s + message + u'\n';
-    writerQueue().start([level, tag, message, line] {
-        writeToSystemLog(level, tag, message);
-        append(line.toUtf8());
-    });
+    Writer::shared().add({level, tag, message, line});
 }
 
 QString AppLog::url() {
@@ -60,7 +108,7 @@ QString AppLog::url() {
 }
 
 void AppLog::flush() {
-    writerQueue().waitForDone();
+    Writer::shared().flush();
 }
 
 }  // namespace lumbro

@@ -6,7 +6,8 @@
 
 namespace lumbro {
 
-/// An asynchronous flow on the main thread. Starts at once; its arguments are taken by value.
+/// An asynchronous flow on the main thread. Starts at once; its arguments are taken by value. Beware that
+/// `co_return m_member;` moves the member away: write `co_return T(m_member);`.
 template <typename T = void>
 using Task = QCoro::Task<T>;
 

@@ -1,7 +1,7 @@
 #include "LumbroSpeech/ModelDownload.h"
 
+#include "LumbroCore/InBackground.h"
 #include "LumbroCore/Literals.h"
-#include "LumbroSpeech/Background.h"
 
 #include <QCoroNetworkReply>
 #include <QCryptographicHash>
@@ -87,7 +87,7 @@ Task<Result<>> ModelDownload::run() {
         co_return verified;
     }
     if (!m_failure) {
-        co_return m_failure;
+        co_return Result<>(m_failure);
     }
     QFile::remove(m_request.target);
     if (!QFile::rename(partPath(), m_request.target)) {
@@ -231,12 +231,10 @@ Task<Result<>> ModelDownload::verify() {
     if (wanted.isEmpty()) {
         co_return Result<>();
     }
-    std::function<Result<QString>()> work = [path = partPath(), isSha1] {
-        return Result<QString>(
-            digestOf(path, isSha1 ? QCryptographicHash::Sha1 : QCryptographicHash::Sha256));
-    };
-    const auto digest = co_await inBackground(std::move(work));
-    if (!digest || *digest != wanted) {
+    const auto algorithm = isSha1 ? QCryptographicHash::Sha1 : QCryptographicHash::Sha256;
+    const QString digest =
+        co_await inBackground([path = partPath(), algorithm] { return digestOf(path, algorithm); });
+    if (digest != wanted) {
         co_return fail(u"%1 is not the file it should be; it was removed."_s.arg(name()));
     }
     co_return Result<>();

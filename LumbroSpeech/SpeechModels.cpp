@@ -2,9 +2,9 @@
 
 #include "LumbroCore/AppLog.h"
 #include "LumbroCore/AtomicFile.h"
+#include "LumbroCore/InBackground.h"
 #include "LumbroCore/Literals.h"
 #include "LumbroCore/Trash.h"
-#include "LumbroSpeech/Background.h"
 #include "LumbroSpeech/ModelDownload.h"
 #include "LumbroSpeech/PocketsphinxRecognizer.h"
 #include "LumbroSpeech/WhisperFile.h"
@@ -256,8 +256,8 @@ Task<Result<QString>> SpeechModels::importFile(QString path) {
         co_return fail(u"The models folder %1 cannot be made."_s.arg(m_folder));
     }
     const QPointer<SpeechModels> self(this);
-    std::function<Result<QString>()> work = [path, folder = m_folder] { return importModel(path, folder); };
-    const auto target = co_await inBackground(std::move(work));
+    const auto target =
+        co_await inBackground([path, folder = m_folder] { return importModel(path, folder); });
     if (!target) {
         co_return target;
     }

@@ -124,8 +124,7 @@ void CaptureSession::makeTracks(bool withSpeech) {
         }
         // The pipeline tells this on an audio thread; the track is closed before the session goes.
         const auto onWriteFailed = [this](const QString& sentence) {
-            QMetaObject::invokeMethod(
-                this, [this, sentence] { noteLostAudio(sentence); }, Qt::QueuedConnection);
+            m_mailbox.post([this, sentence] { noteLostAudio(sentence); });
         };
         const auto track = std::make_shared<CaptureTrack>(m_record.path(trackFile(speaker)),
                                                           m_transcribers.value(speaker), pace, onWriteFailed);
@@ -389,8 +388,9 @@ void CaptureSession::noteLostAudio(const QString& sentence) {
         return;
     }
     const bool isFull = QStorageInfo(m_record.folder).bytesAvailable() < leastFreeBytes;
-    m_lostAudio = isFull ? u"The disk is full: free some space, or this recording goes on without its audio."_s
-                         : sentence;
+    m_lostAudio = isFull
+                      ? u"The disk is full: free some space, or this recording goes on without its audio."_s
+                      : sentence;
     setNotice(*m_lostAudio);
 }
 

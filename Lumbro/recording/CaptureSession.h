@@ -2,6 +2,7 @@
 
 #include "LumbroCore/Clock.h"
 #include "LumbroCore/Failure.h"
+#include "LumbroCore/Mailbox.h"
 #include "LumbroCore/Task.h"
 #include "library/formats/CaptureMeta.h"
 #include "library/formats/TranscriptSegment.h"
@@ -144,6 +145,8 @@ class CaptureSession final : public RecordingSession {
     bool m_systemAudioActive = false;
     bool m_transcribing = false;
     QString m_notice;
+    /// Brings what the tracks say on their threads.
+    Mailbox m_mailbox;
     bool m_isCall = false;
     bool m_dirty = false;
     bool m_halted = false;

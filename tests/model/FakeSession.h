@@ -56,7 +56,7 @@ class FakeSession final : public RecordingSession {
             segments.append({QUuid::createUuid(), Speaker::me, 0, words.join(u' ')});
         }
         [[maybe_unused]] const Result<> written = m_library.writeTranscript(segments, m_record);
-        co_return m_record;
+        co_return CaptureRecord(m_record);
     }
     Task<> packed() override { co_return; }
     /// Lets a held `stop` go on.

@@ -63,14 +63,11 @@ void PulseAudioServer::startConnecting() {
     m_reconnect.stop();
     const int generation = ++m_generation;
     const auto ifCurrent = [this, generation](auto action) {
-        QMetaObject::invokeMethod(
-            this,
-            [this, generation, action] {
-                if (generation == m_generation) {
-                    action();
-                }
-            },
-            Qt::QueuedConnection);
+        m_mailbox.post([this, generation, action] {
+            if (generation == m_generation) {
+                action();
+            }
+        });
     };
     m_connection = std::make_shared<PulseConnection>(PulseConnection::Events{
         .onSnapshot =

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "LumbroCore/Clock.h"
+#include "LumbroCore/Mailbox.h"
 #include "platform/AudioServer.h"
 
 #include <QSet>
@@ -42,6 +43,8 @@ class PulseAudioServer final : public AudioServer {
     QSet<QString> m_monitors;
     std::unique_ptr<Waiting> m_waiting;
     Timer m_timeout;
+    /// Brings what the connection says on its thread.
+    Mailbox m_mailbox;
     Timer m_reconnect;
 };
 

@@ -28,7 +28,7 @@ Failure failureOf(int error) {
 PulseStream::PulseStream(std::shared_ptr<PulseConnection> connection, AudioStreamEvents events)
     : m_connection(std::move(connection)),
       m_events(std::move(events)),
-      m_mainThread(std::make_unique<QObject>()) {
+      m_mainThread(std::make_unique<Mailbox>()) {
     m_opened.start();
     m_worker = std::thread([this] { work(); });
 }
@@ -45,7 +45,7 @@ PulseStream::~PulseStream() {
     m_closing = true;
     m_filled.release();
     m_worker.join();
-    resolve(fail(FailureKind::cancelled, u"closed"_s));
+    finishOpening(fail(FailureKind::cancelled, u"closed"_s));
 }
 
 QFuture<Result<>> PulseStream::connect(const QString& device, bool fixed) {
@@ -95,6 +95,10 @@ void PulseStream::deliver() {
 }
 
 void PulseStream::resolve(const Result<>& result) {
+    m_mainThread->post([this, result] { finishOpening(result); });
+}
+
+void PulseStream::finishOpening(const Result<>& result) {
     if (!std::exchange(m_resolved, true)) {
         m_opened.addResult(result);
         m_opened.finish();
@@ -103,7 +107,7 @@ void PulseStream::resolve(const Result<>& result) {
 
 void PulseStream::report(std::function<void()> event) {
     if (event) {
-        QMetaObject::invokeMethod(m_mainThread.get(), std::move(event), Qt::QueuedConnection);
+        m_mainThread->post(std::move(event));
     }
 }
 

@@ -1,11 +1,12 @@
 #pragma once
 
+#include "LumbroCore/Mailbox.h"
 #include "platform/AudioServer.h"
 #include "platform/linux/PulseConnection.h"
 #include "platform/linux/SampleRing.h"
 
-#include <QObject>
 #include <QFuture>
+#include <QObject>
 #include <QPromise>
 
 #include <atomic>
@@ -42,6 +43,7 @@ class PulseStream final : public AudioStream {
     void read();
     void report(std::function<void()> event);
     void resolve(const Result<>& result);
+    void finishOpening(const Result<>& result);
     void work();
 
     std::shared_ptr<PulseConnection> m_connection;
@@ -52,7 +54,7 @@ class PulseStream final : public AudioStream {
     AudioFormat m_format;
     QString m_device;
     /// Takes events to the main thread; they are dropped with it.
-    std::unique_ptr<QObject> m_mainThread;
+    std::unique_ptr<Mailbox> m_mainThread;
 
     std::unique_ptr<SampleRing> m_ring;
     std::atomic<bool> m_delivering = false;

@@ -1,17 +1,14 @@
 #include "recording/audio/AudioArchive.h"
 
 #include "LumbroCore/AppLog.h"
+#include "LumbroCore/InBackground.h"
 #include "recording/audio/CafReader.h"
 #include "recording/audio/M4aWriter.h"
 #include "recording/audio/TrackPipeline.h"
 
-#include <QCoroFuture>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QPromise>
-#include <QThread>
-#include <QThreadPool>
 
 #include <cerrno>
 #include <cstdio>
@@ -116,14 +113,10 @@ void packAll(const QString& folder) {
 }
 
 Task<> packAllInBackground(QString folder) {
-    QPromise<void> done;
-    const QFuture<void> packed = done.future();
-    done.start();
-    QThreadPool::globalInstance()->start([folder, done = std::make_shared<QPromise<void>>(std::move(done))] {
+    co_await inBackground([folder] {
         packAll(folder);
-        done->finish();
+        return true;
     });
-    co_await packed;
 }
 
 QString playableURL(const QString& folder, const QString& track) {

@@ -1,5 +1,6 @@
 #include "recording/audio/FileAudioSource.h"
 
+#include "LumbroCore/Mailbox.h"
 #include "recording/audio/MediaReader.h"
 
 #include <QCoroFuture>
@@ -29,7 +30,7 @@ class FileAudioSource::Worker {
           m_playback(std::move(playback)),
           m_onBuffer(std::move(onBuffer)),
           m_onDone(std::move(onDone)) {
-        m_opened.start();
+        m_head->known.start();
         m_thread = std::thread([this] { run(); });
     }
     ~Worker() {
@@ -41,7 +42,8 @@ class FileAudioSource::Worker {
         m_thread.join();
     }
 
-    QFuture<Result<AudioFileInfo>> opened() { return m_opened.future(); }
+    /// What the head of the file says. May be awaited beyond the worker's end.
+    Task<Result<AudioFileInfo>> opened() { return opened(m_head); }
     double position() const { return m_position; }
 
     /// In real time: everything up to this moment of the file may be delivered.
@@ -54,6 +56,13 @@ class FileAudioSource::Worker {
     }
 
   private:
+    struct Head {
+        QPromise<void> known;
+        Result<AudioFileInfo> info;
+        std::atomic<bool> isSet = false;
+    };
+
+    static Task<Result<AudioFileInfo>> opened(std::shared_ptr<Head> head);
     void run();
     Result<AudioFileInfo> open();
     bool mayDeliver();
@@ -63,7 +72,7 @@ class FileAudioSource::Worker {
     FilePlayback m_playback;
     Consumer m_onBuffer;
     std::function<void()> m_onDone;
-    QPromise<Result<AudioFileInfo>> m_opened;
+    std::shared_ptr<Head> m_head = std::make_shared<Head>();
     MediaReader m_reader;
     AudioFormat m_format;
     std::vector<float> m_channel;
@@ -120,11 +129,18 @@ bool FileAudioSource::Worker::mayDeliver() {
     return !m_stopped;
 }
 
+Task<Result<AudioFileInfo>> FileAudioSource::Worker::opened(std::shared_ptr<Head> head) {
+    co_await head->known.future();
+    [[maybe_unused]] const bool isSet = head->isSet.load(std::memory_order_acquire);
+    Q_ASSERT(isSet);
+    co_return Result<AudioFileInfo>(head->info);
+}
+
 void FileAudioSource::Worker::run() {
-    const auto info = open();
-    m_opened.addResult(info);
-    m_opened.finish();
-    if (!info) {
+    m_head->info = open();
+    m_head->isSet.store(true, std::memory_order_release);
+    m_head->known.finish();
+    if (!m_head->info) {
         return;
     }
     qint64 frames = 0;
@@ -150,7 +166,7 @@ struct FileAudioSource::Private {
     AudioFileInfo info;
     std::unique_ptr<Worker> worker;
     /// Takes the worker's last word on the main thread; gone, and the word with it, after `stop`.
-    std::unique_ptr<QObject> mainThread = std::make_unique<QObject>();
+    std::unique_ptr<Mailbox> mainThread = std::make_unique<Mailbox>();
     Timer grants;
     bool stopped = false;
 
@@ -159,7 +175,7 @@ struct FileAudioSource::Private {
 };
 
 void FileAudioSource::Private::startWorker(Consumer onBuffer) {
-    QObject* receiver = mainThread.get();
+    Mailbox* receiver = mainThread.get();
     const auto ended = [this] {
         grants.stop();
         // The callback may well end this source.
@@ -167,9 +183,8 @@ void FileAudioSource::Private::startWorker(Consumer onBuffer) {
             onEnd();
         }
     };
-    worker = std::make_unique<Worker>(file, playback, std::move(onBuffer), [receiver, ended] {
-        QMetaObject::invokeMethod(receiver, ended, Qt::QueuedConnection);
-    });
+    worker = std::make_unique<Worker>(file, playback, std::move(onBuffer),
+                                      [receiver, ended] { receiver->post(ended); });
 }
 
 Task<Result<>> FileAudioSource::Private::start(std::shared_ptr<Private> self, Consumer onBuffer) {
