@@ -53,4 +53,8 @@ Task<Result<>> FallbackRecognizer::warm(int streams) {
     co_return co_await second->warm(streams);
 }
 
+void FallbackRecognizer::readAhead() {
+    m_choice->current->readAhead();
+}
+
 }  // namespace lumbro::speech

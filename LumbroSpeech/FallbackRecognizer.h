@@ -18,6 +18,7 @@ class FallbackRecognizer final : public Recognizer {
 
     Task<Result<OpenedStream>> open(RecognitionEvents events) override;
     Task<Result<>> warm(int streams = 2) override;
+    void readAhead() override;
 
   private:
     struct Choice;

@@ -2,21 +2,38 @@
 
 #include "LumbroCore/Literals.h"
 #include "LumbroSpeech/PocketsphinxDecoder.h"
+#include "LumbroSpeech/ReadAhead.h"
 
 #include <QDir>
 #include <QFileInfo>
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <utility>
 #include <vector>
 
 namespace lumbro::speech {
 
-/// Loaded decoders that no stream uses, on the worker's thread only.
+namespace {
+
+constexpr std::array modelFiles = {
+    "cmudict-en-us.dict", "en-us.lm.bin",  "en-us/feat.params",         "en-us/mdef",      "en-us/means",
+    "en-us/noisedict",    "en-us/sendump", "en-us/transition_matrices", "en-us/variances",
+};
+
+QString modelFile(const QString& modelPath, const char* name) {
+    return QDir(modelPath).filePath(QString::fromLatin1(name));
+}
+
+}  // namespace
+
+/// Loaded decoders that no stream uses, on the worker's thread but where said.
 struct PocketsphinxRecognizer::Decoders {
     QString modelPath;
     std::vector<std::unique_ptr<UtteranceDecoder>> idle;
+    /// Any thread.
+    std::atomic<bool> isLoaded = false;
 
     Result<> take(std::unique_ptr<UtteranceDecoder>& out) {
         const auto filled = fill(1);
@@ -34,8 +51,14 @@ struct PocketsphinxRecognizer::Decoders {
                 return std::unexpected(decoder.error());
             }
             idle.push_back(std::move(*decoder));
+            isLoaded = true;
         }
         return {};
+    }
+
+    void letGo() {
+        idle.clear();
+        isLoaded = false;
     }
 
     Result<std::unique_ptr<UtteranceDecoder>> load() const {
@@ -47,8 +70,9 @@ struct PocketsphinxRecognizer::Decoders {
     }
 };
 
-PocketsphinxRecognizer::PocketsphinxRecognizer(QString modelPath)
-    : m_decoders(std::make_shared<Decoders>()), m_worker(std::make_shared<RecognitionWorker>()) {
+PocketsphinxRecognizer::PocketsphinxRecognizer(QString modelPath, std::chrono::milliseconds kept)
+    : m_decoders(std::make_shared<Decoders>()),
+      m_worker(std::make_shared<RecognitionWorker>([decoders = m_decoders] { decoders->letGo(); }, kept)) {
     m_decoders->modelPath = std::move(modelPath);
 }
 
@@ -60,12 +84,8 @@ QString PocketsphinxRecognizer::defaultModelPath() {
 
 bool PocketsphinxRecognizer::isInstalled(const QString& modelPath) {
     // The library ends the process on some missing files, so it is never let near an incomplete model.
-    static constexpr std::array files = {
-        "cmudict-en-us.dict", "en-us.lm.bin",  "en-us/feat.params",         "en-us/mdef",      "en-us/means",
-        "en-us/noisedict",    "en-us/sendump", "en-us/transition_matrices", "en-us/variances",
-    };
-    return std::ranges::all_of(files, [&](const char* name) {
-        const QFileInfo file(QDir(modelPath).filePath(QString::fromLatin1(name)));
+    return std::ranges::all_of(modelFiles, [&](const char* name) {
+        const QFileInfo file(modelFile(modelPath, name));
         return file.isFile() && file.isReadable() && file.size() > 0;
     });
 }
@@ -97,6 +117,18 @@ Task<Result<>> PocketsphinxRecognizer::warm(int streams) {
     const auto decoders = m_decoders;
     std::function<Result<>()> fill = [decoders, streams] { return decoders->fill(streams); };
     co_return co_await worker->call(std::move(fill));
+}
+
+void PocketsphinxRecognizer::readAhead() {
+    m_worker->post([modelPath = m_decoders->modelPath] {
+        for (const char* name : modelFiles) {
+            readFileAhead(modelFile(modelPath, name));
+        }
+    });
+}
+
+bool PocketsphinxRecognizer::isLoaded() const {
+    return m_decoders->isLoaded;
 }
 
 }  // namespace lumbro::speech

@@ -17,7 +17,9 @@ class PocketsphinxRecognizer final : public Recognizer {
     /// Where Debian's package pocketsphinx-en-us puts the model.
     static QString defaultModelPath();
 
-    explicit PocketsphinxRecognizer(QString modelPath = defaultModelPath());
+    /// The model is let go of when no stream has been open for `kept`.
+    explicit PocketsphinxRecognizer(QString modelPath = defaultModelPath(),
+                                    std::chrono::milliseconds kept = modelKept);
     ~PocketsphinxRecognizer() override;
 
     /// Whether the model's files are there.
@@ -29,6 +31,9 @@ class PocketsphinxRecognizer final : public Recognizer {
     Task<Result<OpenedStream>> open(RecognitionEvents events) override;
     /// Loads decoders for `streams` streams ahead of their use.
     Task<Result<>> warm(int streams = 2) override;
+    void readAhead() override;
+    /// Whether the model is in memory. Any thread.
+    bool isLoaded() const;
 
   private:
     struct Decoders;

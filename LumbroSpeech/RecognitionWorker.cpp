@@ -8,6 +8,8 @@
 #include <coroutine>
 #include <utility>
 
+#include <malloc.h>
+
 namespace lumbro::speech {
 
 namespace {
@@ -69,7 +71,8 @@ void tellEnd(Listener& listener, const Result<>& outcome) {
 
 }  // namespace
 
-RecognitionWorker::RecognitionWorker() : m_thread([this] { run(); }) {}
+RecognitionWorker::RecognitionWorker(std::function<void()> letGo, std::chrono::milliseconds idleTime)
+    : m_letGo(std::move(letGo)), m_idleTime(idleTime), m_thread([this] { run(); }) {}
 
 RecognitionWorker::~RecognitionWorker() {
     {
@@ -117,7 +120,7 @@ Task<Result<>> RecognitionWorker::call(std::function<Result<>()> work) {
 }
 
 void RecognitionWorker::toMainThread(std::function<void()> action) {
-    QMetaObject::invokeMethod(&m_home, std::move(action), Qt::QueuedConnection);
+    m_home.post(std::move(action));
 }
 
 std::shared_ptr<RecognitionStream> RecognitionWorker::openStream(std::unique_ptr<UtteranceCutter> cutter,
@@ -146,14 +149,37 @@ std::shared_ptr<RecognitionStream> RecognitionWorker::openStream(std::unique_ptr
 void RecognitionWorker::run() {
     bool isBusy = false;
     while (!m_isEnding) {
-        {
-            std::unique_lock lock(m_mutex);
-            m_condition.wait(lock, [&] { return isBusy || m_isWoken || m_isEnding; });
-            m_isWoken = false;
-        }
+        waitForWork(isBusy);
         isBusy = runActions();
-        isBusy = turn(currentStreams()) || isBusy;
+        const auto streams = currentStreams();
+        isBusy = turn(streams) || isBusy;
+        if (isBusy || !streams.empty()) {
+            m_letGoAt = std::chrono::steady_clock::now() + m_idleTime;
+        } else {
+            letGoWhenIdle();
+        }
     }
+}
+
+void RecognitionWorker::waitForWork(bool isBusy) {
+    std::unique_lock lock(m_mutex);
+    const auto isWanted = [&] { return isBusy || m_isWoken || m_isEnding; };
+    if (m_letGoAt && m_letGo) {
+        m_condition.wait_until(lock, *m_letGoAt, isWanted);
+    } else {
+        m_condition.wait(lock, isWanted);
+    }
+    m_isWoken = false;
+}
+
+void RecognitionWorker::letGoWhenIdle() {
+    if (!m_letGo || !m_letGoAt || std::chrono::steady_clock::now() < *m_letGoAt) {
+        return;
+    }
+    m_letGoAt.reset();
+    m_letGo();
+    // A model is many small blocks, which the heap would otherwise keep.
+    ::malloc_trim(0);
 }
 
 bool RecognitionWorker::runActions() {
@@ -180,6 +206,9 @@ std::vector<std::shared_ptr<WorkerStream>> RecognitionWorker::currentStreams() {
         for (const Entry& entry : m_streams) {
             streams.push_back(entry.stream);
         }
+    }
+    if (!over.empty()) {
+        m_letGoAt = std::chrono::steady_clock::now() + m_idleTime;
     }
     for (const Entry& entry : over) {
         auto decoder = entry.stream->takeDecoder();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "LumbroCore/Mailbox.h"
 #include "LumbroSpeech/Recognizer.h"
 #include "LumbroSpeech/UtteranceCutter.h"
 #include "LumbroSpeech/UtteranceDecoder.h"
@@ -7,11 +8,13 @@
 #include <QObject>
 
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <deque>
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <thread>
 #include <vector>
 
@@ -25,7 +28,10 @@ class RecognitionWorker : public std::enable_shared_from_this<RecognitionWorker>
   public:
     using Recycle = std::function<void(std::unique_ptr<UtteranceDecoder>)>;
 
-    RecognitionWorker();
+    /// Once no stream has been open and nothing posted for `idleTime`, `letGo` is called on the worker's
+    /// thread and the memory it frees goes back to the system.
+    explicit RecognitionWorker(std::function<void()> letGo = {},
+                               std::chrono::milliseconds idleTime = modelKept);
     ~RecognitionWorker();
     RecognitionWorker(const RecognitionWorker&) = delete;
     RecognitionWorker& operator=(const RecognitionWorker&) = delete;
@@ -55,17 +61,23 @@ class RecognitionWorker : public std::enable_shared_from_this<RecognitionWorker>
 
     void wake();
     void run();
+    void waitForWork(bool isBusy);
+    void letGoWhenIdle();
     bool runActions();
     bool turn(const std::vector<std::shared_ptr<WorkerStream>>& streams);
     std::vector<std::shared_ptr<WorkerStream>> currentStreams();
 
-    QObject m_home;
+    Mailbox m_home;
     std::mutex m_mutex;
     std::condition_variable m_condition;
     std::deque<std::function<void()>> m_actions;
     std::vector<Entry> m_streams;
     bool m_isWoken = false;
     std::atomic<bool> m_isEnding = false;
+    std::function<void()> m_letGo;
+    std::chrono::milliseconds m_idleTime;
+    /// When to let go; on the worker's thread only.
+    std::optional<std::chrono::steady_clock::time_point> m_letGoAt;
     std::thread m_thread;
 };
 

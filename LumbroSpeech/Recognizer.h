@@ -6,6 +6,7 @@
 #include <QString>
 #include <QStringList>
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <span>
@@ -60,7 +61,10 @@ class OpenedStream {
     std::shared_ptr<RecognitionStream> stream;
 };
 
-/// A speech recogniser with a loaded model.
+/// How long a model stays loaded after its last stream has gone.
+inline constexpr std::chrono::milliseconds modelKept = std::chrono::seconds(60);
+
+/// A speech recogniser on one model, which is in memory only while there is use for it.
 class Recognizer {
   public:
     Recognizer() = default;
@@ -68,10 +72,12 @@ class Recognizer {
     Recognizer& operator=(const Recognizer&) = delete;
     virtual ~Recognizer() = default;
 
-    /// Opens a stream. Main thread; takes as long as it takes to load the model at the first call.
+    /// Opens a stream. Main thread; takes as long as it takes to load the model when it is not loaded.
     virtual Task<Result<OpenedStream>> open(RecognitionEvents events) = 0;
     /// Loads what `streams` streams need, so that `open` is quick. Main thread; returns when it is done.
     virtual Task<Result<>> warm(int streams = 2) { co_return Result<>(); }
+    /// Has the model's files read ahead, so that loading them later is quick. Main thread; returns at once.
+    virtual void readAhead() {}
 };
 
 }  // namespace lumbro::speech

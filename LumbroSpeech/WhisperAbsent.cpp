@@ -9,7 +9,7 @@ namespace lumbro::speech {
 
 struct WhisperRecognizer::Model {};
 
-WhisperRecognizer::WhisperRecognizer(WhisperOptions) {}
+WhisperRecognizer::WhisperRecognizer(WhisperOptions, std::chrono::milliseconds) {}
 
 WhisperRecognizer::~WhisperRecognizer() = default;
 
@@ -23,6 +23,12 @@ Task<Result<OpenedStream>> WhisperRecognizer::open(RecognitionEvents) {
 
 Task<Result<>> WhisperRecognizer::warm(int) {
     co_return fail(FailureKind::notInstalled, u"This build of Lumbro cannot use whisper models."_s);
+}
+
+void WhisperRecognizer::readAhead() {}
+
+bool WhisperRecognizer::isLoaded() const {
+    return false;
 }
 
 }  // namespace lumbro::speech

@@ -2,6 +2,7 @@
 
 #include "LumbroCore/AppLog.h"
 #include "LumbroCore/Literals.h"
+#include "LumbroSpeech/ReadAhead.h"
 #include "LumbroSpeech/SileroVoiceDetector.h"
 #include "LumbroSpeech/WhisperDecoder.h"
 #include "LumbroSpeech/WhisperFile.h"
@@ -9,6 +10,7 @@
 #include <QFile>
 #include <QFileInfo>
 
+#include <atomic>
 #include <exception>
 #include <utility>
 
@@ -20,8 +22,11 @@ namespace lumbro::speech {
 struct WhisperRecognizer::Model {
     WhisperOptions options;
     std::shared_ptr<WhisperContext> context;
+    /// Any thread.
+    std::atomic<bool> isLoaded = false;
 
     Result<> load();
+    void letGo();
     std::unique_ptr<VoiceDetector> makeDetector() const;
 
   private:
@@ -62,7 +67,13 @@ Result<> WhisperRecognizer::Model::loadChecked() {
                     u"%1 cannot be loaded."_s.arg(QFileInfo(options.modelPath).fileName()));
     }
     context = std::move(loaded);
+    isLoaded = true;
     return {};
+}
+
+void WhisperRecognizer::Model::letGo() {
+    context.reset();
+    isLoaded = false;
 }
 
 std::unique_ptr<VoiceDetector> WhisperRecognizer::Model::makeDetector() const {
@@ -71,8 +82,9 @@ std::unique_ptr<VoiceDetector> WhisperRecognizer::Model::makeDetector() const {
     return silero ? std::move(silero) : std::make_unique<WebRtcVoiceDetector>();
 }
 
-WhisperRecognizer::WhisperRecognizer(WhisperOptions options)
-    : m_model(std::make_shared<Model>()), m_worker(std::make_shared<RecognitionWorker>()) {
+WhisperRecognizer::WhisperRecognizer(WhisperOptions options, std::chrono::milliseconds kept)
+    : m_model(std::make_shared<Model>()),
+      m_worker(std::make_shared<RecognitionWorker>([model = m_model] { model->letGo(); }, kept)) {
     m_model->options = std::move(options);
 }
 
@@ -109,6 +121,14 @@ Task<Result<>> WhisperRecognizer::warm(int) {
     const auto model = m_model;
     std::function<Result<>()> load = [model] { return model->load(); };
     co_return co_await worker->call(std::move(load));
+}
+
+void WhisperRecognizer::readAhead() {
+    m_worker->post([path = m_model->options.modelPath] { readFileAhead(path); });
+}
+
+bool WhisperRecognizer::isLoaded() const {
+    return m_model->isLoaded;
 }
 
 }  // namespace lumbro::speech

@@ -25,7 +25,8 @@ struct WhisperOptions {
 /// all streams.
 class WhisperRecognizer final : public Recognizer {
   public:
-    explicit WhisperRecognizer(WhisperOptions options);
+    /// The model is let go of when no stream has been open for `kept`.
+    explicit WhisperRecognizer(WhisperOptions options, std::chrono::milliseconds kept = modelKept);
     ~WhisperRecognizer() override;
 
     /// Whether this build has whisper at all.
@@ -34,6 +35,9 @@ class WhisperRecognizer final : public Recognizer {
     /// Fails with a sentence when the file is missing, broken or no whisper model.
     Task<Result<OpenedStream>> open(RecognitionEvents events) override;
     Task<Result<>> warm(int streams = 2) override;
+    void readAhead() override;
+    /// Whether the model is in memory. Any thread.
+    bool isLoaded() const;
 
   private:
     struct Model;

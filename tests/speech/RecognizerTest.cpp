@@ -157,6 +157,23 @@ TEST_F(PocketsphinxTest, theRecogniserMayGoBeforeItsStream) {
     EXPECT_FALSE(heard.finals.isEmpty());
 }
 
+TEST_F(PocketsphinxTest, theModelGoesSomeTimeAfterTheLastStreamAndComesBackWithTheNext) {
+    PocketsphinxRecognizer recognizer(PocketsphinxRecognizer::defaultModelPath(),
+                                      std::chrono::milliseconds(500));
+    recognizer.readAhead();
+    EXPECT_FALSE(recognizer.isLoaded()) << "reading ahead loads nothing";
+    for (int round = 0; round < 2; ++round) {
+        Heard heard;
+        const auto stream = openOn(recognizer, heard);
+        EXPECT_TRUE(recognizer.isLoaded());
+        feed(*stream, samples);
+        stream->finish();
+        ASSERT_TRUE(test::eventually([&] { return heard.isEnded; }));
+        EXPECT_LE(test::wordErrors(librivoxWords, heard.finals.join(u' ')).errors, 4);
+        ASSERT_TRUE(test::eventually([&] { return !recognizer.isLoaded(); }));
+    }
+}
+
 TEST(PocketsphinxModelTest, aMissingModelNamesThePackageAndAnotherRecogniserStandsIn) {
     const test::ScratchFolder folder;
     PocketsphinxRecognizer recognizer(folder.path());
@@ -189,13 +206,14 @@ class WhisperTest : public testing::Test {
 };
 
 TEST_F(WhisperTest, aModelLoadsRunsAndEnds) {
-    WhisperRecognizer recognizer(options);
+    WhisperRecognizer recognizer(options, std::chrono::milliseconds(50));
     EXPECT_TRUE(test::wait(recognizer.warm(2)));
     Heard heard;
     const auto stream = openOn(recognizer, heard);
     feed(*stream, samples);
     stream->finish();
     ASSERT_TRUE(test::eventually([&] { return heard.isEnded; }, std::chrono::minutes(3)));
+    EXPECT_TRUE(test::eventually([&] { return !recognizer.isLoaded(); }));
     EXPECT_FALSE(heard.hasFailed);
     // The test model has no weights and so no words.
     EXPECT_TRUE(heard.finals.join(QString()).isEmpty());

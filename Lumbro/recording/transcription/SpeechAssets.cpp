@@ -7,7 +7,6 @@
 #include "LumbroSpeech/WhisperRecognizer.h"
 
 #include <QLocale>
-#include <QPointer>
 
 #include <algorithm>
 #include <thread>
@@ -188,22 +187,10 @@ Task<std::optional<WarmSpeech>> SpeechAssets::warm() {
     if (!m_warmed || m_warmedChoice != choice) {
         m_warmed = WarmSpeech{*locale, makeRecognizer(*locale)};
         m_warmedChoice = choice;
-        m_isWarm = false;
-    }
-    const WarmSpeech warming = *m_warmed;
-    if (m_isWarm) {
-        co_return warming;
-    }
-    const QPointer<speech::SpeechModels> alive(&m_models);
-    const auto loaded = co_await warming.recognizer->warm(2);
-    if (!loaded) {
-        AppLog::error(u"speech"_s, loaded.error().message);
-        co_return std::nullopt;
-    }
-    if (alive && m_warmed == warming && !std::exchange(m_isWarm, true)) {
         AppLog::info(u"speech"_s, u"warmed %1"_s.arg(*locale));
     }
-    co_return warming;
+    m_warmed->recognizer->readAhead();
+    co_return m_warmed;
 }
 
 Task<Result<>> SpeechAssets::install(Progress progress) {

@@ -15,8 +15,8 @@
 
 namespace lumbro {
 
-/// Settles the language, whether a model for it is here, fetches one, and keeps a loaded recogniser at hand
-/// so that a capture starts at once. Main thread.
+/// Settles the language, whether a model for it is here, fetches one, and keeps a recogniser at hand so that
+/// a capture starts at once. Main thread.
 class SpeechAssets {
   public:
     /// Fraction done, 0 to 1.
@@ -43,8 +43,9 @@ class SpeechAssets {
     std::optional<QString> resolvedLocale() const;
     /// Whether a model for the resolved locale is here.
     bool isInstalled() const;
-    /// The loaded recogniser for the resolved locale, none when nothing is installed or nothing loads.
-    /// Later calls give the same one until the model in use changes.
+    /// The recogniser for the resolved locale, none when no model for it is installed. Its model loads when
+    /// a stream is opened; until then only its files are read ahead. Later calls give the same one until the
+    /// model in use changes.
     Task<std::optional<WarmSpeech>> warm();
     /// Downloads a model for the resolved locale. Does nothing when one is there.
     Task<Result<>> install(Progress progress = {});
@@ -61,7 +62,6 @@ class SpeechAssets {
     speech::SpeechModels m_models;
     std::optional<WarmSpeech> m_warmed;
     QString m_warmedChoice;
-    bool m_isWarm = false;
 };
 
 }  // namespace lumbro
