@@ -176,12 +176,12 @@ TEST_P(RealServer, tellsWhoUsesTheMicrophone) {
     startRecording();
     ASSERT_TRUE(hear(m_me, 0.2));
     EXPECT_TRUE(m_server.usingMicrophone().isEmpty());
-    const auto record = [&](const QString& binary, const QString& device) -> QProcess& {
+    const auto record = [&](const QString& binary, const QString& device) -> test::Program& {
         return m_private.run(u"parec"_s, {u"--device="_s + device, u"--client-name="_s + binary,
                                           u"--property=application.process.binary="_s + binary});
     };
     record(u"slack"_s, u"speakers.monitor"_s);
-    QProcess& call = record(u"zoom"_s, u"virtmic"_s);
+    test::Program& call = record(u"zoom"_s, u"virtmic"_s);
     const QList<MicrophoneUser> zoom = {{u"Zoom"_s, u"us.zoom.xos"_s}};
     EXPECT_TRUE(eventually([&] { return m_server.usingMicrophone() == zoom; }, 5s));
     call.terminate();

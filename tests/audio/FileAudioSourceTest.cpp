@@ -1,10 +1,9 @@
 #include "recording/audio/FileAudioSource.h"
 #include "tests/audio/Tones.h"
+#include "tests/support/Program.h"
 #include "tests/support/ScratchFolder.h"
 #include "tests/support/TestClock.h"
 #include "tests/support/Wait.h"
-
-#include <QProcess>
 
 #include <atomic>
 #include <mutex>
@@ -58,11 +57,11 @@ TEST(FileAudioSource, playsTheCommonFormatsAsFastAsItMay) {
         SCOPED_TRACE(qUtf8Printable(name));
         const QString file = folder.path(name);
         if (name != names.first()) {
-            QStringList arguments = {u"-v"_s, u"error"_s, u"-i"_s, folder.path(u"in.wav"_s)};
+            QStringList command = {u"ffmpeg"_s, u"-v"_s, u"error"_s, u"-i"_s, folder.path(u"in.wav"_s)};
             if (name.endsWith(u"mp4"_s)) {
-                arguments += {u"-f"_s, u"lavfi"_s, u"-i"_s, u"color=size=32x32:duration=1"_s};
+                command += {u"-f"_s, u"lavfi"_s, u"-i"_s, u"color=size=32x32:duration=1"_s};
             }
-            ASSERT_EQ(QProcess::execute(u"ffmpeg"_s, arguments + QStringList{u"file:"_s + file}), 0);
+            ASSERT_EQ(test::Program(command + QStringList{u"file:"_s + file}).wait(), 0);
         }
         test::TestClock clock;
         Listener listener;

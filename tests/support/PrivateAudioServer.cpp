@@ -5,23 +5,19 @@
 #include <QDir>
 #include <QFile>
 
-#include <csignal>
-
-#include <sys/types.h>
-#include <unistd.h>
-
 namespace lumbro::test {
 
 namespace {
 
 using namespace std::chrono_literals;
 
-constexpr int answerMilliseconds = 3000;
+constexpr std::chrono::milliseconds answerTime = 3s;
 
-void endGroup(QProcess& process, int signal) {
-    if (process.processId() > 0) {
-        ::kill(-static_cast<pid_t>(process.processId()), signal);
-    }
+QString takeText(const QString& path) {
+    QFile file(path);
+    const QByteArray text = file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    file.remove();
+    return QString::fromUtf8(text).trimmed();
 }
 
 }  // namespace
@@ -64,32 +60,17 @@ QString PrivateAudioServer::script() const {
 }
 
 bool PrivateAudioServer::start() {
-    m_daemons = std::make_unique<QProcess>();
-    m_daemons->setProcessEnvironment(environment());
-    m_daemons->setProcessChannelMode(QProcess::MergedChannels);
-    m_daemons->setStandardOutputFile(m_folder.filePath(u"daemons.log"_s), QIODevice::Append);
-    m_daemons->setChildProcessModifier([] { ::setpgid(0, 0); });
-    const bool onBus = m_kind == Kind::pipeWire;
-    const QStringList shell = {u"/bin/sh"_s, u"-c"_s, script()};
-    m_daemons->start(onBus ? u"dbus-run-session"_s : shell.first(),
-                     onBus ? QStringList{u"--"_s} + shell : shell.mid(1));
-    return m_daemons->waitForStarted(answerMilliseconds) && eventually([this] { return answers(); }, 15s);
+    const QString log = m_folder.filePath(u"daemons.log"_s);
+    const QStringList bus =
+        m_kind == Kind::pipeWire ? QStringList{u"dbus-run-session"_s, u"--"_s} : QStringList();
+    m_daemons =
+        std::make_unique<Program>(bus + QStringList{u"/bin/sh"_s, u"-c"_s, script()},
+                                  ProgramSetting{.environment = environment(), .output = log, .errors = log});
+    return m_daemons->isStarted() && eventually([this] { return answers(); }, 15s);
 }
 
 void PrivateAudioServer::stop() {
-    for (const auto& client : m_clients) {
-        client->kill();
-        client->waitForFinished(answerMilliseconds);
-    }
     m_clients.clear();
-    if (!m_daemons) {
-        return;
-    }
-    endGroup(*m_daemons, SIGTERM);
-    if (!m_daemons->waitForFinished(answerMilliseconds)) {
-        endGroup(*m_daemons, SIGKILL);
-        m_daemons->waitForFinished(answerMilliseconds);
-    }
     m_daemons.reset();
 }
 
@@ -98,13 +79,15 @@ bool PrivateAudioServer::answers() const {
 }
 
 QString PrivateAudioServer::pactl(const QStringList& arguments) const {
-    QProcess process;
-    process.setProcessEnvironment(environment());
-    process.start(u"pactl"_s, arguments);
-    if (!process.waitForFinished(answerMilliseconds) || process.exitCode() != 0) {
-        return u"error: "_s + QString::fromUtf8(process.readAllStandardError());
-    }
-    return QString::fromUtf8(process.readAllStandardOutput()).trimmed();
+    const QString output = m_folder.filePath(u"pactl.out"_s);
+    const QString errors = m_folder.filePath(u"pactl.err"_s);
+    Program program(QStringList{u"pactl"_s} + arguments,
+                    {.environment = environment(), .output = output, .errors = errors});
+    const bool isDone = program.wait(answerTime) == 0;
+    program.end();
+    const QString said = takeText(output);
+    const QString failure = takeText(errors);
+    return isDone ? said : u"error: "_s + failure;
 }
 
 QString PrivateAudioServer::addSink(const QString& name) {
@@ -140,14 +123,9 @@ void PrivateAudioServer::unload(const QString& module) {
     pactl({u"unload-module"_s, module});
 }
 
-QProcess& PrivateAudioServer::run(const QString& program, const QStringList& arguments) {
-    auto process = std::make_unique<QProcess>();
-    process->setProcessEnvironment(environment());
-    process->setStandardOutputFile(QProcess::nullDevice());
-    process->setStandardErrorFile(m_folder.filePath(u"clients.log"_s), QIODevice::Append);
-    process->start(program, arguments);
-    process->waitForStarted(answerMilliseconds);
-    m_clients.push_back(std::move(process));
+Program& PrivateAudioServer::run(const QString& program, const QStringList& arguments) {
+    const ProgramSetting setting{.environment = environment(), .errors = m_folder.filePath(u"clients.log"_s)};
+    m_clients.push_back(std::make_unique<Program>(QStringList{program} + arguments, setting));
     return *m_clients.back();
 }
 

@@ -1,8 +1,9 @@
 #pragma once
 
 #include "LumbroCore/Literals.h"
+#include "tests/support/Program.h"
 
-#include <QProcess>
+#include <QProcessEnvironment>
 #include <QString>
 #include <QStringList>
 #include <QTemporaryDir>
@@ -39,7 +40,7 @@ class PrivateAudioServer {
     QString pactl(const QStringList& arguments) const;
 
     /// Starts a client program of the server, for example paplay or parec. It ends with this object.
-    QProcess& run(const QString& program, const QStringList& arguments);
+    Program& run(const QString& program, const QStringList& arguments);
     /// Everything that the daemons have said.
     QString log() const;
 
@@ -50,8 +51,8 @@ class PrivateAudioServer {
 
     Kind m_kind;
     QTemporaryDir m_folder;
-    std::unique_ptr<QProcess> m_daemons;
-    std::vector<std::unique_ptr<QProcess>> m_clients;
+    std::unique_ptr<Program> m_daemons;
+    std::vector<std::unique_ptr<Program>> m_clients;
 };
 
 }  // namespace lumbro::test
