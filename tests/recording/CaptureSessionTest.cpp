@@ -308,6 +308,7 @@ TEST_F(CaptureSessionTest, aFedRecordingRunsOnTheAudiosTime) {
     const CaptureRecord stopped = wait(session.stop());
     EXPECT_EQ(stopped.meta.startedAt.msecsTo(*stopped.meta.endedAt), 5000);
     EXPECT_EQ(session.segments().last().start, 5);
+    wait(session.packed());
 }
 
 }  // namespace
