@@ -99,25 +99,28 @@ std::optional<QDateTime> fromOwnForm(QStringView text) {
 }  // namespace
 
 QString iso(const QDateTime& date) {
-    const QDateTime utc = date.toUTC();
-    const QDate day = utc.date();
-    // Qt's own formatting takes several times as long, which lists of thousands of captures feel.
-    if (!utc.isValid() || day.year() < 1 || day.year() > 9999) {
-        return utc.toString(Qt::ISODate);
+    using namespace std::chrono;
+    const sys_time<milliseconds> moment{milliseconds(date.toMSecsSinceEpoch())};
+    const auto midnight = floor<days>(moment);
+    const year_month_day day(midnight);
+    // Qt's own calendar and formatting take many times as long, which lists of thousands of captures feel.
+    if (!date.isValid() || day.year() < year(1) || day.year() > year(9999)) {
+        return date.toUTC().toString(Qt::ISODate);
     }
-    const QTime time = utc.time();
+    const hh_mm_ss time(floor<seconds>(moment - midnight));
     QString text = u"0000-00-00T00:00:00Z"_s;
-    const auto put = [&text](qsizetype end, int number) {
+    QChar* digits = text.data();
+    const auto put = [digits](qsizetype end, auto number) {
         for (qsizetype at = end; number > 0; number /= 10) {
-            text[at--] = QChar(u'0' + number % 10);
+            digits[at--] = QChar(static_cast<char16_t>(u'0' + number % 10));
         }
     };
-    put(3, day.year());
-    put(6, day.month());
-    put(9, day.day());
-    put(12, time.hour());
-    put(15, time.minute());
-    put(18, time.second());
+    put(3, int(day.year()));
+    put(6, unsigned(day.month()));
+    put(9, unsigned(day.day()));
+    put(12, time.hours().count());
+    put(15, time.minutes().count());
+    put(18, time.seconds().count());
     return text;
 }
 

@@ -5,40 +5,72 @@
 #include <QJsonDocument>
 #include <QLocale>
 
+#include <algorithm>
 #include <cmath>
+#include <cstring>
+#include <utility>
 
 namespace lumbro::json {
 
 namespace {
 
-void writeString(QByteArray& out, const QString& text) {
+/// What a character that is not plain becomes in a string.
+QByteArray escaped(char c) {
+    switch (c) {
+        case '"':
+            return "\\\"";
+        case '\\':
+            return "\\\\";
+        case '\n':
+            return "\\n";
+        case '\r':
+            return "\\r";
+        case '\t':
+            return "\\t";
+        default:
+            return "\\u00" + QByteArray(1, c).toHex();
+    }
+}
+
+bool isPlain(char c) {
+    return c != '"' && c != '\\' && c != 0x7f && static_cast<unsigned char>(c) >= 0x20;
+}
+
+void writeAnyString(QByteArray& out, const QString& text) {
+    const QByteArray utf8 = text.toUtf8();
     out += '"';
-    for (const char c : text.toUtf8()) {
-        switch (c) {
-            case '"':
-                out += "\\\"";
-                break;
-            case '\\':
-                out += "\\\\";
-                break;
-            case '\n':
-                out += "\\n";
-                break;
-            case '\r':
-                out += "\\r";
-                break;
-            case '\t':
-                out += "\\t";
-                break;
-            default:
-                if (static_cast<unsigned char>(c) < 0x20 || c == 0x7f) {
-                    out += "\\u00" + QByteArray(1, c).toHex();
-                } else {
-                    out += c;
-                }
+    for (auto at = utf8.begin(); at != utf8.end();) {
+        const auto end = std::find_if_not(at, utf8.end(), isPlain);
+        out += QByteArrayView(at, end);
+        at = end;
+        if (at != utf8.end()) {
+            out += escaped(*at++);
         }
     }
     out += '"';
+}
+
+/// Room for `count` more bytes at the end of `out`, to be filled at once: appending piece by piece costs more
+/// than the pieces.
+char* grow(QByteArray& out, qsizetype count) {
+    const qsizetype end = out.size();
+    out.resize(end + count);
+    return out.data() + end;
+}
+
+void writeString(QByteArray& out, const QString& text) {
+    const qsizetype begin = out.size();
+    char* at = grow(out, text.size() + 2);
+    *at++ = '"';
+    for (const QChar c : text) {
+        if (c.unicode() > 0x7f || !isPlain(c.toLatin1())) {
+            out.truncate(begin);
+            writeAnyString(out, text);
+            return;
+        }
+        *at++ = c.toLatin1();
+    }
+    *at = '"';
 }
 
 void writeNumber(QByteArray& out, const QJsonValue& value) {
@@ -160,7 +192,9 @@ void ObjectWriter::add(const char* key, const QStringList& texts) {
     begin(key);
     m_out += '[';
     for (qsizetype i = 0; i < texts.size(); ++i) {
-        m_out += i > 0 ? "," : "";
+        if (i > 0) {
+            m_out += ',';
+        }
         newLine(m_depth + 2);
         writeString(m_out, texts.at(i));
     }
@@ -171,16 +205,21 @@ void ObjectWriter::add(const char* key, const QStringList& texts) {
 }
 
 void ObjectWriter::begin(const char* key) {
-    m_out += std::exchange(m_isEmpty, false) ? "" : ",";
+    if (!std::exchange(m_isEmpty, false)) {
+        m_out += ',';
+    }
     newLine(m_depth + 1);
-    m_out += '"';
-    m_out += key;
-    m_out += "\": ";
+    const size_t length = std::strlen(key);
+    char* at = grow(m_out, static_cast<qsizetype>(length) + 4);
+    *at++ = '"';
+    at = std::copy_n(key, length, at);
+    std::copy_n("\": ", 3, at);
 }
 
 void ObjectWriter::newLine(int depth) {
-    m_out += '\n';
-    m_out.append(qsizetype(2) * depth, ' ');
+    char* at = grow(m_out, 1 + qsizetype(2) * depth);
+    *at++ = '\n';
+    std::fill_n(at, 2 * depth, ' ');
 }
 
 QJsonObject object(const QByteArray& bytes) {

@@ -29,6 +29,16 @@ TEST(Text, aWordHoldsALetterOrDigit) {
     }
 }
 
+TEST(Dates, isoIsWhatQtWrites) {
+    for (const qint64 moment : {0LL, -1LL, 999LL, 951'782'399'999LL, 951'782'400'000LL, -62'135'596'800'000LL,
+                                -62'135'596'800'001LL, 253'402'300'799'999LL, 253'402'300'800'000LL}) {
+        const QDateTime date = QDateTime::fromMSecsSinceEpoch(moment, Qt::UTC);
+        EXPECT_EQ(dates::iso(date), date.toString(Qt::ISODate)) << moment;
+        EXPECT_EQ(dates::iso(date.toOffsetFromUtc(3600)), date.toString(Qt::ISODate)) << moment;
+    }
+    EXPECT_EQ(dates::iso(QDateTime()), u""_s);
+}
+
 TEST(Dates, isoIsUtcWithSecondsAndReadsOffsets) {
     const QDateTime date(QDate(2026, 3, 2), QTime(14, 30, 5), Qt::UTC);
     EXPECT_EQ(dates::iso(date), u"2026-03-02T14:30:05Z"_s);
