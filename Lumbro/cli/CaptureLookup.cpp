@@ -1,7 +1,6 @@
 #include "cli/CaptureLookup.h"
 
 #include "LumbroCore/AtomicFile.h"
-#include "LumbroCore/Json.h"
 #include "library/CaptureScan.h"
 #include "library/ContextLibrary.h"
 
@@ -17,7 +16,7 @@ std::optional<CaptureRecord> exactly(const QString& folder, const QString& id) {
     }
     const QString path = folder + u'/' + id;
     const auto bytes = readFile(path + u"/meta.json"_s);
-    const auto meta = bytes ? CaptureMeta::fromJson(json::object(*bytes)) : std::nullopt;
+    const auto meta = bytes ? CaptureMeta::fromBytes(*bytes) : std::nullopt;
     return meta ? std::optional(CaptureRecord{path, *meta}) : std::nullopt;
 }
 

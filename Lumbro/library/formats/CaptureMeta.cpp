@@ -1,10 +1,13 @@
 #include "library/formats/CaptureMeta.h"
 
 #include "LumbroCore/Dates.h"
+#include "LumbroCore/Json.h"
 #include "LumbroCore/Literals.h"
+#include "library/formats/FlatJson.h"
 
 #include <QJsonArray>
 
+#include <algorithm>
 #include <array>
 
 namespace lumbro {
@@ -14,47 +17,111 @@ namespace {
 constexpr std::array kindWords{"meeting",   "thought", "screenshot", "selection",
                                "clipboard", "prep",    "session"};
 
-/// Reads the keys of one object and remembers whether any of them was unfit.
-class Reader {
+/// The values of a JSON object as a reader of fields wants them.
+class JsonFields {
   public:
-    explicit Reader(const QJsonObject& json) : m_json(json) {}
+    explicit JsonFields(const QJsonObject& json) : m_json(json) {}
 
-    bool ok() const { return m_ok; }
-
-    std::optional<QString> string(const QString& key) {
-        const QJsonValue value = m_json[key];
-        m_ok = m_ok && (absent(value) || value.isString());
+    bool has(const char* key) const { return !at(key).isUndefined() && !at(key).isNull(); }
+    std::optional<QString> string(const char* key) const {
+        const QJsonValue value = at(key);
         return value.isString() ? std::optional(value.toString()) : std::nullopt;
     }
-    std::optional<QDateTime> date(const QString& key) {
-        const auto text = string(key);
-        if (!text) {
+    std::optional<QStringList> strings(const char* key) const {
+        const QJsonArray array = at(key).toArray();
+        if (!at(key).isArray() || !std::ranges::all_of(array, &QJsonValueConstRef::isString)) {
             return std::nullopt;
         }
-        const auto date = dates::fromIso(*text);
-        m_ok = m_ok && date.has_value();
-        return date;
-    }
-    std::optional<QStringList> strings(const QString& key) {
-        const QJsonValue value = m_json[key];
-        if (absent(value)) {
-            return std::nullopt;
-        }
-        m_ok = m_ok && value.isArray();
         QStringList list;
-        for (const QJsonValue item : value.toArray()) {
-            m_ok = m_ok && item.isString();
+        for (const auto& item : array) {
             list.append(item.toString());
         }
         return list;
     }
 
   private:
-    static bool absent(const QJsonValue& value) { return value.isUndefined() || value.isNull(); }
+    QJsonValue at(const char* key) const { return m_json[QLatin1StringView(key)]; }
 
     const QJsonObject& m_json;
+};
+
+/// The same for an object without a tree of values.
+class FlatFields {
+  public:
+    explicit FlatFields(const FlatJson& json) : m_json(json) {}
+
+    bool has(const char* key) const { return m_json.find(key) != nullptr; }
+    std::optional<QString> string(const char* key) const {
+        const FlatJson::Value* value = m_json.find(key);
+        return value != nullptr && !value->isArray ? std::optional(value->toString()) : std::nullopt;
+    }
+    std::optional<QStringList> strings(const char* key) const {
+        const FlatJson::Value* value = m_json.find(key);
+        return value != nullptr && value->isArray ? std::optional(value->toStrings()) : std::nullopt;
+    }
+
+  private:
+    const FlatJson& m_json;
+};
+
+/// Reads the keys of one object and remembers whether any of them was unfit.
+template <typename Fields>
+class Reader {
+  public:
+    explicit Reader(const Fields& fields) : m_fields(fields) {}
+
+    bool ok() const { return m_ok; }
+
+    std::optional<QString> string(const char* key) {
+        auto text = m_fields.string(key);
+        expect(text.has_value(), key);
+        return text;
+    }
+    std::optional<QDateTime> date(const char* key) {
+        const auto text = m_fields.string(key);
+        auto date = text ? dates::fromIso(*text) : std::nullopt;
+        expect(date.has_value(), key);
+        return date;
+    }
+    std::optional<QStringList> strings(const char* key) {
+        auto list = m_fields.strings(key);
+        expect(list.has_value(), key);
+        return list;
+    }
+
+  private:
+    void expect(bool isFit, const char* key) { m_ok = m_ok && (isFit || !m_fields.has(key)); }
+
+    const Fields& m_fields;
     bool m_ok = true;
 };
+
+template <typename Fields>
+std::optional<CaptureMeta> readMeta(const Fields& fields) {
+    Reader reader(fields);
+    auto title = reader.string("title");
+    const auto kind = captureKind(reader.string("kind").value_or(QString()));
+    auto startedAt = reader.date("startedAt");
+    auto sources = reader.strings("sources");
+    if (!title || !kind || !startedAt || !sources) {
+        return std::nullopt;
+    }
+    std::optional<CaptureMeta> meta(std::in_place);
+    meta->title = *std::move(title);
+    meta->kind = *kind;
+    meta->startedAt = *std::move(startedAt);
+    meta->endedAt = reader.date("endedAt");
+    meta->sources = *std::move(sources);
+    meta->attendees = reader.strings("attendees");
+    meta->attendeeEmails = reader.strings("attendeeEmails");
+    meta->eventID = reader.string("eventID");
+    meta->memorizedAt = reader.date("memorizedAt");
+    meta->sessionKey = reader.string("sessionKey");
+    meta->sessionCursor = reader.date("sessionCursor");
+    meta->callApp = reader.string("callApp");
+    meta->callAppBundleID = reader.string("callAppBundleID");
+    return reader.ok() ? std::move(meta) : std::nullopt;
+}
 
 void put(QJsonObject& json, const QString& key, const std::optional<QString>& value) {
     if (value) {
@@ -90,29 +157,12 @@ std::optional<CaptureKind> captureKind(const QString& rawValue) {
 }
 
 std::optional<CaptureMeta> CaptureMeta::fromJson(const QJsonObject& json) {
-    Reader reader(json);
-    const auto title = reader.string(u"title"_s);
-    const auto kind = captureKind(reader.string(u"kind"_s).value_or(QString()));
-    const auto startedAt = reader.date(u"startedAt"_s);
-    const auto sources = reader.strings(u"sources"_s);
-    if (!title || !kind || !startedAt || !sources) {
-        return std::nullopt;
-    }
-    CaptureMeta meta;
-    meta.title = *title;
-    meta.kind = *kind;
-    meta.startedAt = *startedAt;
-    meta.endedAt = reader.date(u"endedAt"_s);
-    meta.sources = *sources;
-    meta.attendees = reader.strings(u"attendees"_s);
-    meta.attendeeEmails = reader.strings(u"attendeeEmails"_s);
-    meta.eventID = reader.string(u"eventID"_s);
-    meta.memorizedAt = reader.date(u"memorizedAt"_s);
-    meta.sessionKey = reader.string(u"sessionKey"_s);
-    meta.sessionCursor = reader.date(u"sessionCursor"_s);
-    meta.callApp = reader.string(u"callApp"_s);
-    meta.callAppBundleID = reader.string(u"callAppBundleID"_s);
-    return reader.ok() ? std::optional(meta) : std::nullopt;
+    return readMeta(JsonFields(json));
+}
+
+std::optional<CaptureMeta> CaptureMeta::fromBytes(const QByteArray& bytes) {
+    const auto flat = FlatJson::parse(bytes);
+    return flat ? readMeta(FlatFields(*flat)) : fromJson(json::object(bytes));
 }
 
 QJsonObject CaptureMeta::toJson() const {
@@ -133,7 +183,7 @@ QJsonObject CaptureMeta::toJson() const {
 }
 
 QString CaptureRecord::id() const {
-    return folder.section(u'/', -1);
+    return folder.sliced(folder.lastIndexOf(u'/') + 1);
 }
 
 }  // namespace lumbro

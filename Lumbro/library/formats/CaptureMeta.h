@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QByteArray>
 #include <QDateTime>
 #include <QJsonObject>
 #include <QString>
@@ -37,6 +38,8 @@ struct CaptureMeta {
 
     /// Nothing when a required key is missing or any known key has the wrong type.
     static std::optional<CaptureMeta> fromJson(const QJsonObject& json);
+    /// The same for the bytes of a file, which need not hold an object. Any thread.
+    static std::optional<CaptureMeta> fromBytes(const QByteArray& bytes);
     QJsonObject toJson() const;
 };
 
