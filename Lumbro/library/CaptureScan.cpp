@@ -1,7 +1,7 @@
 #include "library/CaptureScan.h"
 
-#include "LumbroCore/Json.h"
 #include "LumbroCore/Literals.h"
+#include "library/SummaryCache.h"
 #include "library/TranscriptWords.h"
 
 #include <QByteArray>
@@ -11,9 +11,12 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <chrono>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include <dirent.h>
@@ -24,16 +27,15 @@ namespace lumbro {
 
 namespace {
 
-/// How much of a capture is read.
-enum class Depth { meta, summary };
+/// From this number of captures on, a second thread and remembering what was read pay.
+constexpr size_t many = 256;
 
 /// One entry of the folder of captures: what its `meta.json` said and, when asked for, what lies beside it.
 struct Entry {
     QByteArray name;
     std::optional<CaptureMeta> meta;
     bool broken = false;
-    int words = 0;
-    QStringList handoffs;
+    SummaryFacts facts;
 };
 
 struct CloseDir {
@@ -103,17 +105,17 @@ void readMeta(int folder, Entry& entry, FileReader& reader) {
     constexpr qsizetype limit = qsizetype(1024) * 1024;
     const int error = reader.read(folder, entry.name + "/meta.json", limit);
     if (error == 0) {
-        entry.meta = CaptureMeta::fromJson(json::object(reader.bytes()));
+        entry.meta = CaptureMeta::fromBytes(reader.bytes());
     }
     entry.broken = !entry.meta && error != ENOENT && error != ENOTDIR;
 }
 
-QStringList readHandoffs(int folder, const QByteArray& path) {
-    QStringList ids;
+/// False when the folder is there and cannot be read.
+bool readHandoffs(int folder, const QByteArray& path, QStringList& ids) {
     const int descriptor = openat(folder, path.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     const Dir handoffs(descriptor < 0 ? nullptr : fdopendir(descriptor));
     if (!handoffs) {
-        return ids;
+        return false;
     }
     while (const dirent* item = readdir(handoffs.get())) {  // NOLINT(concurrency-mt-unsafe)
         const QString name = QFile::decodeName(item->d_name);
@@ -122,26 +124,73 @@ QStringList readHandoffs(int folder, const QByteArray& path) {
         }
     }
     ids.sort();
+    return true;
+}
+
+/// The words of the transcript: as remembered when it has not changed since, else counted.
+void readWords(int folder, const QByteArray& capture, SummaryFacts& facts, const SummaryFacts* known,
+               FileReader& reader) {
+    constexpr qsizetype limit = qsizetype(256) * 1024 * 1024;
+    const QByteArray path = capture + "/transcript.json";
+    // The stamp is taken first: a change while we read then gives a stamp that nothing will have again.
+    facts.transcript = FileStamp::of(folder, path);
+    if (!facts.transcript.exists()) {
+        return;
+    }
+    if (known != nullptr && known->transcript == facts.transcript) {
+        facts.words = known->words;
+    } else if (reader.read(folder, path, limit) == 0) {
+        facts.words = transcriptWords(reader.bytes());
+    } else {
+        facts.transcript = {};
+    }
+}
+
+/// The same for the results of the engines.
+void readHandoffs(int folder, const QByteArray& capture, SummaryFacts& facts, const SummaryFacts* known) {
+    const QByteArray path = capture + "/handoffs";
+    facts.handoffs = FileStamp::of(folder, path);
+    if (!facts.handoffs.exists()) {
+        return;
+    }
+    QStringList ids;
+    if (known != nullptr && known->handoffs == facts.handoffs) {
+        facts.handoffIds = known->handoffIds;
+    } else if (readHandoffs(folder, path, ids)) {
+        for (const QString& id : std::as_const(ids)) {
+            facts.handoffIds += id.toUtf8() + '\0';
+        }
+    } else {
+        facts.handoffs = {};
+    }
+}
+
+void readRest(int folder, Entry& entry, const SummaryFacts* known, FileReader& reader) {
+    readWords(folder, entry.name, entry.facts, known, reader);
+    readHandoffs(folder, entry.name, entry.facts, known);
+}
+
+QStringList handoffsOf(const SummaryFacts& facts) {
+    QStringList ids;
+    for (QByteArrayView rest = facts.handoffIds; !rest.isEmpty();) {
+        const qsizetype end = rest.indexOf('\0');
+        ids.append(QString::fromUtf8(rest.first(end)));
+        rest = rest.sliced(end + 1);
+    }
     return ids;
 }
 
-void readRest(int folder, Entry& entry, FileReader& reader) {
-    constexpr qsizetype limit = qsizetype(256) * 1024 * 1024;
-    if (reader.read(folder, entry.name + "/transcript.json", limit) == 0) {
-        entry.words = transcriptWords(reader.bytes());
-    }
-    entry.handoffs = readHandoffs(folder, entry.name + "/handoffs");
-}
+/// Reads what lies beside the meta of a capture. Called on several threads at once.
+using Rest = std::function<void(int folder, Entry& entry, FileReader& reader)>;
 
 /// Reads a folder's entries piece by piece, whoever is free taking the next.
 class Readers {
   public:
-    Readers(std::vector<Entry>& entries, int folder, Depth depth)
-        : m_entries(entries), m_folder(folder), m_depth(depth) {}
+    Readers(std::vector<Entry>& entries, int folder, Rest rest)
+        : m_entries(entries), m_folder(folder), m_rest(std::move(rest)) {}
 
     void run() {
-        constexpr size_t worthwhile = 256;
-        if (m_entries.size() < worthwhile) {
+        if (m_entries.size() < many) {
             work();
             return;
         }
@@ -157,8 +206,8 @@ class Readers {
             const size_t begin = m_next.fetch_add(piece);
             for (size_t i = begin; i < std::min(begin + piece, m_entries.size()); ++i) {
                 readMeta(m_folder, m_entries[i], reader);
-                if (m_depth == Depth::summary && m_entries[i].meta) {
-                    readRest(m_folder, m_entries[i], reader);
+                if (m_rest && m_entries[i].meta) {
+                    m_rest(m_folder, m_entries[i], reader);
                 }
             }
             if (begin + piece >= m_entries.size()) {
@@ -169,11 +218,11 @@ class Readers {
 
     std::vector<Entry>& m_entries;
     int m_folder;
-    Depth m_depth;
+    Rest m_rest;
     std::atomic<size_t> m_next = 0;
 };
 
-std::vector<Entry> readEntries(const QString& capturesFolder, Depth depth) {
+std::vector<Entry> readEntries(const QString& capturesFolder, const Rest& rest) {
     const Dir folder(opendir(QFile::encodeName(capturesFolder).constData()));
     if (!folder) {
         return {};
@@ -183,7 +232,7 @@ std::vector<Entry> readEntries(const QString& capturesFolder, Depth depth) {
     for (size_t i = 0; i < names.size(); ++i) {
         entries[i].name = std::move(names[i]);
     }
-    Readers(entries, dirfd(folder.get()), depth).run();
+    Readers(entries, dirfd(folder.get()), rest).run();
     return entries;
 }
 
@@ -206,11 +255,23 @@ CaptureRecord takeRecord(const QString& prefix, Entry& entry) {
     return {prefix + QFile::decodeName(entry.name), std::move(*entry.meta)};
 }
 
+std::vector<SummaryFacts> allFacts(const std::vector<Entry>& entries) {
+    std::vector<SummaryFacts> all;
+    all.reserve(entries.size());
+    for (const Entry& entry : entries) {
+        if (entry.meta) {
+            all.push_back(entry.facts);
+            all.back().name = entry.name;
+        }
+    }
+    return all;
+}
+
 }  // namespace
 
 CaptureScan scanCaptures(const QString& capturesFolder) {
     CaptureScan scan;
-    std::vector<Entry> entries = readEntries(capturesFolder, Depth::meta);
+    std::vector<Entry> entries = readEntries(capturesFolder, {});
     const std::vector<size_t> order = newestFirst(entries);
     const QString prefix = capturesFolder + u'/';
     for (const Entry& entry : entries) {
@@ -226,21 +287,30 @@ CaptureScan scanCaptures(const QString& capturesFolder) {
 }
 
 QList<CaptureSummary> summarizeCaptures(const QString& capturesFolder) {
-    std::vector<Entry> entries = readEntries(capturesFolder, Depth::summary);
+    const auto begun = std::chrono::system_clock::now().time_since_epoch();
+    const SummaryCache cache(capturesFolder);
+    std::vector<Entry> entries =
+        readEntries(capturesFolder, [&cache](int folder, Entry& entry, FileReader& reader) {
+            readRest(folder, entry, cache.find(entry.name), reader);
+        });
+    if (entries.size() >= many) {
+        cache.save(allFacts(entries), std::chrono::nanoseconds(begun).count());
+    }
     const QString prefix = capturesFolder + u'/';
     QList<CaptureSummary> summaries;
+    summaries.reserve(std::ssize(entries));
     for (const size_t index : newestFirst(entries)) {
         Entry& entry = entries[index];
-        summaries.append({takeRecord(prefix, entry), entry.words, std::move(entry.handoffs)});
+        summaries.append({takeRecord(prefix, entry), entry.facts.words, handoffsOf(entry.facts)});
     }
     return summaries;
 }
 
 CaptureSummary summarizeCapture(const CaptureRecord& record) {
-    Entry entry{QFile::encodeName(record.folder), record.meta, false, 0, {}};
+    Entry entry{QFile::encodeName(record.folder), record.meta, false, {}};
     FileReader reader;
-    readRest(AT_FDCWD, entry, reader);
-    return {record, entry.words, entry.handoffs};
+    readRest(AT_FDCWD, entry, nullptr, reader);
+    return {record, entry.facts.words, handoffsOf(entry.facts)};
 }
 
 }  // namespace lumbro
