@@ -18,7 +18,7 @@ using namespace std::chrono_literals;
 
 namespace {
 
-constexpr auto kStatusInterval = 15s;
+constexpr auto statusInterval = 15s;
 
 /// Fetches a speech model when none is there, and loads what there is, so that a recording starts at once.
 Task<> prepareSpeech(SpeechAssets* speech) {
@@ -78,7 +78,7 @@ void AppDelegate::setUpSteps() {
     m_startup.set(u"pill"_s, [this] { m_services.model(); });
     m_startup.set(u"statusItem"_s, [this] {
         updateStatusTitle();
-        every({u"status"_s, kStatusInterval, [this] { updateStatusTitle(); }});
+        every({u"status"_s, statusInterval, [this] { updateStatusTitle(); }});
     });
     m_startup.set(u"speechAssets"_s, [this] { runDetached(prepareSpeech(&m_services.speechAssets())); });
 }

@@ -11,7 +11,7 @@ namespace lumbro {
 
 namespace {
 
-constexpr std::array kSignals{SIGINT, SIGTERM, SIGHUP};
+constexpr std::array signals{SIGINT, SIGTERM, SIGHUP};
 std::atomic<int> pipeEnd{-1};
 
 // Only what is safe in a signal handler: the event loop does the rest.
@@ -26,7 +26,7 @@ void install(void (*handler)(int)) {
     struct sigaction action = {};
     action.sa_handler = handler;
     action.sa_flags = SA_RESTART;
-    for (const int number : kSignals) {
+    for (const int number : signals) {
         ::sigaction(number, &action, nullptr);
     }
 }

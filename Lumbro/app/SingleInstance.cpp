@@ -18,7 +18,7 @@ namespace lumbro {
 
 namespace {
 
-constexpr qsizetype kDigits = 12;
+constexpr qsizetype digits = 12;
 
 QString runtimeFolder() {
     const QString folder = qEnvironmentVariable("XDG_RUNTIME_DIR");
@@ -30,7 +30,7 @@ QString mark(const QString& root) {
     const QString canonical = QFileInfo(root).canonicalFilePath();
     const QString path = canonical.isEmpty() ? QDir::cleanPath(QDir(root).absolutePath()) : canonical;
     const QByteArray hash = QCryptographicHash::hash(path.toUtf8(), QCryptographicHash::Sha256);
-    return QString::fromLatin1(hash.toHex().first(kDigits));
+    return QString::fromLatin1(hash.toHex().first(digits));
 }
 
 }  // namespace

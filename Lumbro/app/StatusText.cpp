@@ -9,17 +9,17 @@ namespace lumbro {
 
 namespace {
 
-constexpr qsizetype kTitleTooLong = 25;
-constexpr qsizetype kTitleCut = 23;
-constexpr qint64 kSecondsPerMinute = 60;
-constexpr qint64 kMinutesToCount = 59;
+constexpr qsizetype titleTooLong = 25;
+constexpr qsizetype titleCut = 23;
+constexpr qint64 secondsPerMinute = 60;
+constexpr qint64 minutesToCount = 59;
 
 QString shortTitle(const QString& title) {
     QString text = title.trimmed();
-    if (text.size() < kTitleTooLong) {
+    if (text.size() < titleTooLong) {
         return text;
     }
-    text.truncate(kTitleCut);
+    text.truncate(titleCut);
     while (!text.isEmpty() && text.back().isSpace()) {
         text.chop(1);
     }
@@ -40,9 +40,9 @@ QString statusText(const QList<PrepEvent>& events, const QDateTime& now) {
     if (milliseconds <= 0) {
         return title + u" · now"_s;
     }
-    const qint64 perMinute = kSecondsPerMinute * 1000;
+    const qint64 perMinute = secondsPerMinute * 1000;
     const qint64 minutes = (milliseconds + perMinute - 1) / perMinute;
-    if (minutes > kMinutesToCount) {
+    if (minutes > minutesToCount) {
         return title + u" · "_s + dates::shortTime(next->start);
     }
     return title + u" in %1m"_s.arg(minutes);

@@ -7,12 +7,12 @@ namespace lumbro {
 
 namespace {
 
-const QDateTime kNow(QDate(2026, 3, 2), QTime(9, 0));
+const QDateTime now(QDate(2026, 3, 2), QTime(9, 0));
 
 PrepEvent event(const QString& title, int startsIn, int lasts = 1800) {
     PrepEvent made;
     made.title = title;
-    made.start = kNow.addSecs(startsIn);
+    made.start = now.addSecs(startsIn);
     made.end = made.start.addSecs(lasts);
     return made;
 }
@@ -42,7 +42,7 @@ TEST(StatusTextTest, tellsTheNextEventOfTheDay) {
         {{event(u"Quarterly business and     the rest"_s, 60)}, u" Quarterly business and… in 1m"_s},
     };
     for (const Row& row : rows) {
-        EXPECT_EQ(statusText(row.events, kNow), row.text);
+        EXPECT_EQ(statusText(row.events, now), row.text);
     }
 }
 

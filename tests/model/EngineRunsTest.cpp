@@ -10,8 +10,8 @@ namespace {
 
 using testing::ElementsAre;
 
-const Failure kCancelled{FailureKind::cancelled, u"The run was cancelled."_s};
-const Failure kFailed{FailureKind::limit, u"Your plan's limit is reached."_s};
+const Failure cancelled{FailureKind::cancelled, u"The run was cancelled."_s};
+const Failure failed{FailureKind::limit, u"Your plan's limit is reached."_s};
 
 class EngineRunsTest : public test::ModelTest {
   protected:
@@ -80,11 +80,11 @@ TEST_F(EngineRunsTest, onlyALoudRunWithoutARecordingUsesThePill) {
         {"loud success", false, false, u"text"_s, true, {}, false},
         {"quiet success", true, false, u"text"_s, false, {}, true},
         {"success while recording", false, true, u"text"_s, false, {}, true},
-        {"loud failure", false, false, std::unexpected(kFailed), true, kFailed.message, false},
-        {"quiet failure", true, false, std::unexpected(kFailed), false, kFailed.message, false},
-        {"failure while recording", false, true, std::unexpected(kFailed), false, kFailed.message, false},
-        {"loud cancel", false, false, std::unexpected(kCancelled), false, {}, false},
-        {"quiet cancel", true, false, std::unexpected(kCancelled), false, {}, false},
+        {"loud failure", false, false, std::unexpected(failed), true, failed.message, false},
+        {"quiet failure", true, false, std::unexpected(failed), false, failed.message, false},
+        {"failure while recording", false, true, std::unexpected(failed), false, failed.message, false},
+        {"loud cancel", false, false, std::unexpected(cancelled), false, {}, false},
+        {"quiet cancel", true, false, std::unexpected(cancelled), false, {}, false},
     };
     for (const Ending& row : endings) {
         SCOPED_TRACE(row.name);
@@ -100,7 +100,7 @@ TEST_F(EngineRunsTest, onlyALoudRunWithoutARecordingUsesThePill) {
         EXPECT_EQ(states(), row.state.isEmpty() ? QStringList() : QStringList{id + "/email " + row.state});
         EXPECT_EQ(inbox().contains("result-" + id + "-email"), row.inInbox);
         if (row.shown && !row.reply) {
-            EXPECT_EQ(mode(), PillMode(pill::Message{kFailed.message, true}));
+            EXPECT_EQ(mode(), PillMode(pill::Message{failed.message, true}));
             clock.advance(10s);
         }
         if (row.recording) {
@@ -113,8 +113,8 @@ TEST_F(EngineRunsTest, onlyALoudRunWithoutARecordingUsesThePill) {
 }
 
 TEST_F(EngineRunsTest, aReplacedRunLeavesNoMark) {
-    const std::vector<Result<QString>> lateEnds{u"old"_s, std::unexpected(kFailed),
-                                                std::unexpected(kCancelled)};
+    const std::vector<Result<QString>> lateEnds{u"old"_s, std::unexpected(failed),
+                                                std::unexpected(cancelled)};
     for (const Result<QString>& late : lateEnds) {
         agent.calls.clear();
         auto old = model->runs().runEngine(engine(u"email"_s), id, std::nullopt, false);
@@ -137,18 +137,18 @@ TEST_F(EngineRunsTest, cancellingReturnsThePillToIdleButClosesNothingElse) {
     model->runs().handOff(engine(u"email"_s), id);
     model->runs().cancelRun(id, u"email"_s);
     EXPECT_THAT(states(), ElementsAre(id + "/email running")) << "the run cleans up itself";
-    runsOf(u"Email"_s).at(0)->answer(std::unexpected(kCancelled));
+    runsOf(u"Email"_s).at(0)->answer(std::unexpected(cancelled));
     EXPECT_EQ(mode(), PillMode(pill::Idle{}));
 
     model->runs().handOff(engine(u"email"_s), id);
     model->asks().openAsk();
-    runsOf(u"Email"_s).at(1)->answer(std::unexpected(kCancelled));
+    runsOf(u"Email"_s).at(1)->answer(std::unexpected(cancelled));
     EXPECT_EQ(mode(), PillMode(pill::Ask{}));
 }
 
 TEST_F(EngineRunsTest, aFailedPairCanRunAgain) {
     model->runs().handOff(engine(u"email"_s), id);
-    runsOf(u"Email"_s).at(0)->answer(std::unexpected(kFailed));
+    runsOf(u"Email"_s).at(0)->answer(std::unexpected(failed));
     auto again = model->runs().runEngine(engine(u"email"_s), id, std::nullopt, false);
     EXPECT_THAT(states(), ElementsAre(id + "/email running"));
     runsOf(u"Email"_s).at(1)->answer(u"text"_s);

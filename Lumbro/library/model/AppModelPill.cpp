@@ -10,9 +10,9 @@ using namespace std::chrono_literals;
 
 namespace {
 
-constexpr auto kChoiceShown = 12s;
-constexpr auto kListShown = 30s;
-constexpr auto kOpenedActionShown = 20s;
+constexpr auto choiceShown = 12s;
+constexpr auto listShown = 30s;
+constexpr auto openedActionShown = 20s;
 
 template <typename... Handlers>
 struct Overloaded : Handlers... {
@@ -25,11 +25,11 @@ void AppModel::openInboxItem(const InboxItem& item) {
     m_pill.removeFromInbox(inboxID(item));
     std::visit(
         Overloaded{
-            [&](const inbox::Handoff& it) { m_pill.setMode(pill::Choose{it.captureID}, kChoiceShown, item); },
+            [&](const inbox::Handoff& it) { m_pill.setMode(pill::Choose{it.captureID}, choiceShown, item); },
             [&](const inbox::Result& it) { openResult(it.captureID, it.engineID); },
             [&](const pill::Prep& it) { openPrep(it.captureID); },
-            [&](const pill::Action& it) { m_pill.setMode(it, kOpenedActionShown, item); },
-            [&](const auto& it) { m_pill.setMode(it, kListShown, item); },
+            [&](const pill::Action& it) { m_pill.setMode(it, openedActionShown, item); },
+            [&](const auto& it) { m_pill.setMode(it, listShown, item); },
         },
         item);
 }
@@ -113,12 +113,12 @@ void AppModel::presentMeeting(const MeetingOffer& offer) {
 }
 
 void AppModel::presentIdeas(const QList<DailyIdea>& ideas) {
-    present(pill::Ideas{ideas}, kListShown, pill::Ideas{ideas});
+    present(pill::Ideas{ideas}, listShown, pill::Ideas{ideas});
 }
 
 void AppModel::presentPromises(const QStringList& promises) {
     if (!promises.isEmpty()) {
-        present(pill::Promises{promises}, kListShown, pill::Promises{promises});
+        present(pill::Promises{promises}, listShown, pill::Promises{promises});
     }
 }
 
@@ -193,7 +193,7 @@ void AppModel::showRemaining(const QStringList& promises) {
     if (promises.isEmpty()) {
         m_pill.rest();
     } else {
-        m_pill.setMode(pill::Promises{promises}, kListShown, pill::Promises{promises});
+        m_pill.setMode(pill::Promises{promises}, listShown, pill::Promises{promises});
     }
 }
 

@@ -17,7 +17,7 @@ using namespace std::chrono_literals;
 
 namespace {
 
-constexpr auto kAnswerShown = 30s;
+constexpr auto answerShown = 30s;
 
 }  // namespace
 
@@ -138,7 +138,7 @@ void AskFlow::askInPill(AskCall call) {
 
 void AskFlow::showAnswer(int question, const AskAnswer& answer) {
     if (question == m_question && m_services.pill.shows<pill::Asking>()) {
-        m_services.pill.setMode(pill::Answer{answer}, kAnswerShown, pill::Answer{answer});
+        m_services.pill.setMode(pill::Answer{answer}, answerShown, pill::Answer{answer});
     }
 }
 

@@ -17,7 +17,7 @@ using namespace std::chrono_literals;
 
 namespace {
 
-constexpr auto kConsentHintShown = 5s;
+constexpr auto consentHintShown = 5s;
 
 bool isMeeting(CaptureKind kind, CaptureIntent intent) {
     return kind == CaptureKind::meeting && intent == CaptureIntent::meeting;
@@ -161,7 +161,7 @@ void CaptureFlow::showStarted(const CaptureRecord& record) {
     }
     m_services.pill.setMode(pill::Recording{});
     setShowConsentHint(record.meta.kind == CaptureKind::meeting);
-    m_consentTimer.start(m_services.clock, kConsentHintShown, Clock::Repeat::once,
+    m_consentTimer.start(m_services.clock, consentHintShown, Clock::Repeat::once,
                          [this] { setShowConsentHint(false); });
 }
 

@@ -17,9 +17,9 @@ using namespace std::chrono_literals;
 
 namespace {
 
-constexpr int kWordsToEnhance = 20;
-constexpr int kWordsToMention = 3;
-constexpr auto kChoiceShown = 12s;
+constexpr int wordsToEnhance = 20;
+constexpr int wordsToMention = 3;
+constexpr auto choiceShown = 12s;
 
 /// Keeps the session until its audio is packed.
 Task<> waitForPacking(std::shared_ptr<RecordingSession> session) {
@@ -74,7 +74,7 @@ CaptureEnd CaptureFlow::finish(CaptureEnd end) {
         m_services.background.run(m_services.ports.memorize(end.record));
     }
     const bool thought = end.record.meta.kind == CaptureKind::thought;
-    if (thought || end.words < kWordsToEnhance) {
+    if (thought || end.words < wordsToEnhance) {
         m_services.naming.nameIfNeeded(end.record);
     }
     report(end);
@@ -89,15 +89,15 @@ void CaptureFlow::report(const CaptureEnd& end) {
     const QString id = end.record.id();
     const auto enhance = m_services.library.enhanceEngine();
     if (end.record.meta.kind == CaptureKind::thought) {
-        pill.say(end.words < kWordsToMention ? u"Note saved. Didn't catch any words."_s
-                                             : u"Note saved to memory."_s);
-    } else if (end.words < kWordsToEnhance) {
+        pill.say(end.words < wordsToMention ? u"Note saved. Didn't catch any words."_s
+                                            : u"Note saved to memory."_s);
+    } else if (end.words < wordsToEnhance) {
         pill.say(u"Saved. Not enough speech to enhance."_s);
     } else if (end.record.meta.kind == CaptureKind::meeting && enhance) {
         Q_EMIT finishStep(u"Writing the notes…"_s);
         runAutomaticEngines(id, *enhance);
     } else {
-        pill.setMode(pill::Choose{id}, kChoiceShown, inbox::Handoff{id});
+        pill.setMode(pill::Choose{id}, choiceShown, inbox::Handoff{id});
     }
 }
 

@@ -13,8 +13,8 @@ namespace lumbro {
 
 namespace {
 
-constexpr qsizetype kSegmentsForTitle = 80;
-constexpr qsizetype kTitleTooLong = 60;
+constexpr qsizetype segmentsForTitle = 80;
+constexpr qsizetype titleTooLong = 60;
 
 bool isUnnamed(const CaptureRecord& record) {
     return record.meta.title == CaptureNaming::newNote() || record.meta.title == CaptureNaming::meeting();
@@ -45,7 +45,7 @@ void CaptureNaming::autoTitle(const CaptureRecord& record, const TranscriptSegme
         "No quotes, no punctuation at the end."_s;
     request.instruction = u"Name this note."_s;
     request.context =
-        EngineInput::build(record, segments.first(std::min(segments.size(), kSegmentsForTitle)), notes);
+        EngineInput::build(record, segments.first(std::min(segments.size(), segmentsForTitle)), notes);
     request.model = u"haiku"_s;
     m_background.run(askForTitle(record.id(), std::move(request)));
 }
@@ -56,7 +56,7 @@ std::optional<QString> CaptureNaming::titleFrom(const QString& reply) {
             continue;
         }
         const QStringView title = trimmedOf(line.trimmed(), u"\"'#* .");
-        if (title.isEmpty() || title.size() >= kTitleTooLong) {
+        if (title.isEmpty() || title.size() >= titleTooLong) {
             return std::nullopt;
         }
         return title.toString();

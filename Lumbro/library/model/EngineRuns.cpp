@@ -17,7 +17,7 @@ using namespace std::chrono_literals;
 
 namespace {
 
-constexpr auto kDoneShown = 6s;
+constexpr auto doneShown = 6s;
 
 Task<> ignoringResult(Task<Result<QString>> run) {
     co_await run;
@@ -165,7 +165,7 @@ Result<QString> EngineRuns::succeed(const Run& run, const QString& text) {
     Q_EMIT handoffWritten(captureID, run.engine.id);
     const inbox::Result item{run.engine.id, captureID};
     if (mayUsePill(run)) {
-        m_ports.pill.setMode(pill::Done{run.engine.id, captureID}, kDoneShown, item);
+        m_ports.pill.setMode(pill::Done{run.engine.id, captureID}, doneShown, item);
     } else {
         m_ports.pill.addToInbox(item);
     }

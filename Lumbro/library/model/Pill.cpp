@@ -8,8 +8,8 @@ using namespace std::chrono_literals;
 
 namespace {
 
-constexpr auto kHoverRecheck = 400ms;
-constexpr auto kErrorShown = 10s;
+constexpr auto hoverRecheck = 400ms;
+constexpr auto errorShown = 10s;
 
 }  // namespace
 
@@ -36,7 +36,7 @@ void Pill::say(const QString& text, std::chrono::milliseconds collapseAfter) {
 }
 
 void Pill::sayError(const QString& text) {
-    setMode(pill::Message{text, true}, kErrorShown);
+    setMode(pill::Message{text, true}, errorShown);
 }
 
 void Pill::addToInbox(const InboxItem& item) {
@@ -57,7 +57,7 @@ void Pill::removeFromInbox(const QString& id) {
 
 void Pill::collapse(const std::optional<InboxItem>& expiresTo) {
     if (m_isHovering()) {
-        m_collapse.start(m_clock, kHoverRecheck, Clock::Repeat::once,
+        m_collapse.start(m_clock, hoverRecheck, Clock::Repeat::once,
                          [this, expiresTo] { collapse(expiresTo); });
         return;
     }
