@@ -56,7 +56,10 @@ QString PrivateAudioServer::script() const {
                "\"module-native-protocol-unix auth-anonymous=1 socket=$PULSE_RUNTIME_PATH/native\" & "
                "read -r end; kill -TERM 0"_s;
     }
-    return u"pipewire & wireplumber & pipewire-pulse & read -r end; kill -TERM 0"_s;
+    // The others give up at once when the first does not answer yet.
+    return u"pipewire & tries=0; "
+           "until pw-cli info 0 || [ $((tries += 1)) -gt 200 ]; do :; done >/dev/null 2>&1; "
+           "wireplumber & pipewire-pulse & read -r end; kill -TERM 0"_s;
 }
 
 bool PrivateAudioServer::start() {
