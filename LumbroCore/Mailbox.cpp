@@ -30,10 +30,10 @@ void Mailbox::post(std::function<void()> action) {
 }
 
 bool Mailbox::event(QEvent* event) {
+    m_posted.fetch_add(1, std::memory_order_acq_rel);
     if (event->type() != actionType) {
         return QObject::event(event);
     }
-    m_posted.fetch_add(1, std::memory_order_acq_rel);
     // Qt keeps the event alive until this returns, even when the action destroys the mailbox.
     static_cast<ActionEvent*>(event)->run();
     return true;
