@@ -26,4 +26,4 @@ endfunction()
 
 # A suspended coroutine that is dropped with its clock at the end of a test is no leak worth a failure.
 set(LUMBRO_TEST_ENVIRONMENT
-  "ASAN_OPTIONS=detect_leaks=0:detect_stack_use_after_return=0;UBSAN_OPTIONS=print_stacktrace=1;LC_ALL=C.UTF-8;QT_LOGGING_RULES=qt.*=false")
+  "ASAN_OPTIONS=detect_leaks=0:detect_stack_use_after_return=0;UBSAN_OPTIONS=print_stacktrace=1;TSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/cmake/tsan.supp;LC_ALL=C.UTF-8;QT_LOGGING_RULES=qt.*=false")
