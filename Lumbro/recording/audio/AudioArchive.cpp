@@ -18,8 +18,8 @@ namespace lumbro::audioArchive {
 
 namespace {
 
-/// Ten seconds.
-constexpr size_t blockFrames = size_t(10) * TrackPipeline::sampleRate;
+/// One second.
+constexpr size_t blockFrames = TrackPipeline::sampleRate;
 
 Result<> copyBlocks(CafReader& reader, M4aWriter& writer) {
     std::vector<float> block(blockFrames);

@@ -189,8 +189,10 @@ Task<std::optional<WarmSpeech>> SpeechAssets::warm() {
         m_warmedChoice = choice;
         AppLog::info(u"speech"_s, u"warmed %1"_s.arg(*locale));
     }
-    m_warmed->recognizer->readAhead();
-    co_return m_warmed;
+    // A copy, since a coroutine's result is moved from what it is given.
+    const WarmSpeech warmed = *m_warmed;
+    warmed.recognizer->readAhead();
+    co_return warmed;
 }
 
 Task<Result<>> SpeechAssets::install(Progress progress) {
