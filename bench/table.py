@@ -14,7 +14,7 @@ import sys
 HEAD = """# Benchmarks
 
 What `bench/run` measured on the machine named below. A row with a limit fails the run when it breaks it. Times and
-memory are those the kernel counts for whole processes, of the quickest of several runs.
+memory are those the kernel counts for whole processes, of the median of several runs taken in turns, and nothing is taken off them.
 
 """
 

@@ -15,16 +15,15 @@ struct Usage {
 /// Runs a program to its end.
 Usage run(const std::vector<std::string>& command);
 
-/// The least processor time of each side in `rounds` alternating rounds.
+/// The median processor time and the highest peak memory of each side in `rounds` alternating rounds.
 struct Comparison {
     Usage ours;
     Usage peer;
 };
 Comparison compare(const std::vector<std::string>& ours, const std::vector<std::string>& peer, int rounds);
 
-/// Prints the rows of a comparison: the ratio of the processor time, and our peak memory. Runs this program
-/// with the argument "idle" to know what its libraries take. The status that the program should end with: 1
-/// when one of the two sides failed.
+/// Prints the rows of a comparison: the ratio of the processor time, and the peak memory of our whole
+/// process. The status that the program should end with: 1 when one of the two sides failed.
 int report(const std::string& name, const Comparison& comparison, double ratioLimit, double megabytesLimit);
 
 /// A minute of interleaved samples that are like speech: voiced sounds with pauses over noise. The same at

@@ -55,9 +55,6 @@ int make(const char* input) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc == 2) {
-        return 0;
-    }
     if (argc == 3 && std::string_view(argv[1]) == "make") {
         return make(argv[2]);
     }

@@ -158,8 +158,8 @@ int main(int argc, char** argv) {
     }
     const double median = percentile(added, 0.5);
     const double high = percentile(added, 0.95);
-    printRow(u"run overhead p50"_s, median);
-    printRow(u"run overhead p95"_s, high);
+    printRow(u"what a run adds to its agent's time, p50"_s, median);
+    printRow(u"what a run adds to its agent's time, p95"_s, high);
     std::fprintf(stderr, "run overhead: p50 %.1f ms p95 %.1f ms\n", median, high);
     return 0;
 }

@@ -1,6 +1,8 @@
 // What the live transcript of a two-party call costs, how late its words come, and how many are wrong.
 //
 // usage: bench_live [--seconds N] [--minutes N] [--only live|hour|words]
+//
+// The live call of --seconds runs in real time; the long one of --minutes is fed as fast as it is recognised.
 
 #include "LumbroCore/AtomicFile.h"
 #include "LumbroCore/Literals.h"
@@ -90,8 +92,9 @@ void live(double seconds) {
         }
         return now >= seconds;
     });
-    report("speech.live.cpu", (cpuSeconds() - cpuBefore) / (double(clock.elapsed()) / 1000), 0.45, "cores");
-    report("speech.live.memory", residentMegabytes(), 350, "MB");
+    report("live call, two tracks: processor", (cpuSeconds() - cpuBefore) / (double(clock.elapsed()) / 1000),
+           0.45, "cores");
+    report("live call, two tracks: memory", residentMegabytes(), 350, "MB");
     for (LiveTrack& track : tracks) {
         track.finish();
     }
@@ -102,13 +105,13 @@ void live(double seconds) {
         std::ranges::copy(track.wordDelays(), std::back_inserter(words));
         std::ranges::copy(track.finalDelays(), std::back_inserter(finals));
     }
-    report("speech.live.word.p50", percentile(words, 0.5), 0.6, "s");
-    report("speech.live.word.p95", percentile(words, 0.95), 1.2, "s");
-    report("speech.live.final.p50", percentile(finals, 0.5), 0.8, "s");
-    report("speech.live.final.p95", percentile(finals, 0.95), 0.8, "s");
+    report("live call: a guessed word after it was spoken, p50", percentile(words, 0.5), 0.6, "s");
+    report("live call: a guessed word after it was spoken, p95", percentile(words, 0.95), 1.2, "s");
+    report("live call: a final line after the utterance's end, p50", percentile(finals, 0.5), 0.8, "s");
+    report("live call: a final line after the utterance's end, p95", percentile(finals, 0.95), 0.8, "s");
     const auto errors = test::wordErrors(tracks[0].referenceText() + u' ' + tracks[1].referenceText(),
                                          tracks[0].finalText() + u' ' + tracks[1].finalText());
-    report("speech.live.call.errors", errors.rate(), 0.33, "share");
+    report("live call: word errors", errors.rate() * 100, 33, "%");
 }
 
 /// Feeds as fast as the recogniser works, keeping little ahead of it.
@@ -146,7 +149,9 @@ void hour(double minutes) {
             before = residentMegabytes();
         }
     });
-    report("speech.hour.growth", residentMegabytes() - before, 5, "MB");
+    const QByteArray name =
+        u"live call: memory growth in %1 minutes, fed faster than they last"_s.arg(minutes).toUtf8();
+    report(name.constData(), residentMegabytes() - before, 5, "MB");
 }
 
 void words() {
@@ -168,7 +173,7 @@ void words() {
     tracks[0].open(recognizer);
     feedAhead(tracks, [](double) {});
     const auto errors = test::wordErrors(tracks[0].referenceText(), tracks[0].finalText());
-    report("speech.set.errors", errors.rate(), 0.33, "share");
+    report("evaluation set: word errors", errors.rate() * 100, 33, "%");
     if (qEnvironmentVariableIsSet("LUMBRO_BENCH_SHOW")) {
         std::fprintf(stderr, "%s\n", qUtf8Printable(tracks[0].finalText()));
     }
@@ -177,7 +182,8 @@ void words() {
 int run(const QStringList& arguments) {
     QCommandLineParser parser;
     parser.addOption({u"seconds"_s, u"length of the live call"_s, u"n"_s, u"60"_s});
-    parser.addOption({u"minutes"_s, u"length of the long call"_s, u"n"_s, u"60"_s});
+    parser.addOption(
+        {u"minutes"_s, u"length of the long call, which is fed faster than real time"_s, u"n"_s, u"60"_s});
     parser.addOption({u"only"_s, u"live, hour or words"_s, u"part"_s});
     parser.process(arguments);
     if (test::speechData(u"call_me.wav"_s).isEmpty() || !PocketsphinxRecognizer::isInstalled()) {
