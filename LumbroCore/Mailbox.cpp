@@ -23,6 +23,11 @@ class ActionEvent final : public QEvent {
 
 }  // namespace
 
+Mailbox::~Mailbox() {
+    // What has not run is destroyed on this thread.
+    m_posted.fetch_add(1, std::memory_order_acq_rel);
+}
+
 void Mailbox::post(std::function<void()> action) {
     auto* event = new ActionEvent(std::move(action));
     m_posted.fetch_add(1, std::memory_order_acq_rel);

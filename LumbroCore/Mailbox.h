@@ -13,6 +13,7 @@ namespace lumbro {
 class Mailbox final : public QObject {
   public:
     Mailbox() = default;
+    ~Mailbox() override;
 
     /// Queues an action. Any thread; never blocks.
     void post(std::function<void()> action);
