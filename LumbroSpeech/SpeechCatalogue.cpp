@@ -8,7 +8,7 @@ namespace lumbro::speech {
 
 namespace {
 
-constexpr qint64 mebibyte = 1024 * 1024;
+constexpr qint64 mebibyte = qint64(1024) * 1024;
 
 const QStringList& english() {
     static const QStringList list{u"en-AU"_s, u"en-CA"_s, u"en-GB"_s, u"en-IN"_s, u"en-US"_s};

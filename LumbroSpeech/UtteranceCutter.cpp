@@ -59,8 +59,8 @@ void UtteranceCutter::takeWhileClosed(std::span<const float> window, bool isSpee
     m_preRoll.insert(m_preRoll.end(), window.begin(), window.end());
     m_position += static_cast<int64_t>(window.size());
     m_speechWindows = isSpeech ? m_speechWindows + 1 : 0;
-    const auto kept =
-        static_cast<size_t>(samplesOf(m_limits.preRoll) + m_limits.windowsToOpen * m_detector->windowSize());
+    const auto kept = static_cast<size_t>(samplesOf(m_limits.preRoll) +
+                                          int64_t(m_limits.windowsToOpen) * m_detector->windowSize());
     if (m_preRoll.size() > kept) {
         m_preRoll.erase(m_preRoll.begin(), m_preRoll.end() - static_cast<std::ptrdiff_t>(kept));
     }

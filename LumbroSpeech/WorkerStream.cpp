@@ -10,7 +10,7 @@ namespace lumbro::speech {
 namespace {
 
 // Audio cut ahead of the decoder: enough for one longest utterance, so that its end is seen.
-constexpr int64_t cutAhead = 25 * sampleRate;
+constexpr int64_t cutAhead = int64_t(25) * sampleRate;
 // The most that is decoded before finals of other streams get their turn.
 constexpr size_t decodeSlice = sampleRate / 10;
 
