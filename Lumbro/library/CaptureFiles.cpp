@@ -105,4 +105,14 @@ bool isEmpty(const CaptureRecord& record) {
     return segments ? !hasThreeWords(*segments) : !QFileInfo::exists(transcriptPath(record));
 }
 
+bool hasSound(const CaptureRecord& record) {
+    // The header of a ".caf" is padded to this; the samples follow it.
+    constexpr qint64 bareHeader = 4096;
+    const auto isLonger = [&record](const QString& name, qint64 size) {
+        return QFileInfo(record.path(name)).size() > size;
+    };
+    return isLonger(u"me.caf"_s, bareHeader) || isLonger(u"them.caf"_s, bareHeader) ||
+           isLonger(u"me.m4a"_s, 0) || isLonger(u"them.m4a"_s, 0);
+}
+
 }  // namespace lumbro::captureFiles

@@ -25,5 +25,7 @@ Result<> writeMeta(const CaptureRecord& record);
 /// True for a meeting or thought with less than three words, no notes and no hand-offs. A file that is there
 /// and cannot be read counts as content: nothing is thrown away for being unreadable.
 bool isEmpty(const CaptureRecord& record);
+/// True when a track of the capture holds samples, packed or not.
+bool hasSound(const CaptureRecord& record);
 
 }  // namespace lumbro::captureFiles

@@ -129,7 +129,9 @@ void CaptureStore::recoverUnfinished() {
 void CaptureStore::trashEmpty() {
     bool any = false;
     for (const CaptureRecord& record : std::as_const(m_captures)) {
-        if (!record.meta.endedAt || !captureFiles::isEmpty(record) || CaptureLock::isHeld(record.folder)) {
+        // A recording killed before its first words were written still has what was said.
+        if (!record.meta.endedAt || !captureFiles::isEmpty(record) || captureFiles::hasSound(record) ||
+            CaptureLock::isHeld(record.folder)) {
             continue;
         }
         any = true;

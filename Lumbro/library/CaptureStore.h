@@ -36,7 +36,7 @@ class CaptureStore {
 
     /// Gives every capture without an end one, except those that another process is recording.
     void recoverUnfinished();
-    /// Moves finished captures without content to the Trash.
+    /// Moves finished captures with neither text nor sound to the Trash.
     void trashEmpty();
 
   private:

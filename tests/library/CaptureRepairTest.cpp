@@ -49,6 +49,26 @@ TEST_F(CaptureRepairTest, anUnfinishedCaptureGetsTheLaterOfTwoEnds) {
     EXPECT_TRUE(log().contains(u"INFO [library] moved empty capture silent to the Trash\n"));
 }
 
+TEST_F(CaptureRepairTest, aCaptureWithSoundIsNeverTrashed) {
+    const struct {
+        const char* file;
+        int bytes;
+        bool kept;
+    } rows[] = {{"me.caf", 4096, false},       {"me.caf", 4098, true}, {"them.caf", 4098, true},
+                {"me.m4a", 0, false},          {"me.m4a", 1, true},    {"them.m4a", 1, true},
+                {"me.partial.m4a", 100, false}};
+    for (const auto& row : rows) {
+        for (const bool ended : {false, true}) {
+            put(u"sound"_s, meta("meeting", ended));
+            m_folder.write(capture(u"sound"_s, QString::fromLatin1(row.file)), QByteArray(row.bytes, 'x'));
+            ContextLibrary library(m_folder.path(), m_clock, {}, {});
+            library.bootstrap();
+            EXPECT_EQ(library.record(u"sound"_s).has_value(), row.kept) << row.file << row.bytes;
+            QDir(m_folder.path(capture(u"sound"_s))).removeRecursively();
+        }
+    }
+}
+
 TEST_F(CaptureRepairTest, aRecordingOfAnotherProcessIsLeftAlone) {
     const CaptureRecord record = m_library.createCapture(CaptureKind::meeting, u"A"_s, {}, at(9, 0));
     m_folder.write(capture(record.id(), u"me.caf"_s), "");
