@@ -6,7 +6,12 @@
 #include "LumbroCore/Text.h"
 
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
+
+#include <cerrno>
+
+#include <sys/stat.h>
 
 namespace lumbro::captureFiles {
 
@@ -80,7 +85,11 @@ Result<> writeTranscript(const TranscriptSegments& segments, const CaptureRecord
 }
 
 Result<> writeHandoff(const QString& text, const QString& engineID, const CaptureRecord& record) {
-    makePrivateFolder(handoffsPath(record));
+    // The capture may have been deleted meanwhile: making its folder anew would leave a ghost of it.
+    if (mkdir(QFile::encodeName(handoffsPath(record)).constData(), S_IRWXU) != 0 && errno == ENOENT) {
+        return fail(FailureKind::notFound,
+                    u"The capture %1 is not in the library any more."_s.arg(record.id()));
+    }
     return writeFileAtomically(handoffsPath(record) + u'/' + engineID + u".md"_s, text.toUtf8());
 }
 

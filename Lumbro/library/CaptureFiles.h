@@ -19,6 +19,7 @@ QMap<QString, QString> handoffs(const CaptureRecord& record, BrokenFiles& broken
 
 /// Writes both transcript files; the second also when the first fails. Gives the first failure.
 Result<> writeTranscript(const TranscriptSegments& segments, const CaptureRecord& record);
+/// Fails with `notFound` when the capture's folder is gone.
 Result<> writeHandoff(const QString& text, const QString& engineID, const CaptureRecord& record);
 Result<> writeMeta(const CaptureRecord& record);
 

@@ -93,6 +93,10 @@ TEST_F(CaptureFiles, aBrokenFileReadsAsEmptyIsNamedOnceAndStays) {
 TEST_F(CaptureFiles, aFailedWriteIsGivenBack) {
     const CaptureRecord gone{m_folder.path(u"captures/none"_s), {}};
     EXPECT_FALSE(m_library.writeTranscript({}, gone));
+    const Result<> handoff = m_library.writeHandoff(u"x"_s, u"notes"_s, gone);
+    ASSERT_FALSE(handoff);
+    EXPECT_EQ(handoff.error().kind, FailureKind::notFound);
+    EXPECT_FALSE(m_folder.has(u"captures/none"_s));
     const CaptureRecord record = m_library.createCapture(CaptureKind::meeting, u"Plan"_s, {}, at(14, 30));
     m_folder.write(capture(id, u"handoffs"_s), "in the way");
     EXPECT_FALSE(m_library.writeHandoff(u"x"_s, u"notes"_s, record));
