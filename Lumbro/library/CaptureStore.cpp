@@ -90,12 +90,19 @@ void CaptureStore::save(const CaptureRecord& record) {
     }
 }
 
-void CaptureStore::remove(const CaptureRecord& record) {
-    if (const auto moved = captureRepair::moveOut(record.folder, m_root); !moved) {
-        AppLog::error(u"library"_s, moved.error().message);
+Result<> CaptureStore::remove(const CaptureRecord& record) {
+    // With an end, a lock only says that the application which recorded it still runs.
+    if (!record.meta.endedAt && !m_locks.contains(record.folder) && CaptureLock::isHeld(record.folder)) {
+        return fail(u"%1 is being recorded; stop the recording first."_s.arg(record.id()));
     }
+    const auto moved = captureRepair::moveOut(record.folder, m_root);
     m_locks.erase(record.folder);
     reload();
+    if (!moved) {
+        AppLog::error(u"library"_s, moved.error().message);
+        return std::unexpected(moved.error());
+    }
+    return {};
 }
 
 void CaptureStore::reload() {

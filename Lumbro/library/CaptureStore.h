@@ -1,5 +1,6 @@
 #pragma once
 
+#include "LumbroCore/Failure.h"
 #include "library/BrokenFiles.h"
 #include "library/CaptureLock.h"
 #include "library/formats/CaptureMeta.h"
@@ -31,7 +32,8 @@ class CaptureStore {
     CaptureRecord create(CaptureKind kind, const QString& title, const QStringList& sources,
                          const QDateTime& at);
     void save(const CaptureRecord& record);
-    void remove(const CaptureRecord& record);
+    /// Fails with a sentence when another one is recording it, or when it can't be moved, which is logged.
+    Result<> remove(const CaptureRecord& record);
     void reload();
 
     /// Gives every capture without an end one, except those that another process is recording.

@@ -130,8 +130,8 @@ void ContextLibrary::save(const CaptureRecord& record) {
     m_private->captures.save(record);
 }
 
-void ContextLibrary::deleteCapture(const CaptureRecord& record) {
-    m_private->captures.remove(record);
+Result<> ContextLibrary::deleteCapture(const CaptureRecord& record) {
+    return m_private->captures.remove(record);
 }
 
 bool ContextLibrary::isEmpty(const CaptureRecord& record) const {

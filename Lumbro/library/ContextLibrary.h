@@ -69,8 +69,8 @@ class ContextLibrary final : public QObject {
                                 const QDateTime& at);
     /// Writes `meta.json` and updates the entry in `captures`. A failed write is logged.
     void save(const CaptureRecord& record);
-    /// Moves the folder to the Trash, or to ".trash" under the root where there is none.
-    void deleteCapture(const CaptureRecord& record);
+    /// Moves the folder to the Trash, or to ".trash" under the root. Fails while another one records into it.
+    Result<> deleteCapture(const CaptureRecord& record);
     /// True for a meeting or thought with less than three words, no notes and no hand-offs.
     bool isEmpty(const CaptureRecord& record) const;
     void reloadCaptures();

@@ -69,17 +69,33 @@ TEST_F(CaptureStoreTest, savingReplacesTheEntryInPlaceAndAddsNone) {
 
 TEST_F(CaptureStoreTest, aDeletedCaptureGoesToTheTrash) {
     const CaptureRecord record = m_library.createCapture(CaptureKind::meeting, u"A"_s, {}, at(9, 0));
-    m_library.deleteCapture(record);
+    EXPECT_TRUE(m_library.deleteCapture(record));
     EXPECT_TRUE(m_library.captures().isEmpty());
     EXPECT_TRUE(QFileInfo::exists(QDir::homePath() + u"/.local/share/Trash/files/"_s + record.id() +
                                   u"/meta.json"_s));
+}
+
+TEST_F(CaptureStoreTest, onlyItsOwnerDeletesARunningRecording) {
+    CaptureRecord record = m_library.createCapture(CaptureKind::meeting, u"A"_s, {}, at(9, 0));
+    ContextLibrary other(m_folder.path(), m_clock, {}, {});
+    const Result<> refused = other.deleteCapture(record);
+    ASSERT_FALSE(refused);
+    EXPECT_EQ(refused.error().message,
+              u"2026-03-02-0900-meeting is being recorded; stop the recording first."_s);
+    EXPECT_TRUE(m_folder.has(u"captures/2026-03-02-0900-meeting/meta.json"_s));
+    EXPECT_TRUE(m_library.deleteCapture(record));
+
+    record = m_library.createCapture(CaptureKind::meeting, u"A"_s, {}, at(9, 0));
+    record.meta.endedAt = at(9, 1);
+    m_library.save(record);
+    EXPECT_TRUE(other.deleteCapture(record));
 }
 
 TEST_F(CaptureStoreTest, withoutATrashItStillLeavesTheListUndestroyed) {
     const CaptureRecord record = m_library.createCapture(CaptureKind::meeting, u"A"_s, {}, at(9, 0));
     m_folder.write(u".trash/"_s + record.id() + u"/x"_s, "an earlier one");
     qputenv("XDG_DATA_HOME", "/proc/nowhere");
-    m_library.deleteCapture(record);
+    EXPECT_TRUE(m_library.deleteCapture(record));
     qunsetenv("XDG_DATA_HOME");
     EXPECT_TRUE(m_library.captures().isEmpty());
     EXPECT_TRUE(m_folder.has(u".trash/"_s + record.id() + u"-2/meta.json"_s));
