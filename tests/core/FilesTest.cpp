@@ -85,6 +85,7 @@ TEST(AppLog, keepsLinesOfManyThreadsWholeAndInTheOrderOfEachThread) {
     constexpr int lines = 50;
     {
         std::vector<std::jthread> writers;
+        writers.reserve(threads);
         for (int thread = 0; thread < threads; ++thread) {
             writers.emplace_back([thread] {
                 for (int i = 0; i < lines; ++i) {
