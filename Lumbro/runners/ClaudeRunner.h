@@ -20,8 +20,8 @@ class ClaudeRunner final : public AgentProvider {
     /// `cancelled`, `toolsNotReady` or `failed`. Comes back only when the child has gone.
     Task<Result<QString>> run(AgentRequest request, std::shared_ptr<CancellationHandle> cancel) override;
 
-    /// The path of the executable: the remembered one, else the first in the customary places, else what the
-    /// user's login shell finds. A new find is remembered.
+    /// The path of the executable: the remembered one, else the first in the customary places and on the
+    /// PATH, else what the user's login shell finds. A new find is remembered.
     Task<std::optional<QString>> locate();
 
   private:

@@ -5,6 +5,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QStandardPaths>
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -46,6 +47,15 @@ std::optional<QString> inCustomaryPlaces(const ExecutableSearch& search) {
     return found == paths.end() ? std::nullopt : std::optional(*found);
 }
 
+/// Along our own PATH, which a login shell's start files replace. A relative entry is skipped: it would mean
+/// the working folder, which may hold what others wrote.
+std::optional<QString> onPath(const QString& name) {
+    QStringList folders = qEnvironmentVariable("PATH").split(u':', Qt::SkipEmptyParts);
+    folders.removeIf([](const QString& folder) { return !QDir::isAbsolutePath(folder); });
+    const QString found = folders.isEmpty() ? QString() : QStandardPaths::findExecutable(name, folders);
+    return found.isEmpty() ? std::nullopt : std::optional(found);
+}
+
 /// True when `path` is a folder of ours that nobody else can read; makes it when nothing is there.
 bool isOurs(const QString& path) {
     const QByteArray name = QFile::encodeName(path);
@@ -68,6 +78,9 @@ Task<std::optional<QString>> locateExecutable(Settings& settings, Clock& clock, 
         co_return remembered;
     }
     auto found = inCustomaryPlaces(search);
+    if (!found) {
+        found = onPath(search.name);
+    }
     if (!found) {
         found = co_await loginShellLine(u"command -v "_s + search.name, clock);
     }

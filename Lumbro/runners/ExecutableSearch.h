@@ -21,8 +21,8 @@ struct ExecutableSearch {
 };
 
 /// The remembered path when it still is an executable file; else the first of the places, of the Node
-/// versions of nvm and of "/usr/bin"; else what the login shell finds. A new find is remembered. Main thread;
-/// the settings and the clock must outlive it.
+/// versions of nvm and of "/usr/bin"; else the first on our own PATH; else what the login shell finds. A new
+/// find is remembered. Main thread; the settings and the clock must outlive it.
 Task<std::optional<QString>> locateExecutable(Settings& settings, Clock& clock, ExecutableSearch search);
 
 /// Our own environment for a tool at `executable`, with a PATH on which it finds its companions: an

@@ -5,6 +5,7 @@
 #include "tests/support/TestClock.h"
 #include "tests/support/Wait.h"
 
+#include <QDir>
 #include <QFile>
 
 #include <gtest/gtest.h>
@@ -64,6 +65,29 @@ TEST_F(ExecutableSearchTest, theFirstPlaceWinsAndIsRemembered) {
     home.write(u".local/bin/quillpen"_s, "not executable");
     QFile::remove(bun);
     EXPECT_EQ(locate(), home.path(u".nvm/versions/node/v22.1.0/bin/quillpen"_s));
+}
+
+TEST_F(ExecutableSearchTest, ourOwnPathComesAfterThePlacesAndBeforeTheLoginShell) {
+    program(u"shell"_s, "#!/bin/sh\ntouch \"$HOME/asked\"\n");
+    const QString tool = program(u"elsewhere/quillpen"_s);
+    const QByteArray oldPath = qgetenv("PATH");
+    const QString oldFolder = QDir::currentPath();
+    QDir::setCurrent(home.path());
+    const auto locateWith = [&](const QString& path) {
+        settings.set(search.setting, QVariant());
+        qputenv("PATH", path.toUtf8());
+        auto found = locate();
+        qputenv("PATH", oldPath);
+        return found;
+    };
+    EXPECT_EQ(locateWith(u"/no/such:"_s + home.path(u"elsewhere"_s) + u":/bin"_s), tool);
+    EXPECT_EQ(remembered(), tool);
+    EXPECT_FALSE(home.has(u"asked"_s));
+    // An entry that depends on the working folder is not for us.
+    EXPECT_EQ(locateWith(u":elsewhere:/bin:/usr/bin"_s), std::nullopt);
+    const QString local = program(u".local/bin/quillpen"_s);
+    EXPECT_EQ(locateWith(home.path(u"elsewhere"_s)), local);
+    QDir::setCurrent(oldFolder);
 }
 
 TEST_F(ExecutableSearchTest, theLoginShellIsAskedLastAndItsNoiseIgnored) {
