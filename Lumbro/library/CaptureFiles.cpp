@@ -94,7 +94,26 @@ Result<> writeHandoff(const QString& text, const QString& engineID, const Captur
 }
 
 Result<> writeMeta(const CaptureRecord& record) {
-    return writeFileAtomically(record.path(u"meta.json"_s), json::encode(record.meta.toJson()));
+    const QString path = record.path(u"meta.json"_s);
+    const auto bytes = readFile(path);
+    const auto before = bytes ? CaptureMeta::fromBytes(*bytes) : std::nullopt;
+    Result<> written = writeFileAtomically(path, json::encode(record.meta.toJson()));
+    if (written && before && before->title != record.meta.title) {
+        return retitleTranscript(record);
+    }
+    return written;
+}
+
+Result<> retitleTranscript(const CaptureRecord& record) {
+    // Only the first line: the transcript itself may be broken, and what is readable of it shall stay.
+    const QString path = record.path(u"transcript.md"_s);
+    const auto text = readTextFile(path);
+    if (!text || !text->startsWith(u"# ")) {
+        return {};
+    }
+    const qsizetype end = text->indexOf(u'\n');
+    const QString retitled = u"# "_s + record.meta.title + (end < 0 ? u"\n"_s : text->sliced(end));
+    return retitled == *text ? Result<>() : writeFileAtomically(path, retitled.toUtf8());
 }
 
 bool isEmpty(const CaptureRecord& record) {

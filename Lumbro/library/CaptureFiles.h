@@ -21,7 +21,10 @@ QMap<QString, QString> handoffs(const CaptureRecord& record, BrokenFiles& broken
 Result<> writeTranscript(const TranscriptSegments& segments, const CaptureRecord& record);
 /// Fails with `notFound` when the capture's folder is gone.
 Result<> writeHandoff(const QString& text, const QString& engineID, const CaptureRecord& record);
+/// Where the title changes, the first line of `transcript.md` follows.
 Result<> writeMeta(const CaptureRecord& record);
+/// Puts the capture's title at the top of `transcript.md`, when that is there and begins with a title.
+Result<> retitleTranscript(const CaptureRecord& record);
 
 /// True for a meeting or thought with less than three words, no notes and no hand-offs. A file that is there
 /// and cannot be read counts as content: nothing is thrown away for being unreadable.

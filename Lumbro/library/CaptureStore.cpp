@@ -93,7 +93,9 @@ void CaptureStore::save(const CaptureRecord& record) {
 Result<> CaptureStore::remove(const CaptureRecord& record) {
     // With an end, a lock only says that the application which recorded it still runs.
     if (!record.meta.endedAt && !m_locks.contains(record.folder) && CaptureLock::isHeld(record.folder)) {
-        return fail(u"%1 is being recorded; stop the recording first."_s.arg(record.id()));
+        const QString sentence = u"%1 is being recorded; stop the recording first."_s.arg(record.id());
+        AppLog::error(u"library"_s, sentence);
+        return fail(sentence);
     }
     const auto moved = captureRepair::moveOut(record.folder, m_root);
     m_locks.erase(record.folder);

@@ -32,7 +32,7 @@ class CaptureStore {
     CaptureRecord create(CaptureKind kind, const QString& title, const QStringList& sources,
                          const QDateTime& at);
     void save(const CaptureRecord& record);
-    /// Fails with a sentence when another one is recording it, or when it can't be moved, which is logged.
+    /// Fails with a sentence, which is logged, when another one is recording it or it can't be moved.
     Result<> remove(const CaptureRecord& record);
     void reload();
 

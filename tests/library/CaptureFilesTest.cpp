@@ -1,4 +1,5 @@
 #include "LibraryFixture.h"
+#include "library/CaptureRename.h"
 
 using namespace lumbro;
 
@@ -74,6 +75,30 @@ TEST_F(CaptureFiles, transcriptsNotesAndHandoffsReadBackAsWritten) {
     EXPECT_EQ(m_library.handoffs(record), (QMap<QString, QString>{{u"notes"_s, u"néw"_s}}));
     const auto mode = QFile::permissions(m_folder.path(capture(id, u"handoffs/notes.md"_s)));
     EXPECT_FALSE(mode & (QFile::ReadGroup | QFile::ReadOther));
+}
+
+TEST_F(CaptureFiles, theTranscriptsTitleFollowsTheCaptures) {
+    CaptureRecord record = m_library.createCapture(CaptureKind::meeting, u"Plan"_s, {}, at(14, 30));
+    const QString file = capture(id, u"transcript.md"_s);
+    const QByteArray words = "\n\n[00:00:01] Me: Ho\n";
+    const auto save = [&](const QString& title) {
+        record.meta.title = title;
+        m_library.save(record);
+    };
+    m_folder.write(file, "# Plan" + words);
+    save(u"Named"_s);
+    EXPECT_EQ(m_folder.read(file), "# Named" + words);
+
+    m_folder.write(file, "# Out of step" + words);
+    EXPECT_TRUE(renameCapture(record, u" Named "_s));
+    EXPECT_EQ(m_folder.read(file), "# Named" + words);
+
+    m_folder.write(file, "My own text" + words);
+    save(u"Other"_s);
+    EXPECT_EQ(m_folder.read(file), "My own text" + words);
+    m_folder.write(file, "# Other");
+    save(u"Last"_s);
+    EXPECT_EQ(m_folder.read(file), "# Last\n");
 }
 
 TEST_F(CaptureFiles, aBrokenFileReadsAsEmptyIsNamedOnceAndStays) {
