@@ -112,6 +112,37 @@ TEST_F(EngineRunsTest, onlyALoudRunWithoutARecordingUsesThePill) {
     }
 }
 
+TEST_F(EngineRunsTest, aResultThatCannotBeWrittenIsAFailedRun) {
+    scratch.write("library/captures/" + id + "/handoffs", "in the way");
+    auto run = model->runs().runEngine(engine(u"content"_s), id, std::nullopt, false);
+    runsOf(u"Content"_s).at(0)->answer(u"text"_s);
+    const Result<QString> result = test::wait(std::move(run));
+    ASSERT_FALSE(result);
+    EXPECT_EQ(mode(), PillMode(pill::Message{result.error().message, true}));
+    EXPECT_THAT(states(), ElementsAre(id + "/content " + result.error().message));
+    EXPECT_EQ(model->revision(), 0);
+    clock.advance(60s);
+    EXPECT_THAT(inbox(), ElementsAre());
+}
+
+TEST_F(EngineRunsTest, aTranscriptThatCannotBeReadStopsARunBeforeItReplacesItsResult) {
+    ASSERT_TRUE(library->writeHandoff(u"good"_s, u"email"_s, record));
+    scratch.write("library/captures/" + id + "/transcript.json", "[{\"text\":");
+    for (const bool quiet : {true, false}) {
+        const auto result = test::wait(model->runs().runEngine(engine(u"email"_s), id, std::nullopt, quiet));
+        ASSERT_FALSE(result);
+        EXPECT_TRUE(result.error().message.endsWith(u"mend or remove transcript.json first."));
+        EXPECT_THAT(states(), ElementsAre(id + "/email " + result.error().message));
+        EXPECT_EQ(mode() == PillMode(pill::Message{result.error().message, true}), !quiet);
+    }
+    EXPECT_TRUE(agent.calls.empty());
+    EXPECT_EQ(handoff(record, u"email"_s), "good");
+
+    QFile::remove(record.path(u"transcript.json"_s));
+    model->runs().handOff(engine(u"email"_s), id);
+    EXPECT_EQ(agent.calls.size(), 1U) << "a capture of notes alone runs";
+}
+
 TEST_F(EngineRunsTest, aReplacedRunLeavesNoMark) {
     const std::vector<Result<QString>> lateEnds{u"old"_s, std::unexpected(failed),
                                                 std::unexpected(cancelled)};

@@ -1,11 +1,13 @@
 #include "library/model/EngineRuns.h"
 
+#include "LumbroCore/AtomicFile.h"
 #include "engines/formats/EngineInput.h"
 #include "library/ContextLibrary.h"
 #include "library/model/Background.h"
 #include "library/model/CaptureNaming.h"
 #include "library/model/Pill.h"
 
+#include <QFileInfo>
 #include <QPointer>
 
 #include <algorithm>
@@ -18,6 +20,13 @@ using namespace std::chrono_literals;
 namespace {
 
 constexpr auto doneShown = 6s;
+
+/// True when the capture has a transcript that is lost to its readers, who take it for an empty one.
+bool hasBrokenTranscript(const CaptureRecord& record) {
+    const QString path = record.path(u"transcript.json"_s);
+    const auto bytes = readFile(path);
+    return bytes ? !transcript::decodeWhole(*bytes) : QFileInfo::exists(path);
+}
 
 Task<> ignoringResult(Task<Result<QString>> run) {
     co_await run;
@@ -58,6 +67,10 @@ Task<Result<QString>> EngineRuns::runEngine(Engine engine, QString captureID, st
     }
     if (isRunning(captureID, engine.id)) {
         co_return fail(u"%1 is already running on this capture."_s.arg(engine.name));
+    }
+    // What is made without the words would replace the good result that was made with them.
+    if (hasBrokenTranscript(*record)) {
+        co_return refuse(engine, *record, quiet);
     }
     const QPointer<EngineRuns> alive(this);
     Run run{engine, *record, m_ports.library.segments(*record), m_ports.library.notes(*record), focus, quiet};
@@ -138,7 +151,11 @@ Result<QString> EngineRuns::finish(const Run& run, Result<QString> reply) {
     }
     m_handles.remove(key);
     if (reply) {
-        return succeed(run, *reply);
+        const Result<> written = m_ports.library.writeHandoff(*reply, run.engine.id, run.record);
+        if (written) {
+            return succeed(run, *reply);
+        }
+        reply = std::unexpected(written.error());
     }
     const Failure& failure = reply.error();
     if (failure.kind == FailureKind::cancelled) {
@@ -157,7 +174,6 @@ Result<QString> EngineRuns::finish(const Run& run, Result<QString> reply) {
 
 Result<QString> EngineRuns::succeed(const Run& run, const QString& text) {
     const QString captureID = run.record.id();
-    const Result<> written = m_ports.library.writeHandoff(text, run.engine.id, run.record);
     if (run.engine.id == u"content") {
         m_ports.exportSlides(text, run.record);
     }
@@ -169,10 +185,17 @@ Result<QString> EngineRuns::succeed(const Run& run, const QString& text) {
     } else {
         m_ports.pill.addToInbox(item);
     }
-    if (!written) {
-        return std::unexpected(written.error());
-    }
     return text;
+}
+
+std::unexpected<Failure> EngineRuns::refuse(const Engine& engine, const CaptureRecord& record, bool quiet) {
+    const QString message =
+        u"The transcript of \"%1\" can't be read; mend or remove transcript.json first."_s.arg(record.id());
+    setState(key(record.id(), engine.id), EngineRunState{false, message});
+    if (!quiet && !m_ports.isRecording()) {
+        m_ports.pill.sayError(message);
+    }
+    return fail(message);
 }
 
 bool EngineRuns::mayUsePill(const Run& run) const {

@@ -64,7 +64,8 @@ class EngineRuns final : public QObject {
     void handOff(const Engine& engine, const QString& captureID,
                  const std::optional<QString>& focus = std::nullopt, bool quiet = false);
     /// The same, and gives the text once it is written. Fails with `notFound` when there is no such capture,
-    /// with `cancelled` when the run was cancelled or replaced.
+    /// with `cancelled` when the run was cancelled or replaced, and with a sentence, before anything runs,
+    /// when the capture's transcript cannot be read.
     Task<Result<QString>> runEngine(Engine engine, QString captureID, std::optional<QString> focus,
                                     bool quiet);
     /// Asks the run to end; the entries go when it has.
@@ -85,6 +86,7 @@ class EngineRuns final : public QObject {
     void begin(const Run& run);
     Result<QString> finish(const Run& run, Result<QString> reply);
     Result<QString> succeed(const Run& run, const QString& text);
+    std::unexpected<Failure> refuse(const Engine& engine, const CaptureRecord& record, bool quiet);
     bool mayUsePill(const Run& run) const;
     void setState(const QString& key, const std::optional<EngineRunState>& state);
 
