@@ -248,6 +248,23 @@ TEST_F(CaptureFlowTest, lostAudioIsToldAndNothingIsThrownAway) {
     EXPECT_EQ(mode(), PillMode(pill::Message{u"The disk is full."_s, true}));
 }
 
+TEST_F(CaptureFlowTest, wordsThatCouldNotBeWrittenAreNoReasonToRemove) {
+    script.words = 3;
+    script.losesWords = true;
+    const QString id = start().id();
+    EXPECT_EQ(stop().kind, CaptureEnd::Kind::kept);
+    EXPECT_TRUE(library->record(id).has_value());
+}
+
+TEST_F(CaptureFlowTest, anEmptyCaptureIsRemovedOnceItsAudioIsPacked) {
+    QString id;
+    int there = 0;
+    script.onPacked = [&] { there += library->record(id) ? 1 : 0; };
+    id = start().id();
+    EXPECT_EQ(stop().kind, CaptureEnd::Kind::removed);
+    EXPECT_EQ(there, 1);
+}
+
 TEST_F(CaptureFlowTest, aModelThatGoesWhileStoppingDoesNoHarm) {
     script.holdStop = true;
     start();

@@ -7,6 +7,7 @@
 #include <QStringList>
 
 #include <coroutine>
+#include <functional>
 #include <optional>
 #include <utility>
 
@@ -18,6 +19,10 @@ struct SessionScript {
     int words = 0;
     std::optional<Failure> startFailure;
     std::optional<QString> lostAudio;
+    /// The transcript cannot be written.
+    bool losesWords = false;
+    /// Called when the packing is waited for.
+    std::function<void()> onPacked;
     /// True: `stop` waits for `FakeSession::finish`.
     bool holdStop = false;
 };
@@ -51,14 +56,19 @@ class FakeSession final : public RecordingSession {
             co_await Hold{*this};
         }
         TranscriptSegments segments;
-        if (m_script.words > 0) {
+        if (m_script.words > 0 && !m_script.losesWords) {
             const QStringList words(m_script.words, QStringLiteral("word"));
             segments.append({QUuid::createUuid(), Speaker::me, 0, words.join(u' ')});
         }
         [[maybe_unused]] const Result<> written = m_library.writeTranscript(segments, m_record);
         co_return CaptureRecord(m_record);
     }
-    Task<> packed() override { co_return; }
+    Task<> packed() override {
+        if (m_script.onPacked) {
+            m_script.onPacked();
+        }
+        co_return;
+    }
     /// Lets a held `stop` go on.
     void finish() {
         if (m_held) {

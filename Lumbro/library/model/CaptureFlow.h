@@ -86,6 +86,8 @@ class CaptureFlow final : public QObject {
     void showStarted(const CaptureRecord& record);
     void dropFailedStart(const CaptureRecord& record, const Session& session, const Failure& failure);
     std::unexpected<Failure> refuse(const QString& message);
+    bool isNothing(const CaptureEnd& end) const;
+    CaptureEnd removeEmpty(CaptureEnd end);
     CaptureEnd finish(CaptureEnd end);
     void report(const CaptureEnd& end);
     void runAutomaticEngines(const QString& captureID, const Engine& enhance);

@@ -56,19 +56,29 @@ Task<CaptureEnd> CaptureFlow::stopCapture() {
     if (m_finishingCaptureID == id) {
         setFinishing({});
     }
+    if (isNothing(end)) {
+        // The packing writes into the folder, which would come back after the removal.
+        co_await session->packed();
+        co_return alive ? removeEmpty(std::move(end)) : std::move(end);
+    }
     m_services.background.run(waitForPacking(session));
     co_return finish(std::move(end));
 }
 
+bool CaptureFlow::isNothing(const CaptureEnd& end) const {
+    // Where audio or heard words could not be written, what is left is not thrown away.
+    return !end.lostAudio && end.words < wordsToMention && m_services.library.isEmpty(end.record);
+}
+
+CaptureEnd CaptureFlow::removeEmpty(CaptureEnd end) {
+    m_services.ports.closeNotes(end.record.id());
+    remove(end.record);
+    m_services.pill.say(u"Nothing was heard, so the note was removed."_s);
+    end.kind = CaptureEnd::Kind::removed;
+    return end;
+}
+
 CaptureEnd CaptureFlow::finish(CaptureEnd end) {
-    // Where audio could not be written, the transcript may be missing too: what is left is not thrown away.
-    if (!end.lostAudio && m_services.library.isEmpty(end.record)) {
-        m_services.ports.closeNotes(end.record.id());
-        remove(end.record);
-        m_services.pill.say(u"Nothing was heard, so the note was removed."_s);
-        end.kind = CaptureEnd::Kind::removed;
-        return end;
-    }
     if (m_services.ports.memorize) {
         Q_EMIT finishStep(u"Updating the memory…"_s);
         m_services.background.run(m_services.ports.memorize(end.record));
