@@ -3,6 +3,8 @@
 #include <QFile>
 
 #include <cerrno>
+#include <chrono>
+#include <thread>
 #include <utility>
 
 #include <fcntl.h>
@@ -17,11 +19,24 @@ int openFolder(const QString& folder) {
     return open(QFile::encodeName(folder).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
 }
 
+/// False when another one keeps the lock. A file system without locks counts as one where all are free.
+bool take(int descriptor) {
+    constexpr int tries = 50;
+    for (int i = 0; i < tries; ++i) {
+        if (flock(descriptor, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK) {
+            return true;
+        }
+        // Another process's look at the lock takes it for a moment.
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return false;
+}
+
 }  // namespace
 
 CaptureLock::CaptureLock(const QString& folder) : m_descriptor(openFolder(folder)) {
-    if (m_descriptor >= 0) {
-        flock(m_descriptor, LOCK_EX | LOCK_NB);
+    if (m_descriptor >= 0 && !take(m_descriptor)) {
+        close(std::exchange(m_descriptor, -1));
     }
 }
 

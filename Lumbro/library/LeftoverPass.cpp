@@ -48,8 +48,10 @@ void LeftoverPass::run(const std::stop_token& stop, const QString& capturesFolde
         }
         captureRepair::removeStaleFiles(folder, olderThan);
         if (packTracks && hasTracks(folder)) {
-            const CaptureLock lock(folder);
-            packTracks(folder);
+            // Another process may have begun with it since we looked.
+            if (const CaptureLock lock(folder); lock.isLocked()) {
+                packTracks(folder);
+            }
         }
     }
 }

@@ -6,6 +6,9 @@
 #include <QDir>
 #include <QMutex>
 
+#include <atomic>
+#include <thread>
+
 using namespace lumbro;
 
 namespace {
@@ -88,6 +91,28 @@ TEST_F(CaptureRepairTest, aRecordingOfAnotherProcessIsLeftAlone) {
     EXPECT_TRUE(CaptureLock::isHeld(record.folder));  // Its audio is being packed.
     m_library.createCapture(CaptureKind::thought, u"B"_s, {}, at(9, 2));
     EXPECT_FALSE(CaptureLock::isHeld(record.folder));
+}
+
+TEST_F(CaptureRepairTest, aLockIsTakenOnceAndAfterAMomentaryLook) {
+    m_folder.write(u"c/x"_s, "");
+    const QString folder = m_folder.path(u"c"_s);
+    {
+        const CaptureLock first(folder);
+        EXPECT_TRUE(first.isLocked());
+        EXPECT_FALSE(CaptureLock(folder).isLocked());
+        EXPECT_FALSE(CaptureLock(m_folder.path(u"none"_s)).isLocked());
+    }
+    std::atomic<bool> done = false;
+    const std::jthread looking([&] {
+        while (!done) {
+            CaptureLock::isHeld(folder);
+            std::this_thread::yield();
+        }
+    });
+    for (int i = 0; i < 50; ++i) {
+        EXPECT_TRUE(CaptureLock(folder).isLocked());
+    }
+    done = true;
 }
 
 TEST_F(CaptureRepairTest, tracksOfACrashArePackedInTheBackground) {
