@@ -121,7 +121,9 @@ AudioServer& Services::audioServer() {
 }
 
 SpeechAssets& Services::speechAssets() {
-    return once(m_private->speechAssets, [this] { return std::make_unique<SpeechAssets>(settings()); });
+    return once(m_private->speechAssets, [this] {
+        return std::make_unique<SpeechAssets>(settings(), m_private->replacements.speechLocale);
+    });
 }
 
 SetupChecks& Services::setupChecks() {

@@ -37,6 +37,8 @@ class Services {
         std::function<void(CaptureSession::Ports&)> prepareSession;
         /// Empty: as the environment says.
         QString libraryRoot;
+        /// The language to recognise, as a BCP 47 identifier. Empty: the system's.
+        QString speechLocale;
     };
 
     explicit Services(Replacements replacements = {});
