@@ -267,6 +267,16 @@ std::vector<SummaryFacts> allFacts(const std::vector<Entry>& entries) {
     return all;
 }
 
+QStringList brokenMetas(const QString& prefix, const std::vector<Entry>& entries) {
+    QStringList paths;
+    for (const Entry& entry : entries) {
+        if (entry.broken) {
+            paths.append(prefix + QFile::decodeName(entry.name) + u"/meta.json"_s);
+        }
+    }
+    return paths;
+}
+
 }  // namespace
 
 CaptureScan scanCaptures(const QString& capturesFolder) {
@@ -274,11 +284,7 @@ CaptureScan scanCaptures(const QString& capturesFolder) {
     std::vector<Entry> entries = readEntries(capturesFolder, {});
     const std::vector<size_t> order = newestFirst(entries);
     const QString prefix = capturesFolder + u'/';
-    for (const Entry& entry : entries) {
-        if (entry.broken) {
-            scan.broken.append(prefix + QFile::decodeName(entry.name) + u"/meta.json"_s);
-        }
-    }
+    scan.broken = brokenMetas(prefix, entries);
     scan.records.reserve(std::ssize(order));
     for (const size_t index : order) {
         scan.records.append(takeRecord(prefix, entries[index]));
@@ -286,7 +292,7 @@ CaptureScan scanCaptures(const QString& capturesFolder) {
     return scan;
 }
 
-QList<CaptureSummary> summarizeCaptures(const QString& capturesFolder) {
+QList<CaptureSummary> summarizeCaptures(const QString& capturesFolder, QStringList* broken) {
     const auto begun = std::chrono::system_clock::now().time_since_epoch();
     const SummaryCache cache(capturesFolder);
     std::vector<Entry> entries =
@@ -297,6 +303,9 @@ QList<CaptureSummary> summarizeCaptures(const QString& capturesFolder) {
         cache.save(allFacts(entries), std::chrono::nanoseconds(begun).count());
     }
     const QString prefix = capturesFolder + u'/';
+    if (broken != nullptr) {
+        *broken = brokenMetas(prefix, entries);
+    }
     QList<CaptureSummary> summaries;
     summaries.reserve(std::ssize(entries));
     for (const size_t index : newestFirst(entries)) {

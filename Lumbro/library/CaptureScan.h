@@ -29,8 +29,9 @@ struct CaptureSummary {
 /// without one are passed over. Any thread.
 CaptureScan scanCaptures(const QString& capturesFolder);
 
-/// The same with transcripts and hand-offs looked at, in the order of `scanCaptures`.
-QList<CaptureSummary> summarizeCaptures(const QString& capturesFolder);
+/// The same with transcripts and hand-offs looked at, in the order of `scanCaptures`. `broken` takes the
+/// paths that a scan gives so.
+QList<CaptureSummary> summarizeCaptures(const QString& capturesFolder, QStringList* broken = nullptr);
 
 /// The summary of one capture.
 CaptureSummary summarizeCapture(const CaptureRecord& record);
