@@ -24,11 +24,16 @@ const OptionInfo* findOption(const CommandInfo& command, const QString& word) {
     return nullptr;
 }
 
+// A negative number is no option, since none is named by a digit.
+bool looksLikeOption(const QString& word) {
+    return word.size() > 1 && word.startsWith(u'-') && !word.at(1).isDigit();
+}
+
 Result<> checkNumber(const OptionInfo& option, const QString& value) {
     bool isNumber = false;
     const int number = value.toInt(&isNumber);
-    if (option.isNumber && (!isNumber || number < 0)) {
-        return fail(u"--%1 takes a whole number, not \"%2\"."_s.arg(toText(option.name), value));
+    if (option.isNumber && (!isNumber || number < 1)) {
+        return fail(u"--%1 takes a whole number of 1 or more, not \"%2\"."_s.arg(toText(option.name), value));
     }
     return {};
 }
@@ -50,7 +55,7 @@ Result<Arguments> Arguments::parse(const CommandInfo& command, const QStringList
     bool optionsEnded = false;
     for (qsizetype i = 0; i < words.size(); ++i) {
         const QString& word = words.at(i);
-        if (optionsEnded || !word.startsWith(u'-') || word == u"-") {
+        if (optionsEnded || !looksLikeOption(word)) {
             result.m_positionals += word;
             continue;
         }

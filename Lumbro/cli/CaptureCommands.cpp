@@ -2,9 +2,12 @@
 
 #include "cli/CaptureLookup.h"
 #include "cli/CaptureText.h"
+#include "cli/Table.h"
 #include "library/CaptureRename.h"
 #include "library/ContextLibrary.h"
 
+#include <QDir>
+#include <QFileInfo>
 #include <QJsonObject>
 
 namespace lumbro::cli {
@@ -26,6 +29,16 @@ int showHandoff(Output& output, const CaptureDetails& details, const QString& en
         missing += u" It has: %1."_s.arg(QStringList(details.handoffs.keys()).join(u", "_s));
     }
     return printPart(output, Output::cleanLines(details.handoffs.value(engine)), missing);
+}
+
+void sayBroken(Output& output, const QStringList& broken) {
+    if (broken.isEmpty()) {
+        return;
+    }
+    const QString first = Output::clean(QFileInfo(broken.first()).dir().dirName()) + u"/meta.json"_s;
+    output.say(broken.size() == 1 ? u"%1 can't be read; the capture is left out."_s.arg(first)
+                                  : u"%1 and %2 can't be read; the captures are left out."_s.arg(
+                                        first, counted(broken.size() - 1, u"other"_s, u"others"_s)));
 }
 
 int showText(Output& output, const Arguments& arguments, const CaptureDetails& details) {
@@ -50,17 +63,23 @@ int showText(Output& output, const Arguments& arguments, const CaptureDetails& d
 
 Task<int> captures(CommandContext context) {
     Output& output = context.output;
-    QList<CaptureSummary> summaries = summarizeCaptures(capturesFolder());
+    const QString root = ContextLibrary::rootFromEnvironment();
+    if (const auto usable = checkLibrary(root, LibraryUse::read); !usable) {
+        co_return output.fail(usable.error());
+    }
+    QStringList broken;
+    QList<CaptureSummary> summaries = summarizeCaptures(capturesFolder(), &broken);
     if (const auto limit = context.arguments.number("limit"); limit && *limit < summaries.size()) {
         summaries.resize(*limit);
     }
     if (context.arguments.wantsJson()) {
         output.printJson(captureListJson(summaries));
-    } else if (summaries.isEmpty()) {
-        output.say(u"No captures yet: `lumbro record` makes one, `lumbro demo` shows how it goes."_s);
-    } else {
+    } else if (!summaries.isEmpty()) {
         output.print(captureTable(output, summaries));
+    } else if (broken.isEmpty()) {
+        output.say(u"No captures yet: `lumbro record` makes one, `lumbro demo` shows how it goes."_s);
     }
+    sayBroken(output, broken);
     co_return 0;
 }
 
@@ -70,6 +89,14 @@ Task<int> show(CommandContext context) {
         co_return context.output.fail(record.error());
     }
     const CaptureDetails details = captureDetails(*record);
+    if (details.isTranscriptBroken) {
+        const QString sentence =
+            u"%1/transcript.json can't be read, so there are no words."_s.arg(record->id());
+        if (context.arguments.has("transcript") && !context.arguments.wantsJson()) {
+            co_return context.output.fail(sentence);
+        }
+        context.output.say(Output::clean(sentence));
+    }
     if (context.arguments.wantsJson()) {
         context.output.printJson(captureJson(details));
         co_return 0;

@@ -73,8 +73,11 @@ QJsonObject toObject(const QMap<QString, QString>& map) {
 CaptureDetails captureDetails(const CaptureRecord& record) {
     CaptureDetails details;
     details.summary = summarizeCapture(record);
-    const QByteArray bytes = readFile(record.path(u"transcript.json"_s)).value_or(QByteArray());
-    details.paragraphs = transcript::merged(transcript::decode(bytes));
+    const QString path = record.path(u"transcript.json"_s);
+    const auto bytes = readFile(path);
+    const auto segments = bytes ? transcript::decodeWhole(*bytes) : std::nullopt;
+    details.isTranscriptBroken = !segments && QFileInfo::exists(path);
+    details.paragraphs = transcript::merged(segments.value_or(TranscriptSegments()));
     details.notes = readTextFile(record.path(u"notes.md"_s)).value_or(QString());
     for (const QString& engine : details.summary.handoffs) {
         if (const auto text = readTextFile(record.path(u"handoffs/"_s + engine + u".md"_s))) {

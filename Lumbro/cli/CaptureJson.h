@@ -15,6 +15,8 @@ namespace lumbro::cli {
 struct CaptureDetails {
     CaptureSummary summary;
     TranscriptSegments paragraphs;
+    /// The transcript is there and cannot be read.
+    bool isTranscriptBroken = false;
     QString notes;
     /// Engine id to text.
     QMap<QString, QString> handoffs;

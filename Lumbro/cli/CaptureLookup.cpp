@@ -5,6 +5,8 @@
 #include "library/ContextLibrary.h"
 
 #include <QDir>
+#include <QFileInfo>
+#include <QTemporaryDir>
 
 namespace lumbro::cli {
 
@@ -20,8 +22,29 @@ std::optional<CaptureRecord> exactly(const QString& folder, const QString& id) {
     return meta ? std::optional(CaptureRecord{path, *meta}) : std::nullopt;
 }
 
+bool isUnreadable(const QString& folder, const QString& name) {
+    return !name.isEmpty() && !name.contains(u'/') && !name.startsWith(u'.') &&
+           QFileInfo::exists(folder + u'/' + name + u"/meta.json"_s) && !exactly(folder, name);
+}
+
+std::unexpected<Failure> unreadable(const QString& folder, const QString& name) {
+    return fail(u"%1/meta.json can't be read; mend it, or move the folder %2/%1 away."_s.arg(name, folder));
+}
+
+// Whether it could be made is known only by trying, without leaving anything.
+bool couldBeMade(const QString& path) {
+    QString parent = QFileInfo(path).absolutePath();
+    while (!QFileInfo::exists(parent)) {
+        parent = QFileInfo(parent).absolutePath();
+    }
+    return QTemporaryDir(parent + u"/.lumbro-XXXXXX"_s).isValid();
+}
+
 Result<CaptureRecord> newest(const QString& folder) {
     const CaptureScan scan = scanCaptures(folder);
+    if (scan.records.isEmpty() && !scan.broken.isEmpty()) {
+        return unreadable(folder, QFileInfo(scan.broken.first()).dir().dirName());
+    }
     if (scan.records.isEmpty()) {
         return fail(FailureKind::notFound, u"There are no captures yet; `lumbro record` makes one."_s);
     }
@@ -31,6 +54,9 @@ Result<CaptureRecord> newest(const QString& folder) {
 }  // namespace
 
 Result<CaptureRecord> findCapture(const QString& folder, const QString& id) {
+    if (const auto usable = checkLibrary(QFileInfo(folder).path(), LibraryUse::read); !usable) {
+        return std::unexpected(usable.error());
+    }
     if (id == u"last") {
         return newest(folder);
     }
@@ -38,12 +64,17 @@ Result<CaptureRecord> findCapture(const QString& folder, const QString& id) {
         return *record;
     }
     QStringList names;
+    QStringList broken;
     if (!id.isEmpty()) {
         for (const QString& name : QDir(folder).entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
-            if (name.startsWith(id) && exactly(folder, name)) {
-                names += name;
+            if (name.startsWith(id)) {
+                names += exactly(folder, name) ? QStringList(name) : QStringList();
+                broken += isUnreadable(folder, name) ? QStringList(name) : QStringList();
             }
         }
+    }
+    if (broken.contains(id) || (names.isEmpty() && !broken.isEmpty())) {
+        return unreadable(folder, broken.contains(id) ? id : broken.first());
     }
     if (names.isEmpty()) {
         return fail(FailureKind::notFound,
@@ -56,6 +87,21 @@ Result<CaptureRecord> findCapture(const QString& folder, const QString& id) {
                 .arg(id, names.at(0), names.at(1)));
     }
     return *exactly(folder, names.first());
+}
+
+Result<> checkLibrary(const QString& root, LibraryUse use) {
+    const QFileInfo info(root);
+    const QFileInfo captures(root + u"/captures"_s);
+    const bool writes = use == LibraryUse::write;
+    bool usable = writes ? makePrivateFolder(root) && info.isWritable() : info.exists() || couldBeMade(root);
+    for (const QFileInfo& folder : {info, captures}) {
+        usable = usable && (!folder.exists() || (folder.isDir() && folder.isReadable()));
+    }
+    if (usable) {
+        return {};
+    }
+    return fail(u"The library %1 can't be %2; set QUILLET_ROOT to a folder of yours."_s.arg(
+        root, writes ? u"written"_s : u"read or made"_s));
 }
 
 QString capturesFolder() {

@@ -11,6 +11,13 @@ namespace lumbro::cli {
 /// sentence that says what to do.
 Result<CaptureRecord> findCapture(const QString& capturesFolder, const QString& id);
 
+/// What a command does with the library.
+enum class LibraryUse { read, write };
+
+/// Fails with a sentence when the library at `root` cannot be used so. One that is missing may be read when
+/// it could be made, and is made when it is to be written.
+Result<> checkLibrary(const QString& root, LibraryUse use);
+
 /// The folder of captures of this run's library.
 QString capturesFolder();
 

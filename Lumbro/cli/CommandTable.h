@@ -15,7 +15,7 @@ struct OptionInfo {
     std::string_view meaning;
     /// One letter that means the same, or 0.
     char letter = 0;
-    /// The value is a whole number of 0 or more.
+    /// The value is a whole number of 1 or more.
     bool isNumber = false;
 };
 

@@ -2,6 +2,7 @@
 
 #include "LumbroCore/AtomicFile.h"
 #include "LumbroCore/Settings.h"
+#include "cli/CaptureLookup.h"
 #include "cli/Table.h"
 #include "library/ContextLibrary.h"
 
@@ -15,12 +16,20 @@ namespace {
 /// The library as the commands over engines need it: only that, not the captures' words.
 class OpenLibrary {
   public:
-    OpenLibrary() : m_library(ContextLibrary::rootFromEnvironment(), m_clock) { m_library.open(); }
+    OpenLibrary()
+        : m_library(ContextLibrary::rootFromEnvironment(), m_clock),
+          m_usable(checkLibrary(m_library.root(), LibraryUse::write)) {
+        if (m_usable) {
+            m_library.open();
+        }
+    }
     ContextLibrary* operator->() { return &m_library; }
+    const Result<>& usable() const { return m_usable; }
 
   private:
     SystemClock m_clock;
     ContextLibrary m_library;
+    Result<> m_usable;
 };
 
 QString engineText(const Output& output, const Engine& engine) {
@@ -93,6 +102,9 @@ QJsonObject voiceJson(const Voice& voice) {
 Task<int> engines(CommandContext context) {
     Output& output = context.output;
     OpenLibrary library;
+    if (!library.usable()) {
+        co_return context.output.fail(library.usable().error());
+    }
     const QList<Engine> all = library->engines() + library->systemEngines();
     if (context.arguments.wantsJson()) {
         QJsonArray array;
@@ -124,6 +136,9 @@ Task<int> engines(CommandContext context) {
 
 Task<int> enginesShow(CommandContext context) {
     OpenLibrary library;
+    if (!library.usable()) {
+        co_return context.output.fail(library.usable().error());
+    }
     const auto engine = library->engine(context.arguments.at(0));
     if (!engine) {
         co_return context.output.fail(
@@ -142,8 +157,13 @@ Task<int> enginesCheck(CommandContext context) {
     const QString file = QFileInfo(context.arguments.at(0)).absoluteFilePath();
     const auto text = readTextFile(file);
     if (!text) {
-        co_return output.fail(
-            u"%1 can't be read as a text file; give the path of an engine file."_s.arg(file));
+        const QString sentence =
+            u"%1 can't be read as a text file; give the path of an engine file."_s.arg(file);
+        if (!context.arguments.wantsJson()) {
+            co_return output.fail(sentence);
+        }
+        output.printJson(QJsonObject{{u"error"_s, sentence}});
+        co_return 1;
     }
     const auto engine = Engine::parse(*text, file);
     if (context.arguments.wantsJson()) {
@@ -161,6 +181,9 @@ Task<int> enginesCheck(CommandContext context) {
 Task<int> voices(CommandContext context) {
     Output& output = context.output;
     OpenLibrary library;
+    if (!library.usable()) {
+        co_return context.output.fail(library.usable().error());
+    }
     const QString selected = Settings().string(u"selectedVoiceID"_s);
     QJsonArray array;
     QList<QStringList> rows;

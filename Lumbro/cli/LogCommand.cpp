@@ -62,9 +62,15 @@ QString shown(const Output& output, const QByteArray& bytes) {
 QJsonArray linesJson(const QByteArray& bytes) {
     static const QRegularExpression form(u"^(\\S+ \\S+) (\\S+) \\[([^\\]]*)\\] (.*)$"_s);
     QJsonArray array;
-    for (const QByteArray& line : bytes.split('\n')) {
-        const auto match = form.match(QString::fromUtf8(line));
-        if (match.hasMatch()) {
+    const QByteArray lines = bytes.endsWith('\n') ? bytes.chopped(1) : bytes;
+    for (const QByteArray& line : lines.split('\n')) {
+        const QString text = QString::fromUtf8(line);
+        const auto match = form.match(text);
+        if (!match.hasMatch() && !array.isEmpty()) {
+            QJsonObject entry = array.takeAt(array.size() - 1).toObject();
+            entry.insert(u"message"_s, entry.value(u"message"_s).toString() + u'\n' + text);
+            array += entry;
+        } else if (match.hasMatch()) {
             array += QJsonObject{{u"time"_s, match.captured(1)},
                                  {u"level"_s, match.captured(2)},
                                  {u"tag"_s, match.captured(3)},
@@ -79,6 +85,11 @@ QJsonArray linesJson(const QByteArray& bytes) {
 Task<int> log(CommandContext context) {
     Output& output = context.output;
     const bool follows = context.arguments.has("follow");
+    if (follows && context.arguments.wantsJson()) {
+        output.fail(u"--follow has no end, so it can't give one JSON document; leave --json out."_s);
+        output.say(usageLine(*findCommand({u"log"_s}).command));
+        co_return wrongUsage;
+    }
     Tail tail(AppLog::url());
     const QByteArray last = lastLines(tail.takeNew(), context.arguments.number("lines").value_or(usualLines));
     if (context.arguments.wantsJson()) {

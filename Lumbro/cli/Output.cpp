@@ -46,11 +46,10 @@ QString cleaned(const QString& text, bool keepsLines) {
     QString result;
     result.reserve(text.size());
     for (const QChar c : text) {
-        if (c == u'\n' && keepsLines) {
-            result += c;
-        } else if (c == u'\t' || c == u'\n') {
+        const bool staysLineEnd = c == u'\n' && keepsLines;
+        if (!staysLineEnd && (c == u'\t' || c == u'\n')) {
             result += u' ';
-        } else if (c.category() != QChar::Other_Control) {
+        } else if (staysLineEnd || c.category() != QChar::Other_Control) {
             result += c;
         }
     }
@@ -69,10 +68,7 @@ Output::Output() {
 }
 
 void Output::print(const QString& text) {
-    clearShown();
-    if (!m_closed && !writeAll(STDOUT_FILENO, text.toUtf8())) {
-        m_closed = true;
-    }
+    write(text.toUtf8());
 }
 
 void Output::printJson(const QJsonValue& value) {
@@ -80,9 +76,19 @@ void Output::printJson(const QJsonValue& value) {
 }
 
 void Output::printJson(const QByteArray& document) {
+    write(document + '\n');
+}
+
+void Output::write(const QByteArray& bytes) {
     clearShown();
-    if (!m_closed && !writeAll(STDOUT_FILENO, document + '\n')) {
-        m_closed = true;
+    if (m_closed || writeAll(STDOUT_FILENO, bytes)) {
+        return;
+    }
+    const int error = errno;
+    m_closed = true;
+    if (error != EPIPE) {
+        m_lost = true;
+        fail(u"The result can't be written: %1."_s.arg(qt_error_string(error)));
     }
 }
 

@@ -47,8 +47,10 @@ class Output {
     /// Standard error is a terminal, so that `show` shows.
     bool showsProgress() const { return m_errTerminal; }
     int progressWidth() const { return m_errWidth; }
-    /// The reader of standard output has gone.
+    /// Nothing more can be written to standard output.
     bool isClosed() const { return m_closed; }
+    /// 1 when results were lost although their reader is there, else `status`.
+    int finalStatus(int status) const { return m_lost ? 1 : status; }
 
     /// The text without line ends and control characters, so that a title cannot steer the terminal.
     static QString clean(const QString& text);
@@ -56,6 +58,7 @@ class Output {
     static QString cleanLines(const QString& text);
 
   private:
+    void write(const QByteArray& bytes);
     static QString inLook(const QString& text, Look look, bool colours);
 
     bool m_outTerminal = false;
@@ -66,6 +69,7 @@ class Output {
     int m_errWidth = 0;
     bool m_shown = false;
     bool m_closed = false;
+    bool m_lost = false;
 };
 
 }  // namespace lumbro::cli

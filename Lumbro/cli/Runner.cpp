@@ -1,19 +1,20 @@
 #include "cli/Runner.h"
 
 #include "LumbroCore/AppLog.h"
+#include "LumbroCore/Clock.h"
 
 #include <QCoreApplication>
 
 #include <algorithm>
 #include <csignal>
 
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace lumbro::cli {
 
 namespace {
-
-constexpr int wrongUsage = 2;
 
 // The status of a command that ended before the event loop ran is kept here, as a loop that has not begun
 // cannot be left.
@@ -23,7 +24,8 @@ struct Ending {
 };
 
 Task<> drive(CommandFunction function, CommandContext context, Ending& ending) {
-    ending.status = co_await function(std::move(context));
+    const Output& output = context.output;
+    ending.status = output.finalStatus(co_await function(std::move(context)));
     ending.isOver = true;
     QCoreApplication::exit(ending.status);
 }
@@ -58,8 +60,23 @@ int runOnLoop(int& argc, char** argv, CommandFunction function, CommandContext c
 }  // namespace
 
 void prepareProcess() {
+    // A file opened later must not get the number of an output, since what is said would go into it.
+    int descriptor = 0;
+    do {
+        descriptor = open("/dev/null", O_RDWR);
+    } while (descriptor >= 0 && descriptor <= STDERR_FILENO);
+    close(descriptor);
     umask(077);
     std::signal(SIGPIPE, SIG_IGN);
+}
+
+bool checkEnvironment(Output& output) {
+    if (qEnvironmentVariableIsEmpty("LUMBRO_NOW") || SystemClock::dateFromEnvironment().isValid()) {
+        return true;
+    }
+    output.fail(u"LUMBRO_NOW takes a date such as 2026-03-02T09:14:05, not \"%1\"."_s.arg(
+        qEnvironmentVariable("LUMBRO_NOW")));
+    return false;
 }
 
 int runCommand(int& argc, char** argv, std::span<const CommandEntry> entries, int (*otherwise)(char** argv)) {
@@ -76,7 +93,7 @@ int runCommand(int& argc, char** argv, std::span<const CommandEntry> entries, in
     const QStringList rest = words.sliced(match.words);
     if (asksForHelp(rest)) {
         output.print(commandHelp(*match.command));
-        return 0;
+        return output.finalStatus(0);
     }
     const auto arguments = Arguments::parse(*match.command, rest);
     if (!arguments) {
@@ -85,6 +102,9 @@ int runCommand(int& argc, char** argv, std::span<const CommandEntry> entries, in
     const CommandEntry* entry = findEntry(entries, match.command->name);
     if (entry == nullptr) {
         return otherwise(argv);
+    }
+    if (!checkEnvironment(output)) {
+        return wrongUsage;
     }
     return runOnLoop(argc, argv, entry->function, {output, *arguments});
 }

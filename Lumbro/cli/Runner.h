@@ -24,8 +24,14 @@ struct CommandEntry {
     CommandFunction function;
 };
 
+/// The exit status of wrong usage.
+constexpr int wrongUsage = 2;
+
 /// The start of both programs: private files, no death by a closed pipe, UTF-8. Before anything else.
 void prepareProcess();
+
+/// Whether the environment's date can be read; says so when not.
+bool checkEnvironment(Output& output);
 
 /// Runs one command of `entries` on an event loop of its own, to its end. Answers help and wrong usage by
 /// itself (0 and 2). `words` are the program's arguments. A command that is known but not in `entries` is

@@ -55,14 +55,15 @@ int becomeServices(char** argv) {
 int main(int argc, char** argv) {
     using namespace lumbro;
     cli::prepareProcess();
+    cli::Output output;
     const std::string_view first = argc > 1 ? argv[1] : "";
     if (first == "--version") {
-        cli::Output().printLine(u"lumbro "_s + QStringLiteral(LUMBRO_VERSION));
-        return 0;
+        output.printLine(u"lumbro "_s + QStringLiteral(LUMBRO_VERSION));
+        return output.finalStatus(0);
     }
     if (first == "--help" || first == "-h" || first == "help") {
-        cli::Output().print(cli::programHelp());
-        return 0;
+        output.print(cli::programHelp());
+        return output.finalStatus(0);
     }
     if (first.empty() || first == "--dock") {
         return cli::becomeServices(argv);

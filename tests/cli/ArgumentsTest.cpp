@@ -37,6 +37,7 @@ TEST(Arguments, keepsWhatLooksLikeAnOptionWhereItIsAValue) {
     EXPECT_EQ(parse(u"a --focus --fast"_s)->value("focus"), u"--fast"_s);
     EXPECT_EQ(parse(u"-- --fast"_s)->at(0), u"--fast"_s);
     EXPECT_EQ(parse(u"-"_s)->at(0), u"-"_s);
+    EXPECT_EQ(parse(u"a -5"_s)->at(1), u"-5"_s);
     EXPECT_EQ(parse(u"a --focus=x=y"_s)->value("focus"), u"x=y"_s);
 }
 

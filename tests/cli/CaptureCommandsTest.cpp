@@ -85,6 +85,28 @@ TEST_F(CaptureCommands, movesADeletedCaptureToTheTrash) {
     EXPECT_EQ(line.run({u"captures"_s, u"--json"_s}).array().size(), 1);
 }
 
+TEST_F(CaptureCommands, tellWhatCannotBeRead) {
+    const QString broken = u"2026-03-01-0914-meeting"_s;
+    line.write(broken, u"meta.json"_s, "{");
+    line.write(newer, u"transcript.json"_s, "[{");
+    EXPECT_EQ(line.run({u"captures"_s}).errors,
+              broken + u"/meta.json can't be read; the capture is left out.\n"_s);
+    for (const QString& id : {broken, u"2026-03-01"_s}) {
+        const Finished shown = line.run({u"show"_s, id});
+        EXPECT_EQ(shown.status, 1);
+        EXPECT_TRUE(shown.errors.contains(broken + u"/meta.json can't be read"_s))
+            << qPrintable(shown.errors);
+    }
+    const Finished whole = line.run({u"show"_s, newer});
+    EXPECT_EQ(whole.status, 0);
+    EXPECT_TRUE(whole.errors.contains(u"transcript.json can't be read"_s)) << qPrintable(whole.errors);
+    const Finished part = line.run({u"show"_s, newer, u"--transcript"_s});
+    EXPECT_EQ(part.status, 1);
+    EXPECT_TRUE(part.errors.contains(u"transcript.json can't be read"_s)) << qPrintable(part.errors);
+    line.write(u"2026-02-01-0914-meeting"_s, u"meta.json"_s, "x");
+    EXPECT_TRUE(line.run({u"captures"_s}).errors.contains(u"and 1 other can't be read"_s));
+}
+
 TEST_F(CaptureCommands, worksInAnEmptyHome) {
     const CommandLine empty;
     EXPECT_EQ(empty.run({u"captures"_s, u"--json"_s}).output, u"[]\n"_s);

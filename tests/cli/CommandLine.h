@@ -67,6 +67,7 @@ class CommandLine {
         m_home.write(u"Quillet/captures/%1/%2"_s.arg(id, name), bytes);
     }
 
+    const QProcessEnvironment& environment() const { return m_environment; }
     const ScratchFolder& home() const { return m_home; }
     static QString program() { return QStringLiteral(LUMBRO_BINARY_DIR "/lumbro"); }
     static QString demoSide(const QString& side) {

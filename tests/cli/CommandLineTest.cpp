@@ -38,6 +38,9 @@ TEST(CommandLine, refusesWrongUsageWithStatusTwoAndTheUsageLine) {
                                    {u"show"_s},
                                    {u"settings"_s, u"set"_s, u"aiProvider"_s},
                                    {u"import"_s},
+                                   {u"captures"_s, u"--limit"_s, u"0"_s},
+                                   {u"record"_s, u"--kind"_s, u"song"_s},
+                                   {u"log"_s, u"-f"_s, u"--json"_s},
                                    {u"engine-run"_s, u"notes"_s}};
     for (const QStringList& arguments : wrong) {
         const Finished finished = line.run(arguments);
@@ -47,9 +50,41 @@ TEST(CommandLine, refusesWrongUsageWithStatusTwoAndTheUsageLine) {
             << qPrintable(finished.errors);
     }
     EXPECT_EQ(line.run({u"nonsense"_s}).status, 2);
-    EXPECT_EQ(line.run({u"record"_s, u"--kind"_s, u"song"_s}).status, 2);
     EXPECT_EQ(line.run({u"record"_s, u"--fast"_s}).status, 2);
     EXPECT_EQ(line.run({u"import"_s, CommandLine::demoSide(u"me"_s), u"--at"_s, u"soon"_s}).status, 2);
+}
+
+TEST(CommandLine, refusesADateThatItCannotRead) {
+    CommandLine line;
+    line.set(u"LUMBRO_NOW"_s, u"noon"_s);
+    for (const QStringList& arguments : {QStringList{u"captures"_s}, {u"devices"_s}, {}}) {
+        const Finished finished = line.run(arguments);
+        EXPECT_EQ(finished.status, 2);
+        EXPECT_TRUE(finished.errors.startsWith(u"lumbro: LUMBRO_NOW takes a date"_s));
+        EXPECT_EQ(finished.errors.count(u'\n'), 1);
+    }
+}
+
+TEST(CommandLine, saysThatALibraryCannotBe) {
+    CommandLine line;
+    line.home().write(u"file"_s, "x");
+    line.addCapture(u"2026-03-02-0914-meeting"_s, "One", "2026-03-02T08:14:00Z");
+    for (const QString& root : {u"/proc/nohome/Quillet"_s, line.home().path(u"file"_s)}) {
+        line.set(u"QUILLET_ROOT"_s, root);
+        const QList<QStringList> commands{{},
+                                          {u"captures"_s},
+                                          {u"show"_s, u"last"_s},
+                                          {u"engines"_s},
+                                          {u"voices"_s},
+                                          {u"import"_s, CommandLine::demoSide(u"me"_s)}};
+        for (const QStringList& arguments : commands) {
+            const Finished finished = line.run(arguments);
+            EXPECT_EQ(finished.status, 1) << qPrintable(arguments.join(u' '));
+            EXPECT_TRUE(finished.errors.startsWith(u"lumbro: The library "_s + root))
+                << qPrintable(finished.errors);
+            EXPECT_EQ(finished.errors.count(u'\n'), 1) << qPrintable(finished.errors);
+        }
+    }
 }
 
 TEST(CommandLine, failsWithOneSentenceThatSaysWhatToDo) {
@@ -71,6 +106,7 @@ TEST(CommandLine, failsWithOneSentenceThatSaysWhatToDo) {
         {{u"engines"_s, u"show"_s, u"nothing"_s}, u"`lumbro engines` lists them all"_s},
         {{u"engine-run"_s, u"nothing"_s, u"last"_s}, u"`lumbro engines` lists them all"_s},
         {{u"settings"_s, u"set"_s, u"dailyIdeasMinute"_s, u"noon"_s}, u"takes a whole number"_s},
+        {{u"settings"_s, u"set"_s, u"nothing"_s, u"-5"_s}, u"nothing"_s},
         {{u"settings"_s, u"get"_s, u"nothing"_s}, u"`lumbro settings list` names them all"_s},
         {{u"import"_s, u"/nothing.wav"_s}, u"nothing.wav"_s},
         {{u"speech"_s, u"use"_s, u"nothing"_s}, u"nothing"_s},
@@ -102,6 +138,30 @@ TEST(CommandLine, endsQuietlyWhenItsReaderHasGone) {
     EXPECT_TRUE(shell.readAllStandardError().isEmpty());
 }
 
+TEST(CommandLine, saysWhenItsResultIsLost) {
+    const CommandLine line;
+    for (const QString& command : {u"settings"_s, u"settings --json"_s, u"--help"_s, u"captures --help"_s}) {
+        QProcess shell;
+        shell.start(u"/bin/bash"_s, {u"-c"_s, u"HOME=%1 %2 %3 > /dev/full"_s.arg(
+                                                  line.home().path(), CommandLine::program(), command)});
+        shell.waitForFinished(-1);
+        const QByteArray errors = shell.readAllStandardError();
+        EXPECT_EQ(shell.exitCode(), 1) << qPrintable(command);
+        EXPECT_TRUE(errors.startsWith("lumbro: The result can't be written: ")) << errors.constData();
+        EXPECT_EQ(errors.count('\n'), 1) << errors.constData();
+    }
+}
+
+TEST(CommandLine, putsSomethingInThePlaceOfClosedOutputs) {
+    const CommandLine line;
+    QProcess shell;
+    shell.start(u"/bin/bash"_s, {u"-c"_s, u"HOME=%1 %2 settings list <&- >&- 2>&-"_s.arg(
+                                              line.home().path(), CommandLine::program())});
+    shell.waitForFinished(-1);
+    // Without a stand-in the write would fail, or reach a file that was given the number.
+    EXPECT_EQ(shell.exitCode(), 0);
+}
+
 TEST(CommandLine, listsReadsAndChangesSettings) {
     const CommandLine line;
     EXPECT_EQ(line.run({u"settings"_s, u"list"_s, u"--json"_s}).object().value(u"dailyIdeasMinute"_s).toInt(),
@@ -123,4 +183,7 @@ TEST(CommandLine, printsTheEndOfTheLog) {
     const QJsonArray lines = line.run({u"log"_s, u"--json"_s}).array();
     ASSERT_EQ(lines.size(), 2);
     EXPECT_EQ(lines.at(1).toObject().value(u"tag"_s).toString(), u"ask"_s);
+    line.home().write(log, "2026-03-02 09:14:05.001 INFO [capture] one\n  more\n\nend\n");
+    EXPECT_EQ(line.run({u"log"_s, u"--json"_s}).array().at(0).toObject().value(u"message"_s),
+              u"one\n  more\n\nend"_s);
 }

@@ -40,6 +40,12 @@ TEST(EngineCommands, checksAFileInTheWarningsWords) {
     const Finished asJson = line.run({u"engines"_s, u"check"_s, line.home().path(u"bad.md"_s), u"--json"_s});
     EXPECT_EQ(asJson.status, 1);
     EXPECT_EQ(asJson.object(), (QJsonObject{{u"error"_s, u"frontmatter needs a `name:`"_s}}));
+    line.home().write(u"binary.md"_s, QByteArray::fromHex("ff00fe"));
+    for (const QString& name : {u"missing.md"_s, u"binary.md"_s, u"."_s}) {
+        const Finished unread = line.run({u"engines"_s, u"check"_s, line.home().path(name), u"--json"_s});
+        EXPECT_EQ(unread.status, 1) << qPrintable(name);
+        EXPECT_TRUE(unread.object().value(u"error"_s).toString().contains(u"can't be read"_s));
+    }
 }
 
 TEST(EngineCommands, runsAnEngineWithTheFocusAndKeepsItsResult) {

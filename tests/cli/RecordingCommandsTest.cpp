@@ -1,6 +1,10 @@
 #include "tests/cli/CommandLine.h"
+#include "tests/support/Wait.h"
 
 #include <QFileInfo>
+#include <QRegularExpression>
+
+#include <csignal>
 
 #include <gtest/gtest.h>
 
@@ -67,6 +71,55 @@ TEST(RecordingCommands, keepTheCaptureAndSayWhyThereAreNoNotes) {
     const QJsonObject capture = line.run({u"show"_s, u"last"_s, u"--json"_s}).object();
     EXPECT_GT(capture.value(u"words"_s).toInt(), 20);
     EXPECT_TRUE(capture.value(u"handoffs"_s).toObject().isEmpty());
+}
+
+TEST(RecordingCommands, sayBeforehandThatALanguageHasNoModel) {
+    CommandLine line;
+    line.set(u"LC_ALL"_s, u"de_DE.UTF-8"_s);
+    const Finished run = line.run({u"import"_s, CommandLine::demoSide(u"me"_s)});
+    EXPECT_TRUE(run.errors.contains(u"No speech model for de"_s)) << qPrintable(run.errors);
+    EXPECT_TRUE(run.errors.contains(u"`lumbro speech list`"_s)) << qPrintable(run.errors);
+}
+
+TEST(RecordingCommands, theDemoIsHeardInEveryLocale) {
+    CommandLine line;
+    line.set(u"LC_ALL"_s, u"de_DE.UTF-8"_s);
+    line.set(u"TMPDIR"_s, line.home().path());
+    const Finished run = line.run({u"demo"_s, u"--json"_s});
+    ASSERT_EQ(run.status, 0) << qPrintable(run.errors);
+    EXPECT_TRUE(spoken(run.object(), u"Them"_s).contains(u"young man"_s)) << qPrintable(run.output);
+    // No agent is there, so that it is said how to get the notes later, of this library.
+    EXPECT_TRUE(run.errors.contains(u"QUILLET_ROOT=%1/lumbro-demo-"_s.arg(line.home().path())));
+    EXPECT_TRUE(run.errors.contains(CommandLine::program() + u" engine-run "_s)) << qPrintable(run.errors);
+}
+
+TEST(RecordingCommands, sayNothingOfRecordingBeforeItHasBegun) {
+    const CommandLine line;
+    const Finished run = line.run({u"record"_s});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_FALSE(run.errors.contains(u"Recording. Ctrl-C"_s)) << qPrintable(run.errors);
+    EXPECT_EQ(line.run({u"captures"_s, u"--json"_s}).output, u"[]\n"_s);
+}
+
+TEST(RecordingCommands, sayWhereCtrlCStoppedTheFiles) {
+    const CommandLine line;
+    QProcess process;
+    process.setProcessEnvironment(line.environment());
+    process.start(CommandLine::program(),
+                  {u"record"_s, u"--mic"_s, u"file:"_s + CommandLine::demoSide(u"me"_s)});
+    const auto hasAudio = [&line] {
+        const QStringList found =
+            QDir(line.home().path(u"Quillet/captures"_s)).entryList(QDir::Dirs | QDir::NoDotAndDotDot);
+        return !found.isEmpty() &&
+               line.home().read(u"Quillet/captures/%1/transcript.json"_s.arg(found.first())).size() > 300;
+    };
+    ASSERT_TRUE(eventually(hasAudio, std::chrono::seconds(30)));
+    ::kill(pid_t(process.processId()), SIGINT);
+    process.waitForFinished(-1);
+    const QString errors = QString::fromUtf8(process.readAllStandardError());
+    EXPECT_EQ(process.exitCode(), 0);
+    EXPECT_TRUE(errors.contains(QRegularExpression(u"stopped at 0:\\d\\d of 0:3\\d"_s)))
+        << qPrintable(errors);
 }
 
 TEST(RecordingCommands, leaveNothingOfASilentFile) {

@@ -18,6 +18,9 @@ Task<int> engineRun(CommandContext context) {
         co_return output.fail(record.error());
     }
     Services services;
+    if (const auto usable = checkLibrary(services.library().root(), LibraryUse::write); !usable) {
+        co_return output.fail(usable.error());
+    }
     services.library().open();
     const auto engine = services.library().engine(context.arguments.at(0));
     if (!engine) {

@@ -12,11 +12,6 @@ namespace {
 
 constexpr int bars = 10;
 
-QString clockText(double seconds) {
-    const qint64 whole = std::max<qint64>(0, qint64(seconds));
-    return u"%1:%2"_s.arg(whole / 60).arg(whole % 60, 2, 10, QLatin1Char('0'));
-}
-
 // The end of a text matters while it grows.
 QString tail(const QString& text, int width) {
     if (displayWidth(text) <= width) {
@@ -30,6 +25,11 @@ QString tail(const QString& text, int width) {
 }
 
 }  // namespace
+
+QString clockText(double seconds) {
+    const qint64 whole = std::max<qint64>(0, qint64(seconds));
+    return u"%1:%2"_s.arg(whole / 60).arg(whole % 60, 2, 10, QLatin1Char('0'));
+}
 
 QString levelBars(const QList<float>& levels, int count) {
     static const QString shapes = u" ▁▂▃▄▅▆▇█"_s;

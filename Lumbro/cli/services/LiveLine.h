@@ -44,6 +44,9 @@ class LiveLine final : public QObject {
     qsizetype m_printed = 0;
 };
 
+/// "0:28" of 28 seconds.
+QString clockText(double seconds);
+
 /// Levels from 0 to 1 as a row of bars.
 QString levelBars(const QList<float>& levels, int count);
 

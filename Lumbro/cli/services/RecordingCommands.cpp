@@ -14,12 +14,16 @@ namespace lumbro::cli {
 
 namespace {
 
-constexpr int wrongUsage = 2;
-
 void sayRemarks(Output& output, const QStringList& remarks) {
     for (const QString& remark : remarks) {
         output.say(output.styledError(u"note:"_s, Look::bold) + u' ' + Output::clean(remark));
     }
+}
+
+int refuse(Output& output, const Failure& failure, const QString& command) {
+    output.fail(failure);
+    output.say(usageLine(*findCommand({command}).command));
+    return wrongUsage;
 }
 
 QString summaryLine(const CaptureDetails& details) {
@@ -44,7 +48,10 @@ void printOutcome(Output& output, const Arguments& arguments, const RecordingRun
     output.printLine(outcome.record.id());
 }
 
-Task<int> runAndPrint(CommandContext context, RecordingPlan plan) {
+// A part of a file is less than was asked of an import; a recording is as long as the user lets it be.
+enum class EarlyEnd { fine, failure };
+
+Task<int> runAndPrint(CommandContext context, RecordingPlan plan, EarlyEnd earlyEnd) {
     RecordingRun run(context.output, std::move(plan));
     const auto outcome = co_await run.run();
     if (!outcome) {
@@ -52,13 +59,15 @@ Task<int> runAndPrint(CommandContext context, RecordingPlan plan) {
     }
     // The title may have come after the recording's end.
     const auto record = run.services().library().record(outcome->record.id());
-    printOutcome(context.output, context.arguments, {record.value_or(outcome->record), outcome->remarks});
-    co_return 0;
+    printOutcome(context.output, context.arguments,
+                 {record.value_or(outcome->record), outcome->remarks, outcome->stoppedEarly});
+    co_return outcome->stoppedEarly&& earlyEnd == EarlyEnd::failure ? 1 : 0;
 }
 
 Result<RecordingPlan> demoPlan(const QString& folder) {
     RecordingPlan plan;
     plan.libraryRoot = folder + u"/Quillet"_s;
+    plan.speechLocale = u"en-US"_s;
     for (const QString& side : {u"me"_s, u"them"_s}) {
         const QString target = folder + u'/' + side + u".flac"_s;
         const auto bytes = readFile(u":/demo/%1.flac"_s.arg(side));
@@ -78,7 +87,7 @@ void printDemo(Output& output, const CaptureRecord& record, const QString& root)
     output.print(captureText(output, details));
     output.printLine();
     output.printLine(u"The demo's library: "_s + root);
-    output.printLine(u"Look at it with: QUILLET_ROOT=%1 lumbro show last"_s.arg(root));
+    output.printLine(u"Look at it with: %1 show last"_s.arg(commandOn(root)));
 }
 
 }  // namespace
@@ -86,19 +95,20 @@ void printDemo(Output& output, const CaptureRecord& record, const QString& root)
 Task<int> record(CommandContext context) {
     const auto plan = RecordingPlan::forRecord(context.arguments);
     if (!plan) {
-        context.output.fail(plan.error());
-        co_return wrongUsage;
+        co_return refuse(context.output, plan.error(), u"record"_s);
     }
-    co_return co_await runAndPrint(context, *plan);
+    co_return co_await runAndPrint(context, *plan, EarlyEnd::fine);
 }
 
 Task<int> importFile(CommandContext context) {
     const auto plan = RecordingPlan::forImport(context.arguments);
     if (!plan) {
-        const int status = context.output.fail(plan.error());
-        co_return plan.error().kind == FailureKind::notFound ? status : wrongUsage;
+        if (plan.error().kind == FailureKind::notFound) {
+            co_return context.output.fail(plan.error());
+        }
+        co_return refuse(context.output, plan.error(), u"import"_s);
     }
-    co_return co_await runAndPrint(context, *plan);
+    co_return co_await runAndPrint(context, *plan, EarlyEnd::failure);
 }
 
 Task<int> demo(CommandContext context) {

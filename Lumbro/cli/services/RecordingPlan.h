@@ -42,6 +42,8 @@ struct RecordingPlan {
     QDateTime at;
     /// Empty: the user's library.
     QString libraryRoot;
+    /// The language that is spoken, as a BCP 47 identifier. Empty: the system's.
+    QString speechLocale;
 
     bool operator==(const RecordingPlan&) const = default;
 

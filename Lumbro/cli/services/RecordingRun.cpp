@@ -2,6 +2,7 @@
 
 #include "LumbroCore/AppLog.h"
 #include "LumbroCore/Settings.h"
+#include "cli/CaptureLookup.h"
 #include "cli/services/OutputSource.h"
 #include "library/ContextLibrary.h"
 #include "library/model/AppModel.h"
@@ -11,7 +12,9 @@
 #include "recording/audio/MicSource.h"
 #include "recording/transcription/SpeechAssets.h"
 
+#include <QCoreApplication>
 #include <QCoroSignal>
+#include <QDir>
 
 #include <unistd.h>
 
@@ -25,6 +28,7 @@ constexpr int endedByInterrupt = 130;
 Services::Replacements replacementsFor(const RecordingPlan& plan) {
     Services::Replacements replacements;
     replacements.libraryRoot = plan.libraryRoot;
+    replacements.speechLocale = plan.speechLocale;
     if (plan.at.isValid()) {
         replacements.clock = std::make_unique<SystemClock>(plan.at);
     }
@@ -43,6 +47,13 @@ Result<QString> deviceID(const QList<AudioDevice>& devices, const QString& wante
 
 }  // namespace
 
+QString commandOn(const QString& root) {
+    const QString called = QCoreApplication::arguments().value(0);
+    const QString program = called.contains(u'/') ? called : u"lumbro"_s;
+    const QString customary = QDir::homePath() + u"/Quillet"_s;
+    return root == customary ? program : u"QUILLET_ROOT=%1 %2"_s.arg(root, program);
+}
+
 RecordingRun::RecordingRun(Output& output, RecordingPlan plan)
     : m_output(output),
       m_plan(std::move(plan)),
@@ -54,6 +65,9 @@ RecordingRun::RecordingRun(Output& output, RecordingPlan plan)
 RecordingRun::~RecordingRun() = default;
 
 Task<Result<RecordingRun::Outcome>> RecordingRun::run() {
+    if (auto usable = checkLibrary(m_services.library().root(), LibraryUse::write); !usable) {
+        co_return std::unexpected(usable.error());
+    }
     m_services.library().open();
     if (const auto found = co_await findDevices(); !found) {
         co_return std::unexpected(found.error());
@@ -72,6 +86,9 @@ Task<Result<RecordingRun::Outcome>> RecordingRun::run() {
         co_return std::unexpected(started.error());
     }
     if (!m_isStopDue) {
+        if (!m_gate) {
+            m_output.say(u"Recording. Ctrl-C stops and saves."_s);
+        }
         co_await qCoro(this, &RecordingRun::stopDue);
     }
     co_return co_await finish();
@@ -148,10 +165,12 @@ std::unique_ptr<AudioSource> RecordingRun::fileSource(const SideSource& side, Sp
 }
 
 void RecordingRun::sayAboutSpeech() {
-    if (!m_services.speechAssets().isInstalled()) {
+    const SpeechAssets& speech = m_services.speechAssets();
+    if (!speech.isInstalled()) {
         m_output.say(
-            u"No speech model is installed, so there will be audio but no words; "
-            u"`lumbro speech list` names the models."_s);
+            u"No speech model for %1 is installed, so there will be audio but no words; "
+            u"`lumbro speech list` names the models, `lumbro speech install` fetches one."_s.arg(
+                speech.resolvedLocale().value_or(u"your language"_s)));
     }
 }
 
@@ -170,8 +189,6 @@ void RecordingRun::watchSession() {
             return m_played == nullptr ? PlayPosition{}
                                        : PlayPosition{m_played->position(), m_played->duration()};
         };
-    } else {
-        m_output.say(u"Recording. Ctrl-C stops and saves."_s);
     }
     if (!m_plan.title.isEmpty()) {
         session->setTitle(m_plan.title);
@@ -181,6 +198,9 @@ void RecordingRun::watchSession() {
 
 void RecordingRun::onInterrupt() {
     if (!m_isFinishing) {
+        if (m_played != nullptr && m_played->position() < m_played->duration()) {
+            m_stoppedAt = PlayPosition{m_played->position(), m_played->duration()};
+        }
         m_isStopDue = true;
         Q_EMIT stopDue();
     } else if (++m_interruptsWhileFinishing == 1) {
@@ -214,7 +234,11 @@ Task<Result<RecordingRun::Outcome>> RecordingRun::finish() {
     }
     co_await model.finished();
     m_steps.end();
-    Outcome outcome{end.record, failures(end.record.id())};
+    Outcome outcome{end.record, failures(end.record.id()), m_stoppedAt.has_value()};
+    if (m_stoppedAt) {
+        outcome.remarks.prepend(
+            u"stopped at %1 of %2"_s.arg(clockText(m_stoppedAt->at), clockText(m_stoppedAt->of)));
+    }
     if (end.lostAudio) {
         outcome.remarks.prepend(*end.lostAudio);
     }
@@ -234,8 +258,8 @@ QStringList RecordingRun::failures(const QString& captureID) {
         reason += reason.endsWith(u'.') ? QString() : u"."_s;
         const QString engine = it.key().section(u'/', 1);
         sentences +=
-            u"\"%1\" wrote nothing: %2 Mend that (`lumbro doctor` helps), then: lumbro engine-run %1 %3"_s
-                .arg(engine, reason, captureID);
+            u"\"%1\" wrote nothing: %2 Mend that (`lumbro doctor` helps), then: %4 engine-run %1 %3"_s.arg(
+                engine, reason, captureID, commandOn(m_services.library().root()));
     }
     return sentences;
 }

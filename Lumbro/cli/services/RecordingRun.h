@@ -17,6 +17,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 
 namespace lumbro {
 class FeedGate;
@@ -24,6 +25,9 @@ class FileAudioSource;
 }  // namespace lumbro
 
 namespace lumbro::cli {
+
+/// How this program was called, for the library at `root`, so that a user can copy it.
+QString commandOn(const QString& root);
 
 /// One recording of the command line, from its start to the last result, shown as it goes. Main thread.
 class RecordingRun final : public QObject {
@@ -35,6 +39,8 @@ class RecordingRun final : public QObject {
         CaptureRecord record;
         /// Sentences on what did not work while the recording itself did.
         QStringList remarks;
+        /// Ctrl-C came before its files were over.
+        bool stoppedEarly = false;
     };
 
     RecordingRun(Output& output, RecordingPlan plan);
@@ -73,6 +79,8 @@ class RecordingRun final : public QObject {
     std::unique_ptr<LiveLine> m_live;
     /// Owned by the session; null before its start and after its stop.
     FileAudioSource* m_played = nullptr;
+    /// Where Ctrl-C stopped the files.
+    std::optional<PlayPosition> m_stoppedAt;
     bool m_isStopDue = false;
     bool m_isFinishing = false;
 };

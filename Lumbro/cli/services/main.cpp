@@ -1,5 +1,6 @@
 #include "app/Application.h"
 #include "app/Services.h"
+#include "cli/CaptureLookup.h"
 #include "cli/Runner.h"
 #include "cli/services/DeviceCommands.h"
 #include "cli/services/DoctorCommand.h"
@@ -37,7 +38,13 @@ int runInForeground(int& argc, char** argv) {
     const QCoreApplication application(argc, argv);
     QCoreApplication::setApplicationName(u"Lumbro"_s);
     Output output;
+    if (!checkEnvironment(output)) {
+        return wrongUsage;
+    }
     Services services;
+    if (const auto usable = checkLibrary(services.library().root(), LibraryUse::write); !usable) {
+        return output.fail(usable.error());
+    }
     // Said by the event loop, so not at all when another application is running.
     QTimer::singleShot(0, &application, [&output, root = services.library().root()] {
         output.say(u"Lumbro is running on %1; Ctrl-C ends it."_s.arg(root));
@@ -45,7 +52,7 @@ int runInForeground(int& argc, char** argv) {
     return runApplication(services);
 }
 
-int notHere(char** argv) {
+int notHere(char** /*argv*/) {
     Output output;
     return output.fail(u"This part of Lumbro is started by the program lumbro, not by itself."_s);
 }
