@@ -77,6 +77,17 @@ TEST_F(CaptureNamingTest, theUsersOwnTitleAndAFailedCallStay) {
     EXPECT_EQ(mode(), PillMode(pill::Idle{})) << "a failed naming is silent";
 }
 
+TEST_F(CaptureNamingTest, aTitleThatAnotherProcessGivesMeanwhileStays) {
+    CaptureRecord record = makeCapture(u"Meeting"_s);
+    model->naming().nameIfNeeded(record);
+    ContextLibrary other(library->root(), clock, {}, scratch.path("built-in"));
+    record.meta.title = u"Mine"_s;
+    other.save(record);
+    namings().at(0)->answer(u"Theirs"_s);
+    other.reloadCaptures();
+    EXPECT_EQ(other.record(record.id())->meta.title, u"Mine"_s);
+}
+
 TEST_F(CaptureNamingTest, aRunningRecordingKeepsTheTitleItIsGiven) {
     const CaptureRecord record = start();
     scratch.write("library/captures/" + record.id() + "/notes.md", "milk");

@@ -71,6 +71,8 @@ Task<> CaptureNaming::askForTitle(QString captureID, AgentRequest request) {
         co_return;
     }
     const auto title = titleFrom(*reply);
+    // Another process may have named it meanwhile.
+    m_library.reloadCaptures();
     auto record = m_library.record(captureID);
     if (title && record && isUnnamed(*record)) {
         record->meta.title = *title;
