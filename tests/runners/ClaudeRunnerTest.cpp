@@ -130,6 +130,34 @@ TEST_F(ClaudeRunnerTest, theWatchdogEndsASilentAgentAndWaitsForItsEnd) {
     }
 }
 
+TEST_F(ClaudeRunnerTest, anAgentThatIgnoresTheRequestToEndIsLeftAfterTenSeconds) {
+    folder.write(u"deaf"_s,
+                 "#!/bin/sh\ntrap '' TERM HUP\necho $$ > \"$0.pid\"\nwhile :; do sleep 0.05; done\n");
+    QFile::setPermissions(folder.path(u"deaf"_s), QFile::ReadOwner | QFile::ExeOwner);
+    settings.set(u"claudeExecutablePath"_s, folder.path(u"deaf"_s));
+    for (const FailureKind kind : {FailureKind::timedOut, FailureKind::cancelled}) {
+        outcome.reset();
+        start({.instruction = u"Go."_s, .timeout = 5s});
+        ASSERT_TRUE(test::eventually([&] { return folder.read(u"deaf.pid"_s).endsWith('\n'); }));
+        const int pid = folder.read(u"deaf.pid"_s).trimmed().toInt();
+        if (kind == FailureKind::cancelled) {
+            handle->cancel();
+        } else {
+            clock.advance(5s);
+        }
+        clock.advance(8s);
+        EXPECT_FALSE(outcome.has_value());
+        clock.advance(2s);
+        EXPECT_TRUE(outcome && !*outcome && outcome->error().kind == kind);
+        EXPECT_TRUE(handle->process.expired());
+        EXPECT_EQ(clock.timerCount(), 0U);
+        // Let go, not killed.
+        EXPECT_EQ(::kill(pid, SIGKILL), 0);
+        EXPECT_TRUE(test::eventually([&] { return ::kill(pid, 0) != 0; }));
+        QFile::remove(folder.path(u"deaf.pid"_s));
+    }
+}
+
 TEST_F(ClaudeRunnerTest, theDefaultTimeIsThreeMinutes) {
     agents.mode("hang");
     start({.instruction = u"Go."_s});
