@@ -130,7 +130,9 @@ void CaptureFlow::remove(const CaptureRecord& record) {
     if (state.selection() == SidebarItem::capture(record.id())) {
         state.setSelection(std::nullopt);
     }
-    m_services.library.deleteCapture(record);
+    if (const Result<> removed = m_services.library.deleteCapture(record); !removed) {
+        AppLog::error(u"capture"_s, u"not removed: "_s + removed.error().message);
+    }
 }
 
 void CaptureFlow::stop() {
