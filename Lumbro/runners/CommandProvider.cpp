@@ -5,7 +5,7 @@
 #include "runners/ExecutableSearch.h"
 
 #include <QDir>
-#include <QProcess>
+#include <QStringList>
 
 namespace lumbro {
 
@@ -21,8 +21,47 @@ void insertIfItFits(QProcessEnvironment& environment, const QString& name, const
     }
 }
 
+/// The words of a command line, quoted the way that POSIX shells do it; none when a quote is left open.
+std::optional<QStringList> shellWords(const QString& line) {
+    QStringList words;
+    QChar quote;
+    bool isWord = false;
+    for (qsizetype i = 0; i < line.size(); ++i) {
+        QChar c = line[i];
+        const bool isBlank = quote.isNull() && c.isSpace();
+        if (!isBlank && !isWord) {
+            words << QString();
+        }
+        isWord = !isBlank;
+        if (isBlank) {
+            continue;
+        }
+        if (c == quote || (quote.isNull() && (c == u'"' || c == u'\''))) {
+            quote = quote.isNull() ? c : QChar();
+            continue;
+        }
+        if (c == u'\\' && quote != u'\'') {
+            if (i + 1 == line.size()) {
+                return std::nullopt;
+            }
+            const QChar next = line[i + 1];
+            // Between double quotes a backslash is itself before all but these.
+            if (quote.isNull() || u"\\\"$`"_s.contains(next)) {
+                c = next;
+                ++i;
+            }
+        }
+        words.last() += c;
+    }
+    return quote.isNull() ? std::optional(words) : std::nullopt;
+}
+
 Result<ChildCommand> commandFor(const AgentRequest& request, const QString& commandLine) {
-    QStringList words = QProcess::splitCommand(commandLine);
+    const auto split = shellWords(commandLine);
+    if (!split) {
+        return fail(u"The setting customCommand has a quote that isn't closed, or ends in \\; mend it."_s);
+    }
+    QStringList words = *split;
     if (words.isEmpty() || words.first().isEmpty()) {
         return fail(u"The setting customCommand doesn't name a program."_s);
     }

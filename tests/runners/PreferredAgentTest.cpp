@@ -82,6 +82,20 @@ TEST(CommandProvider, theCommandSeesThePromptAndItsOutputIsTheAnswer) {
     EXPECT_GT(answer->size(), 200'000);
 }
 
+TEST(CommandProvider, theCommandLineIsQuotedAsInAShell) {
+    test::TestClock clock;
+    const std::pair<const char*, const char*> rows[] = {
+        {R"('a "b"' c)", R"([a "b"][c])"},
+        {R"("it's" 'x\y')", R"([it's][x\y])"},
+        {R"(a\ b "\"\$\n")", R"([a b]["$\n])"},
+        {R"(a''b "" --x='1 2')", R"([ab][][--x=1 2])"},
+    };
+    for (const auto& [line, words] : rows) {
+        CommandProvider agent(clock, u"  /usr/bin/printf [%s] "_s + QString::fromUtf8(line) + u"\t "_s);
+        EXPECT_EQ(test::wait(agent.run({}, nullptr)), QString::fromUtf8(words));
+    }
+}
+
 TEST(CommandProvider, failuresAreTyped) {
     using enum FailureKind;
     test::TestClock clock;
@@ -97,6 +111,10 @@ TEST(CommandProvider, failuresAreTyped) {
         {"/bin/true", failed, "Your command gave no answer."},
         {"/bin/sh -c \"kill -9 $$\"", timedOut, "Your command took too long. Try again."},
         {"/no/such/tool", failed, "Couldn't start /no/such/tool: No such file or directory"},
+        {"/bin/echo 'a", failed,
+         "The setting customCommand has a quote that isn't closed, or ends in \\; mend it."},
+        {"/bin/echo a\\", failed,
+         "The setting customCommand has a quote that isn't closed, or ends in \\; mend it."},
         {"\"\"", failed, "The setting customCommand doesn't name a program."},
     };
     for (const Row& row : rows) {
