@@ -130,10 +130,8 @@ Task<int> deleteCapture(CommandContext context) {
     }
     SystemClock clock;
     ContextLibrary library(ContextLibrary::rootFromEnvironment(), clock);
-    library.deleteCapture(*record);
-    if (QFileInfo::exists(record->folder)) {
-        co_return context.output.fail(
-            u"%1 can't be moved to the Trash; the log says why (`lumbro log`)."_s.arg(record->folder));
+    if (const auto deleted = library.deleteCapture(*record); !deleted) {
+        co_return context.output.fail(deleted.error());
     }
     if (context.arguments.wantsJson()) {
         context.output.printJson(QJsonObject{{u"deleted"_s, record->id()}});

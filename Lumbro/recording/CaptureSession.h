@@ -87,7 +87,7 @@ class CaptureSession final : public RecordingSession {
     const QList<float>& levels() const { return m_levels; }
     /// System audio really arrives.
     bool systemAudioActive() const { return m_systemAudioActive; }
-    bool transcribing() const { return m_transcribing; }
+    bool transcribing() const override { return m_transcribing; }
     /// A remark of one line for the user; empty when there is none.
     const QString& notice() const { return m_notice; }
     bool isCall() const override { return m_isCall; }

@@ -30,6 +30,8 @@ class RecordingSession : public QObject {
     virtual int wordCount() const = 0;
     virtual bool isCall() const = 0;
     virtual void setIsCall(bool isCall) = 0;
+    /// Words are being recognised; false without a speech model, and when it failed to start.
+    virtual bool transcribing() const { return true; }
     /// Why audio is missing from the disk, in a sentence for the user; nothing when all of it was written.
     virtual std::optional<QString> lostAudio() const { return std::nullopt; }
 };

@@ -14,7 +14,7 @@ namespace {
 constexpr qint64 second = 1'000'000'000;
 
 class SummaryCacheTest : public test::LibraryTest {
-  protected:
+  public:
     SummaryCacheTest() { qputenv("XDG_CACHE_HOME", m_folder.path(u"cache"_s).toUtf8()); }
     ~SummaryCacheTest() override { qunsetenv("XDG_CACHE_HOME"); }
 

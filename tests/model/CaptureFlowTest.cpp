@@ -1,3 +1,4 @@
+#include "LumbroCore/AtomicFile.h"
 #include "tests/model/ModelFixture.h"
 
 #include <gmock/gmock.h>
@@ -124,6 +125,17 @@ TEST_F(CaptureFlowTest, aStartThatCannotBeLeavesNoCapture) {
     EXPECT_EQ(model->state().selection(), std::nullopt);
     clock.advance(10s);
     EXPECT_EQ(mode(), PillMode(pill::Idle{}));
+}
+
+TEST_F(CaptureFlowTest, soundThatNobodyListenedToIsKept) {
+    script.hearsNothing = true;
+    model->captures().newNote();
+    const QString track = model->captures().session()->record().path(u"me.caf"_s);
+    ASSERT_TRUE(writeFileAtomically(track, QByteArray(10000, 'x')));
+    EXPECT_EQ(test::wait(model->captures().stopCapture()).kind, CaptureEnd::Kind::kept);
+    EXPECT_TRUE(QFileInfo::exists(track));
+    EXPECT_EQ(mode(), PillMode(pill::Message{
+                          u"Saved without words: no speech model for your language is installed."_s, false}));
 }
 
 TEST_F(CaptureFlowTest, whatFollowsDependsOnKindAndWords) {

@@ -21,6 +21,8 @@ struct SessionScript {
     std::optional<QString> lostAudio;
     /// The transcript cannot be written.
     bool losesWords = false;
+    /// There is no speech model.
+    bool hearsNothing = false;
     /// Called when the packing is waited for.
     std::function<void()> onPacked;
     /// True: `stop` waits for `FakeSession::finish`.
@@ -77,6 +79,7 @@ class FakeSession final : public RecordingSession {
     }
 
     const CaptureRecord& record() const override { return m_record; }
+    bool transcribing() const override { return !m_script.hearsNothing; }
     void setTitle(const QString& title) override {
         m_record.meta.title = title;
         m_library.save(m_record);

@@ -25,6 +25,8 @@ struct CaptureEnd {
     Kind kind = Kind::notRecording;
     CaptureRecord record;
     int words = 0;
+    /// Words were looked for: without a speech model their absence says nothing.
+    bool transcribed = true;
     /// Why audio is missing, in a sentence; nothing when all of it is on disk.
     std::optional<QString> lostAudio;
 };

@@ -1,4 +1,5 @@
 #include "LumbroCore/AppLog.h"
+#include "library/CaptureFiles.h"
 #include "library/ContextLibrary.h"
 #include "library/model/Background.h"
 #include "library/model/CaptureFlow.h"
@@ -47,9 +48,10 @@ Task<CaptureEnd> CaptureFlow::stopCapture() {
     }
     Q_EMIT finishStep(u"Finishing the transcript…"_s);
 
+    const bool transcribed = session->transcribing();
     const QPointer<CaptureFlow> alive(this);
     const CaptureRecord record = co_await session->stop();
-    CaptureEnd end{CaptureEnd::Kind::kept, record, session->wordCount(), session->lostAudio()};
+    CaptureEnd end{CaptureEnd::Kind::kept, record, session->wordCount(), transcribed, session->lostAudio()};
     if (!alive) {
         co_return end;
     }
@@ -66,7 +68,11 @@ Task<CaptureEnd> CaptureFlow::stopCapture() {
 }
 
 bool CaptureFlow::isNothing(const CaptureEnd& end) const {
-    // Where audio or heard words could not be written, what is left is not thrown away.
+    // Where audio or heard words could not be written, what is left is not thrown away; nor is sound that
+    // nobody listened to.
+    if (!end.transcribed && captureFiles::hasSound(end.record)) {
+        return false;
+    }
     return !end.lostAudio && end.words < wordsToMention && m_services.library.isEmpty(end.record);
 }
 
@@ -101,6 +107,8 @@ void CaptureFlow::report(const CaptureEnd& end) {
     if (end.record.meta.kind == CaptureKind::thought) {
         pill.say(end.words < wordsToMention ? u"Note saved. Didn't catch any words."_s
                                             : u"Note saved to memory."_s);
+    } else if (!end.transcribed) {
+        pill.say(u"Saved without words: no speech model for your language is installed."_s);
     } else if (end.words < wordsToEnhance) {
         pill.say(u"Saved. Not enough speech to enhance."_s);
     } else if (end.record.meta.kind == CaptureKind::meeting && enhance) {
