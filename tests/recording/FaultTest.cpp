@@ -136,7 +136,11 @@ void expectAudioUpTo(const QString& folder, double seconds) {
 void expectTranscriptUpTo(const QString& folder, int said) {
     const TranscriptSegments segments =
         transcript::decode(readFile(folder + u"/transcript.json"_s).value_or(QByteArray()));
-    ASSERT_FALSE(segments.isEmpty());
+    if (segments.isEmpty()) {
+        // The first flush comes after 8 s.
+        EXPECT_LT(said, 10);
+        return;
+    }
     // One flush, and the moment that it takes.
     EXPECT_GE(segments.last().start, said - 9);
     for (qsizetype i = 0; i < segments.size(); ++i) {
@@ -166,9 +170,9 @@ void killAndCheck(unsigned seed) {
     const Progress progress = recorder.progress();
     startAgain(scratch.path());
     const QStringList metas = tracksIn(scratch.path(u"captures"_s), u"meta.json"_s);
-    // A capture without words is empty and goes to the Trash; the first flush comes after 8 s.
+    // A capture with neither words nor sound is empty and goes to the Trash.
     if (metas.isEmpty()) {
-        EXPECT_LT(progress.said, 10);
+        EXPECT_LT(progress.audio, 1.2);
         return;
     }
     const QString folder = QFileInfo(metas.first()).path();
