@@ -4,6 +4,7 @@
 
 #include <QLocale>
 
+#include <algorithm>
 #include <chrono>
 #include <mutex>
 
@@ -125,6 +126,13 @@ QString iso(const QDateTime& date) {
 }
 
 std::optional<QDateTime> fromIso(QStringView text) {
+    // Qt reads some dates with stray characters in them as other dates.
+    const auto isPart = [](QChar c) {
+        return c.unicode() < 128 && QStringView(u"0123456789-+:.,TtZz ").contains(c);
+    };
+    if (text.isEmpty() || !text.front().isDigit() || !std::ranges::all_of(text, isPart)) {
+        return std::nullopt;
+    }
     if (auto date = fromOwnForm(text)) {
         return date;
     }
