@@ -4,7 +4,6 @@
 
 #include <QLocale>
 
-#include <algorithm>
 #include <chrono>
 #include <mutex>
 
@@ -125,12 +124,25 @@ QString iso(const QDateTime& date) {
     return text;
 }
 
+/// Qt reads some texts with stray characters in them as other dates.
+static bool hasIsoForm(QStringView text) {
+    constexpr QStringView form = u"0000-00-00T00:00:00";
+    for (qsizetype i = 0; i < text.size(); ++i) {
+        const char16_t wanted = i < form.size() ? form[i].unicode() : u'*';
+        const char16_t c = text[i].unicode();
+        const bool isDigit = c >= u'0' && c <= u'9';
+        const bool fits = wanted == u'0'   ? isDigit
+                          : wanted == u'*' ? isDigit || QStringView(u"+-:.Z").contains(QChar(c))
+                                           : c == wanted;
+        if (!fits) {
+            return false;
+        }
+    }
+    return text.size() == 10 || text.size() == 16 || text.size() >= form.size();
+}
+
 std::optional<QDateTime> fromIso(QStringView text) {
-    // Qt reads some dates with stray characters in them as other dates.
-    const auto isPart = [](QChar c) {
-        return c.unicode() < 128 && QStringView(u"0123456789-+:.,TtZz ").contains(c);
-    };
-    if (text.isEmpty() || !text.front().isDigit() || !std::ranges::all_of(text, isPart)) {
+    if (!hasIsoForm(text)) {
         return std::nullopt;
     }
     if (auto date = fromOwnForm(text)) {
