@@ -77,8 +77,9 @@ void CaptureStore::lock(const CaptureRecord& record) {
     m_locks.try_emplace(record.folder, record.folder);
 }
 
-void CaptureStore::save(const CaptureRecord& record) {
-    if (const auto written = captureFiles::writeMeta(record); !written) {
+Result<> CaptureStore::save(const CaptureRecord& record) {
+    Result<> written = captureFiles::writeMeta(record);
+    if (!written) {
         AppLog::error(u"library"_s, record.id() + u": "_s + written.error().message);
     }
     const auto it = std::ranges::find(m_captures, record.folder, &CaptureRecord::folder);
@@ -88,6 +89,7 @@ void CaptureStore::save(const CaptureRecord& record) {
             onChanged();
         }
     }
+    return written;
 }
 
 Result<> CaptureStore::remove(const CaptureRecord& record) {

@@ -31,7 +31,8 @@ class CaptureStore {
 
     CaptureRecord create(CaptureKind kind, const QString& title, const QStringList& sources,
                          const QDateTime& at);
-    void save(const CaptureRecord& record);
+    /// Updates the entry also when the write failed, which is logged.
+    Result<> save(const CaptureRecord& record);
     /// Fails with a sentence, which is logged, when another one is recording it or it can't be moved.
     Result<> remove(const CaptureRecord& record);
     void reload();

@@ -126,8 +126,8 @@ CaptureRecord ContextLibrary::createCapture(CaptureKind kind, const QString& tit
     return m_private->captures.create(kind, title, sources, at);
 }
 
-void ContextLibrary::save(const CaptureRecord& record) {
-    m_private->captures.save(record);
+Result<> ContextLibrary::save(const CaptureRecord& record) {
+    return m_private->captures.save(record);
 }
 
 Result<> ContextLibrary::deleteCapture(const CaptureRecord& record) {

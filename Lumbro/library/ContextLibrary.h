@@ -31,9 +31,7 @@ class ContextLibrary final : public QObject {
     /// What start-up and the watch timer call in modules above. Empty ones are passed over.
     struct Hooks {
         /// Packs the audio tracks of one capture. Start-up calls it for every capture that a crash left with
-        /// a
-        /// ".caf", on a background thread; it must touch files only. The library's end waits for the current
-        /// one.
+        /// ".caf" files, on a background thread; touches files only. The library's end waits for it.
         std::function<void(const QString& captureFolder)> packTracks;
         std::function<void()> bootMemory;
         std::function<void()> reloadMemory;
@@ -67,8 +65,9 @@ class ContextLibrary final : public QObject {
     /// meanwhile.
     CaptureRecord createCapture(CaptureKind kind, const QString& title, const QStringList& sources,
                                 const QDateTime& at);
-    /// Writes `meta.json` and updates the entry in `captures`. A failed write is logged.
-    void save(const CaptureRecord& record);
+    /// Writes `meta.json` and updates the entry in `captures`, that one also when the write failed, which is
+    /// logged and given back.
+    Result<> save(const CaptureRecord& record);
     /// Moves the folder to the Trash, or to ".trash" under the root. Fails while another one records into it.
     Result<> deleteCapture(const CaptureRecord& record);
     /// True for a meeting or thought with less than three words, no notes and no hand-offs.

@@ -67,6 +67,18 @@ TEST_F(CaptureStoreTest, savingReplacesTheEntryInPlaceAndAddsNone) {
     EXPECT_EQ(m_library.captures().first(), moved);
 }
 
+TEST_F(CaptureStoreTest, aFailedSaveIsToldAndLogged) {
+    CaptureRecord record = m_library.createCapture(CaptureKind::meeting, u"A"_s, {}, at(9, 0));
+    EXPECT_TRUE(m_library.save(record));
+    ASSERT_TRUE(QDir(record.folder).removeRecursively());
+    record.meta.title = u"B"_s;
+    const Result<> saved = m_library.save(record);
+    ASSERT_FALSE(saved);
+    EXPECT_TRUE(saved.error().message.startsWith(u"can't write meta.json"_s));
+    EXPECT_TRUE(log().contains(record.id() + u": "_s + saved.error().message));
+    EXPECT_EQ(m_library.captures().first(), record) << "the list still has what was to be saved";
+}
+
 TEST_F(CaptureStoreTest, aDeletedCaptureGoesToTheTrash) {
     const CaptureRecord record = m_library.createCapture(CaptureKind::meeting, u"A"_s, {}, at(9, 0));
     EXPECT_TRUE(m_library.deleteCapture(record));
