@@ -6,19 +6,21 @@
 // BYTES is the largest size that a file may have. Lines on standard output: "audio <seconds heard>",
 // "said <second>", "notice <text>", "stopping", "stopped", "packed".
 
-#include "LumbroCore/Clock.h"
 #include "LumbroSpeech/Recognizer.h"
 #include "library/ContextLibrary.h"
 #include "recording/CaptureSession.h"
 #include "tests/recording/KnownSound.h"
+#include "tests/support/TestClock.h"
 
 #include <QCoreApplication>
 #include <QTimer>
 
+#include <algorithm>
 #include <atomic>
 #include <cmath>
 #include <csignal>
 #include <thread>
+#include <vector>
 
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -33,47 +35,58 @@ void tell(const QString& line) {
         ::write(STDOUT_FILENO, bytes.constData(), static_cast<size_t>(bytes.size()));
 }
 
-/// The machine's clock, running fast.
-class FastClock final : public Clock {
+/// Moves the recording's time on, quicker than the machine's, and waits for every sound that is due: on a
+/// busy machine the whole recording takes longer, but no sound comes late.
+class Pacer {
   public:
-    explicit FastClock(double speed) : m_speed(speed), m_begin(QDateTime::currentDateTime()) {}
-
-    QDateTime now() const override { return m_begin.addMSecs(elapsed().count()); }
-    Duration elapsed() const override {
-        return std::chrono::duration_cast<Duration>(std::chrono::duration<double>(seconds()));
+    Pacer(TestClock& clock, int speed) : m_clock(clock), m_step(speed) {
+        QObject::connect(&m_beat, &QTimer::timeout, &m_beat, [this] { beat(); });
+        m_beat.start(std::chrono::milliseconds(1));
     }
-    TimerId startTimer(Duration delay, Repeat repeat, std::function<void()> action) override {
-        const auto real = Duration(std::llround(static_cast<double>(delay.count()) / m_speed));
-        return m_machine.startTimer(std::max(real, Duration(1)), repeat, std::move(action));
-    }
-    void stopTimer(TimerId id) override { m_machine.stopTimer(id); }
     /// Any thread.
-    double seconds() const {
-        const std::chrono::duration<double> real = std::chrono::steady_clock::now() - m_origin;
-        return real.count() * m_speed;
-    }
+    double seconds() const { return m_seconds; }
+    /// `due` is when a source's next sound is due, in seconds. Main thread, like `leave`.
+    void join(const std::atomic<double>& due) { m_due.push_back(&due); }
+    void leave(const std::atomic<double>& due) { std::erase(m_due, &due); }
 
   private:
-    double m_speed;
-    QDateTime m_begin;
-    std::chrono::steady_clock::time_point m_origin = std::chrono::steady_clock::now();
-    SystemClock m_machine;
+    void beat() {
+        const auto isLate = [this](const std::atomic<double>* due) { return *due <= m_seconds; };
+        // Moving on lets events run, and so the next beat.
+        if (m_isMoving || std::ranges::any_of(m_due, isLate)) {
+            return;
+        }
+        m_isMoving = true;
+        m_clock.advance(m_step);
+        m_seconds = std::chrono::duration<double>(m_clock.elapsed()).count();
+        m_isMoving = false;
+    }
+
+    TestClock& m_clock;
+    Clock::Duration m_step;
+    QTimer m_beat;
+    std::atomic<double> m_seconds = 0;
+    std::vector<const std::atomic<double>*> m_due;
+    bool m_isMoving = false;
 };
 
-/// Delivers the known sound in time with the clock.
+/// Delivers the known sound when its time has come.
 class KnownSource final : public AudioSource {
   public:
     /// Sources that share an origin carry the sound of the same moments: since the first of them started.
-    KnownSource(const FastClock& clock, int track, std::shared_ptr<std::optional<double>> origin)
-        : m_clock(clock), m_track(track), m_origin(std::move(origin)) {}
+    KnownSource(Pacer& pacer, int track, std::shared_ptr<std::optional<double>> origin)
+        : m_pacer(pacer), m_track(track), m_origin(std::move(origin)) {}
     ~KnownSource() override { KnownSource::stop(); }
 
     Task<Result<>> start(Consumer onBuffer) override {
-        *m_origin = m_origin->value_or(m_clock.seconds());
+        *m_origin = m_origin->value_or(m_pacer.seconds());
+        m_due = **m_origin + pieceSeconds;
+        m_pacer.join(m_due);
         m_thread = std::jthread([this, onBuffer](const std::stop_token& stop) { run(stop, onBuffer); });
         co_return Result<>();
     }
     void stop() override {
+        m_pacer.leave(m_due);
         if (m_thread.joinable()) {
             m_thread.request_stop();
             m_thread.join();
@@ -81,12 +94,13 @@ class KnownSource final : public AudioSource {
     }
 
   private:
+    static constexpr qint64 piece = knownSound::rate / 10;
+    static constexpr double pieceSeconds = static_cast<double>(piece) / knownSound::rate;
+
     void run(const std::stop_token& stop, const Consumer& onBuffer) {
-        constexpr qint64 piece = knownSound::rate / 10;
-        const double origin = **m_origin;
         qint64 at = 0;
         while (!stop.stop_requested()) {
-            if (m_clock.seconds() - origin < static_cast<double>(at + piece) / knownSound::rate) {
+            if (m_pacer.seconds() < m_due) {
                 std::this_thread::sleep_for(std::chrono::milliseconds(1));
                 continue;
             }
@@ -96,12 +110,14 @@ class KnownSource final : public AudioSource {
             if (m_track == 0) {
                 tell(u"audio %1"_s.arg(static_cast<double>(at) / knownSound::rate));
             }
+            m_due = m_due + pieceSeconds;
         }
     }
 
-    const FastClock& m_clock;
+    Pacer& m_pacer;
     int m_track;
     std::shared_ptr<std::optional<double>> m_origin;
+    std::atomic<double> m_due = 0;
     std::jthread m_thread;
 };
 
@@ -149,14 +165,14 @@ Task<std::optional<WarmSpeech>> warm() {
     co_return WarmSpeech{u"en-US"_s, std::make_shared<CountingRecognizer>()};
 }
 
-Task<> record(ContextLibrary& library, FastClock& clock, double seconds) {
+Task<> record(ContextLibrary& library, TestClock& clock, Pacer& pacer, double seconds) {
     const CaptureRecord record = library.createCapture(CaptureKind::meeting, u"Meeting"_s, {}, clock.now());
     CaptureSession::Ports ports{.library = library, .clock = clock};
     const auto origin = std::make_shared<std::optional<double>>();
-    ports.microphone = std::make_unique<KnownSource>(clock, 0, origin);
-    ports.system = std::make_unique<KnownSource>(clock, 1, origin);
+    ports.microphone = std::make_unique<KnownSource>(pacer, 0, origin);
+    ports.system = std::make_unique<KnownSource>(pacer, 1, origin);
     ports.warmSpeech = warm;
-    ports.monotonic = [&clock] { return std::chrono::nanoseconds(std::llround(clock.seconds() * 1e9)); };
+    ports.monotonic = [&pacer] { return std::chrono::nanoseconds(std::llround(pacer.seconds() * 1e9)); };
     CaptureSession session(record, true, std::move(ports));
     QObject::connect(&session, &CaptureSession::noticeChanged, &session,
                      [&session] { tell(u"notice "_s + session.notice()); });
@@ -191,9 +207,10 @@ int main(int argc, char** argv) {
         const rlimit limit{bytes, bytes};
         setrlimit(RLIMIT_FSIZE, &limit);
     }
-    lumbro::test::FastClock clock(arguments[2].toDouble());
+    lumbro::test::TestClock clock(QDateTime::currentDateTime());
+    lumbro::test::Pacer pacer(clock, arguments[2].toInt());
     lumbro::ContextLibrary library(arguments[1], clock);
     library.open();
-    lumbro::runDetached(lumbro::test::record(library, clock, arguments[3].toDouble()));
+    lumbro::runDetached(lumbro::test::record(library, clock, pacer, arguments[3].toDouble()));
     return QCoreApplication::exec();
 }
