@@ -1,5 +1,6 @@
 #pragma once
 
+#include "library/formats/LibraryTab.h"
 #include "library/formats/SidebarItem.h"
 
 #include <QList>
@@ -11,8 +12,6 @@
 #include <optional>
 
 namespace lumbro {
-
-enum class LibraryTab { transcript, handoffs };
 
 /// A moment in a transcript to scroll to. Asking twice for the same moment scrolls twice.
 struct TranscriptFocus {
