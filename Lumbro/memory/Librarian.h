@@ -1,0 +1,71 @@
+#pragma once
+
+#include "LumbroCore/Clock.h"
+#include "LumbroCore/Failure.h"
+#include "LumbroCore/Task.h"
+#include "library/formats/CaptureMeta.h"
+#include "memory/MemoryPass.h"
+#include "memory/formats/LibrarianOps.h"
+#include "memory/formats/MemoryEntity.h"
+#include "runners/AgentRequest.h"
+
+#include <QList>
+#include <QObject>
+#include <QString>
+#include <QStringList>
+
+#include <functional>
+#include <memory>
+#include <optional>
+
+namespace lumbro {
+
+class ContextLibrary;
+class MemoryStore;
+struct LibrarianInput;
+
+/// Turns finished captures, and what is new in a log of chats, into lasting memory: shows the model the
+/// capture and what is known, and has the store apply what it proposes. The model itself gets no tools and
+/// writes nothing. Every failure is logged, and leaves the capture unread for a later pass. Several passes
+/// may be under way at once. Main thread.
+class Librarian final : public QObject {
+    Q_OBJECT
+
+  public:
+    using Cancel = std::shared_ptr<CancellationHandle>;
+
+    /// All must outlive every pass.
+    Librarian(ContextLibrary& library, MemoryStore& memory, AgentProvider& agent, Clock& clock);
+    ~Librarian() override;
+
+    /// Reads one capture, whether or not it was read before. The handle may be none.
+    Task<Result<MemoryPass>> run(CaptureRecord record, Cancel cancel = nullptr);
+    /// Reads every finished capture that was never read, oldest first, one after the other; briefs and logs
+    /// of chats are left out. Ends early when the agent cannot be used at all. `onBegin` is called before
+    /// each that is tried, and may be empty.
+    Task<MemoryCatchUp> catchUp(std::function<void(const CaptureRecord&)> onBegin = {},
+                                Cancel cancel = nullptr);
+    /// What `catchUp` would read now, oldest first.
+    QList<CaptureRecord> unread() const;
+
+    /// What a log of chats may change: no people, known projects only, two promises and one idea.
+    static LibrarianOps sessionOps(LibrarianOps ops, const QList<MemoryEntity>& projects);
+
+  private:
+    class Busy;
+
+    AgentRequest request(const CaptureRecord& record, const LibrarianInput& input) const;
+    Task<Result<LibrarianOps>> ask(AgentRequest request, Cancel cancel);
+    MemoryPass apply(const CaptureRecord& record, LibrarianOps ops, std::optional<QDateTime> through);
+    void markRead(const CaptureRecord& record, const QDateTime& through);
+    std::optional<CaptureRecord> fresh(const CaptureRecord& record) const;
+
+    ContextLibrary& m_library;
+    MemoryStore& m_memory;
+    AgentProvider& m_agent;
+    Clock& m_clock;
+    /// Ids of the captures that are being read.
+    QStringList m_reading;
+};
+
+}  // namespace lumbro

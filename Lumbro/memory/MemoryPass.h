@@ -1,0 +1,36 @@
+#pragma once
+
+#include "LumbroCore/Failure.h"
+
+#include <QList>
+#include <QString>
+
+namespace lumbro {
+
+/// What reading one capture into the memory came to. The counts are those of the model's proposal.
+struct MemoryPass {
+    QString captureID;
+    /// False when there was too little to read, or nothing new.
+    bool updated = false;
+    qsizetype people = 0;
+    qsizetype projects = 0;
+    qsizetype promises = 0;
+    qsizetype closedPromises = 0;
+    qsizetype ideas = 0;
+
+    bool operator==(const MemoryPass&) const = default;
+};
+
+/// What reading all unread captures came to.
+struct MemoryCatchUp {
+    /// Why a capture was not read; it is tried again at the next time.
+    struct Miss {
+        QString captureID;
+        Failure failure;
+    };
+
+    QList<MemoryPass> passes;
+    QList<Miss> misses;
+};
+
+}  // namespace lumbro
