@@ -167,8 +167,12 @@ QString logStamp(const QDateTime& date) {
     return date.toLocalTime().toString(u"yyyy-MM-dd HH:mm:ss.zzz"_s);
 }
 
+QString readableDay(const QDateTime& date) {
+    return english().toString(date.toLocalTime().date(), u"MMM d, yyyy"_s);
+}
+
 QString readable(const QDateTime& date) {
-    return english().toString(date.toLocalTime().date(), u"MMM d, yyyy"_s) + u" at "_s + shortTime(date);
+    return readableDay(date) + u" at "_s + shortTime(date);
 }
 
 QString shortTime(const QDateTime& date) {

@@ -19,6 +19,8 @@ QString folderStamp(const QDateTime& date);
 QString day(const QDateTime& date);
 /// "yyyy-MM-dd HH:mm:ss.SSS" in local time: the stamp of log lines.
 QString logStamp(const QDateTime& date);
+/// Abbreviated date for people, for example "Mar 2, 2026".
+QString readableDay(const QDateTime& date);
 /// Abbreviated date and short time for people, for example "Mar 2, 2026 at 2:30 PM".
 QString readable(const QDateTime& date);
 /// Short time of day for people, for example "2:30 PM".
