@@ -31,6 +31,8 @@ struct AskAnswer {
 
     bool operator==(const AskAnswer&) const = default;
 
+    /// The text to show: for an answer that holds a calendar event, without the event's lines.
+    QString displayText() const;
     /// Ids of the captures among the sources, in their order.
     QStringList captureIDs() const;
 };

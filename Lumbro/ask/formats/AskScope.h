@@ -1,7 +1,11 @@
 #pragma once
 
+#include "engines/formats/Engine.h"
+
+#include <QList>
 #include <QString>
 
+#include <functional>
 #include <optional>
 
 namespace lumbro {
@@ -21,6 +25,16 @@ struct AskScope {
     QString token() const;
     /// The reverse of `token`; blanks around it are ignored. Nothing for any other text.
     static std::optional<AskScope> fromToken(const QString& token);
+
+    /// Where in the application engines for this are offered: "live" for the capture that is being recorded,
+    /// whose id may be empty for none, else "notes", "person", "company" or "home".
+    QString suggestPlace(const QString& liveCaptureID) const;
+    /// What engines for this may work on.
+    QList<EngineScope> allowedScopes() const;
+    /// Of the engines suggested at the place, those to offer as chips. `hasHandoff` tells whether an engine
+    /// has already written its result into this capture.
+    QList<Engine> chipEngines(const QList<Engine>& suggested,
+                              const std::function<bool(const QString& engineID)>& hasHandoff) const;
 };
 
 }  // namespace lumbro

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <QString>
+
+namespace lumbro {
+
+/// Shows an answer while it is still being written. Lines of sources and actions never come out, and what
+/// comes out is always a beginning of the answer as it will be stored.
+class AnswerStream {
+  public:
+    /// Takes the next piece of the model's text and gives what can be shown of it and of what was held back.
+    QString feed(const QString& piece);
+    /// The text is over: gives what is still to be shown.
+    QString finish();
+    /// Begins with another text.
+    void restart() { *this = {}; }
+
+  private:
+    bool mayStillBeMarked() const;
+    void takeLine();
+
+    /// Everything so far.
+    QString m_all;
+    /// Where the line that is still open begins in it.
+    qsizetype m_lineStart = 0;
+    /// How much of it may be shown, and has been.
+    qsizetype m_clear = 0;
+    qsizetype m_shown = 0;
+    /// A line of sources or of an action has come: the rest waits for the end.
+    bool m_isHeld = false;
+};
+
+}  // namespace lumbro

@@ -1,0 +1,22 @@
+#pragma once
+
+#include "library/formats/CaptureMeta.h"
+
+#include <QString>
+
+/// The fixed words of a question to the model, and the sections on what it is about.
+namespace lumbro::askPrompt {
+
+/// The system prompt.
+QString systemPrompt();
+/// The one line on the agent's command line.
+QString instruction();
+/// How the text for an application is to be written. `app` is its word in any case.
+QString formatFor(const QString& app);
+
+QString captureBlock(const CaptureRecord& record);
+QString projectBlock(const QString& slug, const QString& name);
+/// For a domain of which nothing is known.
+QString unknownCompanyBlock(const QString& domain);
+
+}  // namespace lumbro::askPrompt

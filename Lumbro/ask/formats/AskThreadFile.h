@@ -1,0 +1,21 @@
+#pragma once
+
+#include "ask/formats/AskLookup.h"
+#include "ask/formats/AskThread.h"
+
+#include <QByteArray>
+#include <QString>
+
+/// The file of a thread: markdown that a person can read, with all that the thread needs.
+namespace lumbro::askThreadFile {
+
+/// The thread in a file's text. Any text gives one; a turn without an answer is dropped.
+AskThread read(const QString& text, const QString& path, const AskLookup& lookup);
+/// The whole file.
+QByteArray write(const AskThread& thread);
+
+/// What one process has of a thread together with what the file has: the file's turns, and those of `thread`
+/// that the file lacks, in the order of their dates.
+QList<AskTurn> merged(const QList<AskTurn>& inFile, const QList<AskTurn>& inMemory);
+
+}  // namespace lumbro::askThreadFile
