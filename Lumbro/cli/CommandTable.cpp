@@ -38,6 +38,14 @@ constexpr std::array logOptions{
     OptionInfo{"lines", "N", "only the last N lines; default 50", 'n', true},
 };
 
+constexpr std::array promiseOptions{
+    OptionInfo{"mine", "", "only what you owe"},
+    OptionInfo{"theirs", "", "only what others owe you"},
+    OptionInfo{"due", "", "only what is late, due within three days, or waiting, and isn't snoozed"},
+    OptionInfo{"all", "", "also what is done"},
+};
+constexpr std::span<const OptionInfo> noOptions;
+
 constexpr std::string_view idDetails =
     "ID may be shortened as long as one capture alone begins with it; \"last\" is the newest one.";
 
@@ -93,6 +101,40 @@ constexpr std::array commands{
     CommandInfo{"engine-run", "run an engine on a capture", "ENGINE ID [--focus TEXT]", 2, 2,
                 engineRunOptions, "lumbro engine-run followup last", idDetails},
     CommandInfo{"voices", "list the writing voices", "", 0, 0, {}, "lumbro voices", ""},
+    CommandInfo{"people", "list the people you have met", "", 0, 0, noOptions, "lumbro people", ""},
+    CommandInfo{"person", "show what is known of a person", "SLUG", 1, 1, noOptions,
+                "lumbro person sarah-chen",
+                "SLUG is the first column of `lumbro people`, its beginning, or the person's name."},
+    CommandInfo{"projects", "list the projects", "", 0, 0, noOptions, "lumbro projects", ""},
+    CommandInfo{"project", "show what is known of a project", "SLUG", 1, 1, noOptions,
+                "lumbro project apollo",
+                "SLUG is the first column of `lumbro projects`, its beginning, or the project's name."},
+    CommandInfo{"project new", "begin a page for a project", "NAME", 1, 1, noOptions,
+                "lumbro project new \"Apollo launch\"", ""},
+    CommandInfo{"project rename", "give a project another name", "SLUG NAME", 2, 2, noOptions,
+                "lumbro project rename apollo \"Apollo 2\"",
+                "Its page and all links to it stay where they are."},
+    CommandInfo{"companies", "list the companies of the people you meet", "", 0, 0, noOptions,
+                "lumbro companies", "Grouped by e-mail domain; personal addresses stay out."},
+    CommandInfo{"promises", "list what you owe and what is owed to you",
+                "[--mine | --theirs] [--due] [--all]", 0, 0, promiseOptions, "lumbro promises --mine --due",
+                ""},
+    CommandInfo{"promises done", "tick a promise", "ID", 1, 1, noOptions, "lumbro promises done p-3f9a1c",
+                ""},
+    CommandInfo{"promises reopen", "take a tick away", "ID", 1, 1, noOptions,
+                "lumbro promises reopen p-3f9a1c", ""},
+    CommandInfo{"promises snooze", "hide a promise from reminders for some days", "ID DAYS", 2, 2, noOptions,
+                "lumbro promises snooze p-3f9a1c 3", "The list still shows it."},
+    CommandInfo{"ideas", "list the content ideas, newest first", "", 0, 0, noOptions, "lumbro ideas", ""},
+    CommandInfo{"memory", "print all that is known, as the agent sees it", "", 0, 0, noOptions,
+                "lumbro memory", ""},
+    CommandInfo{"memory index", "print all that is known, as the agent sees it", "", 0, 0, noOptions,
+                "lumbro memory index", ""},
+    CommandInfo{"memory update", "take a capture into the memory, again if need be", "ID", 1, 1, noOptions,
+                "lumbro memory update last", idDetails},
+    CommandInfo{"memory catch-up", "take all captures in that were never read", "", 0, 0, noOptions,
+                "lumbro memory catch-up",
+                "One run of the agent for each. Ctrl-C stops; what is done stays done."},
     CommandInfo{"devices",
                 "list microphones and outputs",
                 "",
@@ -222,9 +264,10 @@ QString programHelp() {
         u"       lumbro COMMAND [ARGUMENTS] [--json]\n\n"
         u"commands:\n"_s;
     for (const CommandInfo& command : commands) {
-        const bool isGroup = command.name == "speech" || command.name == "settings";
+        const bool isGroup =
+            command.name == "speech" || command.name == "settings" || command.name == "memory";
         if (!isGroup) {
-            text += row(toText(command.name), toText(command.summary), 14);
+            text += row(toText(command.name), toText(command.summary), 15);
         }
     }
     text +=
