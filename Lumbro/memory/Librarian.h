@@ -26,8 +26,8 @@ struct LibrarianInput;
 
 /// Turns finished captures, and what is new in a log of chats, into lasting memory: shows the model the
 /// capture and what is known, and has the store apply what it proposes. The model itself gets no tools and
-/// writes nothing. Every failure is logged, and leaves the capture unread for a later pass. Several passes
-/// may be under way at once. Main thread.
+/// writes nothing. Every failure is logged; a capture that the model did not read stays unread for a later
+/// pass. Several passes may be under way at once. Main thread.
 class Librarian final : public QObject {
     Q_OBJECT
 
@@ -38,7 +38,8 @@ class Librarian final : public QObject {
     Librarian(ContextLibrary& library, MemoryStore& memory, AgentProvider& agent, Clock& clock);
     ~Librarian() override;
 
-    /// Reads one capture, whether or not it was read before. The handle may be none.
+    /// Reads one capture, whether or not it was read before. The handle may be none. A failure of the model
+    /// changes nothing; one of a file may leave the others changed.
     Task<Result<MemoryPass>> run(CaptureRecord record, Cancel cancel = nullptr);
     /// Reads every finished capture that was never read, oldest first, one after the other; briefs and logs
     /// of chats are left out. Ends early when the agent cannot be used at all. `onBegin` is called before
@@ -56,7 +57,7 @@ class Librarian final : public QObject {
 
     AgentRequest request(const CaptureRecord& record, const LibrarianInput& input) const;
     Task<Result<LibrarianOps>> ask(AgentRequest request, Cancel cancel);
-    MemoryPass apply(const CaptureRecord& record, LibrarianOps ops, std::optional<QDateTime> through);
+    Result<MemoryPass> apply(const CaptureRecord& record, LibrarianOps ops, std::optional<QDateTime> through);
     void markRead(const CaptureRecord& record, const QDateTime& through);
     std::optional<CaptureRecord> fresh(const CaptureRecord& record) const;
 

@@ -23,7 +23,7 @@ struct MemoryPass {
 
 /// What reading all unread captures came to.
 struct MemoryCatchUp {
-    /// Why a capture was not read; it is tried again at the next time.
+    /// Why a capture was not read, or not all of it kept.
     struct Miss {
         QString captureID;
         Failure failure;

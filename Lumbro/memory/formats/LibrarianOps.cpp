@@ -10,17 +10,6 @@ namespace lumbro {
 
 namespace {
 
-/// The memory's files hold one value a line.
-QString oneLine(QString text) {
-    for (QChar& c : text) {
-        if (c.category() == QChar::Other_Control || c == QChar::LineSeparator ||
-            c == QChar::ParagraphSeparator) {
-            c = u' ';
-        }
-    }
-    return text;
-}
-
 /// Reads the keys of objects and remembers whether any of them was unfit.
 class Reader {
   public:
@@ -78,7 +67,7 @@ class Reader {
     static bool isAbsent(const QJsonValue& value) { return value.isUndefined() || value.isNull(); }
     QString text(const QJsonValue& value) {
         m_ok = m_ok && value.isString();
-        return oneLine(value.toString());
+        return value.toString();
     }
     QJsonArray array(const QJsonObject& json, const QString& key) {
         const QJsonValue value = json.value(key);

@@ -8,8 +8,8 @@
 
 namespace lumbro {
 
-/// What a model proposes to change in the memory after it has read a capture. Every text is one line: line
-/// ends and control characters in it have become blanks.
+/// What a model proposes to change in the memory after it has read a capture. Its texts stand as the model
+/// wrote them, line ends and all.
 struct LibrarianOps {
     /// A person or a project.
     struct Entity {

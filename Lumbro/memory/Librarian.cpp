@@ -1,0 +1,207 @@
+#include "memory/Librarian.h"
+
+#include "LumbroCore/AppLog.h"
+#include "LumbroCore/AtomicFile.h"
+#include "library/ContextLibrary.h"
+#include "memory/LibrarianInput.h"
+#include "memory/MemoryStore.h"
+#include "memory/formats/LibrarianPrompt.h"
+
+#include <QPointer>
+
+#include <algorithm>
+#include <utility>
+
+namespace lumbro {
+
+namespace {
+
+constexpr int attempts = 2;
+constexpr qsizetype promisesOfSession = 2;
+constexpr qsizetype ideasOfSession = 1;
+
+bool isProjectOf(const LibrarianOps::Entity& entity, const QList<MemoryEntity>& projects) {
+    return std::ranges::any_of(projects, [&](const MemoryEntity& project) {
+        return entity.slug == project.id || entity.name.compare(project.name, Qt::CaseInsensitive) == 0;
+    });
+}
+
+/// The next capture would meet the same failure.
+bool concernsAgent(const Failure& failure) {
+    return failure.kind == FailureKind::notInstalled || failure.kind == FailureKind::notLoggedIn ||
+           failure.kind == FailureKind::limit || failure.kind == FailureKind::cancelled;
+}
+
+}  // namespace
+
+/// A pass that waits for the model: the store says so, and the capture is nobody else's to catch up on.
+class Librarian::Busy {
+  public:
+    Busy(Librarian& librarian, QString captureID)
+        : m_librarian(&librarian), m_captureID(std::move(captureID)) {
+        librarian.m_reading += m_captureID;
+        librarian.m_memory.setStatus(u"Updating memory…"_s);
+    }
+    Busy(const Busy&) = delete;
+    Busy& operator=(const Busy&) = delete;
+    ~Busy() {
+        if (!m_librarian) {
+            return;
+        }
+        m_librarian->m_reading.removeOne(m_captureID);
+        if (m_librarian->m_reading.isEmpty()) {
+            m_librarian->m_memory.setStatus({});
+        }
+    }
+
+  private:
+    QPointer<Librarian> m_librarian;
+    QString m_captureID;
+};
+
+Librarian::Librarian(ContextLibrary& library, MemoryStore& memory, AgentProvider& agent, Clock& clock)
+    : m_library(library), m_memory(memory), m_agent(agent), m_clock(clock) {}
+
+Librarian::~Librarian() = default;
+
+Task<Result<MemoryPass>> Librarian::run(CaptureRecord record, Cancel cancel) {
+    const LibrarianInput input = LibrarianInput::of(record, m_library);
+    if (input.text.isEmpty()) {
+        if (input.through) {
+            markRead(record, *input.through);
+        }
+        co_return MemoryPass{.captureID = record.id()};
+    }
+    const QPointer<Librarian> alive(this);
+    const Busy busy(*this, record.id());
+    m_memory.reload(false);
+    Result<LibrarianOps> ops = co_await ask(request(record, input), std::move(cancel));
+    if (!ops) {
+        co_return std::unexpected(ops.error());
+    }
+    if (!alive) {
+        co_return fail(FailureKind::cancelled, u"The memory pass was cancelled."_s);
+    }
+    co_return apply(record, *std::move(ops), input.through);
+}
+
+Task<MemoryCatchUp> Librarian::catchUp(std::function<void(const CaptureRecord&)> onBegin, Cancel cancel) {
+    const QPointer<Librarian> alive(this);
+    const QList<CaptureRecord> records = unread();
+    MemoryCatchUp result;
+    for (const CaptureRecord& listed : records) {
+        // Deleted or read meanwhile, perhaps by another process.
+        const auto record = fresh(listed);
+        if (!record || record->meta.memorizedAt || m_reading.contains(listed.id())) {
+            continue;
+        }
+        if (onBegin) {
+            onBegin(*record);
+        }
+        const Result<MemoryPass> pass = co_await run(*record, cancel);
+        if (pass) {
+            result.passes += *pass;
+        } else {
+            result.misses += MemoryCatchUp::Miss{listed.id(), pass.error()};
+        }
+        if (!alive || (!pass && concernsAgent(pass.error()))) {
+            break;
+        }
+    }
+    co_return result;
+}
+
+QList<CaptureRecord> Librarian::unread() const {
+    QList<CaptureRecord> records = m_library.captures();
+    records.removeIf([](const CaptureRecord& record) {
+        return record.meta.memorizedAt || !record.meta.endedAt || record.meta.kind == CaptureKind::prep ||
+               record.meta.kind == CaptureKind::session;
+    });
+    std::ranges::stable_sort(records, {}, [](const CaptureRecord& record) { return record.meta.startedAt; });
+    return records;
+}
+
+LibrarianOps Librarian::sessionOps(LibrarianOps ops, const QList<MemoryEntity>& projects) {
+    ops.people.clear();
+    ops.projects.removeIf([&](const LibrarianOps::Entity& entity) { return !isProjectOf(entity, projects); });
+    ops.promises.resize(std::min(ops.promises.size(), promisesOfSession));
+    ops.ideas.resize(std::min(ops.ideas.size(), ideasOfSession));
+    return ops;
+}
+
+AgentRequest Librarian::request(const CaptureRecord& record, const LibrarianInput& input) const {
+    AgentRequest request;
+    request.systemPrompt = librarianPrompt::system();
+    request.instruction = librarianPrompt::instruction();
+    request.model = u"sonnet"_s;
+    request.context = input.text;
+    if (const QStringList attendees = record.meta.attendees.value_or(QStringList()); !attendees.isEmpty()) {
+        request.context += u"\n\n## ATTENDEES\n"_s + attendees.join(u", "_s);
+    }
+    request.context += u"\n\n# MEMORY INDEX\n"_s + m_memory.index();
+    return request;
+}
+
+Task<Result<LibrarianOps>> Librarian::ask(AgentRequest request, Cancel cancel) {
+    const QPointer<Librarian> alive(this);
+    for (int attempt = 1; attempt <= attempts; ++attempt) {
+        const Result<QString> reply = co_await m_agent.run(request, cancel);
+        if (!reply) {
+            AppLog::error(u"memory"_s, u"librarian failed: "_s + reply.error().message.simplified());
+            co_return std::unexpected(reply.error());
+        }
+        if (auto ops = LibrarianOps::decode(*reply)) {
+            co_return *std::move(ops);
+        }
+        AppLog::error(u"memory"_s, u"unreadable JSON (attempt %1)"_s.arg(attempt));
+        if (!alive) {
+            break;
+        }
+    }
+    co_return fail(u"The agent's answer could not be read, so nothing was changed. Try again."_s);
+}
+
+Result<MemoryPass> Librarian::apply(const CaptureRecord& record, LibrarianOps ops,
+                                    std::optional<QDateTime> through) {
+    // Another process may have written while the model was thinking, and the title may have been found.
+    m_memory.reload(false);
+    if (record.meta.kind == CaptureKind::session) {
+        ops = sessionOps(std::move(ops), m_memory.projects());
+    }
+    const Result<> applied = m_memory.apply(ops, fresh(record).value_or(record));
+    AppLog::info(u"memory"_s, u"updated from %1: people=%2 promises=%3 ideas=%4"_s.arg(record.id())
+                                  .arg(ops.people.size())
+                                  .arg(ops.promises.size())
+                                  .arg(ops.ideas.size()));
+    if (auto saved = fresh(record)) {
+        saved->meta.memorizedAt = m_clock.now();
+        if (through) {
+            saved->meta.sessionCursor = through;
+        }
+        [[maybe_unused]] const Result<> logged = m_library.save(*saved);
+    }
+    if (!applied) {
+        return std::unexpected(applied.error());
+    }
+    return MemoryPass{.captureID = record.id(),
+                      .updated = true,
+                      .people = ops.people.size(),
+                      .projects = ops.projects.size(),
+                      .promises = ops.promises.size(),
+                      .closedPromises = ops.closedPromises.size(),
+                      .ideas = ops.ideas.size()};
+}
+
+void Librarian::markRead(const CaptureRecord& record, const QDateTime& through) {
+    if (auto saved = fresh(record)) {
+        saved->meta.sessionCursor = through;
+        [[maybe_unused]] const Result<> logged = m_library.save(*saved);
+    }
+}
+
+std::optional<CaptureRecord> Librarian::fresh(const CaptureRecord& record) const {
+    const auto meta = CaptureMeta::fromBytes(readFile(record.path(u"meta.json"_s)).value_or(QByteArray()));
+    return meta ? std::optional(CaptureRecord{record.folder, *meta}) : std::nullopt;
+}
+
+}  // namespace lumbro
