@@ -16,15 +16,15 @@ class AnswerStream {
     void restart() { *this = {}; }
 
   private:
-    bool mayStillBeMarked() const;
-    void takeLine();
+    void readLines();
 
     /// Everything so far.
     QString m_all;
     /// Where the line that is still open begins in it.
     qsizetype m_lineStart = 0;
-    /// How much of it may be shown, and has been.
+    /// How much of it can't be a line to keep back.
     qsizetype m_clear = 0;
+    /// How much of the trimmed answer has been given.
     qsizetype m_shown = 0;
     /// A line of sources or of an action has come: the rest waits for the end.
     bool m_isHeld = false;

@@ -1,6 +1,12 @@
 #include "ask/formats/AskAnswer.h"
 
+#include "ask/formats/EventLines.h"
+
 namespace lumbro {
+
+QString AskAnswer::displayText() const {
+    return action && eventLines::holdsEvent(text) ? eventLines::removed(text) : text;
+}
 
 QStringList AskAnswer::captureIDs() const {
     QStringList ids;

@@ -14,8 +14,4 @@ AskThread read(const QString& text, const QString& path, const AskLookup& lookup
 /// The whole file.
 QByteArray write(const AskThread& thread);
 
-/// What one process has of a thread together with what the file has: the file's turns, and those of `thread`
-/// that the file lacks, in the order of their dates.
-QList<AskTurn> merged(const QList<AskTurn>& inFile, const QList<AskTurn>& inMemory);
-
 }  // namespace lumbro::askThreadFile

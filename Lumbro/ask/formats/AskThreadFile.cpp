@@ -1,0 +1,140 @@
+#include "ask/formats/AskThreadFile.h"
+
+#include "LumbroCore/Dates.h"
+#include "LumbroCore/Literals.h"
+#include "LumbroCore/Text.h"
+#include "ask/formats/AskReply.h"
+#include "engines/formats/Frontmatter.h"
+
+#include <QFileInfo>
+#include <QTimeZone>
+
+namespace lumbro::askThreadFile {
+
+namespace {
+
+const QDateTime& distantPast() {
+    static const QDateTime date(QDate(1, 1, 1), QTime(0, 0), Qt::UTC);
+    return date;
+}
+
+/// Walks the body line by line and gathers its turns.
+class TurnReader {
+  public:
+    explicit TurnReader(const AskLookup& lookup) : m_lookup(lookup) { m_turn.date = distantPast(); }
+
+    void take(const QString& line) {
+        if (line.startsWith(u"### Me")) {
+            close();
+            readHeader(line);
+            m_section = Section::question;
+        } else if (line.startsWith(u"### Lumbro") || line.startsWith(u"### Quillet")) {
+            m_section = Section::answer;
+        } else if (m_section == Section::question) {
+            m_question.append(line);
+        } else if (m_section == Section::answer) {
+            takeAnswer(line);
+        }
+    }
+
+    QList<AskTurn> finish() {
+        close();
+        return m_turns;
+    }
+
+  private:
+    enum class Section { none, question, answer };
+
+    void readHeader(const QString& line) {
+        QStringList parts = line.split(u"· "_s);
+        m_turn.date = dates::fromIso(trimmedBlanks(parts.takeLast())).value_or(m_turn.date);
+        for (const QString& part : parts) {
+            const QStringView word = trimmedBlanks(part);
+            if (word.size() > 1 && word.startsWith(u'/')) {
+                m_turn.engine = word.sliced(1).toString();
+                return;
+            }
+        }
+    }
+
+    void takeAnswer(const QString& line) {
+        if (AskReply::isSourcesLine(line)) {
+            m_turn.rawSources = AskReply::tokens(line);
+        } else if (const auto action = AskReply::actionIn(line)) {
+            m_turn.action = action;
+        } else {
+            m_answer.append(line);
+        }
+    }
+
+    void close() {
+        if (m_section == Section::answer) {
+            m_turn.question = m_question.join(u'\n').trimmed();
+            m_turn.answer = m_answer.join(u'\n').trimmed();
+            m_turn.sources = AskReply::resolve(m_turn.rawSources, m_lookup);
+            m_turns.append(m_turn);
+        }
+        m_question.clear();
+        m_answer.clear();
+        const QDateTime date = m_turn.date;
+        m_turn = {};
+        m_turn.date = date;
+    }
+
+    const AskLookup& m_lookup;
+    Section m_section = Section::none;
+    QStringList m_question;
+    QStringList m_answer;
+    AskTurn m_turn;
+    QList<AskTurn> m_turns;
+};
+
+QString turnText(const AskTurn& turn) {
+    QStringList lines;
+    const QString engine = turn.engine ? u"/%1 · "_s.arg(*turn.engine) : QString();
+    lines << u"### Me · "_s + engine + dates::iso(turn.date) << turn.question << QString() << u"### Lumbro"_s
+          << turn.answer;
+    if (turn.action) {
+        lines << u"ACTION: "_s + *turn.action;
+    }
+    if (!turn.rawSources.isEmpty()) {
+        lines << u"SOURCES: "_s + turn.rawSources.join(u", "_s);
+    }
+    return lines.join(u'\n') + u'\n';
+}
+
+}  // namespace
+
+AskThread read(const QString& text, const QString& path, const AskLookup& lookup) {
+    const auto parsed = Frontmatter::parse(QString(text).remove(u'\r'));
+    TurnReader reader(lookup);
+    for (const QString& line : Frontmatter::lines(parsed.body)) {
+        reader.take(line);
+    }
+    AskThread thread;
+    thread.id = QFileInfo(path).completeBaseName();
+    thread.path = path;
+    thread.turns = reader.finish();
+    const bool hasTurns = !thread.turns.isEmpty();
+    thread.title =
+        parsed.value(u"title"_s).value_or(hasTurns ? thread.turns.first().question : u"Untitled"_s);
+    thread.created = dates::fromIso(parsed.value(u"created"_s).value_or(QString()))
+                         .value_or(hasTurns ? thread.turns.first().date : distantPast());
+    thread.scope = AskScope::fromToken(parsed.value(u"scope"_s).value_or(QString()));
+    return thread;
+}
+
+QByteArray write(const AskThread& thread) {
+    const QString title = Frontmatter::lines(thread.title).join(u' ');
+    QStringList lines{u"---"_s, u"title: "_s + title, u"created: "_s + dates::iso(thread.created)};
+    if (thread.scope) {
+        lines << u"scope: "_s + thread.scope->token();
+    }
+    lines << u"---"_s << QString() << u"# "_s + thread.title << QString();
+    for (const AskTurn& turn : thread.turns) {
+        lines << turnText(turn);
+    }
+    return lines.join(u'\n').toUtf8();
+}
+
+}  // namespace lumbro::askThreadFile
