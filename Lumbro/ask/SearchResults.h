@@ -1,0 +1,50 @@
+#pragma once
+
+#include "ask/SearchHit.h"
+#include "ask/formats/AskThread.h"
+#include "memory/formats/IdeaItem.h"
+#include "memory/formats/MemoryEntity.h"
+#include "memory/formats/PromiseItem.h"
+
+#include <QList>
+#include <QMap>
+#include <QString>
+
+namespace lumbro {
+
+/// What there is to search, as it was at one moment. Taken on the main thread; the lists are shared, so that
+/// taking it copies nothing.
+struct SearchInput {
+    /// Newest first.
+    QList<CaptureRecord> captures;
+    /// Engine id to name, for the labels of results.
+    QMap<QString, QString> engineNames;
+    QList<MemoryEntity> people;
+    QList<MemoryEntity> projects;
+    QList<PromiseItem> promises;
+    QList<IdeaItem> ideas;
+    QList<AskThread> threads;
+};
+
+/// What a query found. All lists keep the order of the input but `captures`, whose best stand first.
+struct SearchResults {
+    /// A thread, and the piece of its first text in which a term occurs.
+    struct Ask {
+        AskThread thread;
+        QString snippet;
+
+        bool operator==(const Ask&) const = default;
+    };
+
+    QList<CaptureResult> captures;
+    QList<MemoryEntity> people;
+    QList<MemoryEntity> projects;
+    QList<PromiseItem> promises;
+    QList<IdeaItem> ideas;
+    QList<Ask> asks;
+
+    bool operator==(const SearchResults&) const = default;
+    bool isEmpty() const;
+};
+
+}  // namespace lumbro
