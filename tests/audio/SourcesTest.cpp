@@ -112,6 +112,23 @@ TEST_F(Sources, aMicrophoneWhoseRouteChangesStartsAgainInFiveAttempts) {
     mic.stop();
 }
 
+TEST_F(Sources, aMicrophoneThatComesLateIsTaken) {
+    MicSource mic(m_server, m_clock, m_settings, u"capture-mic"_s);
+    ASSERT_TRUE(test::wait(mic.start(counting())));
+    AudioServerState state = FakeAudioServer::usualState();
+    state.microphones.clear();
+    m_server.set(state);
+    m_server.breakStreams(Kind::microphone, u"gone"_s);
+    m_clock.advance(60s);
+    EXPECT_EQ(m_server.openStreams(Kind::microphone), 0);
+    m_server.set(FakeAudioServer::usualState());
+    EXPECT_EQ(m_server.openStreams(Kind::microphone), 1);
+    // One that is being recorded is not opened again: the server moves it.
+    state.microphones = {{u"usb"_s, u"USB Microphone"_s, true, {}}};
+    m_server.set(state);
+    EXPECT_EQ(m_server.requests().size(), 2);
+}
+
 TEST_F(Sources, aStoppedMicrophoneDoesNotStartAgain) {
     MicSource mic(m_server, m_clock, m_settings, u"capture-mic"_s);
     ASSERT_TRUE(test::wait(mic.start(counting())));
@@ -149,6 +166,26 @@ TEST_F(Sources, systemAudioIsRebuiltInFiveAttemptsAndTheNextEventCountsAnew) {
     setDefaultOutput(u"headphones"_s);
     EXPECT_EQ(attempts(10s), (QList<double>{0.5, 1.5}));
     EXPECT_EQ(m_server.openStreams(Kind::output), 1);
+}
+
+TEST_F(Sources, aChosenOutputIsTakenWhateverTheDefaultIsAndAgainWhenItComesBack) {
+    AudioServerState state = FakeAudioServer::usualState();
+    state.outputs.append({u"dock"_s, u"Dock"_s, false, u"dock.monitor"_s});
+    m_server.set(state);
+    SystemAudioSource system(m_server, m_clock, u"dock"_s);
+    ASSERT_TRUE(test::wait(system.start(counting())));
+    EXPECT_EQ(m_server.requests().last().deviceID, u"dock"_s);
+    setDefaultOutput(u"headphones"_s);
+    EXPECT_EQ(attempts(5s).size(), 0);
+    m_server.failures = 5;
+    m_server.breakStreams(Kind::output, u"gone"_s);
+    EXPECT_EQ(attempts(60s).size(), 5);
+    setDefaultOutput(u"speakers"_s);
+    EXPECT_EQ(attempts(5s).size(), 0);
+    m_server.set(state);
+    EXPECT_EQ(attempts(5s), (QList<double>{0.5}));
+    feed(Kind::output);
+    EXPECT_EQ(m_buffers, 1);
 }
 
 TEST_F(Sources, stopCancelsAWaitingRebuild) {

@@ -3,13 +3,14 @@
 #include "LumbroCore/AppLog.h"
 #include "LumbroCore/Settings.h"
 #include "cli/CaptureLookup.h"
-#include "cli/services/OutputSource.h"
+#include "cli/services/DeviceWatch.h"
 #include "library/ContextLibrary.h"
 #include "library/model/AppModel.h"
 #include "recording/CaptureSession.h"
 #include "recording/FeedGate.h"
 #include "recording/audio/FileAudioSource.h"
 #include "recording/audio/MicSource.h"
+#include "recording/audio/SystemAudioSource.h"
 #include "recording/transcription/SpeechAssets.h"
 
 #include <QCoreApplication>
@@ -87,6 +88,7 @@ Task<Result<RecordingRun::Outcome>> RecordingRun::run() {
     }
     if (!m_isStopDue) {
         if (!m_gate) {
+            watchDevices();
             m_output.say(u"Recording. Ctrl-C stops and saves."_s);
         }
         co_await qCoro(this, &RecordingRun::stopDue);
@@ -129,7 +131,8 @@ void RecordingRun::prepareSession(CaptureSession::Ports& ports) {
                                                        *m_chosenMicrophone, u"capture-mic"_s);
     }
     if (!m_chosenOutput.isEmpty()) {
-        ports.system = std::make_unique<OutputSource>(m_services.audioServer(), m_chosenOutput);
+        ports.system =
+            std::make_unique<SystemAudioSource>(m_services.audioServer(), m_services.clock(), m_chosenOutput);
     } else if (m_plan.system.kind == SideSource::Kind::none) {
         ports.system = nullptr;
     }
@@ -196,6 +199,18 @@ void RecordingRun::watchSession() {
     m_live = std::make_unique<LiveLine>(m_output, m_services.clock(), *session, position);
 }
 
+void RecordingRun::watchDevices() {
+    DeviceWatch::Chosen chosen;
+    if (m_plan.microphone.kind != SideSource::Kind::file) {
+        chosen.microphone = (m_chosenMicrophone ? *m_chosenMicrophone : m_services.settings())
+                                .string(u"microphoneDeviceUID"_s);
+    }
+    if (m_plan.system.kind == SideSource::Kind::device || m_plan.system.kind == SideSource::Kind::standard) {
+        chosen.output = m_chosenOutput;
+    }
+    m_devices = std::make_unique<DeviceWatch>(m_output, m_services.clock(), m_services.audioServer(), chosen);
+}
+
 void RecordingRun::onInterrupt() {
     if (!m_isFinishing) {
         if (m_played != nullptr && m_played->position() < m_played->duration()) {
@@ -224,6 +239,7 @@ void RecordingRun::endAtOnce() {
 
 Task<Result<RecordingRun::Outcome>> RecordingRun::finish() {
     m_isFinishing = true;
+    m_devices.reset();
     m_live.reset();
     m_played = nullptr;
     AppModel& model = m_services.model();

@@ -26,6 +26,8 @@ class FileAudioSource;
 
 namespace lumbro::cli {
 
+class DeviceWatch;
+
 /// How this program was called, for the library at `root`, so that a user can copy it.
 QString commandOn(const QString& root);
 
@@ -61,6 +63,7 @@ class RecordingRun final : public QObject {
     void useFiles(CaptureSession::Ports& ports);
     std::unique_ptr<AudioSource> fileSource(const SideSource& side, Speaker speaker);
     void watchSession();
+    void watchDevices();
     void onInterrupt();
     void endAtOnce();
     Task<Result<Outcome>> finish();
@@ -77,6 +80,7 @@ class RecordingRun final : public QObject {
     int m_interruptsWhileFinishing = 0;
     FinishSteps m_steps;
     std::unique_ptr<LiveLine> m_live;
+    std::unique_ptr<DeviceWatch> m_devices;
     /// Owned by the session; null before its start and after its stop.
     FileAudioSource* m_played = nullptr;
     /// Where Ctrl-C stopped the files.

@@ -4,6 +4,8 @@
 #include "recording/audio/CaptureError.h"
 #include "recording/audio/MicrophoneDevices.h"
 
+#include <QObject>
+
 #include <atomic>
 
 namespace lumbro {
@@ -24,6 +26,7 @@ struct MicSource::Private {
     Consumer onBuffer;
     std::unique_ptr<AudioStream> stream;
     Timer nextAttempt;
+    QMetaObject::Connection listener;
     std::atomic<qint64> buffers = 0;
     /// Each opening has a number; one that is no longer the last is dropped.
     int opening = 0;
@@ -35,6 +38,7 @@ struct MicSource::Private {
     static Task<Result<>> startEngine(std::shared_ptr<Private> self);
     static Task<> restart(std::shared_ptr<Private> self, int attempt);
     static AudioStreamEvents events(const std::shared_ptr<Private>& self);
+    static Task<Result<>> start(std::shared_ptr<Private> self);
     static void configurationChanged(const std::weak_ptr<Private>& source);
     void deliver(const AudioBuffer& buffer);
 };
@@ -105,6 +109,22 @@ Task<Result<>> MicSource::Private::startEngine(std::shared_ptr<Private> self) {
     co_return {};
 }
 
+Task<Result<>> MicSource::Private::start(std::shared_ptr<Private> self) {
+    const auto started = co_await startEngine(self);
+    if (!started) {
+        co_return started;
+    }
+    // A stream goes with the default by itself; without one, a microphone that comes late must be told.
+    const std::weak_ptr<Private> source = self;
+    self->listener = QObject::connect(&self->server, &AudioServer::defaultMicrophoneChanged, [source] {
+        const auto alive = source.lock();
+        if (alive && !alive->stream && !alive->server.defaultMicrophone().isEmpty()) {
+            configurationChanged(source);
+        }
+    });
+    co_return started;
+}
+
 Task<> MicSource::Private::restart(std::shared_ptr<Private> self, int attempt) {
     if (self->stopped) {
         co_return;
@@ -138,7 +158,7 @@ MicSource::~MicSource() {
 Task<Result<>> MicSource::start(Consumer onBuffer) {
     m_private->onBuffer = std::move(onBuffer);
     m_private->info(u"start permission=authorized"_s);
-    return Private::startEngine(m_private);
+    return Private::start(m_private);
 }
 
 void MicSource::stop() {
@@ -147,6 +167,7 @@ void MicSource::stop() {
         return;
     }
     d.nextAttempt.stop();
+    QObject::disconnect(d.listener);
     d.stream.reset();
     d.info(u"stop buffers="_s + QString::number(d.buffers));
 }

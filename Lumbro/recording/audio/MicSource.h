@@ -12,7 +12,8 @@
 namespace lumbro {
 
 /// The microphone of the setting `microphoneDeviceUID`, or the default one. When its route changes it is
-/// opened anew, in up to five attempts; after the fifth failure it stays silent.
+/// opened anew, in up to five attempts; after the fifth failure it stays silent until there is another
+/// default.
 class MicSource final : public AudioSource {
   public:
     /// `label` is the tag of its log lines. What is passed in must outlive the source.

@@ -5,6 +5,8 @@
 
 #include <QObject>
 
+#include <algorithm>
+
 namespace lumbro {
 
 namespace {
@@ -18,6 +20,8 @@ constexpr auto settlingTime = std::chrono::milliseconds(500);
 struct SystemAudioSource::Private {
     AudioServer& server;
     Clock& clock;
+    /// The output that was chosen; empty for the default one.
+    QString chosen;
     Consumer onBuffer;
     std::unique_ptr<AudioStream> stream;
     QMetaObject::Connection listener;
@@ -28,6 +32,7 @@ struct SystemAudioSource::Private {
 
     static Task<Result<>> startTap(std::shared_ptr<Private> self);
     static Task<Result<>> start(std::shared_ptr<Private> self);
+    static QMetaObject::Connection listen(const std::shared_ptr<Private>& self);
     static Task<> rebuild(std::shared_ptr<Private> self, int attempt);
     static void scheduleRebuild(const std::weak_ptr<Private>& source, Clock::Duration delay, int attempt);
     static AudioStreamEvents events(const std::shared_ptr<Private>& self);
@@ -54,7 +59,7 @@ Task<Result<>> SystemAudioSource::Private::startTap(std::shared_ptr<Private> sel
     if (!attached) {
         co_return std::unexpected(captureError::systemAudio(u"no audio server"_s));
     }
-    const QString output = self->server.defaultOutput();
+    const QString output = self->chosen.isEmpty() ? self->server.defaultOutput() : self->chosen;
     if (output.isEmpty()) {
         co_return std::unexpected(captureError::systemAudio(u"no output device"_s));
     }
@@ -78,10 +83,26 @@ Task<Result<>> SystemAudioSource::Private::start(std::shared_ptr<Private> self) 
         co_return started;
     }
     self->running = true;
-    const std::weak_ptr<Private> source = self;
-    self->listener = QObject::connect(&self->server, &AudioServer::defaultOutputChanged,
-                                      [source] { scheduleRebuild(source, settlingTime, 1); });
+    self->listener = listen(self);
     co_return started;
+}
+
+QMetaObject::Connection SystemAudioSource::Private::listen(const std::shared_ptr<Private>& self) {
+    const std::weak_ptr<Private> source = self;
+    if (self->chosen.isEmpty()) {
+        return QObject::connect(&self->server, &AudioServer::defaultOutputChanged,
+                                [source] { scheduleRebuild(source, settlingTime, 1); });
+    }
+    return QObject::connect(&self->server, &AudioServer::devicesChanged, [source] {
+        const auto alive = source.lock();
+        if (!alive || alive->stream) {
+            return;
+        }
+        const QList<AudioDevice>& outputs = alive->server.outputs();
+        if (std::ranges::find(outputs, alive->chosen, &AudioDevice::id) != outputs.end()) {
+            scheduleRebuild(source, settlingTime, 1);
+        }
+    });
 }
 
 void SystemAudioSource::Private::scheduleRebuild(const std::weak_ptr<Private>& source, Clock::Duration delay,
@@ -115,8 +136,8 @@ Task<> SystemAudioSource::Private::rebuild(std::shared_ptr<Private> self, int at
     }
 }
 
-SystemAudioSource::SystemAudioSource(AudioServer& server, Clock& clock)
-    : m_private(std::make_shared<Private>(server, clock)) {}
+SystemAudioSource::SystemAudioSource(AudioServer& server, Clock& clock, QString output)
+    : m_private(std::make_shared<Private>(server, clock, std::move(output))) {}
 
 SystemAudioSource::~SystemAudioSource() {
     stop();
