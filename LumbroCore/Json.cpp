@@ -36,9 +36,16 @@ bool isPlain(char c) {
     return c != '"' && c != '\\' && c != 0x7f && static_cast<unsigned char>(c) >= 0x20;
 }
 
+constexpr qsizetype byteOrderMarkBytes = 3;
+
 void writeAnyString(QByteArray& out, const QString& text) {
-    const QByteArray utf8 = text.toUtf8();
+    QByteArray utf8 = text.toUtf8();
     out += '"';
+    // Qt's parser takes an unescaped byte order mark away from the beginning of a string.
+    if (text.startsWith(QChar::ByteOrderMark)) {
+        out += "\\ufeff";
+        utf8.remove(0, byteOrderMarkBytes);
+    }
     for (auto at = utf8.begin(); at != utf8.end();) {
         const auto end = std::find_if_not(at, utf8.end(), isPlain);
         out += QByteArrayView(at, end);

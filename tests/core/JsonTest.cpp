@@ -14,6 +14,8 @@ TEST(Json, isPrettySortedAndShort) {
         json::encode(value).toStdString(),
         "{\n  \"a\": \"é/\\\"\\n\\u0001\",\n  \"b\": [\n    1,\n    0.1,\n    []\n  ],\n  \"c\": {}\n}");
     EXPECT_EQ(QJsonDocument::fromJson(json::encode(value)).object(), value);
+    const QJsonObject marked{{u"a"_s, u"\ufeffPlan"_s}};
+    EXPECT_EQ(QJsonDocument::fromJson(json::encode(marked)).object(), marked);
 }
 
 TEST(Json, readersGiveTheEmptyValueForAnyBytes) {
