@@ -27,6 +27,9 @@ constexpr double callTone = 1000;
 class RealServer : public testing::TestWithParam<PrivateAudioServer::Kind> {
   protected:
     void SetUp() override {
+        if (!PrivateAudioServer::isInstalled(GetParam())) {
+            GTEST_SKIP() << "the audio server's programs are not installed";
+        }
         ASSERT_TRUE(m_private.start()) << qUtf8Printable(m_private.log());
         ASSERT_TRUE(m_private.addRoom()) << qUtf8Printable(m_private.log());
         const auto attached = test::wait(m_server.attach());

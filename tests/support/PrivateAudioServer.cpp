@@ -4,6 +4,9 @@
 
 #include <QDir>
 #include <QFile>
+#include <QStandardPaths>
+
+#include <algorithm>
 
 namespace lumbro::test {
 
@@ -21,6 +24,15 @@ QString takeText(const QString& path) {
 }
 
 }  // namespace
+
+bool PrivateAudioServer::isInstalled(Kind kind) {
+    QStringList programs = {u"pactl"_s, u"paplay"_s};
+    programs += kind == Kind::pulseAudio ? QStringList{u"pulseaudio"_s}
+                                         : QStringList{u"dbus-run-session"_s, u"pipewire"_s, u"pw-cli"_s,
+                                                       u"wireplumber"_s, u"pipewire-pulse"_s};
+    return std::ranges::none_of(
+        programs, [](const QString& name) { return QStandardPaths::findExecutable(name).isEmpty(); });
+}
 
 PrivateAudioServer::PrivateAudioServer(Kind kind) : m_kind(kind) {
     const QString runtime = m_folder.filePath(u"run"_s);

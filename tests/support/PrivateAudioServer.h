@@ -19,6 +19,9 @@ class PrivateAudioServer {
   public:
     enum class Kind { pulseAudio, pipeWire };
 
+    /// Whether the programs of such a server are on this machine.
+    static bool isInstalled(Kind kind);
+
     explicit PrivateAudioServer(Kind kind);
     ~PrivateAudioServer();
     PrivateAudioServer(const PrivateAudioServer&) = delete;
@@ -35,6 +38,7 @@ class PrivateAudioServer {
     QString addMicrophone(const QString& name, const QString& heard);
     /// The usual room: the outputs "speakers" (default) and "micfeed", the microphone "virtmic" (default).
     bool addRoom();
+    /// Takes a module by its number, or all of a name.
     void unload(const QString& module);
     /// Runs pactl and gives what it prints, or its error words after "error: ".
     QString pactl(const QStringList& arguments) const;
