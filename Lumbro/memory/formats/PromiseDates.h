@@ -14,6 +14,8 @@ struct PromiseDates {
     /// `today` where that is not known). Nothing when it names none. Any text.
     static std::optional<QDate> parse(const QString& text, std::optional<QDate> madeOn, QDate today);
 
+    /// True for ten characters of the form "yyyy-MM-dd", whether there is such a day or not.
+    static bool looksLikeDay(QStringView text);
     /// Reads exactly "yyyy-MM-dd".
     static std::optional<QDate> day(QStringView text);
     static QString text(QDate day);

@@ -1,0 +1,194 @@
+#include "memory/formats/MarkdownDoc.h"
+
+#include "LumbroCore/Literals.h"
+#include "LumbroCore/Text.h"
+
+#include <algorithm>
+
+namespace lumbro {
+
+namespace {
+
+constexpr QStringView headingMark = u"## ";
+
+QStringView withoutReturn(QStringView line) {
+    if (line.endsWith(u'\r')) {
+        line.chop(1);
+    }
+    return line;
+}
+
+QStringView trimmed(QStringView line) {
+    return trimmedBlanks(withoutReturn(line));
+}
+
+bool isFence(QStringView line) {
+    return trimmed(line) == u"---";
+}
+
+}  // namespace
+
+/// Reads the block of fields and gives the number of the first line below it.
+qsizetype MarkdownDoc::readHead(const QStringList& lines) {
+    if (!isFence(lines.first())) {
+        return 0;
+    }
+    const auto end = std::find_if(lines.begin() + 1, lines.end(), isFence);
+    if (end == lines.end()) {
+        return 0;
+    }
+    m_opening = lines.first();
+    m_closing = *end;
+    for (auto line = lines.begin() + 1; line != end; ++line) {
+        const qsizetype colon = line->indexOf(u':');
+        HeadLine head{.field = {}, .isField = colon >= 0, .line = *line};
+        if (colon >= 0) {
+            head.field = {trimmed(QStringView(*line).first(colon)).toString(),
+                          trimmed(QStringView(*line).sliced(colon + 1)).toString()};
+        }
+        m_head.append(head);
+    }
+    return end - lines.begin() + 1;
+}
+
+MarkdownDoc MarkdownDoc::parse(const QString& text) {
+    MarkdownDoc page;
+    const QStringList lines = text.split(u'\n');
+    page.m_hasReturns = lines.size() > 1 && lines.first().endsWith(u'\r');
+    for (qsizetype i = page.readHead(lines); i < lines.size(); ++i) {
+        const QString& line = lines[i];
+        if (line.startsWith(headingMark)) {
+            const QString title = trimmed(QStringView(line).sliced(headingMark.size())).toString();
+            page.m_parts.append({{title, {}}, line});
+        } else {
+            QStringList& open = page.m_parts.isEmpty() ? page.m_preamble : page.m_parts.last().section.lines;
+            open.append(line);
+        }
+    }
+    return page;
+}
+
+QString MarkdownDoc::render() const {
+    QStringList lines;
+    if (!m_opening.isEmpty()) {
+        lines.append(m_opening);
+        for (const HeadLine& head : m_head) {
+            lines.append(head.line);
+        }
+        lines.append(m_closing);
+    }
+    lines += m_preamble;
+    for (const Part& part : m_parts) {
+        if (!lines.isEmpty() && !withoutReturn(lines.last()).isEmpty()) {
+            lines.append(own({}));
+        }
+        lines.append(part.heading);
+        lines += part.section.lines;
+    }
+    return lines.join(u'\n').trimmed() + (m_hasReturns ? u"\r\n"_s : u"\n"_s);
+}
+
+QList<MarkdownDoc::Field> MarkdownDoc::fields() const {
+    QList<Field> fields;
+    for (const HeadLine& head : m_head) {
+        if (head.isField) {
+            fields.append(head.field);
+        }
+    }
+    return fields;
+}
+
+void MarkdownDoc::setPreamble(const QStringList& lines) {
+    m_preamble.clear();
+    for (const QString& line : lines) {
+        m_preamble.append(own(line));
+    }
+}
+
+QList<MarkdownDoc::Section> MarkdownDoc::sections() const {
+    QList<Section> sections;
+    for (const Part& part : m_parts) {
+        sections.append(part.section);
+    }
+    return sections;
+}
+
+QString MarkdownDoc::field(QStringView key) const {
+    const auto head = std::ranges::find_if(
+        m_head, [key](const HeadLine& line) { return line.isField && line.field.key == key; });
+    return head == m_head.end() ? QString() : head->field.value;
+}
+
+void MarkdownDoc::setField(const QString& key, const QString& value, bool onlyIfEmpty) {
+    QString line = value;
+    line.replace(u"\r\n"_s, u" "_s).replace(u'\n', u' ').replace(u'\r', u' ');
+    const QString kept = trimmedBlanks(line).toString();
+    const HeadLine fresh{.field = {key, kept}, .isField = true, .line = own(key + u": "_s + kept)};
+    const auto head = std::ranges::find_if(
+        m_head, [&key](const HeadLine& known) { return known.isField && known.field.key == key; });
+    if (head == m_head.end()) {
+        if (m_opening.isEmpty()) {
+            m_opening = m_closing = own(u"---"_s);
+        }
+        m_head.append(fresh);
+    } else if (!kept.isEmpty() && kept != head->field.value &&
+               (!onlyIfEmpty || head->field.value.isEmpty())) {
+        *head = fresh;
+    }
+}
+
+const MarkdownDoc::Part* MarkdownDoc::part(QStringView title) const {
+    const auto found = std::ranges::find_if(m_parts, [title](const Part& part) {
+        return title.compare(part.section.title, Qt::CaseInsensitive) == 0;
+    });
+    return found == m_parts.end() ? nullptr : &*found;
+}
+
+std::optional<QStringList> MarkdownDoc::lines(QStringView title) const {
+    const Part* found = part(title);
+    if (found == nullptr) {
+        return std::nullopt;
+    }
+    QStringList lines;
+    for (const QString& line : found->section.lines) {
+        lines.append(withoutReturn(line).toString());
+    }
+    return lines;
+}
+
+QStringList MarkdownDoc::bullets(QStringView title) const {
+    QStringList bullets;
+    if (const Part* found = part(title)) {
+        for (const QString& line : found->section.lines) {
+            const QStringView text = trimmed(line);
+            if (text.startsWith(u"- ")) {
+                bullets.append(text.sliced(2).toString());
+            }
+        }
+    }
+    return bullets;
+}
+
+void MarkdownDoc::appendBullet(const QString& text, const QString& title) {
+    const Part* found = part(title);
+    const qsizetype index = found == nullptr ? m_parts.size() : found - m_parts.constData();
+    if (found == nullptr) {
+        m_parts.append({{title, {}}, own(u"## "_s + title)});
+    }
+    QStringList& lines = m_parts[index].section.lines;
+    while (!lines.isEmpty() && trimmed(lines.last()).isEmpty()) {
+        lines.removeLast();
+    }
+    lines.append(own(u"- "_s + text));
+    lines.append(own({}));
+}
+
+void MarkdownDoc::setHeading(const QString& name) {
+    const auto heading =
+        std::ranges::find_if(m_preamble, [](const QString& line) { return line.startsWith(u"# "); });
+    if (heading != m_preamble.end()) {
+        *heading = own(u"# "_s + name);
+    }
+}
+
+}  // namespace lumbro
