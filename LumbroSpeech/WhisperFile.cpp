@@ -116,8 +116,10 @@ void skipTensor(Reader& in) {
     qint64 count = 1;
     for (qint32 i = 0; i < dimensions; ++i) {
         const qint32 size = in.number();
-        in.require(isBetween(size, 1, 1 << 20) && count < (qint64(1) << 31));
-        count *= std::max(size, 1);
+        if (!in.require(isBetween(size, 1, 1 << 20) && count < (qint64(1) << 31))) {
+            return;
+        }
+        count *= size;
     }
     in.skip(nameLength);
     const auto bytes = tensorBytes(type, count);
