@@ -3,7 +3,17 @@
 #include "LumbroCore/Dates.h"
 #include "LumbroCore/Literals.h"
 
+#include <QStringList>
+
+#include <algorithm>
+
 namespace lumbro::askPrompt {
+
+namespace {
+
+constexpr qsizetype toldMeetings = 12;
+
+}  // namespace
 
 QString systemPrompt() {
     return QStringLiteral(
@@ -77,6 +87,44 @@ QString captureBlock(const CaptureRecord& record) {
            u"the question needs them."_s.arg(
                record.id(), record.meta.title, dates::readable(record.meta.startedAt),
                isSession ? u"Read its session.md first."_s : u"Read its transcript.md and notes.md first."_s);
+}
+
+QString personBlock(const QString& slug, const QString& name, const QList<PromiseItem>& promises) {
+    QStringList lines{
+        u"## THIS PERSON"_s,
+        u"The question is about %1: memory/people/%2.md. Read it first, then the captures it links to."_s.arg(
+            name, slug)};
+    for (const PromiseItem& promise : promises) {
+        if (promise.done) {
+            continue;
+        }
+        if (lines.size() == 2) {
+            lines << u"Open promises with them:"_s;
+        }
+        lines << u"- "_s + WikiLink::plain(promise.owner) + u" → "_s + WikiLink::plain(promise.recipient) +
+                     u": "_s + promise.text;
+    }
+    return lines.join(u'\n');
+}
+
+QString companyBlock(const Company& company) {
+    QStringList people;
+    for (const QString& slug : company.personSlugs) {
+        people << u"memory/people/"_s + slug + u".md"_s;
+    }
+    QStringList meetings;
+    for (const QString& id : company.captureIDs.first(std::min(toldMeetings, company.captureIDs.size()))) {
+        meetings << u"captures/"_s + id + u'/';
+    }
+    QString block =
+        u"## THIS COMPANY\nThe question is about "_s + company.name + u" ("_s + company.domain + u")."_s;
+    if (!people.isEmpty()) {
+        block += u"\nPeople there: "_s + people.join(u", "_s);
+    }
+    if (!meetings.isEmpty()) {
+        block += u"\nMeetings with them: "_s + meetings.join(u", "_s);
+    }
+    return block;
 }
 
 QString projectBlock(const QString& slug, const QString& name) {
