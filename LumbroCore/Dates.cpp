@@ -175,6 +175,10 @@ QString readable(const QDateTime& date) {
     return readableDay(date) + u" at "_s + shortTime(date);
 }
 
+QString longReadable(const QDateTime& date) {
+    return english().toString(date.toLocalTime(), u"dddd, MMMM d, yyyy 'at' h:mm AP"_s);
+}
+
 QString shortTime(const QDateTime& date) {
     return english().toString(date.toLocalTime().time(), u"h:mm AP"_s);
 }

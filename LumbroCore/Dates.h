@@ -23,6 +23,8 @@ QString logStamp(const QDateTime& date);
 QString readableDay(const QDateTime& date);
 /// Abbreviated date and short time for people, for example "Mar 2, 2026 at 2:30 PM".
 QString readable(const QDateTime& date);
+/// Day of the week, date and short time for people, for example "Monday, March 2, 2026 at 2:30 PM".
+QString longReadable(const QDateTime& date);
 /// Short time of day for people, for example "2:30 PM".
 QString shortTime(const QDateTime& date);
 
