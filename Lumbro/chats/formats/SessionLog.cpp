@@ -3,6 +3,7 @@
 #include "LumbroCore/Dates.h"
 #include "LumbroCore/Json.h"
 #include "LumbroCore/Literals.h"
+#include "chats/formats/ChatText.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -23,7 +24,7 @@ QString chatTitle(const SessionEntries& chat) {
     }
     // A heading is one line, and a prompt may have many.
     constexpr qsizetype length = 60;
-    return chat.first().prompt.left(length).simplified();
+    return chatText::first(chat.first().prompt, length).simplified();
 }
 
 QString heading(const SessionEntries& chat) {

@@ -1,0 +1,183 @@
+#include "chats/ClaudeChatReader.h"
+
+#include "LumbroCore/Literals.h"
+#include "chats/TranscriptWalk.h"
+
+#include <QDir>
+#include <QDirIterator>
+#include <QFileInfo>
+#include <QHash>
+#include <QStringList>
+
+#include <algorithm>
+#include <numeric>
+#include <thread>
+#include <tuple>
+#include <vector>
+
+namespace lumbro {
+
+namespace {
+
+struct Transcript {
+    QString path;
+    qint64 modified = 0;
+    qint64 size = 0;
+};
+
+std::vector<Transcript> findTranscripts(const QString& projectsFolder, const QDateTime& modifiedSince) {
+    const QDir projects(projectsFolder);
+    std::vector<Transcript> found;
+    const QString extension = u".jsonl"_s;
+    const auto folders = projects.entryList(QDir::Dirs | QDir::Hidden | QDir::NoDotAndDotDot);
+    for (const QString& folder : folders) {
+        QDirIterator files(projects.filePath(folder), QDir::Files | QDir::Hidden);
+        while (files.hasNext()) {
+            const QFileInfo file(files.next());
+            const QString name = file.fileName();
+            if (!name.endsWith(extension) || name.size() == extension.size()) {
+                continue;
+            }
+            const QDateTime modified = file.lastModified();
+            if (!modifiedSince.isValid() || modified > modifiedSince) {
+                found.push_back({file.filePath(), modified.toMSecsSinceEpoch(), file.size()});
+            }
+        }
+    }
+    std::ranges::sort(found, {}, [](const Transcript& file) { return std::tie(file.modified, file.path); });
+    return found;
+}
+
+/// What is wanted of the entries.
+class Filter {
+  public:
+    Filter(const QDateTime& since, const QString& skipping)
+        : m_since(since),
+          m_prefixes{u"/private/tmp/"_s, u"/tmp/"_s, u"/private/var/folders/"_s, u"/var/folders/"_s,
+                     skipping + u'/', QDir::homePath() + u"/Quillet/"_s,
+                     // Folders in which the agents run that were started from here.
+                     QDir::tempPath() + u"/quillet-"_s} {}
+
+    bool takes(const SessionEntry& entry) const {
+        return (!m_since.isValid() || entry.time >= m_since) && !entry.folder.isEmpty() &&
+               std::ranges::none_of(m_prefixes,
+                                    [&](const QString& prefix) { return entry.folder.startsWith(prefix); });
+    }
+
+  private:
+    QDateTime m_since;
+    QStringList m_prefixes;
+};
+
+/// Reads all transcripts, the largest first, each as soon as a thread is free. Entries stand in the order of
+/// the transcripts.
+class Reading {
+  public:
+    Reading(const std::vector<Transcript>& files, const Filter& filter, ClaudeChatReader::Progress* progress)
+        : m_files(files),
+          m_filter(filter),
+          m_progress(progress),
+          m_order(files.size()),
+          m_entries(files.size()) {
+        std::iota(m_order.begin(), m_order.end(), size_t(0));
+        std::ranges::sort(m_order, std::greater(), [this](size_t index) { return m_files[index].size; });
+    }
+
+    SessionEntries run() {
+        constexpr qint64 smallSize = qint64(4) * 1024 * 1024;
+        qint64 total = 0;
+        for (const Transcript& file : m_files) {
+            total += file.size;
+        }
+        if (m_progress != nullptr) {
+            m_progress->bytesTotal = total;
+        }
+        if (m_files.size() > 1 && total > smallSize) {
+            std::thread helper([this] { work(); });
+            work();
+            helper.join();
+        } else {
+            work();
+        }
+        SessionEntries all;
+        for (SessionEntries& entries : m_entries) {
+            all += std::move(entries);
+        }
+        return all;
+    }
+
+  private:
+    void work() {
+        TranscriptWalk::Block block;
+        for (size_t next = m_next++; next < m_order.size(); next = m_next++) {
+            const size_t index = m_order[next];
+            SessionEntries entries = TranscriptWalk(m_files[index].path, block, m_progress).run();
+            entries.removeIf([this](const SessionEntry& entry) { return !m_filter.takes(entry); });
+            m_entries[index] = std::move(entries);
+        }
+    }
+
+    const std::vector<Transcript>& m_files;
+    const Filter& m_filter;
+    ClaudeChatReader::Progress* m_progress;
+    std::vector<size_t> m_order;
+    std::vector<SessionEntries> m_entries;
+    std::atomic<size_t> m_next = 0;
+};
+
+}  // namespace
+
+QString ClaudeChatReader::projectsFolder() {
+    const QString own = qEnvironmentVariable("CLAUDE_CONFIG_DIR");
+    return (own.isEmpty() ? QDir::homePath() + u"/.claude"_s : own) + u"/projects"_s;
+}
+
+SessionEntries ClaudeChatReader::read(const QDateTime& modifiedSince, const QDateTime& entriesSince,
+                                      const QString& skipping, const QString& projectsFolder,
+                                      Progress* progress) {
+    const std::vector<Transcript> files = findTranscripts(projectsFolder, modifiedSince);
+    const Filter filter(entriesSince, skipping);
+    SessionEntries entries = Reading(files, filter, progress).run();
+    QHash<QString, QString> names;
+    for (SessionEntry& entry : entries) {
+        QString& name = names[entry.folder];
+        if (name.isEmpty()) {
+            name = projectName(entry.folder);
+        }
+        entry.project = name;
+    }
+    return entries;
+}
+
+SessionEntries ClaudeChatReader::parse(const QString& path, Progress* progress) {
+    TranscriptWalk::Block block;
+    return TranscriptWalk(path, block, progress).run();
+}
+
+QString ClaudeChatReader::projectName(const QString& folder) {
+    if (folder.isEmpty()) {
+        return u"Other"_s;
+    }
+    const QString home = QDir::cleanPath(QDir::homePath());
+    QString base = QDir::cleanPath(folder);
+    if (base == home) {
+        return u"Home"_s;
+    }
+    for (const QString& worktrees : {u"/.claude/worktrees/"_s, u"/.codex/worktrees/"_s}) {
+        if (const qsizetype at = base.indexOf(worktrees); at >= 0) {
+            base.truncate(at);
+        }
+    }
+    constexpr int levels = 6;
+    QString level = base;
+    for (int i = 0; i < levels && level.startsWith(u'/') && level != home && level != u"/"_s; ++i) {
+        if (QFileInfo::exists(level + u"/.git"_s)) {
+            return QFileInfo(level).fileName();
+        }
+        level = QFileInfo(level).path();
+    }
+    const QString name = QFileInfo(base).fileName();
+    return name.isEmpty() ? u"Other"_s : name;
+}
+
+}  // namespace lumbro

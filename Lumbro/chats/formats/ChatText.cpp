@@ -1,0 +1,83 @@
+#include "chats/formats/ChatText.h"
+
+#include "LumbroCore/Literals.h"
+#include "chats/formats/Redact.h"
+
+#include <QTextBoundaryFinder>
+
+#include <algorithm>
+
+namespace lumbro::chatText {
+
+namespace {
+
+/// Replaces each block from `open` to the first `close` after it. Both are the beginning of a tag that ends
+/// with the next ">".
+void replaceBlocks(QString& text, QStringView open, QStringView close, QStringView replacement) {
+    qsizetype begin = text.indexOf(open);
+    if (begin < 0) {
+        return;
+    }
+    QString result;
+    qsizetype copied = 0;
+    while (begin >= 0) {
+        const qsizetype body = text.indexOf(u'>', begin);
+        const qsizetype closing = body < 0 ? -1 : text.indexOf(close, body + 1);
+        const qsizetype last = closing < 0 ? -1 : text.indexOf(u'>', closing + close.size() - 1);
+        if (last < 0) {
+            break;
+        }
+        result += QStringView(text).sliced(copied, begin - copied);
+        result += replacement;
+        copied = last + 1;
+        begin = text.indexOf(open, copied);
+    }
+    result += QStringView(text).sliced(copied);
+    text = result;
+}
+
+}  // namespace
+
+QString tidy(QString text) {
+    replaceBlocks(text, u"<pasted_content", u"</pasted_content", u"[pasted text]");
+    replaceBlocks(text, u"<system-reminder>", u"</system-reminder>", u"");
+    return Redact::secrets(text).trimmed();
+}
+
+std::optional<QString> between(QStringView text, QStringView open, QStringView close) {
+    const qsizetype begin = text.indexOf(open);
+    const qsizetype body = begin + open.size();
+    const qsizetype end = begin < 0 ? -1 : text.indexOf(close, body);
+    if (end < 0) {
+        return std::nullopt;
+    }
+    return text.sliced(body, end - body).trimmed().toString();
+}
+
+QString first(const QString& text, qsizetype count) {
+    if (text.size() <= count) {
+        return text;
+    }
+    // Below the combining marks a character is one unit; the unit after the cut may belong to the last one.
+    constexpr char16_t firstMark = 0x300;
+    const QStringView head = QStringView(text).left(count + 1);
+    const bool isPlain =
+        std::ranges::all_of(head, [](QChar c) { return c.unicode() < firstMark && c != u'\r'; });
+    if (isPlain) {
+        return text.left(count);
+    }
+    constexpr qsizetype unitsPerCharacter = 16;
+    const QString window = text.left(count * unitsPerCharacter);
+    QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, window);
+    qsizetype end = 0;
+    for (qsizetype i = 0; i < count; ++i) {
+        const qsizetype next = finder.toNextBoundary();
+        if (next < 0) {
+            break;
+        }
+        end = next;
+    }
+    return window.left(end);
+}
+
+}  // namespace lumbro::chatText

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <QString>
+#include <QStringView>
+
+#include <optional>
+
+/// Texts of a chat, made fit to be kept. Pure functions; any thread.
+namespace lumbro::chatText {
+
+/// `text` without what programs put into it and with every secret hidden: a pasted block reads "[pasted
+/// text]", a system reminder is gone. Trimmed.
+QString tidy(QString text);
+
+/// What stands between the first `open` and the first `close` after it, trimmed; nothing when one is missing.
+std::optional<QString> between(QStringView text, QStringView open, QStringView close);
+
+/// The first `count` characters as a reader counts them: no letter is cut from its accents.
+QString first(const QString& text, qsizetype count);
+
+}  // namespace lumbro::chatText

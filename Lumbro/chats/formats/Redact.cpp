@@ -1,0 +1,123 @@
+#include "chats/formats/Redact.h"
+
+#include "LumbroCore/Literals.h"
+#include "chats/formats/SecretRules.h"
+
+#include <QRegularExpression>
+#include <QStringList>
+
+#include <array>
+#include <vector>
+
+namespace lumbro {
+
+namespace {
+
+constexpr size_t letters = 128;
+
+/// The letter in lower case; 0 for one that no hint has. Two foreign letters count as equal to an English one
+/// where case does not matter.
+size_t folded(QChar c) {
+    constexpr char16_t longS = 0x17f;
+    constexpr char16_t kelvin = 0x212a;
+    const char16_t unit = c.unicode();
+    if (unit >= letters) {
+        return unit == longS ? 's' : unit == kelvin ? 'k' : 0;
+    }
+    return unit >= u'A' && unit <= u'Z' ? unit + 0x20 : unit;
+}
+
+struct Rule {
+    QRegularExpression pattern;
+    QString replacement;
+};
+
+/// The rules, and for each pair of letters the hints that begin with it: one walk over a text tells which
+/// rules can have a match.
+class Rules {
+  public:
+    Rules() {
+        for (const SecretRule& rule : secretRules()) {
+            for (const QString& hint : QString::fromLatin1(rule.hints).split(u' ')) {
+                addHint(hint, m_rules.size());
+            }
+            m_rules.push_back({QRegularExpression(QString::fromLatin1(rule.pattern),
+                                                  QRegularExpression::UseUnicodePropertiesOption),
+                               QString::fromLatin1(rule.replacement)});
+            m_rules.back().pattern.optimize();
+        }
+    }
+
+    const Rule& at(size_t index) const { return m_rules[index]; }
+    /// For each rule, whether one of its hints stands in the text.
+    std::vector<bool> matching(QStringView text) const;
+
+  private:
+    struct Hint {
+        QString text;
+        size_t rule;
+    };
+
+    static size_t pair(size_t first, size_t second) { return first * letters + second; }
+    void addHint(const QString& hint, size_t rule);
+    static bool stands(const QString& hint, QStringView text);
+
+    std::vector<Rule> m_rules;
+    /// Lists of hints; the first is empty.
+    std::vector<std::vector<Hint>> m_lists{1};
+    std::array<uint8_t, letters * letters> m_listOfPair{};
+};
+
+void Rules::addHint(const QString& hint, size_t rule) {
+    uint8_t& list = m_listOfPair[pair(folded(hint[0]), folded(hint[1]))];
+    if (list == 0) {
+        list = uint8_t(m_lists.size());
+        m_lists.emplace_back();
+    }
+    m_lists[list].push_back({hint, rule});
+}
+
+bool Rules::stands(const QString& hint, QStringView text) {
+    if (text.size() < hint.size()) {
+        return false;
+    }
+    for (qsizetype i = 0; i < hint.size(); ++i) {
+        if (folded(text[i]) != hint[i].unicode()) {
+            return false;
+        }
+    }
+    return true;
+}
+
+std::vector<bool> Rules::matching(QStringView text) const {
+    std::vector<bool> found(m_rules.size());
+    size_t last = 0;
+    for (qsizetype at = 0; at < text.size(); ++at) {
+        const size_t letter = folded(text[at]);
+        const uint8_t list = m_listOfPair[pair(last, letter)];
+        last = letter;
+        if (list == 0 || at == 0) {
+            continue;
+        }
+        for (const Hint& hint : m_lists[list]) {
+            found[hint.rule] = found[hint.rule] || stands(hint.text, text.sliced(at - 1));
+        }
+    }
+    return found;
+}
+
+}  // namespace
+
+QString Redact::secrets(const QString& text) {
+    static const Rules rules;
+    const std::vector<bool> matching = rules.matching(text);
+    QString result = text;
+    for (size_t i = 0; i < matching.size(); ++i) {
+        if (matching[i]) {
+            result.replace(rules.at(i).pattern, rules.at(i).replacement);
+        }
+    }
+    return result;
+}
+
+}  // namespace lumbro

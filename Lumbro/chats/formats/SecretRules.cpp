@@ -1,0 +1,170 @@
+#include "chats/formats/SecretRules.h"
+
+#include <array>
+
+// Where a run of characters may fail to go on as wanted, the search skips it whole, so that no text makes it
+// slow: "(*SKIP)" stands behind a run that has been read.
+
+namespace lumbro {
+
+namespace {
+
+constexpr const char* key = "[hidden key]";
+constexpr const char* token = "[hidden token]";
+
+// Left of a key there is no letter or digit, so that words which merely end like its beginning stay.
+#define LUMBRO_EDGE "(?<![A-Za-z0-9])"
+
+constexpr std::array rules{
+    // What is hidden first, and everywhere.
+    SecretRule{"sk-", R"(sk-[A-Za-z0-9_\-]{16,})", key},
+    SecretRule{"gh", R"(gh[pousr]_[A-Za-z0-9]{20,})", key},
+    SecretRule{"xox", R"(xox[abprs]-[A-Za-z0-9\-]{10,})", key},
+    SecretRule{"akia", R"(AKIA[0-9A-Z]{16})", key},
+    SecretRule{"aiza", R"(AIza[0-9A-Za-z_\-]{35})", key},
+    SecretRule{"eyj", R"(eyJ[A-Za-z0-9_\-]{10,}+(*SKIP)\.[A-Za-z0-9_\-]{10,}+\.[A-Za-z0-9_\-]{10,})", token},
+    SecretRule{"api secret token passw",
+               R"((?i)\b(api[_-]?key|secret|token|password|passwd)(\s*[:=]\s*)["']?[^\s"']{6,})",
+               R"(\1\2[hidden])"},
+
+    // Blocks of several lines; one that is cut off is hidden to its end.
+    SecretRule{"-----begin",
+               R"(-----BEGIN [A-Z0-9 ]*PRIVATE KEY(?: BLOCK)?-----(?=[\s\S]{0,300}?[A-Za-z0-9+/=]{32}))"
+               R"((?:[^\-]|-(?!----))*+(?:-----END [A-Z0-9 ]*PRIVATE KEY(?: BLOCK)?-----)?)",
+               key},
+    SecretRule{"private-lines", R"((Private-Lines:\s*\d+\s+)[A-Za-z0-9+/=\s]{40,})", R"(\1[hidden key])"},
+
+    // Clouds.
+    SecretRule{"asia abia acca", LUMBRO_EDGE R"(A(?:SIA|BIA|CCA)[0-9A-Z]{16}(?![0-9A-Za-z]))", key},
+    SecretRule{
+        "aws",
+        R"re((?i)(aws[_\-]?(?:secret|session)[_\-]?(?:access[_\-]?)?(?:key|token)["']?\s*[:=]\s*["']?))re"
+        R"([A-Za-z0-9/+=]{16,})",
+        R"(\1[hidden])"},
+    SecretRule{"accountkey= sharedaccesskey=", R"(((?:Account|SharedAccess)Key=)[A-Za-z0-9+/=]{40,})",
+               R"(\1[hidden])"},
+    SecretRule{"sig=", R"(([?&]sig=)[A-Za-z0-9%+/=]{40,})", R"(\1[hidden])"},
+    SecretRule{"8q~", LUMBRO_EDGE R"([A-Za-z0-9_~.]{3}8Q~[A-Za-z0-9_~.\-]{31,34})", key},
+    SecretRule{"gocspx-", R"(GOCSPX-[A-Za-z0-9_\-]{20,})", key},
+    SecretRule{"ya29.", LUMBRO_EDGE R"(ya29\.[A-Za-z0-9_\-]{20,})", token},
+    SecretRule{"1//0", LUMBRO_EDGE R"(1//0[A-Za-z0-9_\-]{40,})", token},
+    SecretRule{"dop_v1_ doo_v1_ dor_v1_", LUMBRO_EDGE R"(do[por]_v1_[a-f0-9]{64})", key},
+    SecretRule{"hvs. hvb.", LUMBRO_EDGE R"(hv[sb]\.[A-Za-z0-9_\-]{24,})", token},
+    SecretRule{".atlasv1.", LUMBRO_EDGE R"([A-Za-z0-9]{14}\.atlasv1\.[A-Za-z0-9_\-=]{60,})", token},
+    SecretRule{"dapi", LUMBRO_EDGE R"(dapi[0-9a-f]{32}(?:-\d)?(?![0-9A-Za-z]))", key},
+    SecretRule{"pscale_", LUMBRO_EDGE R"(pscale_(?:tkn|pw|oauth)_[A-Za-z0-9_.\-]{32,})", key},
+    SecretRule{"sbp_ sb_secret_", LUMBRO_EDGE R"(sb(?:p_[a-f0-9]{40}|_secret_[A-Za-z0-9_\-]{20,}))", key},
+    SecretRule{"fm2_ fo1_", LUMBRO_EDGE R"((?:fm2_[A-Za-z0-9+/=_\-]{40,}|fo1_[A-Za-z0-9_\-]{40,}))", key},
+    SecretRule{"nfp_", LUMBRO_EDGE R"(nfp_[A-Za-z0-9]{36,})", key},
+    SecretRule{"hrku-", R"(HRKU-[A-Za-z0-9_\-]{36,})", key},
+    SecretRule{"dp.", LUMBRO_EDGE R"(dp\.(?:pt|st|ct|sa|scim|audit)\.[A-Za-z0-9_.\-]{40,})", key},
+
+    // Code and packages.
+    SecretRule{"github_pat_", R"(github_pat_[A-Za-z0-9_]{22,})", key},
+    SecretRule{"glpat- gldt- glrt- glcbt- glptt- glft- glsoat- glagent-",
+               LUMBRO_EDGE R"(gl(?:pat|dt|rt|cbt|ptt|ft|soat|agent)-[A-Za-z0-9_.\-]{20,})", key},
+    SecretRule{"npm_", LUMBRO_EDGE R"(npm_[A-Za-z0-9]{36,})", key},
+    SecretRule{"pypi-", LUMBRO_EDGE R"(pypi-[A-Za-z0-9_\-]{50,})", key},
+    SecretRule{"rubygems_", LUMBRO_EDGE R"(rubygems_[a-f0-9]{48})", key},
+    SecretRule{"dckr_", LUMBRO_EDGE R"(dckr_(?:pat|oat)_[A-Za-z0-9_\-]{20,})", key},
+    SecretRule{"atatt3 atctt3", R"(AT[AC]TT3[A-Za-z0-9_\-=]{40,})", key},
+    SecretRule{"ccipat_", R"(CCIPAT_[A-Za-z0-9_]{30,})", key},
+    SecretRule{"pul-", LUMBRO_EDGE R"(pul-[a-f0-9]{40})", key},
+    SecretRule{"pmak-", R"(PMAK-[a-f0-9]{24}-[a-f0-9]{34})", key},
+    SecretRule{"sntrys_ sntryu_", LUMBRO_EDGE R"(sntry[su]_[A-Za-z0-9+/=_\-]{40,})", key},
+    SecretRule{"glsa_ glc_", LUMBRO_EDGE R"(gl(?:sa|c)_[A-Za-z0-9+/=_]{32,})", key},
+    SecretRule{"nrak-", LUMBRO_EDGE R"(NRAK-[A-Z0-9]{27})", key},
+
+    // Models.
+    SecretRule{"hf_", LUMBRO_EDGE R"(hf_[A-Za-z0-9]{30,})", key},
+    SecretRule{"gsk_", LUMBRO_EDGE R"(gsk_[A-Za-z0-9]{40,})", key},
+    SecretRule{"xai-", LUMBRO_EDGE R"(xai-[A-Za-z0-9]{60,})", key},
+    SecretRule{"r8_", LUMBRO_EDGE R"(r8_[A-Za-z0-9]{37})", key},
+    SecretRule{"pplx-", LUMBRO_EDGE R"(pplx-[A-Za-z0-9]{40,})", key},
+    SecretRule{"tvly-", LUMBRO_EDGE R"(tvly-[A-Za-z0-9\-]{28,})", key},
+
+    // Money and messages.
+    SecretRule{"k_live_ k_test_", LUMBRO_EDGE R"([sr]k_(?:live|test)_[A-Za-z0-9]{10,})", key},
+    SecretRule{"whsec_", LUMBRO_EDGE R"(whsec_[A-Za-z0-9+/=]{20,})", key},
+    SecretRule{"sq0", LUMBRO_EDGE R"(sq0(?:atp|csp|idp)-[A-Za-z0-9_\-]{22,})", key},
+    SecretRule{"eaaa", LUMBRO_EDGE R"(EAAA[A-Za-z0-9_\-]{60,})", key},
+    SecretRule{"shpat_ shpca_ shppa_ shpss_", LUMBRO_EDGE R"(shp(?:at|ca|pa|ss)_[a-fA-F0-9]{32})", key},
+    SecretRule{"hooks.slack.com/",
+               R"((hooks\.slack\.com/(?:services|workflows|triggers)/)[A-Za-z0-9+/_\-]{20,})",
+               R"(\1[hidden key])"},
+    SecretRule{"xox", LUMBRO_EDGE R"(xox[cde][-.][A-Za-z0-9.\-]{10,})", key},
+    SecretRule{"xapp-", LUMBRO_EDGE R"(xapp-[0-9A-Za-z\-]{20,})", key},
+    SecretRule{"/api/webhooks/", R"((discord(?:app)?\.com/api/webhooks/\d+/)[A-Za-z0-9_\-]{40,})",
+               R"(\1[hidden key])"},
+    SecretRule{":aa", R"((?<![A-Za-z0-9])\d{8,10}:AA[A-Za-z0-9_\-]{33}(?![A-Za-z0-9_\-]))", key},
+    SecretRule{"sg.", LUMBRO_EDGE R"(SG\.[A-Za-z0-9_\-]{16,32}\.[A-Za-z0-9_\-]{16,64})", key},
+    SecretRule{"sk", LUMBRO_EDGE R"(SK[0-9a-f]{32}(?![0-9A-Za-z]))", key},
+    SecretRule{"key-", R"((?<![A-Za-z0-9_\-])key-[0-9a-f]{32}(?![0-9A-Za-z]))", key},
+    SecretRule{"-us", LUMBRO_EDGE R"([0-9a-f]{32}-us\d{1,2}(?![0-9A-Za-z]))", key},
+    SecretRule{"xkeysib-", R"(xkeysib-[a-f0-9]{64}-[A-Za-z0-9]{16})", key},
+    SecretRule{"re_", LUMBRO_EDGE R"(re_[A-Za-z0-9]{8}_[A-Za-z0-9]{24}(?![0-9A-Za-z]))", key},
+
+    // Notes, tasks and drawings.
+    SecretRule{"lin_", LUMBRO_EDGE R"(lin_(?:api|oauth)_[A-Za-z0-9]{32,})", key},
+    SecretRule{"ntn_", LUMBRO_EDGE R"(ntn_[A-Za-z0-9]{40,})", key},
+    SecretRule{"secret_", LUMBRO_EDGE R"(secret_[A-Za-z0-9]{43}(?![0-9A-Za-z]))", key},
+    SecretRule{"figd_", LUMBRO_EDGE R"(figd_[A-Za-z0-9_\-]{40,})", key},
+    SecretRule{"pat", LUMBRO_EDGE R"(pat[A-Za-z0-9]{14}\.[a-f0-9]{64})", key},
+    SecretRule{"cfpat-", R"(CFPAT-[A-Za-z0-9_\-]{40,})", key},
+    SecretRule{"sl.", LUMBRO_EDGE R"(sl\.[A-Za-z0-9_\-]{100,})", token},
+    SecretRule{"sk.eyj", R"(sk\.eyJ[A-Za-z0-9_\-]{20,}\.[A-Za-z0-9_\-]{10,})", token},
+    SecretRule{"ops_eyj", R"(ops_eyJ[A-Za-z0-9_\-]{60,})", token},
+
+    // Keys of programs for encryption.
+    SecretRule{"age-secret-key-1", R"(AGE-SECRET-KEY-1[0-9A-Z]{40,})", key},
+    SecretRule{"privatekey", R"((PrivateKey\s*=\s*)[A-Za-z0-9+/]{42,43}=)", R"(\1[hidden key])"},
+    SecretRule{"client-key-data", R"((client-key-data:\s*)[A-Za-z0-9+/=]{40,})", R"(\1[hidden key])"},
+
+    // What stands where a password or a token stands.
+    SecretRule{"authorization",
+               R"re((?i)(authorization["']?\s*[:=]\s*["']?(?:basic|bearer|token|digest|apikey)\s+))re"
+               R"((?![$<{\[])[^\s"',]{6,})",
+               R"(\1[hidden])"},
+    SecretRule{"bearer", R"((?i)\b(bearer\s+)(?=[A-Za-z0-9._~+/\-]*\d)[A-Za-z0-9._~+/=\-]{16,})",
+               R"(\1[hidden])"},
+    SecretRule{"://", R"((://[^\s:/@"'<>`]{0,100}:)(?![$<{\[*])[^\s/"'<>`]{1,200}(?=@))", R"(\1[hidden])"},
+    SecretRule{"curl",
+               R"((\bcurl\b[^\n]{0,500}?\s(?:-u|--user)[ =]?["']?[^\s:'"$]{1,100}:)(?![$<{\[])[^\s'"]+)",
+               R"(\1[hidden])"},
+    SecretRule{"pwd=", R"((?i)(;\s?pwd=)[^;\s"']{4,})", R"(\1[hidden])"},
+    SecretRule{"machine", R"((\bmachine\s+\S+\s+login\s+\S+\s+password\s+)(?!\[)\S{4,})", R"(\1[hidden])"},
+    SecretRule{"\"auth\"", R"(("auth"\s*:\s*")[A-Za-z0-9+/]{16,}={0,2}(?="))", R"(\1[hidden])"},
+    // "DB_PASSWORD=…", as shells and ".env" files have it.
+    SecretRule{
+        "passw passphrase secret token api_key apikey access_key private_key encryption_key credential",
+        R"((?<=[A-Z0-9_])((?:PASSWORD|PASSWD|PASSPHRASE|SECRET|TOKEN|API_?KEY|)"
+        R"(ACCESS_KEY|PRIVATE_KEY|SECRET_KEY|ENCRYPTION_KEY|CREDENTIALS?)\s?[=:]\s?["']?))"
+        R"((?![$<{(/\[\s])(?!\d+\b)(?!undefined|process\.|os\.|env\.)[^\s"'`]{6,})",
+        R"(\1[hidden])"},
+    // "dbPassword": "…", as code and JSON have it.
+    SecretRule{
+        "passw passphrase secret api key",
+        R"((?i)((?:api[_\-]?key|secret|password|passwd|passphrase|private[_\-]?key|)"
+        R"(access[_\-]?key|secret[_\-]?key)["']?\s*(?:=>|:=|[:=])\s*(["'`]))(?![$<{\[])[^"'`\s]{6,}(?=\2))",
+        R"(\1[hidden])"},
+    SecretRule{"token",
+               R"((?i)(token["']?\s*(?:=>|:=|[:=])\s*(["'`])))"
+               R"((?=[^"'`\s]*\d)(?![$<{\[])[^"'`\s]{8,}(?=\2))",
+               R"(\1[hidden])"},
+    // authToken=…, without quotes: long, with a digit, and no call or member of something.
+    SecretRule{
+        "token key secret",
+        R"((?i)((?:auth|access|refresh|bearer|api|id|session|secret|private|client)[_\-]?(?:token|key|secret))"
+        R"(\s*[:=]\s*)(?=[A-Za-z0-9+/=_\-]*\d)[A-Za-z0-9+/=_\-]{16,}+(?![A-Za-z0-9.(\[]))",
+        R"(\1[hidden])"},
+};
+
+#undef LUMBRO_EDGE
+
+}  // namespace
+
+std::span<const SecretRule> secretRules() {
+    return rules;
+}
+
+}  // namespace lumbro

@@ -1,0 +1,19 @@
+#pragma once
+
+#include <span>
+
+namespace lumbro {
+
+/// One form of secret.
+struct SecretRule {
+    /// Words in lower case, divided by blanks: a text with none of them, in whatever case, can't match. Each
+    /// has two characters or more, of which the first two are ASCII.
+    const char* hints;
+    const char* pattern;
+    const char* replacement;
+};
+
+/// All forms, in the order in which they are replaced.
+std::span<const SecretRule> secretRules();
+
+}  // namespace lumbro
