@@ -16,7 +16,7 @@ class FakeAgents {
   public:
     FakeAgents() { qputenv("FAKE_AGENT_LOG", log().toUtf8()); }
     ~FakeAgents() {
-        for (const char* name : {"LOG", "MODE", "REPLY", "TEXT", "STATUS", "GATE", "TOOLS"}) {
+        for (const char* name : {"LOG", "MODE", "REPLY", "MEMORY", "TEXT", "STATUS", "GATE", "TOOLS"}) {
             qunsetenv(QByteArray("FAKE_AGENT_") + name);
         }
     }

@@ -3,6 +3,7 @@
 //
 //   FAKE_AGENT_MODE    how to behave, one of the names in `modes` below; unset answers
 //   FAKE_AGENT_REPLY   the reply's text, in place of one made from the prompt
+//   FAKE_AGENT_MEMORY  the reply to the librarian, "{}" when unset
 //   FAKE_AGENT_TEXT    the text of the modes "error" and "stderr"
 //   FAKE_AGENT_STATUS  the exit status of those two, 1 when unset
 //   FAKE_AGENT_GATE    a file: nothing is answered before it exists
@@ -104,7 +105,7 @@ QString reply(const Call& call) {
         return u"ok"_s;
     }
     if (prompt.contains(u"librarian")) {
-        return u"{}"_s;
+        return qEnvironmentVariable("FAKE_AGENT_MEMORY", u"{}"_s);
     }
     if (prompt.contains(u"the user's memory")) {
         return u"You agreed to send the draft on Friday.\n\nSOURCES: none"_s;
