@@ -62,6 +62,7 @@ struct AgentRun {
     std::coroutine_handle<> waiting;
     int secondsAsked = 0;
     bool isTimeUp = false;
+    bool isUnwanted = false;
     bool isDone = false;
 };
 
@@ -88,12 +89,14 @@ Task<Result<AgentEnd>> runAgentProcess(ChildCommand command, Clock& clock,
             state->child->terminate();
         });
         state->pulse.start(clock, std::chrono::seconds(1), Clock::Repeat::always, [state, cancel] {
-            state->count(state->isTimeUp || (cancel && cancel->isCancelled));
+            state->count(state->isTimeUp || state->isUnwanted || (cancel && cancel->isCancelled));
         });
     };
     if (onOutput) {
         run->child->onOutput = [&, state = run.get()](const QByteArray& piece) {
-            onOutput(*state->child, piece);
+            if (onOutput(piece) == AgentWish::end && !std::exchange(state->isUnwanted, true)) {
+                state->child->terminate();
+            }
         };
     }
     runDetached(follow(run));

@@ -15,8 +15,11 @@ struct AgentEnd {
     bool timedOut = false;
 };
 
-/// Called with each piece of output; may ask the process to end.
-using AgentOutput = std::function<void(ChildProcess&, const QByteArray&)>;
+/// What a run wants after a piece of its output.
+enum class AgentWish { goOn, end };
+
+/// Called with each piece of output. A process that is to end is asked to, and let go when it does not obey.
+using AgentOutput = std::function<AgentWish(const QByteArray&)>;
 
 /// The default for `AgentRequest::timeout`.
 inline constexpr std::chrono::milliseconds defaultTimeout = std::chrono::seconds(180);

@@ -60,12 +60,9 @@ Task<Result<QString>> runClaude(Settings& settings, Clock& clock, AgentRequest r
     AgentOutput onOutput;
     if (request.requireTools) {
         events.emplace(*request.requireTools);
-        onOutput = [&events](ChildProcess& child, const QByteArray& piece) {
-            const bool wasMissing = events->toolsAreMissing();
+        onOutput = [&events](const QByteArray& piece) {
             events->feed(piece);
-            if (events->toolsAreMissing() && !wasMissing) {
-                child.terminate();
-            }
+            return events->toolsAreMissing() ? AgentWish::end : AgentWish::goOn;
         };
     }
     request.context.clear();

@@ -66,7 +66,10 @@ Task<Result<QString>> runCodex(Settings& settings, Clock& clock, AgentRequest re
     }
     request.context.clear();
     codex::EventStream events;
-    const AgentOutput onOutput = [&events](ChildProcess&, const QByteArray& piece) { events.feed(piece); };
+    const AgentOutput onOutput = [&events](const QByteArray& piece) {
+        events.feed(piece);
+        return AgentWish::goOn;
+    };
     const auto end = co_await runAgentProcess(std::move(*command), clock, request.timeout, cancel, onOutput);
     if (cancel && cancel->isCancelled) {
         co_return std::unexpected(agents::cancelled());

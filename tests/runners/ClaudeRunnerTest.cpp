@@ -1,4 +1,5 @@
 #include "LumbroCore/ChildProcess.h"
+#include "runners/AgentProcess.h"
 #include "runners/ClaudeRunner.h"
 #include "tests/support/FakeAgents.h"
 #include "tests/support/ScratchFolder.h"
@@ -203,6 +204,26 @@ TEST_F(ClaudeRunnerTest, aRunWithoutItsConnectorIsStoppedAtInit) {
     agents.set("TOOLS", "Read,mcp__slack__send");
     agents.set("REPLY", "sent");
     EXPECT_EQ(run(streamed), u"sent"_s);
+}
+
+TEST_F(ClaudeRunnerTest, anAgentWithoutItsConnectorThatIgnoresTheRequestToEndIsLeftAsSoon) {
+    folder.write(u"deaf"_s,
+                 "#!/bin/sh\ntrap '' TERM HUP\n"
+                 "echo '{\"type\":\"system\",\"subtype\":\"init\",\"tools\":[]}'\n"
+                 "echo $$ > \"$0.pid\"\n"
+                 "while :; do sleep 0.05; done\n");
+    QFile::setPermissions(folder.path(u"deaf"_s), QFile::ReadOwner | QFile::ExeOwner);
+    settings.set(u"claudeExecutablePath"_s, folder.path(u"deaf"_s));
+    start(streamed);
+    ASSERT_TRUE(test::eventually([&] { return folder.read(u"deaf.pid"_s).endsWith('\n'); }));
+    const auto ended = [&] {
+        clock.advance(1s);
+        return outcome.has_value();
+    };
+    ASSERT_TRUE(test::eventually(ended));
+    EXPECT_LT(clock.elapsed(), defaultTimeout);
+    EXPECT_EQ(outcome->error().kind, FailureKind::toolsNotReady);
+    ::kill(folder.read(u"deaf.pid"_s).trimmed().toInt(), SIGKILL);
 }
 
 TEST_F(ClaudeRunnerTest, theRequestReachesTheAgentWhole) {
