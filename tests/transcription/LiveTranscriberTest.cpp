@@ -23,8 +23,8 @@ class LiveTranscriberTest : public testing::Test {
         transcriber->onGaveUp = [this](const QString& text) { gaveUp.append(text); };
     }
 
-    Result<> start() {
-        transcriber->open();
+    Result<> start(FedAudio audio = FedAudio::heardOnce) {
+        transcriber->open(audio);
         return test::wait(transcriber->start(recognizer, u"en-US"_s));
     }
 
@@ -256,6 +256,69 @@ TEST_F(LiveTranscriberTest, finishDuringTheLoadingOfTheModelLosesNoWord) {
     stream(0).end();
     EXPECT_TRUE(finishing.isReady());
     EXPECT_EQ(finalTexts(), QStringList(u"all of it"_s));
+}
+
+TEST_F(LiveTranscriberTest, aFilesWordsAreHeardAgainByTheNextRecogniser) {
+    ASSERT_TRUE(start(FedAudio::keptForReplay));
+    feed(10, 0);
+    stream(0).say(u"one"_s, 2, true);
+    stream(0).say(u"two"_s, 7, false);
+    stream(0).end(fail(u"broken"_s));
+    ASSERT_EQ(recognizer->streams.size(), 2U);
+    // From a little before the last final, which comes once more and is dropped.
+    EXPECT_NEAR(double(stream(1).samples) / speech::sampleRate, 8.3, 0.001);
+    stream(1).say(u"one"_s, 0.4, true);
+    EXPECT_EQ(volatiles.last(), u"two"_s) << "it is on the screen until it is said again";
+    stream(1).say(u"two three"_s, 5.3, true);
+    EXPECT_EQ(finalTexts(), QStringList({u"one"_s, u"two three"_s}));
+    EXPECT_NEAR(finals[1].start, 7, 0.001);
+    stream(1).say(u"four"_s, 5.9, true);
+    EXPECT_EQ(finals.size(), 3);
+}
+
+TEST_F(LiveTranscriberTest, theEndOfAFileWaitsForTheTriesAndForABrokenDrain) {
+    ASSERT_TRUE(start(FedAudio::keptForReplay));
+    feed(10, 0);
+    recognizer->failuresToCome = 1;
+    stream(0).end(fail(u"broken"_s));
+    EXPECT_EQ(recognizer->opens, 2);
+    feed(2, 0);
+    auto finishing = transcriber->finish(FinishWait::allFinals);
+    EXPECT_FALSE(finishing.isReady());
+    clock.advance(1s);
+    ASSERT_EQ(recognizer->streams.size(), 2U);
+    EXPECT_EQ(stream(1).samples, 12U * speech::sampleRate);
+    EXPECT_TRUE(stream(1).isFinished);
+    stream(1).end(fail(u"broken again"_s));
+    ASSERT_EQ(recognizer->streams.size(), 3U);
+    EXPECT_EQ(stream(2).samples, 12U * speech::sampleRate);
+    EXPECT_TRUE(stream(2).isFinished);
+    stream(2).say(u"all of it"_s, 0, true);
+    EXPECT_FALSE(finishing.isReady());
+    stream(2).end();
+    EXPECT_TRUE(finishing.isReady());
+    EXPECT_EQ(finalTexts(), QStringList(u"all of it"_s));
+}
+
+TEST_F(LiveTranscriberTest, aPieceOfAFileThatAlwaysEndsTheRecogniserIsPassedOver) {
+    ASSERT_TRUE(start(FedAudio::keptForReplay));
+    feed(10, 0);
+    for (size_t i = 0; i < 4; ++i) {
+        ASSERT_EQ(recognizer->streams.size(), i + 1);
+        stream(i).backlog = 4;
+        stream(i).say(u"half a sen"_s, 1, false);
+        stream(i).end(fail(u"broken"_s));
+    }
+    EXPECT_EQ(finalTexts(), QStringList(u"half a sen"_s));
+    EXPECT_EQ(stream(3).samples, 10U * speech::sampleRate);
+    EXPECT_EQ(stream(4).samples, 4U * speech::sampleRate);
+    stream(4).say(u"next"_s, 1, true);
+    EXPECT_EQ(finals.last().start, 7);
+    // Long silence is not kept for ever.
+    stream(4).backlog = 0;
+    feed(1000, 0);
+    stream(4).end(fail(u"broken"_s));
+    EXPECT_EQ(stream(5).samples, 60U * speech::sampleRate);
 }
 
 TEST_F(LiveTranscriberTest, itMayGoInTheMiddleOfEverything) {

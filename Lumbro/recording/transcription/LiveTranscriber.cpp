@@ -13,8 +13,8 @@ LiveTranscriber::~LiveTranscriber() {
     m_core->abandon();
 }
 
-void LiveTranscriber::open() {
-    m_core->open();
+void LiveTranscriber::open(FedAudio audio) {
+    m_core->open(audio);
 }
 
 Task<Result<>> LiveTranscriber::start(std::shared_ptr<speech::Recognizer> recognizer, QString locale) {

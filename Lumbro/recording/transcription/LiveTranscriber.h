@@ -31,7 +31,7 @@ class LiveTranscriber final : public TranscriptionSession {
     std::function<void(const QString&)> onGaveUp;
 
     /// From here audio may be fed; all of it is kept for the first launch. Before `start`.
-    void open();
+    void open(FedAudio audio = FedAudio::heardOnce);
     /// Launches on the recogniser; `locale` is for the log. A failure leaves the transcriber without words.
     Task<Result<>> start(std::shared_ptr<speech::Recognizer> recognizer, QString locale);
 

@@ -19,6 +19,13 @@ constexpr int logPrefixLength = 60;
 // A recogniser that works on a long file is asked for progress this often, and given this many chances.
 constexpr auto progressPeriod = std::chrono::seconds(10);
 constexpr int progressChances = 6;
+// Audio is heard again from a little before the last final, which brings that one once more; the next one
+// begins later than this after it.
+constexpr double replayLead = 0.3;
+constexpr double sameFinal = 0.5;
+// More than the longest utterance; what is older has been heard and found to hold no words.
+constexpr double longestOpen = 60;
+constexpr int replayLimit = 3;
 
 const QString tag = u"speech"_s;
 
@@ -39,6 +46,7 @@ TranscriberCore::TranscriberCore(LiveTranscriber& owner, Speaker speaker, Clock&
 void TranscriberCore::abandon() {
     m_owner = nullptr;
     m_isFinishing = true;
+    m_isDraining = false;
     m_watchdog.stop();
     stopFeeding();
     openGate();
@@ -49,16 +57,17 @@ void TranscriberCore::stopFeeding() {
     {
         const std::lock_guard lock(m_lock);
         m_isAccepting = false;
-        m_queue = {};
+        m_kept.restartAt(m_secondsFed);
         old = std::move(m_stream);
     }
     ++m_generation;
     m_hasAnalyzer = false;
 }
 
-void TranscriberCore::open() {
+void TranscriberCore::open(FedAudio audio) {
     const std::lock_guard lock(m_lock);
     m_isAccepting = true;
+    m_keepsForReplay = audio == FedAudio::keptForReplay;
 }
 
 Task<Result<>> TranscriberCore::start(std::shared_ptr<speech::Recognizer> recognizer, QString locale) {
@@ -77,10 +86,14 @@ void TranscriberCore::feed(std::span<const float> samples, float level) {
     const std::lock_guard lock(m_lock);
     if (m_isAccepting && m_stream) {
         m_stream->feed(samples);
-    } else if (m_isAccepting) {
-        m_queue.insert(m_queue.end(), samples.begin(), samples.end());
+    }
+    if (m_isAccepting && (m_keepsForReplay || !m_stream)) {
+        m_kept.append(samples);
     }
     m_secondsFed += seconds;
+    if (m_stream && m_keepsForReplay) {
+        m_kept.dropBefore(m_secondsFed - m_stream->backlog() - longestOpen);
+    }
     if (level >= loudLevel) {
         m_loudSecondsSinceResult += seconds;
     }
@@ -88,20 +101,19 @@ void TranscriberCore::feed(std::span<const float> samples, float level) {
 
 double TranscriberCore::backlog() const {
     const std::lock_guard lock(m_lock);
-    const double queued = double(m_queue.size()) / speech::sampleRate;
-    return queued + (m_stream ? m_stream->backlog() : 0);
+    return m_stream ? m_stream->backlog() : m_kept.length();
 }
 
 double TranscriberCore::beginStream() {
     std::shared_ptr<speech::RecognitionStream> old;
     const std::lock_guard lock(m_lock);
     m_loudSecondsSinceResult = 0;
-    if (!std::exchange(m_hasLaunched, true)) {
-        // The first stream holds everything from the very first buffer.
-        return 0;
-    }
     old = std::move(m_stream);
-    m_queue.clear();
+    if (!std::exchange(m_hasLaunched, true) || m_keepsForReplay) {
+        // The first stream holds everything from the very first buffer.
+        return m_kept.begin();
+    }
+    m_kept.restartAt(m_secondsFed);
     m_isAccepting = !m_isFinishing;
     return m_secondsFed;
 }
@@ -138,8 +150,10 @@ Task<Result<>> TranscriberCore::launch() {
     m_isLaunching = false;
     if (!opened) {
         AppLog::error(tag, u"%1 analyzer start failed: %2"_s.arg(name(), opened.error().message));
-        stopFeeding();
-        if (m_isFinishing) {
+        if (!m_isRecovering || !m_keepsForReplay) {
+            stopFeeding();
+        }
+        if (m_isFinishing && !(m_isRecovering && m_isDraining)) {
             openGate();
         }
         co_return std::unexpected(opened.error());
@@ -157,8 +171,10 @@ void TranscriberCore::connectStream(std::shared_ptr<speech::RecognitionStream> s
     {
         const std::lock_guard lock(m_lock);
         m_stream = stream;
-        stream->feed(m_queue);
-        m_queue = {};
+        stream->feed(m_kept.samples());
+        if (!m_keepsForReplay) {
+            m_kept.restartAt(m_secondsFed);
+        }
     }
     if (m_isFinishing) {
         stream->finish();
@@ -181,8 +197,12 @@ void TranscriberCore::handle(const speech::RecognitionResult& result, int genera
     // Any result counts, an empty one too: it proves that the recogniser lives.
     m_failuresInARow = 0;
     m_idleChecks = 0;
+    if (m_isReplaying && m_lastFinal && std::isfinite(result.start) && start < *m_lastFinal + sameFinal) {
+        return;
+    }
     const TranscriptSegment segment{QUuid::createUuid(), m_speaker, start, text};
     if (result.isFinal) {
+        noteFinal(std::isfinite(result.start) ? start : 0);
         m_pendingVolatile.reset();
         sayVolatile(QString());
         if (!text.isEmpty()) {
@@ -194,11 +214,21 @@ void TranscriberCore::handle(const speech::RecognitionResult& result, int genera
     sayVolatile(text);
 }
 
+void TranscriberCore::noteFinal(double start) {
+    m_lastFinal = start;
+    m_isReplaying = false;
+    m_replaysInARow = 0;
+    if (m_keepsForReplay) {
+        const std::lock_guard lock(m_lock);
+        m_kept.dropBefore(start - replayLead);
+    }
+}
+
 void TranscriberCore::ended(const Result<>& outcome, int generation) {
     if (generation != m_generation) {
         return;
     }
-    if (m_isFinishing) {
+    if (m_isFinishing && (outcome || !m_isDraining)) {
         openGate();
         return;
     }
@@ -231,21 +261,38 @@ void TranscriberCore::keepPendingVolatile() {
 
 Task<> TranscriberCore::recover(QString reason, bool isStall) {
     const auto self = shared_from_this();
-    if (m_isFinishing || m_isRecovering) {
+    if (!mayRelaunch() || m_isRecovering) {
         co_return;
     }
     m_isRecovering = true;
     ++m_generation;
-    keepPendingVolatile();
+    if (m_keepsForReplay) {
+        prepareReplay();
+    } else {
+        keepPendingVolatile();
+    }
     std::shared_ptr<speech::RecognitionStream> aside;
     {
         const std::lock_guard lock(m_lock);
-        aside = m_stream;
+        aside = std::move(m_stream);
     }
     m_hasAnalyzer = false;
     co_await relaunch(std::move(reason), isStall);
     aside.reset();
     m_isRecovering = false;
+}
+
+void TranscriberCore::prepareReplay() {
+    m_isReplaying = true;
+    if (++m_replaysInARow <= replayLimit) {
+        // What is on the screen is said again.
+        return;
+    }
+    // Something in what it has looked at ends the recogniser every time.
+    keepPendingVolatile();
+    const std::lock_guard lock(m_lock);
+    m_kept.dropBefore(m_secondsFed - (m_stream ? m_stream->backlog() : 0));
+    m_replaysInARow = 0;
 }
 
 Task<> TranscriberCore::relaunch(QString reason, bool isStall) {
@@ -254,7 +301,7 @@ Task<> TranscriberCore::relaunch(QString reason, bool isStall) {
         AppLog::info(tag, u"%1 restarting analyzer (%2), try %3"_s.arg(name(), reason).arg(attempt));
         if (attempt >= 2) {
             co_await m_clock.sleep(std::chrono::seconds(attempt - 1));
-            if (m_isFinishing) {
+            if (!mayRelaunch()) {
                 co_return;
             }
         }
@@ -265,7 +312,7 @@ Task<> TranscriberCore::relaunch(QString reason, bool isStall) {
         }
         ++m_failuresInARow;
         AppLog::error(tag, u"%1 restart failed: %2"_s.arg(name(), launched.error().message));
-        if (m_isFinishing) {
+        if (!mayRelaunch()) {
             co_return;
         }
     }
@@ -274,8 +321,12 @@ Task<> TranscriberCore::relaunch(QString reason, bool isStall) {
 
 void TranscriberCore::giveUp() {
     AppLog::error(tag, u"%1 gave up after %2 failed restarts"_s.arg(name()).arg(m_failuresInARow));
+    keepPendingVolatile();
     // Nobody will read what is fed from here on.
     stopFeeding();
+    if (m_isFinishing) {
+        openGate();
+    }
     if (m_owner != nullptr && m_owner->onGaveUp) {
         const auto onGaveUp = m_owner->onGaveUp;
         onGaveUp(u"Live transcript stopped. Audio is still recording."_s);
@@ -285,6 +336,7 @@ void TranscriberCore::giveUp() {
 Task<> TranscriberCore::finish(FinishWait wait) {
     const auto self = shared_from_this();
     m_isFinishing = true;
+    m_isDraining = wait == FinishWait::allFinals && m_keepsForReplay;
     m_watchdog.stop();
     std::shared_ptr<speech::RecognitionStream> stream;
     {
@@ -292,7 +344,7 @@ Task<> TranscriberCore::finish(FinishWait wait) {
         m_isAccepting = false;
         stream = m_stream;
     }
-    if ((m_hasAnalyzer && stream) || m_isLaunching) {
+    if ((m_hasAnalyzer && stream) || m_isLaunching || (m_isDraining && m_isRecovering)) {
         if (stream && m_hasAnalyzer) {
             stream->finish();
         }

@@ -2,6 +2,7 @@
 
 #include "LumbroCore/Clock.h"
 #include "LumbroSpeech/Recognizer.h"
+#include "recording/transcription/KeptAudio.h"
 #include "recording/transcription/LiveTranscriber.h"
 
 #include <QString>
@@ -21,7 +22,7 @@ class TranscriberCore : public std::enable_shared_from_this<TranscriberCore> {
 
     /// The owner is gone: nothing is called back any more.
     void abandon();
-    void open();
+    void open(FedAudio audio);
     Task<Result<>> start(std::shared_ptr<speech::Recognizer> recognizer, QString locale);
     void feed(std::span<const float> samples, float level);
     Task<> finish(FinishWait wait);
@@ -36,10 +37,13 @@ class TranscriberCore : public std::enable_shared_from_this<TranscriberCore> {
     speech::RecognitionEvents eventsOf(int generation, double offset);
     void connectStream(std::shared_ptr<speech::RecognitionStream> stream);
     void handle(const speech::RecognitionResult& result, int generation, double offset);
+    void noteFinal(double start);
     void ended(const Result<>& outcome, int generation);
     void checkForStall();
     Task<> recover(QString reason, bool isStall);
     void keepPendingVolatile();
+    void prepareReplay();
+    bool mayRelaunch() const { return !m_isFinishing || m_isDraining; }
     Task<> relaunch(QString reason, bool isStall);
     void giveUp();
     void openGate();
@@ -57,8 +61,8 @@ class TranscriberCore : public std::enable_shared_from_this<TranscriberCore> {
     QString m_locale;
 
     mutable std::mutex m_lock;
-    /// What was fed before the stream of the current launch was up.
-    std::vector<float> m_queue;
+    /// What was fed before the stream of the current launch was up; with replay, what has no final yet.
+    KeptAudio m_kept;
     std::shared_ptr<speech::RecognitionStream> m_stream;
     bool m_isAccepting = false;
     double m_secondsFed = 0;
@@ -68,6 +72,11 @@ class TranscriberCore : public std::enable_shared_from_this<TranscriberCore> {
     Timer m_finishTimer;
     std::vector<std::coroutine_handle<>> m_finishWaits;
     std::optional<TranscriptSegment> m_pendingVolatile;
+    /// Where the last final began.
+    std::optional<double> m_lastFinal;
+    /// Until the first new final, a stream says again what the one before it said last.
+    bool m_isReplaying = false;
+    int m_replaysInARow = 0;
     double m_lastBacklog = 0;
     int m_generation = 0;
     int m_failuresInARow = 0;
@@ -76,6 +85,9 @@ class TranscriberCore : public std::enable_shared_from_this<TranscriberCore> {
     bool m_hasAnalyzer = false;
     bool m_isLaunching = false;
     bool m_isFinishing = false;
+    /// Finishing, and no word may be lost.
+    bool m_isDraining = false;
+    bool m_keepsForReplay = false;
     bool m_isRecovering = false;
     bool m_isGateOpen = false;
 };

@@ -15,6 +15,15 @@ enum class FinishWait {
     allFinals,
 };
 
+/// What becomes of audio once a recogniser has it.
+enum class FedAudio {
+    /// It is gone: a recogniser that is opened anew goes on with what is said then, as a call does.
+    heardOnce,
+    /// What has no final words yet is kept for a recogniser that is opened anew, so that no word of a file is
+    /// lost with the one before.
+    keptForReplay,
+};
+
 /// A track's transcription as the audio pipeline and the capture hold it.
 class TranscriptionSession {
   public:
