@@ -17,6 +17,10 @@ namespace lumbro::captureFiles {
 
 namespace {
 
+QString metaPath(const CaptureRecord& record) {
+    return record.path(u"meta.json"_s);
+}
+
 QString transcriptPath(const CaptureRecord& record) {
     return record.path(u"transcript.json"_s);
 }
@@ -93,11 +97,14 @@ Result<> writeHandoff(const QString& text, const QString& engineID, const Captur
     return writeFileAtomically(handoffsPath(record) + u'/' + engineID + u".md"_s, text.toUtf8());
 }
 
+std::optional<CaptureMeta> meta(const CaptureRecord& record) {
+    const auto bytes = readFile(metaPath(record));
+    return bytes ? CaptureMeta::fromBytes(*bytes) : std::nullopt;
+}
+
 Result<> writeMeta(const CaptureRecord& record) {
-    const QString path = record.path(u"meta.json"_s);
-    const auto bytes = readFile(path);
-    const auto before = bytes ? CaptureMeta::fromBytes(*bytes) : std::nullopt;
-    Result<> written = writeFileAtomically(path, json::encode(record.meta.toJson()));
+    const auto before = meta(record);
+    Result<> written = writeFileAtomically(metaPath(record), json::encode(record.meta.toJson()));
     if (written && before && before->title != record.meta.title) {
         return retitleTranscript(record);
     }

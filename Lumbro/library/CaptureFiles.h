@@ -8,6 +8,8 @@
 #include <QMap>
 #include <QString>
 
+#include <optional>
+
 /// The text files in a capture's folder. Readers give the empty value on any failure and report a file that
 /// is there and broken.
 namespace lumbro::captureFiles {
@@ -21,6 +23,9 @@ QMap<QString, QString> handoffs(const CaptureRecord& record, BrokenFiles& broken
 Result<> writeTranscript(const TranscriptSegments& segments, const CaptureRecord& record);
 /// Fails with `notFound` when the capture's folder is gone.
 Result<> writeHandoff(const QString& text, const QString& engineID, const CaptureRecord& record);
+/// What `meta.json` holds now, which another process may have changed; nothing when it is missing or broken.
+/// Any thread.
+std::optional<CaptureMeta> meta(const CaptureRecord& record);
 /// Where the title changes, the first line of `transcript.md` follows.
 Result<> writeMeta(const CaptureRecord& record);
 /// Puts the capture's title at the top of `transcript.md`, when that is there and begins with a title.

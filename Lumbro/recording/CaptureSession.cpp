@@ -4,18 +4,16 @@
 #include "library/ContextLibrary.h"
 #include "recording/CallApps.h"
 #include "recording/CaptureTrack.h"
-#include "recording/EchoFilter.h"
+#include "recording/CaptureTranscribers.h"
+#include "recording/DiskSpace.h"
 #include "recording/audio/AudioArchive.h"
 #include "recording/audio/CaptureError.h"
-#include "recording/transcription/LiveTranscriber.h"
 
 #include <QFile>
 #include <QPointer>
-#include <QStorageInfo>
 
 #include <algorithm>
 #include <utility>
-#include <vector>
 
 namespace lumbro {
 
@@ -24,7 +22,6 @@ namespace {
 constexpr int levelCount = 24;
 constexpr Clock::Duration levelInterval{1000 / 12};
 constexpr Clock::Duration saveInterval{8000};
-constexpr qint64 leastFreeBytes = 1 << 20;
 
 QString trackFile(Speaker speaker) {
     return speaker == Speaker::me ? u"me.caf"_s : u"them.caf"_s;
@@ -32,6 +29,10 @@ QString trackFile(Speaker speaker) {
 
 QString word(bool value) {
     return value ? u"true"_s : u"false"_s;
+}
+
+double secondsFrom(const QDateTime& start, const QDateTime& end) {
+    return static_cast<double>(start.msecsTo(end)) / 1000;
 }
 
 std::chrono::nanoseconds steadyTime() {
@@ -44,9 +45,7 @@ Task<> packInto(QString folder, std::shared_ptr<Latch> packed) {
 }
 
 Task<> waitFor(std::shared_ptr<Latch> latch) {
-    if (latch) {
-        co_await *latch;
-    }
+    co_await *latch;
 }
 
 Failure endedMeanwhile() {
@@ -56,12 +55,10 @@ Failure endedMeanwhile() {
 }  // namespace
 
 CaptureSession::CaptureSession(CaptureRecord record, bool includeSystemAudio, Ports ports)
-    : m_record(std::move(record)),
-      m_ports(std::move(ports)),
+    : m_ports(std::move(ports)),
       m_includeSystemAudio(includeSystemAudio),
-      m_levels(levelCount, 0.F),
-      m_packed(std::make_shared<Latch>()),
-      m_fed(std::make_shared<Latch>()) {
+      m_saving(m_ports.library, std::move(record)),
+      m_levels(levelCount, 0.F) {
     if (!m_ports.monotonic) {
         m_ports.monotonic = steadyTime;
     }
@@ -71,6 +68,9 @@ CaptureSession::~CaptureSession() {
     stopAudio();
     for (const auto& track : std::as_const(m_tracks)) {
         track->dropTranscriber();
+    }
+    if (m_transcribers) {
+        m_transcribers->abandon();
     }
 }
 
@@ -92,10 +92,12 @@ Task<Result<>> CaptureSession::start() {
             co_return std::unexpected(endedMeanwhile());
         }
     }
-    if (!speech) {
+    if (speech) {
+        makeTranscribers();
+    } else {
         setNotice(u"The speech model is still downloading. Audio is being recorded."_s);
     }
-    makeTracks(speech.has_value());
+    makeTracks();
     const Result<> microphone = co_await startSource(*m_ports.microphone, Speaker::me);
     if (!self || m_halted || !microphone) {
         co_return microphone ? Result<>(std::unexpected(endedMeanwhile())) : microphone;
@@ -104,19 +106,33 @@ Task<Result<>> CaptureSession::start() {
     if (!self || m_halted) {
         co_return std::unexpected(endedMeanwhile());
     }
-    setSystemAudioActive(hasSystem);
+    if (std::exchange(m_systemAudioActive, hasSystem) != hasSystem) {
+        Q_EMIT systemAudioActiveChanged();
+    }
     begin(std::move(speech));
     co_return Result<>();
 }
 
-void CaptureSession::makeTracks(bool withSpeech) {
-    const auto timeline = std::make_shared<TrackTimeline>();
-    for (const Speaker speaker : {Speaker::me, Speaker::them}) {
-        if (withSpeech) {
-            makeTranscriber(speaker);
+void CaptureSession::makeTranscribers() {
+    const auto onDropped = [this](Speaker speaker) {
+        m_tracks.value(speaker)->dropTranscriber();
+        if (m_transcribers->isEmpty()) {
+            Q_EMIT transcribingChanged();
         }
-    }
-    setTranscribing(!m_transcribers.isEmpty());
+    };
+    m_transcribers = std::make_shared<CaptureTranscribers>(
+        m_ports.clock, m_ports.timing,
+        CaptureTranscribers::Events{
+            .onFinal = [this](const TranscriptSegment& segment) { append(segment); },
+            .onVolatile = [this](Speaker speaker, const QString& text) { setVolatile(speaker, text); },
+            .onNotice = [this](const QString& text) { setNotice(text); },
+            .onDropped = onDropped,
+        });
+    Q_EMIT transcribingChanged();
+}
+
+void CaptureSession::makeTracks() {
+    const auto timeline = std::make_shared<TrackTimeline>();
     for (const Speaker speaker : {Speaker::me, Speaker::them}) {
         std::optional<CaptureTrack::Pace> pace;
         if (m_ports.timing == CaptureTiming::live) {
@@ -126,8 +142,9 @@ void CaptureSession::makeTracks(bool withSpeech) {
         const auto onWriteFailed = [this](const QString& sentence) {
             m_mailbox.post([this, sentence] { noteLostAudio(sentence); });
         };
-        const auto track = std::make_shared<CaptureTrack>(m_record.path(trackFile(speaker)),
-                                                          m_transcribers.value(speaker), pace, onWriteFailed);
+        const auto track = std::make_shared<CaptureTrack>(
+            record().path(trackFile(speaker)),
+            m_transcribers ? m_transcribers->transcriber(speaker) : nullptr, pace, onWriteFailed);
         m_tracks.insert(speaker, track);
         if (m_ports.gate) {
             m_ports.gate->attach(
@@ -135,17 +152,11 @@ void CaptureSession::makeTracks(bool withSpeech) {
         }
     }
     if (m_ports.gate) {
-        m_ports.gate->m_onEnded = [this] { noteFed(); };
+        m_ports.gate->m_onEnded = [this] {
+            m_fed->open();
+            Q_EMIT ended();
+        };
     }
-}
-
-void CaptureSession::makeTranscriber(Speaker speaker) {
-    const auto transcriber = std::make_shared<LiveTranscriber>(speaker, m_ports.clock);
-    transcriber->onFinal = [this](const TranscriptSegment& segment) { append(segment); };
-    transcriber->onVolatile = [this, speaker](const QString& text) { setVolatile(speaker, text); };
-    transcriber->onGaveUp = [this](const QString& text) { setNotice(text); };
-    transcriber->open();
-    m_transcribers.insert(speaker, transcriber);
 }
 
 Task<Result<>> CaptureSession::startSource(AudioSource& source, Speaker speaker) {
@@ -181,37 +192,15 @@ Task<bool> CaptureSession::startSystemAudio() {
 
 void CaptureSession::begin(std::optional<WarmSpeech> speech) {
     AppLog::info(u"capture"_s, u"started %1 system=%2 transcribing=%3"_s.arg(
-                                   m_record.id(), word(m_systemAudioActive), word(m_transcribing)));
-    m_record.meta.sources = m_systemAudioActive ? QStringList{u"mic"_s, u"system"_s} : QStringList{u"mic"_s};
+                                   record().id(), word(m_systemAudioActive), word(transcribing())));
+    m_saving.ownMeta().sources =
+        m_systemAudioActive ? QStringList{u"mic"_s, u"system"_s} : QStringList{u"mic"_s};
     saveRecord();
     m_levelTimer.start(m_ports.clock, levelInterval, Clock::Repeat::always, [this] { tickLevels(); });
-    m_saveTimer.start(m_ports.clock, saveInterval, Clock::Repeat::always, [this] { flush(); });
+    m_saveTimer.start(m_ports.clock, saveInterval, Clock::Repeat::always, [this] { runDetached(flush()); });
     if (speech) {
-        m_speechStarted = std::make_shared<Latch>();
-        runDetached(startSpeech(std::move(*speech), m_speechStarted));
+        m_transcribers->start(std::move(*speech));
     }
-}
-
-Task<> CaptureSession::startSpeech(WarmSpeech speech, std::shared_ptr<Latch> started) {
-    const QPointer<CaptureSession> self(this);
-    const auto transcribers = m_transcribers;
-    std::vector<std::pair<Speaker, Task<Result<>>>> starts;
-    for (const auto& [speaker, transcriber] : transcribers.asKeyValueRange()) {
-        starts.emplace_back(speaker, transcriber->start(speech.recognizer, speech.locale));
-    }
-    for (auto& [speaker, task] : starts) {
-        const Result<> result = co_await task;
-        if (!self) {
-            co_return;
-        }
-        if (!result) {
-            m_tracks.value(speaker)->dropTranscriber();
-            m_transcribers.remove(speaker);
-            setNotice(u"Live transcript is off: "_s + result.error().message);
-        }
-    }
-    setTranscribing(!m_transcribers.isEmpty());
-    started->open();
 }
 
 void CaptureSession::halt() {
@@ -222,9 +211,8 @@ void CaptureSession::halt() {
     m_levelTimer.stop();
     m_saveTimer.stop();
     stopAudio();
-    m_record.meta.endedAt = endTime();
-    saveRecord();
-    writeTranscript(m_segments + leftover());
+    m_saving.ownMeta().endedAt = endTime();
+    writeAll(segments() + m_transcript.leftover(secondsFrom(record().meta.startedAt, endTime())));
 }
 
 void CaptureSession::stopAudio() {
@@ -243,46 +231,37 @@ void CaptureSession::stopAudio() {
 Task<CaptureRecord> CaptureSession::stop() {
     const QPointer<CaptureSession> self(this);
     halt();
-    co_await waitFor(m_speechStarted);
-    if (!self) {
-        co_return CaptureRecord();
-    }
-    co_await finishTranscribers();
-    if (!self) {
-        co_return CaptureRecord();
+    if (m_transcribers) {
+        co_await m_transcribers->finish();
+        if (!self) {
+            co_return CaptureRecord();
+        }
     }
     const std::shared_ptr<CaptureTrack> them = m_tracks.value(Speaker::them);
     if (!them || !them->receivedAudio()) {
-        QFile::remove(m_record.path(trackFile(Speaker::them)));
+        QFile::remove(record().path(trackFile(Speaker::them)));
     }
-    runDetached(packInto(m_record.folder, m_packed));
-    for (const TranscriptSegment& segment : leftover()) {
+    runDetached(packInto(record().folder, m_packed));
+    for (const TranscriptSegment& segment :
+         m_transcript.leftover(secondsFrom(record().meta.startedAt, endTime()))) {
         append(segment);
     }
     setVolatile(Speaker::me, {});
     setVolatile(Speaker::them, {});
     AppLog::info(
         u"capture"_s,
-        u"stopped %1 segments=%2 words=%3"_s.arg(m_record.id()).arg(m_segments.size()).arg(wordCount()));
-    saveRecord();
-    m_dirty = true;
-    flush();
+        u"stopped %1 segments=%2 words=%3"_s.arg(record().id()).arg(segments().size()).arg(wordCount()));
+    writeAll(segments());
+    if (lostText()) {
+        // Packing may have made the room that was missing.
+        co_await waitFor(m_packed);
+        if (!self) {
+            co_return CaptureRecord();
+        }
+        writeAll(segments());
+    }
     m_ports.library.reloadCaptures();
-    // As an expression of its own: a task would take the member away.
-    co_return CaptureRecord(m_record);
-}
-
-Task<> CaptureSession::finishTranscribers() {
-    const FinishWait wait =
-        m_ports.timing == CaptureTiming::audio ? FinishWait::allFinals : FinishWait::brief;
-    const auto transcribers = m_transcribers;
-    std::vector<Task<>> ends;
-    for (const auto& transcriber : transcribers) {
-        ends.push_back(transcriber->finish(wait));
-    }
-    for (Task<>& end : ends) {
-        co_await end;
-    }
+    co_return CaptureRecord(record());
 }
 
 Task<> CaptureSession::packed() {
@@ -293,13 +272,8 @@ Task<> CaptureSession::fed() {
     return waitFor(m_fed);
 }
 
-void CaptureSession::noteFed() {
-    m_fed->open();
-    Q_EMIT ended();
-}
-
 void CaptureSession::noteCallApp(const QString& name, const QString& bundleID) {
-    CaptureMeta& meta = m_record.meta;
+    CaptureMeta& meta = m_saving.ownMeta();
     const bool mayReplace = !meta.callApp || (callApps::isBrowser(meta.callAppBundleID.value_or(QString())) &&
                                               !callApps::isBrowser(bundleID));
     if (!m_isCall || !mayReplace || name.isEmpty()) {
@@ -323,72 +297,48 @@ void CaptureSession::tickLevels() {
     }
 }
 
-void CaptureSession::flush() {
-    if (m_dirty) {
-        m_dirty = !writeTranscript(m_segments);
+Task<> CaptureSession::flush() {
+    if (!m_dirty || m_isFlushing) {
+        co_return;
+    }
+    const QPointer<CaptureSession> self(this);
+    m_dirty = false;
+    m_isFlushing = true;
+    const bool isWritten = co_await m_saving.writeInBackground(segments());
+    if (self) {
+        m_isFlushing = false;
+        m_dirty = m_dirty || !isWritten;
     }
 }
 
-bool CaptureSession::writeTranscript(const TranscriptSegments& segments) {
-    const Result<> result = m_ports.library.writeTranscript(segments, m_record);
-    if (!result && !m_writeFailureLogged) {
-        AppLog::error(u"capture"_s, u"transcript of %1 not written, it is tried again: %2"_s.arg(
-                                        m_record.id(), result.error().message));
-    }
-    m_writeFailureLogged = !result;
-    return result.has_value();
+void CaptureSession::writeAll(const TranscriptSegments& segments) {
+    saveRecord();
+    m_saving.write(segments);
 }
 
 void CaptureSession::append(const TranscriptSegment& segment) {
-    if (segment.speaker == Speaker::me && echoFilter::isEcho(segment, m_segments)) {
-        return;
+    if (m_transcript.append(segment)) {
+        m_dirty = true;
+        Q_EMIT segmentsChanged();
     }
-    m_segments.append(segment);
-    m_dirty = true;
-    Q_EMIT segmentsChanged();
-}
-
-TranscriptSegments CaptureSession::leftover() const {
-    TranscriptSegments segments;
-    for (const auto& [speaker, text] : m_volatile.asKeyValueRange()) {
-        segments.append({.speaker = speaker, .start = secondsFromStart(), .text = text});
-    }
-    return segments;
-}
-
-double CaptureSession::audioSeconds() const {
-    double seconds = 0;
-    for (const auto& track : std::as_const(m_tracks)) {
-        seconds = std::max(seconds, track->seconds());
-    }
-    return seconds;
-}
-
-double CaptureSession::secondsFromStart() const {
-    return static_cast<double>(m_record.meta.startedAt.msecsTo(endTime())) / 1000;
 }
 
 QDateTime CaptureSession::endTime() const {
     if (m_ports.timing == CaptureTiming::live) {
         return m_ports.clock.now();
     }
-    return m_record.meta.startedAt.addMSecs(static_cast<qint64>(audioSeconds() * 1000));
-}
-
-int CaptureSession::wordCount() const {
-    qsizetype words = 0;
-    for (const TranscriptSegment& segment : m_segments) {
-        words += segment.text.split(u' ', Qt::SkipEmptyParts).size();
+    double seconds = 0;
+    for (const auto& track : std::as_const(m_tracks)) {
+        seconds = std::max(seconds, track->seconds());
     }
-    return static_cast<int>(words);
+    return record().meta.startedAt.addMSecs(static_cast<qint64>(seconds * 1000));
 }
 
 void CaptureSession::noteLostAudio(const QString& sentence) {
     if (m_lostAudio) {
         return;
     }
-    const bool isFull = QStorageInfo(m_record.folder).bytesAvailable() < leastFreeBytes;
-    m_lostAudio = isFull
+    m_lostAudio = diskSpace::isUsedUp(record().folder)
                       ? u"The disk is full: free some space, or this recording goes on without its audio."_s
                       : sentence;
     setNotice(*m_lostAudio);
@@ -402,29 +352,13 @@ void CaptureSession::setNotice(const QString& notice) {
 }
 
 void CaptureSession::setVolatile(Speaker speaker, const QString& text) {
-    if (m_volatile.value(speaker) == text) {
-        return;
-    }
-    if (text.isEmpty()) {
-        m_volatile.remove(speaker);
-    } else {
-        m_volatile.insert(speaker, text);
-    }
-    Q_EMIT volatileChanged();
-}
-
-void CaptureSession::setTranscribing(bool transcribing) {
-    if (m_transcribing != transcribing) {
-        m_transcribing = transcribing;
-        Q_EMIT transcribingChanged();
+    if (m_transcript.setVolatile(speaker, text)) {
+        Q_EMIT volatileChanged();
     }
 }
 
-void CaptureSession::setSystemAudioActive(bool active) {
-    if (m_systemAudioActive != active) {
-        m_systemAudioActive = active;
-        Q_EMIT systemAudioActiveChanged();
-    }
+bool CaptureSession::transcribing() const {
+    return m_transcribers && !m_transcribers->isEmpty();
 }
 
 void CaptureSession::setIsCall(bool isCall) {
@@ -435,12 +369,12 @@ void CaptureSession::setIsCall(bool isCall) {
 }
 
 void CaptureSession::setTitle(const QString& title) {
-    m_record.meta.title = title;
-    saveRecord();
+    m_saving.setTitle(title);
+    Q_EMIT recordChanged();
 }
 
 void CaptureSession::saveRecord() {
-    m_ports.library.save(m_record);
+    m_saving.saveRecord();
     Q_EMIT recordChanged();
 }
 

@@ -34,6 +34,9 @@ class RecordingSession : public QObject {
     virtual bool transcribing() const { return true; }
     /// Why audio is missing from the disk, in a sentence for the user; nothing when all of it was written.
     virtual std::optional<QString> lostAudio() const { return std::nullopt; }
+    /// Why words or the record are missing from the disk after `stop`, in a sentence for the user that says
+    /// what to do; nothing when all of it was written.
+    virtual std::optional<QString> lostText() const { return std::nullopt; }
 };
 
 }  // namespace lumbro

@@ -152,10 +152,13 @@ TEST_F(CaptureSessionTest, finalsAreFlushedEvery8SecondsAndOnlyWhenThereAreNewOn
     clock.advance(7900ms);
     EXPECT_FALSE(has(u"transcript.json"_s));
     clock.advance(200ms);
+    ASSERT_TRUE(test::eventually([this] { return has(u"transcript.md"_s); }));
     EXPECT_EQ(written(), session->segments());
     EXPECT_EQ(written().first().start, 1.5);
+    test::processEvents();
     QFile::remove(file(u"transcript.json"_s));
     clock.advance(20s);
+    test::processEvents();
     EXPECT_FALSE(has(u"transcript.json"_s));
 }
 
@@ -163,12 +166,83 @@ TEST_F(CaptureSessionTest, aFailedFlushIsTriedAgainAndLoggedOnce) {
     const auto session = started();
     QDir().mkpath(file(u"transcript.json/in the way"_s));
     recognizer->say(0, u"hello"_s, 1, true);
-    clock.advance(24s);
+    const auto flushAgain = [this](const auto& until) {
+        return test::eventually([this, until] {
+            clock.advance(8s);
+            return until();
+        });
+    };
+    // The second file is written although the first cannot be.
+    ASSERT_TRUE(flushAgain([this] { return has(u"transcript.md"_s); }));
+    QFile::remove(file(u"transcript.md"_s));
+    ASSERT_TRUE(flushAgain([this] { return has(u"transcript.md"_s); }));
     QDir(file(u"transcript.json"_s)).removeRecursively();
-    clock.advance(8s);
+    ASSERT_TRUE(flushAgain([this] { return has(u"transcript.json"_s); }));
     EXPECT_EQ(written().size(), 1);
+    EXPECT_EQ(session->lostText(), std::nullopt);
     AppLog::flush();
     EXPECT_EQ(readTextFile(AppLog::url())->count(u"transcript of %1 not written"_s.arg(record.id())), 1);
+}
+
+TEST_F(CaptureSessionTest, aFlushThatComesLateDoesNotReplaceTheLastWords) {
+    const auto session = started();
+    recognizer->say(0, u"hello"_s, 1, true);
+    clock.advance(8s);
+    recognizer->say(0, u"goodbye"_s, 2, true);
+    wait(session->stop());
+    wait(session->packed());
+    EXPECT_EQ(written().size(), 2);
+}
+
+TEST_F(CaptureSessionTest, wordsThatCannotBeWrittenAtTheEndAreToldAndTriedAgainAfterThePacking) {
+    for (const bool comesFree : {false, true}) {
+        const auto session = started();
+        hear(mic, 1);
+        QDir().mkpath(file(u"transcript.json/in the way"_s));
+        recognizer->say(0, u"hello"_s, 1, true);
+        auto stopping = session->stop();
+        EXPECT_TRUE(session->lostText().has_value());
+        ASSERT_TRUE(test::eventually([&] { return has(u"me.m4a"_s); }));
+        EXPECT_FALSE(stopping.isReady());
+        if (comesFree) {
+            QDir(file(u"transcript.json"_s)).removeRecursively();
+        }
+        wait(std::move(stopping));
+        EXPECT_EQ(session->lostText().has_value(), !comesFree);
+        if (comesFree) {
+            EXPECT_EQ(written().size(), 1);
+        } else {
+            EXPECT_TRUE(
+                session->lostText()->contains(u"the last words of this recording couldn't be saved"_s));
+            EXPECT_TRUE(has(u"transcript.json/in the way"_s)) << "nothing that stood there is touched";
+            record = library.createCapture(CaptureKind::meeting, u"Weekly"_s, {}, clock.now());
+            recognizer->streams.clear();
+        }
+    }
+}
+
+TEST_F(CaptureSessionTest, whatAnotherProcessChangesInTheRecordStays) {
+    const auto session = started();
+    ContextLibrary other(library.root(), clock);
+    CaptureRecord theirs = record;
+    theirs.meta.title = u"Budget"_s;
+    theirs.meta.memorizedAt = clock.now();
+    ASSERT_TRUE(other.save(theirs));
+    recognizer->say(0, u"hello"_s, 1, true);
+    clock.advance(8s);
+    ASSERT_TRUE(test::eventually([this] { return has(u"transcript.md"_s); }));
+    EXPECT_TRUE(readTextFile(file(u"transcript.md"_s))->startsWith(u"# Budget\n"));
+    const CaptureRecord stopped = wait(session->stop());
+    EXPECT_EQ(stopped.meta.title, u"Budget"_s);
+    EXPECT_EQ(stopped.meta.memorizedAt, clock.now().addSecs(-8));
+    EXPECT_EQ(stopped.meta.sources, (QStringList{u"mic"_s, u"system"_s}));
+    other.reloadCaptures();
+    EXPECT_EQ(*other.record(record.id()), stopped);
+    EXPECT_TRUE(readTextFile(file(u"transcript.md"_s))->startsWith(u"# Budget\n"));
+
+    // A title that is given here is the newer one.
+    session->setTitle(u"Plan"_s);
+    EXPECT_EQ(library.record(record.id())->meta.title, u"Plan"_s);
 }
 
 TEST_F(CaptureSessionTest, theMeterShowsTheLouderTrack) {
