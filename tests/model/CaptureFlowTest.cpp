@@ -23,6 +23,10 @@ class CaptureFlowTest : public test::ModelTest {
     static Task<> nothing() { co_return; }
     test::FakeSession* session() { return dynamic_cast<test::FakeSession*>(lastSession.data()); }
 
+    static QStringList trashed() {
+        return QDir(QDir::homePath() + u"/.local/share/Trash/files"_s).entryList();
+    }
+
     QStringList memorized;
 };
 
@@ -117,12 +121,14 @@ TEST_F(CaptureFlowTest, aStartThatCannotBeLeavesNoCapture) {
     EXPECT_TRUE(library->captures().isEmpty());
 
     dictationBusy = false;
+    const QStringList before = trashed();
     script.startFailure = Failure{FailureKind::micUnavailable, u"Couldn't start the microphone: gone"_s};
     model->captures().newNote();
     EXPECT_FALSE(model->captures().isRecording());
     EXPECT_EQ(mode(), PillMode(pill::Message{script.startFailure->message, true}));
     EXPECT_TRUE(library->captures().isEmpty());
     EXPECT_EQ(model->state().selection(), std::nullopt);
+    EXPECT_EQ(trashed(), before) << "there is nothing in it to get back";
     clock.advance(10s);
     EXPECT_EQ(mode(), PillMode(pill::Idle{}));
 }
@@ -258,6 +264,22 @@ TEST_F(CaptureFlowTest, lostAudioIsToldAndNothingIsThrownAway) {
     EXPECT_EQ(end.lostAudio, u"The disk is full."_s);
     EXPECT_TRUE(library->record(id).has_value());
     EXPECT_EQ(mode(), PillMode(pill::Message{u"The disk is full."_s, true}));
+}
+
+TEST_F(CaptureFlowTest, lostWordsAreToldBeforeAnythingElseAndRunNoEngine) {
+    script.lostText = u"The disk is full, so free some space."_s;
+    script.lostAudio = u"The disk is full."_s;
+    for (const int words : {0, 20}) {
+        script.words = words;
+        const QString id = start().id();
+        const CaptureEnd end = stop();
+        EXPECT_EQ(end.kind, CaptureEnd::Kind::kept);
+        EXPECT_EQ(end.lostText, script.lostText);
+        EXPECT_TRUE(library->record(id).has_value());
+        EXPECT_EQ(mode(), PillMode(pill::Message{*script.lostText, true}));
+        EXPECT_TRUE(runsOf(u"Enhance"_s).empty());
+        EXPECT_TRUE(inbox().contains("handoff-" + id));
+    }
 }
 
 TEST_F(CaptureFlowTest, wordsThatCouldNotBeWrittenAreNoReasonToRemove) {

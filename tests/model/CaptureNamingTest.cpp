@@ -86,6 +86,18 @@ TEST_F(CaptureNamingTest, aTitleThatAnotherProcessGivesMeanwhileStays) {
     namings().at(0)->answer(u"Theirs"_s);
     other.reloadCaptures();
     EXPECT_EQ(other.record(record.id())->meta.title, u"Mine"_s);
+    EXPECT_EQ(library->record(record.id())->meta.title, u"Mine"_s);
+}
+
+TEST_F(CaptureNamingTest, aCancelledNamingEndsItsCallAndKeepsTheDefaultTitle) {
+    const CaptureRecord record = makeCapture(u"Meeting"_s);
+    model->naming().nameIfNeeded(record);
+    EXPECT_FALSE(namings().at(0)->cancel->isCancelled);
+    model->naming().cancelAll();
+    EXPECT_TRUE(namings().at(0)->cancel->isCancelled);
+    namings().at(0)->answer(u"Late"_s);
+    EXPECT_EQ(library->record(record.id())->meta.title, u"Meeting"_s);
+    model->naming().cancelAll();
 }
 
 TEST_F(CaptureNamingTest, aRunningRecordingKeepsTheTitleItIsGiven) {

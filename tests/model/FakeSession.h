@@ -19,6 +19,7 @@ struct SessionScript {
     int words = 0;
     std::optional<Failure> startFailure;
     std::optional<QString> lostAudio;
+    std::optional<QString> lostText;
     /// The transcript cannot be written.
     bool losesWords = false;
     /// There is no speech model.
@@ -88,6 +89,7 @@ class FakeSession final : public RecordingSession {
     bool isCall() const override { return m_isCall; }
     void setIsCall(bool isCall) override { m_isCall = isCall; }
     std::optional<QString> lostAudio() const override { return m_script.lostAudio; }
+    std::optional<QString> lostText() const override { return m_script.lostText; }
 
   private:
     struct Hold {

@@ -30,9 +30,11 @@ Task<int> engineRun(CommandContext context) {
     AppModel& model = services.model();
     const QString captureID = record->id();
     const QuitSignals interrupts;
-    QObject::connect(
-        &interrupts, &QuitSignals::quitRequested, &model,
-        [&model, captureID, engineID = engine->id] { model.runs().cancelRun(captureID, engineID); });
+    QObject::connect(&interrupts, &QuitSignals::quitRequested, &model,
+                     [&model, captureID, engineID = engine->id] {
+                         model.runs().cancelRun(captureID, engineID);
+                         model.naming().cancelAll();
+                     });
     FinishSteps steps(output, services.clock());
     steps.begin(
         u"Running %1 on \"%2\"…"_s.arg(Output::clean(engine->name), Output::clean(record->meta.title)));

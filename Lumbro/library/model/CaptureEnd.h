@@ -29,6 +29,9 @@ struct CaptureEnd {
     bool transcribed = true;
     /// Why audio is missing, in a sentence; nothing when all of it is on disk.
     std::optional<QString> lostAudio;
+    /// Why words or the record are missing, in a sentence that says what to do; nothing when they are on
+    /// disk.
+    std::optional<QString> lostText;
 };
 
 }  // namespace lumbro

@@ -174,7 +174,7 @@ void CaptureFlow::dropFailedStart(const CaptureRecord& record, const Session& se
     m_session.reset();
     setShowConsentHint(false);
     Q_EMIT sessionChanged();
-    remove(record);
+    discard(record);
     m_services.pill.sayError(failure.message);
 }
 

@@ -91,6 +91,7 @@ class CaptureFlow final : public QObject {
     CaptureEnd finish(CaptureEnd end);
     void report(const CaptureEnd& end);
     void runAutomaticEngines(const QString& captureID, const Engine& enhance);
+    void discard(const CaptureRecord& record);
     void remove(const CaptureRecord& record);
     void start(CaptureKind kind, CaptureIntent intent, std::optional<PrepEvent> event, NoteSurface surface);
     void stop();

@@ -8,8 +8,10 @@
 #include "library/model/LibraryState.h"
 #include "library/model/Pill.h"
 
+#include <QDir>
 #include <QPointer>
 
+#include <algorithm>
 #include <utility>
 
 namespace lumbro {
@@ -51,7 +53,8 @@ Task<CaptureEnd> CaptureFlow::stopCapture() {
     const bool transcribed = session->transcribing();
     const QPointer<CaptureFlow> alive(this);
     const CaptureRecord record = co_await session->stop();
-    CaptureEnd end{CaptureEnd::Kind::kept, record, session->wordCount(), transcribed, session->lostAudio()};
+    CaptureEnd end{CaptureEnd::Kind::kept, record, session->wordCount(), transcribed, session->lostAudio(),
+                   session->lostText()};
     if (!alive) {
         co_return end;
     }
@@ -73,7 +76,8 @@ bool CaptureFlow::isNothing(const CaptureEnd& end) const {
     if (!end.transcribed && captureFiles::hasSound(end.record)) {
         return false;
     }
-    return !end.lostAudio && end.words < wordsToMention && m_services.library.isEmpty(end.record);
+    return !end.lostAudio && !end.lostText && end.words < wordsToMention &&
+           m_services.library.isEmpty(end.record);
 }
 
 CaptureEnd CaptureFlow::removeEmpty(CaptureEnd end) {
@@ -94,8 +98,8 @@ CaptureEnd CaptureFlow::finish(CaptureEnd end) {
         m_services.naming.nameIfNeeded(end.record);
     }
     report(end);
-    if (end.lostAudio) {
-        m_services.pill.sayError(*end.lostAudio);
+    if (end.lostText || end.lostAudio) {
+        m_services.pill.sayError(end.lostText ? *end.lostText : *end.lostAudio);
     }
     return end;
 }
@@ -109,6 +113,9 @@ void CaptureFlow::report(const CaptureEnd& end) {
                                             : u"Note saved to memory."_s);
     } else if (!end.transcribed) {
         pill.say(u"Saved without words: no speech model for your language is installed."_s);
+    } else if (end.lostText) {
+        // Notes without the last words would pass for the whole, and could hardly be written.
+        pill.addToInbox(inbox::Handoff{id});
     } else if (end.words < wordsToEnhance) {
         pill.say(u"Saved. Not enough speech to enhance."_s);
     } else if (end.record.meta.kind == CaptureKind::meeting && enhance) {
@@ -131,6 +138,20 @@ void CaptureFlow::runAutomaticEngines(const QString& captureID, const Engine& en
         }
     }
     m_services.pill.addToInbox(inbox::Handoff{captureID});
+}
+
+void CaptureFlow::discard(const CaptureRecord& record) {
+    // A recording that never began has nothing to get back from the Trash. What is not its own stays whole.
+    const QStringList own{u"meta.json"_s, u"me.caf"_s, u"them.caf"_s};
+    QDir folder(record.folder);
+    const QStringList names =
+        folder.entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot);
+    const bool isBare =
+        std::ranges::all_of(names, [&own](const QString& name) { return own.contains(name); });
+    if (isBare && !captureFiles::hasSound(record)) {
+        folder.removeRecursively();
+    }
+    remove(record);
 }
 
 void CaptureFlow::remove(const CaptureRecord& record) {

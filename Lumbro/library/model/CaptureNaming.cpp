@@ -2,6 +2,7 @@
 
 #include "LumbroCore/Text.h"
 #include "engines/formats/EngineInput.h"
+#include "library/CaptureFiles.h"
 #include "library/ContextLibrary.h"
 #include "library/model/Background.h"
 
@@ -16,8 +17,8 @@ namespace {
 constexpr qsizetype segmentsForTitle = 80;
 constexpr qsizetype titleTooLong = 60;
 
-bool isUnnamed(const CaptureRecord& record) {
-    return record.meta.title == CaptureNaming::newNote() || record.meta.title == CaptureNaming::meeting();
+bool isUnnamed(const CaptureMeta& meta) {
+    return meta.title == CaptureNaming::newNote() || meta.title == CaptureNaming::meeting();
 }
 
 }  // namespace
@@ -27,7 +28,7 @@ CaptureNaming::CaptureNaming(ContextLibrary& library, AgentProvider& agent, Back
 
 void CaptureNaming::nameIfNeeded(const CaptureRecord& record, std::optional<TranscriptSegments> segments,
                                  std::optional<QString> notes) {
-    if (!isUnnamed(record)) {
+    if (!isUnnamed(record.meta)) {
         return;
     }
     const TranscriptSegments spoken = segments ? *segments : m_library.segments(record);
@@ -47,7 +48,14 @@ void CaptureNaming::autoTitle(const CaptureRecord& record, const TranscriptSegme
     request.context =
         EngineInput::build(record, segments.first(std::min(segments.size(), segmentsForTitle)), notes);
     request.model = u"haiku"_s;
-    m_background.run(askForTitle(record.id(), std::move(request)));
+    m_background.run(askForTitle(record.id(), std::move(request), std::make_shared<CancellationHandle>()));
+}
+
+void CaptureNaming::cancelAll() {
+    const QList<Handle> underWay = m_handles;
+    for (const Handle& handle : underWay) {
+        handle->cancel();
+    }
 }
 
 std::optional<QString> CaptureNaming::titleFrom(const QString& reply) {
@@ -64,19 +72,28 @@ std::optional<QString> CaptureNaming::titleFrom(const QString& reply) {
     return std::nullopt;
 }
 
-Task<> CaptureNaming::askForTitle(QString captureID, AgentRequest request) {
+Task<> CaptureNaming::askForTitle(QString captureID, AgentRequest request, Handle handle) {
     const QPointer<CaptureNaming> alive(this);
-    const Result<QString> reply = co_await m_agent.run(std::move(request), nullptr);
-    if (!alive || !reply) {
+    m_handles.append(handle);
+    const Result<QString> reply = co_await m_agent.run(std::move(request), handle);
+    if (!alive) {
         co_return;
     }
-    const auto title = titleFrom(*reply);
-    // Another process may have named it meanwhile.
-    m_library.reloadCaptures();
+    m_handles.removeOne(handle);
+    const auto title = reply && !handle->isCancelled ? titleFrom(*reply) : std::nullopt;
     auto record = m_library.record(captureID);
-    if (title && record && isUnnamed(*record)) {
-        record->meta.title = *title;
-        m_library.save(*record);
+    if (!title || !record) {
+        co_return;
+    }
+    // Another process may have named it meanwhile.
+    const auto meta = captureFiles::meta(*record);
+    if (!meta || !isUnnamed(*meta)) {
+        m_library.reloadCaptures();
+        co_return;
+    }
+    record->meta = *meta;
+    record->meta.title = *title;
+    if (m_library.save(*record)) {
         Q_EMIT renamed(captureID, *title);
     }
 }

@@ -4,9 +4,11 @@
 #include "library/formats/TranscriptSegment.h"
 #include "runners/AgentRequest.h"
 
+#include <QList>
 #include <QObject>
 #include <QString>
 
+#include <memory>
 #include <optional>
 
 namespace lumbro {
@@ -32,6 +34,9 @@ class CaptureNaming final : public QObject {
     /// Starts the naming. A failed call is silent, and a title that the user gives meanwhile stays.
     void autoTitle(const CaptureRecord& record, const TranscriptSegments& segments, const QString& notes);
 
+    /// Asks every naming under way to end; the captures keep their default titles.
+    void cancelAll();
+
     /// The title in a model's reply; nothing when it is empty or too long to be one.
     static std::optional<QString> titleFrom(const QString& reply);
 
@@ -39,11 +44,15 @@ class CaptureNaming final : public QObject {
     void renamed(const QString& captureID, const QString& title);
 
   private:
-    Task<> askForTitle(QString captureID, AgentRequest request);
+    using Handle = std::shared_ptr<CancellationHandle>;
+
+    Task<> askForTitle(QString captureID, AgentRequest request, Handle handle);
 
     ContextLibrary& m_library;
     AgentProvider& m_agent;
     Background& m_background;
+    /// Of the calls under way.
+    QList<Handle> m_handles;
 };
 
 }  // namespace lumbro
