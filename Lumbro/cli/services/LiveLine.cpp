@@ -71,8 +71,6 @@ void LiveLine::printFinals() {
                      u' ' + m_output.styledError(rawValue(segment.speaker) + u':', look) + u' ' +
                      Output::clean(segment.text));
     }
-    // The echo filter may take a line back.
-    m_printed = std::min(m_printed, segments.size());
     update();
 }
 
