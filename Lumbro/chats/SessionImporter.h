@@ -21,19 +21,19 @@ namespace lumbro {
 class ContextLibrary;
 
 /// Files the user's chats with Claude Code as captures, one for each project and day. Main thread; the chats
-/// are read on threads of their own, for which its end waits.
+/// are read on threads of their own, which end soon after the importer.
 class SessionImporter final : public QObject {
     Q_OBJECT
     Q_PROPERTY(bool isRunning READ isRunning NOTIFY isRunningChanged)
     Q_PROPERTY(QDateTime lastImport READ lastImport NOTIFY lastImportChanged)
 
   public:
-    /// What one import did.
+    /// What one import found.
     struct Report {
-        /// Entries that were new, or different from what was filed.
+        /// Entries in reach, whether new or filed before.
         int requests = 0;
         int projectDays = 0;
-        /// The captures that hold them, in the order of their keys.
+        /// The captures that hold them, sorted.
         QStringList captures;
     };
     /// Lets the librarian read what is new in a capture.
@@ -50,12 +50,13 @@ class SessionImporter final : public QObject {
     /// How far the running import has read.
     const ClaudeChatReader::Progress& progress() const { return *m_progress; }
 
-    /// Imports now and then once a minute looks whether an hour has passed. The timer itself is the
-    /// caller's: it calls `check`.
+    /// Imports, and has it memorized, when the setting is on and the last import is more than an hour ago. To
+    /// be called now and then.
     void check();
-    /// Imports what is new since the last import, or since the day of `since`. Nothing when the setting is
-    /// off and `force` is false, or while an import runs. Fails with a sentence when a log can't be written;
-    /// the next import then reaches back as far as this one.
+    /// Imports what was asked since the last import, or since the day of `since`, and the answers that came
+    /// since to requests of the day before. Nothing when the setting is off and `force` is false, or while an
+    /// import runs. Fails with a sentence when a log can't be written; the next import then reaches back as
+    /// far as this one.
     Task<Result<Report>> importNow(bool force, std::optional<QDateTime> since, bool memorize);
     /// Gives each session capture with unread entries to the librarian, oldest first.
     Task<> memorizeNew();
@@ -67,11 +68,18 @@ class SessionImporter final : public QObject {
     void lastImportChanged();
 
   private:
+    QDateTime startPoint(const std::optional<QDateTime>& since, const QDateTime& now) const;
+    Task<Result<Report>> importFrom(QDateTime start);
+    Task<Result<Report>> file(SessionEntries entries, QDateTime start);
+    void finish(const QDateTime& start, const QDateTime& now, const Result<Report>& report);
+    void setRunning(bool isRunning);
+
     Clock& m_clock;
     Settings& m_settings;
     ContextLibrary& m_library;
     Memorize m_memorize;
     QString m_projectsFolder;
+    /// Shared with the threads of the running import.
     std::shared_ptr<ClaudeChatReader::Progress> m_progress;
     QDateTime m_lastImport;
     bool m_isRunning = false;
