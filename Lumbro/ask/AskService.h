@@ -2,56 +2,19 @@
 
 #include "LumbroCore/Clock.h"
 #include "LumbroCore/Settings.h"
+#include "ask/AskContext.h"
+#include "ask/AskQuestion.h"
 #include "ask/AskThreads.h"
-#include "ask/formats/AskInput.h"
-#include "ask/formats/AskTarget.h"
-#include "library/formats/CaptureMeta.h"
 #include "runners/AIProvider.h"
 #include "runners/AgentRequest.h"
 
+#include <QMap>
 #include <QObject>
 
-#include <functional>
-#include <map>
 #include <memory>
 #include <optional>
 
 namespace lumbro {
-
-class ContextLibrary;
-class MemoryStore;
-
-/// What a question knows of the account's applications and the calendar. Every default is their absence.
-struct AskPorts {
-    /// Starts a check of the connectors when one is due; its result reaches later questions.
-    std::function<void()> refreshConnectors = [] {};
-    /// Those that answers can be sent to, in their order.
-    std::function<QList<AskConnector>()> connectors = [] { return QList<AskConnector>(); };
-    /// The user has said no to the calendar, or may not say yes.
-    std::function<bool()> calendarIsDenied = [] { return false; };
-    /// Today's date and the free times. Empty: the date alone.
-    std::function<QString()> calendarContext;
-    /// At most `limit` meetings to come; none without access to the calendar.
-    std::function<QList<AskMeeting>(int limit)> nextMeetings = [](int) { return QList<AskMeeting>(); };
-};
-
-/// One question.
-struct AskQuestion {
-    QString question;
-    /// The thread to go on with. Empty or unknown: a new one.
-    QString thread;
-    std::optional<AskLiveCall> live;
-    /// The capture that a new thread is about, before `scope`.
-    std::optional<CaptureRecord> about;
-    AskScope scope;
-    std::optional<Engine> engine;
-    /// One of these is called on the main thread, unless the question is cancelled. May be empty.
-    std::function<void(const AskAnswer&)> onAnswer;
-    std::function<void(const Failure&)> onError;
-    /// The answer's words as they come, without the lines of sources and action; `isNew` tells that what was
-    /// told before was not the answer. Not every agent can. May be empty.
-    std::function<void(const QString& piece, bool isNew)> onText;
-};
 
 /// The one place where a question about the library goes to a model and comes back as a stored conversation.
 /// Any number of threads may be asked at once. Main thread. Everything borrowed must outlive it; when it
@@ -60,7 +23,7 @@ class AskService final : public QObject {
     Q_OBJECT
 
   public:
-    AskService(Clock& clock, Settings& settings, ContextLibrary& library, MemoryStore& memory,
+    AskService(const Clock& clock, const Settings& settings, ContextLibrary& library, MemoryStore& memory,
                AgentProvider& agent, AskPorts ports = {});
     ~AskService() override;
 
@@ -68,9 +31,9 @@ class AskService final : public QObject {
     const QList<AskThread>& threads() const { return m_threads; }
     std::optional<AskThread> thread(const QString& id) const;
     /// By thread: the question in flight, its engine's id if it has one, the last failure's sentence.
-    const std::map<QString, QString>& pending() const { return m_pending; }
-    const std::map<QString, QString>& pendingEngines() const { return m_pendingEngines; }
-    const std::map<QString, QString>& errors() const { return m_errors; }
+    const QMap<QString, QString>& pending() const { return m_pending; }
+    const QMap<QString, QString>& pendingEngines() const { return m_pendingEngines; }
+    const QMap<QString, QString>& errors() const { return m_errors; }
     /// The agent for Ask alone; nothing for the one that the settings prefer.
     std::optional<AIProvider> provider() const { return m_provider; }
     void setProvider(std::optional<AIProvider> provider);
@@ -83,47 +46,50 @@ class AskService final : public QObject {
     void cancel(const QString& threadID);
     /// Moves the thread's file to the Trash and forgets the thread. A failure is logged.
     void remove(const AskThread& thread);
-    /// A question's process has not ended yet, cancelled or not.
+    /// The process of the thread's question has not ended yet, cancelled or not.
     bool isRunning(const QString& threadID) const { return m_handles.contains(threadID); }
-    /// Why the thread's last answer is in memory alone; empty when it is in the file.
-    QString saveFailure(const QString& threadID) const;
+    /// Why the thread's last answer is in memory alone, in a sentence; empty when it is in the file.
+    QString saveFailure(const QString& threadID) const { return m_unsaved.value(threadID).reason; }
     /// The engines to offer as chips for a question about this.
     QList<Engine> chipEngines(const AskScope& scope, const QString& liveCaptureID = {}) const;
-    /// What the scope is called, for people; nothing for the library and unknown captures.
-    std::optional<QString> title(const AskScope& scope) const;
+    const AskContext& context() const { return m_context; }
 
   Q_SIGNALS:
     void threadsChanged();
     void pendingChanged();
     void errorsChanged();
     void providerChanged();
-    /// A question is over, cancelled ones included, and its process gone.
+    /// A question is over, also a cancelled one, and its process gone.
     void ended(const QString& threadID);
 
   private:
-    struct Run;
+    using Handle = std::shared_ptr<CancellationHandle>;
 
-    AskThread& threadFor(const AskQuestion& question, const QString& text);
-    AgentRequest request(const AskQuestion& question, const AskThread& thread, const QString& text) const;
-    Task<> run(AskQuestion question, AskThread thread, AgentRequest request,
-               std::shared_ptr<CancellationHandle> handle);
-    AskAnswer keep(const AskQuestion& question, AskThread thread, const QString& output);
-    void finish(const QString& threadID, const std::shared_ptr<CancellationHandle>& handle);
-    AskLookup lookup() const;
+    /// Answers that could not be written, which stand at the end of their thread.
+    struct Unsaved {
+        QList<AskTurn> turns;
+        QString reason;
+    };
 
-    Clock& m_clock;
-    Settings& m_settings;
+    AskThread threadFor(const AskQuestion& question) const;
+    AgentRequest request(const AskQuestion& question, const AskThread& thread) const;
+    Task<> run(AskQuestion question, AskThread thread, AgentRequest request, Handle handle);
+    AskAnswer keep(const AskQuestion& question, const AskThread& thread, const QString& output);
+    void save(AskThread thread, const AskTurn& turn);
+    void put(const AskThread& thread);
+    void forgetPending(const QString& threadID);
+
+    const Clock& m_clock;
     ContextLibrary& m_library;
-    MemoryStore& m_memory;
     AgentProvider& m_agent;
-    AskPorts m_ports;
+    AskContext m_context;
     AskThreads m_files;
     QList<AskThread> m_threads;
-    std::map<QString, QString> m_pending;
-    std::map<QString, QString> m_pendingEngines;
-    std::map<QString, QString> m_errors;
-    std::map<QString, QString> m_saveFailures;
-    std::map<QString, std::shared_ptr<CancellationHandle>> m_handles;
+    QMap<QString, QString> m_pending;
+    QMap<QString, QString> m_pendingEngines;
+    QMap<QString, QString> m_errors;
+    QMap<QString, Unsaved> m_unsaved;
+    QMap<QString, Handle> m_handles;
     std::optional<AIProvider> m_provider;
 };
 

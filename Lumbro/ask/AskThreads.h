@@ -27,9 +27,10 @@ class AskThreads {
     /// A new thread without turns, under a name that no file and nothing in `taken` has. Writes nothing.
     AskThread make(const QString& question, const QDateTime& now,
                    const std::function<bool(const QString& id)>& taken) const;
-    /// Adds the turn to the thread's file and gives the thread as the file then has it, with turns that
-    /// another process has added meanwhile. On a failure nothing is written.
-    Result<AskThread> append(AskThread thread, AskTurn turn, const AskLookup& lookup) const;
+    /// Adds turns to the thread's file and gives the thread as the file then has it: what another process, or
+    /// a person, has written there meanwhile stays. `thread` is what stands for a file that is missing. On a
+    /// failure nothing is written.
+    Result<AskThread> append(AskThread thread, const QList<AskTurn>& turns, const AskLookup& lookup) const;
     /// Moves the thread's file to the Trash. Nothing to do is no failure.
     Result<> remove(const AskThread& thread) const;
 

@@ -7,12 +7,14 @@
 #include <QStringList>
 
 #include <chrono>
+#include <functional>
 #include <memory>
 #include <optional>
 
 namespace lumbro {
 
 class ChildProcess;
+enum class AIProvider;
 
 /// Shared by a caller and a run. To cancel, call `cancel`: it marks the run and asks its process to end.
 class CancellationHandle {
@@ -47,6 +49,11 @@ struct AgentRequest {
     std::optional<std::chrono::milliseconds> timeout{};
     /// Prefix of tool names without its "__": the run is stopped when no such tool has loaded.
     std::optional<QString> requireTools{};
+    /// None: the one that the settings prefer, or the user's own command.
+    std::optional<AIProvider> provider{};
+    /// Called with each piece of the reply's text as it comes, by agents that can; `isNew` tells that what
+    /// came before was not the reply. May be empty.
+    std::function<void(const QString& piece, bool isNew)> onText{};
 };
 
 /// Something that answers prompts: an agent's command line, or a stand-in. Main thread.

@@ -9,7 +9,8 @@ namespace lumbro {
 
 /// The provider choice, made anew at each run: the user's own command when the setting `customCommand` holds
 /// one, else what is registered for the provider of the setting `aiProvider`, else that provider's runner.
-/// A request that needs connectors always goes to Claude. Main thread. Everything borrowed must outlive every
+/// A request that names its provider passes the custom command over; one that needs connectors always goes to
+/// Claude. Main thread. Everything borrowed must outlive every
 /// run.
 class PreferredAgent final : public AgentProvider {
   public:
@@ -19,7 +20,7 @@ class PreferredAgent final : public AgentProvider {
     Task<Result<QString>> run(AgentRequest request, std::shared_ptr<CancellationHandle> cancel) override;
 
   private:
-    std::shared_ptr<AgentProvider> standIn() const;
+    std::shared_ptr<AgentProvider> standIn(std::optional<AIProvider> chosen) const;
 
     Settings& m_settings;
     Clock& m_clock;

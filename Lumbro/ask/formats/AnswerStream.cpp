@@ -52,11 +52,4 @@ QString AnswerStream::feed(const QString& piece) {
     return news;
 }
 
-QString AnswerStream::finish() {
-    const QString answer = AskReply::parse(m_all).text;
-    const QString rest = answer.sliced(std::min(m_shown, answer.size()));
-    m_shown = answer.size();
-    return rest;
-}
-
 }  // namespace lumbro

@@ -9,9 +9,8 @@ namespace lumbro {
 class AnswerStream {
   public:
     /// Takes the next piece of the model's text and gives what can be shown of it and of what was held back.
+    /// What is held back at the end is told by the answer as a whole.
     QString feed(const QString& piece);
-    /// The text is over: gives what is still to be shown.
-    QString finish();
     /// Begins with another text.
     void restart() { *this = {}; }
 

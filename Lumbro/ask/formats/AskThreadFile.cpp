@@ -106,7 +106,8 @@ QString turnText(const AskTurn& turn) {
 }  // namespace
 
 AskThread read(const QString& text, const QString& path, const AskLookup& lookup) {
-    const auto parsed = Frontmatter::parse(QString(text).remove(u'\r'));
+    const qsizetype mark = text.startsWith(QChar::ByteOrderMark) ? 1 : 0;
+    const auto parsed = Frontmatter::parse(text.sliced(mark).remove(u'\r'));
     TurnReader reader(lookup);
     for (const QString& line : Frontmatter::lines(parsed.body)) {
         reader.take(line);

@@ -1,0 +1,48 @@
+#pragma once
+
+#include "LumbroCore/Clock.h"
+#include "LumbroCore/Settings.h"
+#include "ask/AskQuestion.h"
+#include "ask/formats/AskInput.h"
+#include "ask/formats/AskLookup.h"
+#include "ask/formats/AskScope.h"
+#include "ask/formats/AskThread.h"
+
+#include <QString>
+
+#include <optional>
+
+namespace lumbro {
+
+class ContextLibrary;
+class MemoryStore;
+
+/// What the library and the memory know for a question and its answer. Main thread. Everything borrowed must
+/// outlive it.
+class AskContext {
+  public:
+    AskContext(const Clock& clock, const Settings& settings, const ContextLibrary& library,
+               const MemoryStore& memory, AskPorts ports);
+
+    /// The text for the model. `thread` has the earlier turns and the scope.
+    QString input(const AskQuestion& question, const AskThread& thread) const;
+    /// What the names in answers mean now. It must not outlive this.
+    AskLookup lookup() const;
+    /// What the scope is called, for people; nothing for the library and unknown captures.
+    std::optional<QString> title(const AskScope& scope) const;
+    /// The section that says what the question is about; may be empty.
+    QString scopeBlock(const AskScope& scope) const;
+
+  private:
+    QString nameOf(const AskScope& scope) const;
+    QStringList apps() const;
+    std::optional<Voice> voice() const;
+
+    const Clock& m_clock;
+    const Settings& m_settings;
+    const ContextLibrary& m_library;
+    const MemoryStore& m_memory;
+    AskPorts m_ports;
+};
+
+}  // namespace lumbro
