@@ -73,10 +73,66 @@ TEST(FileAudioSource, playsTheCommonFormatsAsFastAsItMay) {
         ASSERT_TRUE(test::eventually([&] { return ended; }));
         EXPECT_NEAR(source.duration(), 1, 0.1);
         EXPECT_NEAR(source.position(), 1, 0.1);
+        EXPECT_FALSE(source.isDamaged());
         EXPECT_EQ(listener.format, (AudioFormat{32000, 1}));
         EXPECT_NEAR(test::amplitudeOf(1000, std::span(listener.samples).subspan(4000, 16000), 32000), 0.3,
                     0.03);
         EXPECT_LT(test::amplitudeOf(440, std::span(listener.samples).subspan(4000, 16000), 32000), 0.02);
+    }
+}
+
+TEST(FileAudioSource, givesWhatCanBeReadOfADamagedFileAndSaysSo) {
+    struct Row {
+        QString name;
+        QStringList options;
+        /// Bytes of the file that are left, and that are overwritten, as parts of the whole.
+        double left = 1;
+        double from = 0;
+        double to = 0;
+        double heard = 0;
+    };
+    const std::vector<Row> rows = {
+        {u"whole.mp3"_s, {}, 1, 0, 0, 20},
+        {u"bare.mp3"_s, {u"-write_xing"_s, u"0"_s, u"-q:a"_s, u"9"_s}, 1, 0, 0, 20},
+        {u"whole.aac"_s, {}, 1, 0, 0, 20},
+        {u"whole.mkv"_s, {u"-f"_s, u"lavfi"_s, u"-i"_s, u"color=size=32x32:duration=40"_s}, 1, 0, 0, 20},
+        {u"whole.wav"_s, {}, 1, 0, 0, 20},
+        // The sizes that a program writes which can't go back to the head.
+        {u"whole.endless.wav"_s, {u"-fflags"_s, u"+bitexact"_s}, 1, 0, 0, 20},
+        {u"cut.wav"_s, {}, 0.5, 0, 0, 10},
+        {u"cut.flac"_s, {}, 0.5, 0, 0, 10},
+        {u"cut.mp3"_s, {}, 0.5, 0, 0, 10},
+        {u"cut.m4a"_s, {u"-movflags"_s, u"faststart"_s}, 0.5, 0, 0, 10},
+        {u"cut.mkv"_s, {}, 0.5, 0, 0, 10},
+        {u"hole.flac"_s, {}, 1, 0.4, 0.6, 16},
+        {u"hole.mp3"_s, {}, 1, 0.4, 0.6, 16},
+        {u"hole.m4a"_s, {u"-movflags"_s, u"faststart"_s}, 1, 0.4, 0.6, 16},
+        {u"hole.mkv"_s, {}, 1, 0.4, 0.6, 12},
+    };
+    const test::ScratchFolder folder;
+    folder.write(u"in.wav"_s, stereoFile(20));
+    for (const Row& row : rows) {
+        SCOPED_TRACE(qUtf8Printable(row.name));
+        const QStringList command{u"ffmpeg"_s, u"-v"_s, u"error"_s, u"-i"_s, folder.path(u"in.wav"_s)};
+        ASSERT_EQ(test::Program(command + row.options + QStringList{folder.path(row.name)}).wait(), 0);
+        QByteArray bytes = folder.read(row.name);
+        const auto at = [size = bytes.size()](double part) { return qsizetype(part * double(size)); };
+        const qsizetype hole = at(row.to) - at(row.from);
+        bytes.replace(at(row.from), hole, QByteArray(hole, 'x'));
+        if (row.name.contains(u"endless"_s)) {
+            bytes.replace(40, 4, QByteArray(4, '\xff'));
+        }
+        folder.write(row.name, bytes.left(at(row.left)));
+        test::TestClock clock;
+        Listener listener;
+        bool ended = false;
+        FileAudioSource source(
+            clock, folder.path(row.name),
+            {.realTime = false, .channel = {}, .mayFeed = {}, .onEnd = [&] { ended = true; }});
+        ASSERT_TRUE(test::wait(source.start(listener.consumer())));
+        ASSERT_TRUE(test::eventually([&] { return ended; }));
+        EXPECT_NEAR(source.position(), row.heard, 1.5);
+        EXPECT_EQ(source.isDamaged(), !row.name.startsWith(u"whole"_s) && !row.name.startsWith(u"bare"_s));
     }
 }
 

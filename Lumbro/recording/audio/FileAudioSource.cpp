@@ -45,6 +45,7 @@ class FileAudioSource::Worker {
     /// What the head of the file says. May be awaited beyond the worker's end.
     Task<Result<AudioFileInfo>> opened() { return opened(m_head); }
     double position() const { return m_position; }
+    bool isDamaged() const { return m_isDamaged; }
 
     /// In real time: everything up to this moment of the file may be delivered.
     void grant(double seconds) {
@@ -77,6 +78,7 @@ class FileAudioSource::Worker {
     AudioFormat m_format;
     std::vector<float> m_channel;
     std::atomic<double> m_position = 0;
+    std::atomic<bool> m_isDamaged = false;
 
     std::mutex m_lock;
     std::condition_variable m_wake;
@@ -147,6 +149,7 @@ void FileAudioSource::Worker::run() {
     while (mayDeliver()) {
         const auto piece = m_reader.read();
         if (!piece) {
+            m_isDamaged = m_reader.isDamaged();
             m_onDone();
             return;
         }
@@ -240,6 +243,10 @@ double FileAudioSource::duration() const {
 
 double FileAudioSource::position() const {
     return m_private->worker ? m_private->worker->position() : 0;
+}
+
+bool FileAudioSource::isDamaged() const {
+    return m_private->worker && m_private->worker->isDamaged();
 }
 
 }  // namespace lumbro

@@ -44,8 +44,8 @@ class FileAudioSource final : public AudioSource {
     /// nothing to hear in it.
     static Result<AudioFileInfo> probe(const QString& file);
 
-    /// Fails as `probe` does, and when the file has no such channel. A file that is broken further on ends
-    /// where it breaks.
+    /// Fails as `probe` does, and when the file has no such channel. A file that is broken further on
+    /// gives what can be read.
     Task<Result<>> start(Consumer onBuffer) override;
     void stop() override;
 
@@ -53,6 +53,9 @@ class FileAudioSource final : public AudioSource {
     double duration() const;
     /// Seconds delivered so far. Any thread.
     double position() const;
+    /// Whether sound is missing from what was delivered, because the file is broken or cut off. Known at its
+    /// end, before `onEnd`.
+    bool isDamaged() const;
 
   private:
     class Worker;

@@ -4,10 +4,41 @@
 
 #include <QFile>
 #include <QFileInfo>
+#include <QtEndian>
 
+#include <algorithm>
 #include <vector>
 
 namespace lumbro {
+
+namespace {
+
+// A reader that goes on failing where it stands is at its end.
+constexpr int mostFailures = 64;
+// Files often begin or end with a piece that is no sound.
+constexpr int harmlessFailures = 2;
+constexpr double harmlessGap = 1;
+
+/// The size that the head of a WAV file gives its sound; 0 when it gives none, as while it is written.
+qint64 wavDataSize(const QByteArray& address) {
+    constexpr qsizetype headSize = 65536;
+    constexpr quint32 unknown = 0x7FFF0000;
+    QFile file(QFile::decodeName(address.mid(address.indexOf(':') + 1)));
+    if (!file.open(QIODevice::ReadOnly)) {
+        return 0;
+    }
+    const QByteArray head = file.read(headSize);
+    for (qsizetype at = 12; at + 8 <= head.size();) {
+        const auto size = qFromLittleEndian<quint32>(head.constData() + at + 4);
+        if (head.sliced(at, 4) == "data") {
+            return size < unknown ? size : 0;
+        }
+        at += 8 + qsizetype(size) + (size % 2);
+    }
+    return 0;
+}
+
+}  // namespace
 
 struct MediaReader::Private {
     av::InputFormat input;
@@ -21,6 +52,9 @@ struct MediaReader::Private {
     AudioFormat format;
     int stream = -1;
     std::vector<float> samples;
+    double decoded = 0;
+    /// Packets that the file could not give or that could not be decoded.
+    int failures = 0;
 
     ~Private() { av_channel_layout_uninit(&converterLayout); }
 
@@ -30,6 +64,8 @@ struct MediaReader::Private {
     bool nextFrame();
     bool nextPacket();
     void convertFrame();
+    const AVStream* ours() const { return input->streams[stream]; }
+    double promised() const;
 };
 
 int MediaReader::Private::openInput(const QString& file) {
@@ -121,14 +157,20 @@ bool MediaReader::Private::prepareConverter() {
 }
 
 bool MediaReader::Private::nextPacket() {
-    while (av_read_frame(input.get(), packet.get()) >= 0) {
-        const bool ours = packet->stream_index == stream;
+    for (int inARow = 0; inARow < mostFailures;) {
+        const int status = av_read_frame(input.get(), packet.get());
+        if (status == AVERROR_EOF) {
+            break;
+        }
+        const bool ours = status >= 0 && packet->stream_index == stream;
         // A damaged packet is left out; the ones after it are often sound.
         const bool taken = ours && avcodec_send_packet(decoder.get(), packet.get()) >= 0;
         av_packet_unref(packet.get());
         if (taken) {
             return true;
         }
+        failures += ours || status < 0 ? 1 : 0;
+        inARow = status < 0 ? inARow + 1 : 0;
     }
     return avcodec_send_packet(decoder.get(), nullptr) >= 0;
 }
@@ -142,6 +184,7 @@ bool MediaReader::Private::nextFrame() {
         if (status == AVERROR_EOF) {
             return false;
         }
+        failures += status < 0 && status != AVERROR(EAGAIN) ? 1 : 0;
         if (status < 0 && !nextPacket()) {
             return false;
         }
@@ -177,6 +220,32 @@ double MediaReader::duration() const {
     return static_cast<double>(input->duration) / AV_TIME_BASE;
 }
 
+double MediaReader::Private::promised() const {
+    if (qstrcmp(input->iformat->name, "wav") == 0) {
+        // Of a file that is cut off, the reader only tells what is left.
+        const AVCodecParameters* sound = ours()->codecpar;
+        const double bytesPerSecond = double(sound->block_align) * sound->sample_rate;
+        return bytesPerSecond > 0 ? static_cast<double>(wavDataSize(input->url)) / bytesPerSecond : 0;
+    }
+    if (input->duration_estimation_method == AVFMT_DURATION_FROM_BITRATE) {
+        return 0;
+    }
+    if (ours()->duration > 0) {
+        return static_cast<double>(ours()->duration) * av_q2d(ours()->time_base);
+    }
+    // A film may well be longer than its sound.
+    return input->nb_streams == 1 ? static_cast<double>(input->duration) / AV_TIME_BASE : 0;
+}
+
+double MediaReader::position() const {
+    return m_private->decoded;
+}
+
+bool MediaReader::isDamaged() const {
+    const Private& d = *m_private;
+    return d.failures > harmlessFailures || d.promised() > d.decoded + harmlessGap;
+}
+
 std::optional<std::span<const float>> MediaReader::read() {
     Private& d = *m_private;
     // `open` has already decoded the first frame.
@@ -184,6 +253,7 @@ std::optional<std::span<const float>> MediaReader::read() {
         return std::nullopt;
     }
     d.convertFrame();
+    d.decoded += static_cast<double>(d.frame->nb_samples) / std::max(d.frame->sample_rate, 1);
     av_frame_unref(d.frame.get());
     return d.samples;
 }

@@ -24,8 +24,12 @@ class MediaReader {
     AudioFormat format() const;
     /// Seconds; 0 when the file does not say.
     double duration() const;
-    /// The next piece, valid until the next call; nothing at the end or where the file is broken.
+    /// Seconds decoded so far.
+    double position() const;
+    /// The next piece, valid until the next call; nothing at the end, or where nothing more can be read.
     std::optional<std::span<const float>> read();
+    /// Whether sound is missing from what was read, because the file is broken or cut off. After the end.
+    bool isDamaged() const;
 
   private:
     struct Private;
