@@ -14,6 +14,9 @@
 #include <cstdio>
 #include <vector>
 
+#include <fcntl.h>
+#include <unistd.h>
+
 namespace lumbro::audioArchive {
 
 namespace {
@@ -56,11 +59,21 @@ Result<qint64> copy(const QString& from, const QString& to) {
     return reader.frames();
 }
 
+/// Renames within a folder, for good: the recording is deleted after it, and a power cut may bring the two in
+/// the other order to the disk.
 Result<> moveOver(const QString& from, const QString& to) {
     if (std::rename(QFile::encodeName(from).constData(), QFile::encodeName(to).constData()) != 0) {
         return fail(qt_error_string(errno));
     }
-    return {};
+    const QByteArray folder = QFile::encodeName(QFileInfo(to).path());
+    const int descriptor = ::open(folder.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    // Some file systems know no such thing for folders.
+    const bool synced = descriptor >= 0 && (::fsync(descriptor) == 0 || errno == EINVAL);
+    const QString reason = synced ? QString() : qt_error_string(errno);
+    if (descriptor >= 0) {
+        ::close(descriptor);
+    }
+    return synced ? Result<>() : Result<>(fail(reason));
 }
 
 Result<qint64> packOrFail(const QString& caf, const QString& partial, const QString& m4a) {
