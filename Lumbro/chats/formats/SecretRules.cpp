@@ -131,7 +131,7 @@ constexpr std::array rules{
     SecretRule{"curl",
                R"((\bcurl\b[^\n]{0,500}?\s(?:-u|--user)[ =]?["']?[^\s:'"$]{1,100}:)(?![$<{\[])[^\s'"]+)",
                R"(\1[hidden])"},
-    SecretRule{"pwd=", R"((?i)(;\s?pwd=)[^;\s"']{4,})", R"(\1[hidden])"},
+    SecretRule{"pwd=", R"((?i)(;\s?pwd=)(?![/$])[^;\s"']{4,})", R"(\1[hidden])"},
     SecretRule{"machine", R"((\bmachine\s+\S+\s+login\s+\S+\s+password\s+)(?!\[)\S{4,})", R"(\1[hidden])"},
     SecretRule{"\"auth\"", R"(("auth"\s*:\s*")[A-Za-z0-9+/]{16,}={0,2}(?="))", R"(\1[hidden])"},
     // "DB_PASSWORD=…", as shells and ".env" files have it.
