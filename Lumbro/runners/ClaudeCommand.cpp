@@ -41,10 +41,13 @@ QStringList arguments(const AgentRequest& request) {
                      toolNames(request.tools).join(u','),
                      u"--setting-sources"_s,
                      QString()};
-    if (request.requireTools) {
+    if (request.requireTools || request.onText) {
         list << u"--output-format"_s << u"stream-json"_s << u"--verbose"_s;
     } else {
         list << u"--output-format"_s << u"json"_s;
+    }
+    if (request.onText) {
+        list << u"--include-partial-messages"_s;
     }
     list << connectorArguments(request.connectors);
     const QStringList allowed =

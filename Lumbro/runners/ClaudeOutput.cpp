@@ -7,8 +7,11 @@
 
 namespace lumbro::claude {
 
-EventStream::EventStream(const QString& connector)
-    : m_prefix(connector + u"__"_s), m_lines([this](const QByteArray& line) { take(line); }) {}
+EventStream::EventStream(const std::optional<QString>& connector, OnText onText)
+    : m_prefix(connector.value_or(QString()) + u"__"_s),
+      m_onText(std::move(onText)),
+      m_gate(connector ? Gate::waiting : Gate::passed),
+      m_lines([this](const QByteArray& line) { take(line); }) {}
 
 void EventStream::finish() {
     m_isLastLine = true;
@@ -18,7 +21,8 @@ void EventStream::finish() {
 void EventStream::take(const QByteArray& line) {
     const bool mayBeResult = line.contains("\"result\"");
     const bool mayBeInit = m_gate == Gate::waiting && !m_isLastLine && line.contains("init");
-    if (!mayBeResult && !mayBeInit) {
+    const bool mayBeText = m_onText && line.contains("\"stream_event\"");
+    if (!mayBeResult && !mayBeInit && !mayBeText) {
         return;
     }
     const QJsonDocument document = QJsonDocument::fromJson(line);
@@ -26,6 +30,9 @@ void EventStream::take(const QByteArray& line) {
         return;
     }
     const QJsonObject event = document.object();
+    if (const auto piece = mayBeText ? m_text.take(event) : std::nullopt) {
+        m_onText(piece->text, piece->isNew);
+    }
     if (event.value(u"type").toString() == u"result") {
         m_result = event;
     }

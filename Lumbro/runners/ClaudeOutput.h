@@ -1,21 +1,26 @@
 #pragma once
 
 #include "runners/AgentProcess.h"
+#include "runners/ClaudeText.h"
 #include "runners/LineReader.h"
 
 #include <QJsonObject>
 #include <QString>
 
+#include <functional>
 #include <optional>
 
 namespace lumbro::claude {
 
-/// Reads the event stream of a run that needs a connector. The `init` event is the gate: a run whose tools
-/// don't hold one of the connector's must be stopped before the model can act without it.
+/// Reads the event stream of a run. Where the run needs a connector, the `init` event is the gate: a run
+/// whose tools don't hold one of the connector's must be stopped before the model can act without it.
 class EventStream {
   public:
-    /// `connector` is the prefix of the tool names, without the "__" that follows it.
-    explicit EventStream(const QString& connector);
+    using OnText = std::function<void(const QString& piece, bool isNew)>;
+
+    /// `connector` is the prefix of the tool names that the run needs, without the "__" that follows it.
+    /// `onText` is called with the words of the reply as they come; may be empty.
+    explicit EventStream(const std::optional<QString>& connector, OnText onText = {});
 
     void feed(const QByteArray& piece) { m_lines.feed(piece); }
     void finish();
@@ -31,6 +36,8 @@ class EventStream {
     void take(const QByteArray& line);
 
     QString m_prefix;
+    OnText m_onText;
+    ReplyText m_text;
     Gate m_gate = Gate::waiting;
     bool m_isLastLine = false;
     std::optional<QJsonObject> m_result;

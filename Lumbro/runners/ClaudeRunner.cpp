@@ -58,8 +58,8 @@ Task<Result<QString>> runClaude(Settings& settings, Clock& clock, AgentRequest r
     }
     std::optional<claude::EventStream> events;
     AgentOutput onOutput;
-    if (request.requireTools) {
-        events.emplace(*request.requireTools);
+    if (request.requireTools || request.onText) {
+        events.emplace(request.requireTools, request.onText);
         onOutput = [&events](const QByteArray& piece) {
             events->feed(piece);
             return events->toolsAreMissing() ? AgentWish::end : AgentWish::goOn;

@@ -5,7 +5,11 @@
 #include "runners/ExecutableSearch.h"
 
 #include <QDir>
+#include <QStringDecoder>
 #include <QStringList>
+
+#include <memory>
+#include <utility>
 
 namespace lumbro {
 
@@ -114,6 +118,21 @@ Result<QString> judge(const AgentEnd& end) {
                      : fail(u"Your command gave no answer."_s);
 }
 
+/// Hands on what the command prints, as text.
+AgentOutput printedText(const AgentRequest& request) {
+    if (!request.onText) {
+        return {};
+    }
+    const auto decoder = std::make_shared<QStringDecoder>(QStringDecoder::Utf8);
+    return [onText = request.onText, decoder, isNew = true](const QByteArray& piece) mutable {
+        const QString text = decoder->decode(piece);
+        if (!text.isEmpty()) {
+            onText(text, std::exchange(isNew, false));
+        }
+        return AgentWish::goOn;
+    };
+}
+
 Task<Result<QString>> runCommand(Clock& clock, QString commandLine, AgentRequest request,
                                  std::shared_ptr<CancellationHandle> cancel) {
     auto command = commandFor(request, commandLine);
@@ -122,7 +141,8 @@ Task<Result<QString>> runCommand(Clock& clock, QString commandLine, AgentRequest
     }
     request.context.clear();
     const QString program = command->program;
-    const auto end = co_await runAgentProcess(std::move(*command), clock, request.timeout, cancel, {});
+    const auto end =
+        co_await runAgentProcess(std::move(*command), clock, request.timeout, cancel, printedText(request));
     if (cancel && cancel->isCancelled) {
         co_return std::unexpected(agents::cancelled());
     }

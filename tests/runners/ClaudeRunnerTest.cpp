@@ -1,6 +1,7 @@
 #include "LumbroCore/ChildProcess.h"
 #include "runners/AgentProcess.h"
 #include "runners/ClaudeRunner.h"
+#include "runners/ClaudeText.h"
 #include "tests/support/FakeAgents.h"
 #include "tests/support/ScratchFolder.h"
 #include "tests/support/TestClock.h"
@@ -308,5 +309,58 @@ TEST_F(ClaudeRunnerTest, manyRunsAtOnceShareNothing) {
         EXPECT_EQ(std::ranges::count_if(
                       answers, [&](const QString& text) { return text.contains(u"- run %1"_s.arg(i)); }),
                   1);
+    }
+}
+
+TEST_F(ClaudeRunnerTest, theReplysWordsComeWhileItIsWritten) {
+    agents.mode("typing");
+    agents.set("REPLY", "Send it on Friday.");
+    agents.close();
+    QString shown;
+    int texts = 0;
+    AgentRequest request{.instruction = u"Go."_s, .model = u"sonnet"_s};
+    request.onText = [&](const QString& piece, bool isNew) {
+        texts += isNew ? 1 : 0;
+        shown = isNew ? piece : shown + piece;
+    };
+    start(request);
+    ASSERT_TRUE(test::eventually([&] { return shown == u"Send it o"; })) << qPrintable(shown);
+    EXPECT_EQ(texts, 2);
+    EXPECT_FALSE(outcome);
+    agents.open();
+    ASSERT_TRUE(test::eventually([&] { return outcome.has_value(); }));
+    EXPECT_EQ(*outcome, u"Send it on Friday."_s);
+    EXPECT_EQ(shown, u"Send it on Friday."_s);
+    EXPECT_TRUE(lastArguments().join(u' ').contains(
+        u"--output-format stream-json --verbose --include-partial-messages --strict-mcp-config"_s));
+}
+
+TEST(ClaudeText, onlyWordsOfTheReplyItselfAreTaken) {
+    struct Row {
+        const char* event;
+        std::optional<claude::ReplyText::Piece> piece;
+    };
+    const Row rows[] = {
+        {R"({"type":"stream_event","event":{"type":"content_block_delta","delta":{"type":"text_delta","text":"a"}}})",
+         {{u"a"_s, true}}},
+        {R"({"type":"stream_event","event":{"type":"content_block_delta","delta":{"type":"text_delta","text":"b"}}})",
+         {{u"b"_s, false}}},
+        {R"({"type":"stream_event","event":{"type":"content_block_delta","delta":{"type":"thinking_delta","thinking":"t"}}})",
+         {}},
+        {R"({"type":"stream_event","parent_tool_use_id":"x","event":{"type":"message_start"}})", {}},
+        {R"({"type":"assistant","event":{"type":"content_block_delta","delta":{"type":"text_delta","text":"c"}}})",
+         {}},
+        {R"({"type":"stream_event","event":{"type":"content_block_delta","delta":{"type":"text_delta","text":7}}})",
+         {}},
+        {R"({"type":"stream_event","event":[]})", {}},
+        {R"({"type":"stream_event","event":{"type":"content_block_start","content_block":{"type":"tool_use","text":"d"}}})",
+         {}},
+        {R"({"type":"stream_event","event":{"type":"message_start"}})", {}},
+        {R"({"type":"stream_event","event":{"type":"content_block_start","content_block":{"type":"text","text":"e"}}})",
+         {{u"e"_s, true}}},
+    };
+    claude::ReplyText text;
+    for (const Row& row : rows) {
+        EXPECT_EQ(text.take(json::object(row.event)), row.piece) << row.event;
     }
 }

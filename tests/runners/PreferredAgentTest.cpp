@@ -7,6 +7,7 @@
 #include <QFile>
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 using namespace lumbro;
 using namespace std::chrono_literals;
@@ -55,6 +56,8 @@ TEST_F(PreferredAgentTest, theChoiceIsMadeAnewAtEachRun) {
     settings.set(u"customCommand"_s, u"/bin/echo custom"_s);
     EXPECT_EQ(answer(), u"custom");
     EXPECT_EQ(answer({.connectors = AgentConnectors{}}), u"claude");
+    EXPECT_EQ(answer({.provider = AIProvider::codex}), u"registered");
+    EXPECT_EQ(answer({.provider = AIProvider::claude}), u"claude");
 
     settings.set(u"customCommand"_s, u"  "_s);
     providers.registerProvider(AIProvider::codex, nullptr);
@@ -80,6 +83,27 @@ TEST(CommandProvider, theCommandSeesThePromptAndItsOutputIsTheAnswer) {
     const auto answer = test::wait(agent.run({.systemPrompt = QString(200'000, u'x')}, nullptr));
     ASSERT_TRUE(answer.has_value()) << qPrintable(answer.error().message);
     EXPECT_GT(answer->size(), 200'000);
+}
+
+TEST(CommandProvider, whatTheCommandPrintsIsHandedOnAsItComes) {
+    const test::ScratchFolder folder;
+    test::TestClock clock;
+    // The second piece begins in the middle of a character, and comes once the first has been seen.
+    ASSERT_EQ(mkfifo(folder.path(u"seen"_s).toUtf8().constData(), 0600), 0);
+    const QString script =
+        u"printf 'caf\\303'; read line < %1; printf '\\251 au lait\\n'"_s.arg(folder.path(u"seen"_s));
+    CommandProvider agent(clock, u"/bin/sh -c \"%1\""_s.arg(script));
+    AgentRequest request;
+    QString shown;
+    request.onText = [&](const QString& piece, bool isNew) {
+        EXPECT_EQ(isNew, shown.isEmpty());
+        shown += piece;
+        if (shown == u"caf") {
+            folder.write(u"seen"_s, "\n");
+        }
+    };
+    EXPECT_EQ(test::wait(agent.run(request, nullptr)), u"café au lait"_s);
+    EXPECT_EQ(shown, u"café au lait\n"_s);
 }
 
 TEST(CommandProvider, theCommandLineIsQuotedAsInAShell) {

@@ -119,6 +119,25 @@ void printInit(const QStringList& tools) {
                {u"tools"_s, QJsonArray::fromStringList(tools)}});
 }
 
+void printPart(const QJsonObject& event) {
+    printLine(
+        {{u"type"_s, u"stream_event"_s}, {u"parent_tool_use_id"_s, QJsonValue::Null}, {u"event"_s, event}});
+}
+
+void beginMessage() {
+    printPart({{u"type"_s, u"message_start"_s}});
+    printPart({{u"type"_s, u"content_block_start"_s},
+               {u"content_block"_s, QJsonObject{{u"type"_s, u"text"_s}, {u"text"_s, QString()}}}});
+}
+
+/// Prints a text the way it comes from a model: a few characters at a time.
+void type(const QString& text) {
+    for (qsizetype at = 0; at < text.size(); at += 3) {
+        printPart({{u"type"_s, u"content_block_delta"_s},
+                   {u"delta"_s, QJsonObject{{u"type"_s, u"text_delta"_s}, {u"text"_s, text.mid(at, 3)}}}});
+    }
+}
+
 void printResult(const Call& call, const QString& text, bool isError = false) {
     if (call.isCodex) {
         printLine({{u"type"_s, u"thread.started"_s}});
@@ -150,13 +169,31 @@ int waitForTerm() {
     }
 }
 
-int answer(const Call& call) {
+void waitForGate() {
     const QString gate = qEnvironmentVariable("FAKE_AGENT_GATE");
     while (!gate.isEmpty() && !QFileInfo::exists(gate)) {
         usleep(5000);
     }
+}
+
+int answer(const Call& call) {
+    waitForGate();
     printResult(call, reply(call));
     return 0;
+}
+
+/// Says what it is about to do, begins the reply, and ends it behind the gate.
+int typing(const Call& call) {
+    const QString text = reply(call);
+    if (call.argv.contains(u"--include-partial-messages"_s)) {
+        beginMessage();
+        type(u"Let me look that up."_s);
+        beginMessage();
+        type(text.first(text.size() / 2));
+        waitForGate();
+        type(text.sliced(text.size() / 2));
+    }
+    return answer(call);
 }
 
 int flood(const Call&) {
@@ -225,6 +262,7 @@ int noisy(const Call& call) {
 const std::map<QString, int (*)(const Call&)>& modes() {
     static const std::map<QString, int (*)(const Call&)> table{
         {u"answer"_s, answer},
+        {u"typing"_s, typing},
         {u"silent"_s, [](const Call&) { return 0; }},
         {u"garbage"_s, [](const Call&) { return print("\xff\xfe\x00 {{{ not json"), 0; }},
         {u"flood"_s, flood},
