@@ -13,15 +13,6 @@ namespace {
 constexpr int pointsOfTerm = 10;
 constexpr int pointsOfNotes = 3;
 constexpr int pointsOfTitle = 30;
-constexpr qsizetype most = CaptureResult::maxHits;
-
-bool isAscii(QByteArrayView text) {
-    unsigned char all = 0;
-    for (const char byte : text) {
-        all |= static_cast<unsigned char>(byte);
-    }
-    return all < 0x80;
-}
 
 bool continues(char byte) {
     return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80;
@@ -34,26 +25,71 @@ bool areAligned(QByteArrayView text, QByteArrayView folded) {
                       [](char left, char right) { return continues(left) == continues(right); });
 }
 
-void keepBest(std::vector<CaptureDocument::Match::Hit>& hits, CaptureDocument::Match::Hit hit) {
-    const auto place = std::ranges::upper_bound(hits, hit.score, std::ranges::greater(),
-                                                &CaptureDocument::Match::Hit::score);
-    if (place - hits.begin() < most) {
-        hits.insert(place, hit);
-        hits.resize(std::min(hits.size(), size_t(most)));
+/// Makes ASCII lower case, which is nearly all of most texts. `out` may be `text`.
+void foldAscii(QByteArrayView text, char* out) {
+    for (qsizetype i = 0; i < text.size(); ++i) {
+        const auto byte = static_cast<unsigned char>(text[i]);
+        out[i] = char(byte + ((byte - unsigned('A') < 26U) ? 0x20 : 0));
     }
+}
+
+/// Makes lower case in place of the letters and signs that European languages add to ASCII; none of them is
+/// composed of others. False when there are any others.
+bool foldLatin(char* text, qsizetype size) {
+    constexpr quint64 highBits = 0x8080808080808080;
+    for (qsizetype i = 0; i < size; ++i) {
+        quint64 eight = highBits;
+        while (i + 8 <= size && (std::memcpy(&eight, text + i, sizeof eight), (eight & highBits) == 0)) {
+            i += 8;
+        }
+        const auto byte = i < size ? static_cast<unsigned char>(text[i]) : 0;
+        if (byte < 0x80) {
+            continue;
+        }
+        const auto next = static_cast<unsigned char>(text[++i]);
+        if (byte == 0xC3) {
+            // U+00C0 to U+00DE, but for the sign of multiplication.
+            const bool isCapital = next <= 0x9E && next != 0x97;
+            text[i] = char(next + (isCapital ? 0x20 : 0));
+        } else if (byte == 0xE2 && next == 0x80 && static_cast<unsigned char>(text[i + 1]) > 0x81) {
+            ++i;  // Dashes, quotation marks and the ellipsis.
+        } else if (byte != 0xC2) {
+            return false;
+        }
+    }
+    return true;
+}
+
+template <typename T>
+char* putBytes(char* place, const T* values, qsizetype count) {
+    std::memcpy(place, values, size_t(count) * sizeof(T));
+    return place + size_t(count) * sizeof(T);
 }
 
 }  // namespace
 
+void CaptureDocument::Match::keepIfBest(const Hit& hit) {
+    size_t place = count;
+    while (place > 0 && best[place - 1].score < hit.score) {
+        --place;
+    }
+    if (place == best.size()) {
+        return;
+    }
+    count = std::min(count + 1, best.size());
+    std::move_backward(best.begin() + place, best.begin() + count - 1, best.begin() + count);
+    best[place] = hit;
+}
+
 QByteArrayView CaptureDocument::text(size_t line) const {
     // Between two lines stands one byte.
     const qsizetype end = line + 1 < size() ? m_lines[line + 1].begin - 1 : m_text.size();
-    return QByteArrayView(m_text).sliced(m_lines[line].begin, end - m_lines[line].begin);
+    return m_text.sliced(m_lines[line].begin, end - m_lines[line].begin);
 }
 
 QByteArrayView CaptureDocument::folded(size_t line) const {
     const qsizetype end = line + 1 < size() ? m_lines[line + 1].foldedBegin - 1 : m_foldedLines;
-    return QByteArrayView(m_folded).sliced(m_lines[line].foldedBegin, end - m_lines[line].foldedBegin);
+    return m_folded.sliced(m_lines[line].foldedBegin, end - m_lines[line].foldedBegin);
 }
 
 size_t CaptureDocument::lineAt(qsizetype place) const {
@@ -68,7 +104,7 @@ std::optional<CaptureDocument::Match> CaptureDocument::match(std::span<const sea
         return std::nullopt;
     }
     counts.assign(size(), 0);
-    const auto lines = QByteArrayView(m_folded).first(m_foldedLines);
+    const auto lines = m_folded.first(m_foldedLines);
     for (const searchText::Needle& needle : needles) {
         for (qsizetype place = needle.find(lines); place >= 0;) {
             const size_t line = lineAt(place);
@@ -81,13 +117,13 @@ std::optional<CaptureDocument::Match> CaptureDocument::match(std::span<const sea
     for (size_t line = 0; line < size(); ++line) {
         if (counts[line] > 0) {
             const bool isNotes = m_lines[line].kind == SearchHit::Kind::notes;
-            keepBest(match.hits, {line, counts[line] * pointsOfTerm + (isNotes ? pointsOfNotes : 0)});
+            match.keepIfBest({line, counts[line] * pointsOfTerm + (isNotes ? pointsOfNotes : 0)});
             ++all;
         }
     }
     constexpr int mostCounted = 10;
     match.score = (counts.empty() ? 0 : counts.front() * pointsOfTitle) + std::min(all, mostCounted) +
-                  (match.hits.empty() ? 0 : match.hits.front().score);
+                  (match.count == 0 ? 0 : match.best.front().score);
     return match;
 }
 
@@ -109,11 +145,12 @@ QString CaptureDocument::snippet(size_t line, std::span<const searchText::Needle
 }
 
 void CaptureDocumentBuilder::add(SearchHit::Kind kind, QByteArrayView text) {
-    closeLine();
+    if (!m_lines.empty()) {
+        m_text.append('\n');
+    }
     CaptureDocument::Line& line = m_lines.emplace_back();
     line.kind = kind;
     line.begin = quint32(m_text.size());
-    line.foldedBegin = quint32(m_folded.size());
     line.handoff = quint16(std::max(qsizetype(1), m_handoffs.size()) - 1);
     append(text);
 }
@@ -125,7 +162,9 @@ void CaptureDocumentBuilder::addSpeech(Speaker speaker, double time, QByteArrayV
 }
 
 void CaptureDocumentBuilder::append(QByteArrayView text) {
-    m_text.append(text);
+    const qsizetype before = m_text.size();
+    m_text.resize(before + text.size());
+    std::ranges::copy(text, m_text.data() + before);
 }
 
 void CaptureDocumentBuilder::addLines(SearchHit::Kind kind, QByteArrayView text, bool skipsHeadings) {
@@ -145,75 +184,55 @@ void CaptureDocumentBuilder::beginHandoff(const QString& engine) {
 }
 
 CaptureDocument CaptureDocumentBuilder::take(CaptureKind kind) {
-    closeLine();
-    CaptureDocument document;
-    if (!m_lines.empty()) {
-        m_text.chop(1);
-        m_folded.chop(1);
-    }
-    document.m_foldedLines = m_folded.size();
+    fold();
+    const qsizetype lines = m_folded.size();
     m_folded += '\n' + rawValue(kind).toUtf8();
-    // Copies, which are as long as they need to be; the room stays for the next document.
-    document.m_text = QByteArray(m_text.constData(), m_text.size());
-    document.m_folded = QByteArray(m_folded.constData(), m_folded.size());
-    document.m_lines = std::vector(m_lines.begin(), m_lines.end());
+    CaptureDocument document;
+    const auto count = std::ssize(m_lines);
+    document.m_memory = m_blocks.take(m_lines.size() * sizeof(CaptureDocument::Line) +
+                                      size_t(m_folded.size() + m_text.size()));
+    char* begin = reinterpret_cast<char*>(document.m_memory.get());
+    char* folded = putBytes(begin, m_lines.data(), count);
+    char* text = putBytes(folded, m_folded.constData(), m_folded.size());
+    putBytes(text, m_text.constData(), m_text.size());
+    document.m_lines = {reinterpret_cast<const CaptureDocument::Line*>(begin), m_lines.size()};
+    document.m_folded = QByteArrayView(folded, m_folded.size());
+    document.m_text = QByteArrayView(text, m_text.size());
+    document.m_foldedLines = lines;
     document.m_handoffs = std::exchange(m_handoffs, {});
     m_text.resize(0);
-    m_folded.resize(0);
     m_lines.clear();
     return document;
 }
 
-void CaptureDocumentBuilder::closeLine() {
-    if (m_lines.empty()) {
+/// Makes the folded form of all lines; the text may become composed.
+void CaptureDocumentBuilder::fold() {
+    m_folded.resize(m_text.size());
+    foldAscii(m_text, m_folded.data());
+    if (foldLatin(m_folded.data(), m_folded.size())) {
+        for (CaptureDocument::Line& line : m_lines) {
+            line.foldedBegin = line.begin;
+        }
         return;
     }
-    CaptureDocument::Line& line = m_lines.back();
-    const auto text = QByteArrayView(m_text).sliced(line.begin);
-    if (!foldFast(text)) {
-        // Composed, as the terms are: a letter and its accent may also have come as two.
-        const QString composed = QString::fromUtf8(text).normalized(QString::NormalizationForm_C);
-        m_folded += composed.toLower().toUtf8();
-        m_text.truncate(line.begin);
-        m_text += composed.toUtf8();
-        line.isAligned = areAligned(QByteArrayView(m_text).sliced(line.begin),
-                                    QByteArrayView(m_folded).sliced(line.foldedBegin));
+    // Composed, as the terms are: a letter and its accent may also have come as two.
+    const QByteArray text = std::exchange(m_text, {});
+    m_folded.resize(0);
+    for (size_t i = 0; i < m_lines.size(); ++i) {
+        CaptureDocument::Line& line = m_lines[i];
+        const qsizetype end = i + 1 < m_lines.size() ? m_lines[i + 1].begin - 1 : text.size();
+        const QString composed = QString::fromUtf8(QByteArrayView(text).sliced(line.begin, end - line.begin))
+                                     .normalized(QString::NormalizationForm_C);
+        const QByteArray shown = composed.toUtf8();
+        const QByteArray folded = composed.toLower().toUtf8();
+        line.isAligned = areAligned(shown, folded);
+        line.begin = quint32(m_text.size());
+        line.foldedBegin = quint32(m_folded.size());
+        m_text += shown + '\n';
+        m_folded += folded + '\n';
     }
-    m_text += '\n';
-    m_folded += '\n';
-}
-
-/// Folds plain ASCII text, which most text is, with the letters and signs that European languages add to it.
-/// None of them is composed of others. False, with nothing added, for any other text.
-bool CaptureDocumentBuilder::foldFast(QByteArrayView text) {
-    const qsizetype begin = m_folded.size();
-    m_folded.resize(begin + text.size());
-    char* out = m_folded.data() + begin;
-    for (qsizetype i = 0; i < text.size(); ++i) {
-        const auto byte = static_cast<unsigned char>(text[i]);
-        out[i] = char(byte + ((byte - unsigned('A') < 26U) ? 0x20 : 0));
-    }
-    if (isAscii(text)) {
-        return true;
-    }
-    for (qsizetype i = 0; i < text.size(); ++i) {
-        const auto byte = static_cast<unsigned char>(text[i]);
-        if (byte < 0x80) {
-            continue;
-        }
-        const auto next = static_cast<unsigned char>(text[++i]);
-        if (byte == 0xC3) {
-            // U+00C0 to U+00DE, but for the sign of multiplication.
-            const bool isCapital = next <= 0x9E && next != 0x97;
-            out[i] = char(next + (isCapital ? 0x20 : 0));
-        } else if (byte == 0xE2 && next == 0x80 && static_cast<unsigned char>(text[i + 1]) > 0x81) {
-            ++i;  // Dashes, quotation marks and the ellipsis.
-        } else if (byte != 0xC2) {
-            m_folded.truncate(begin);
-            return false;
-        }
-    }
-    return true;
+    m_text.chop(1);
+    m_folded.chop(1);
 }
 
 }  // namespace lumbro

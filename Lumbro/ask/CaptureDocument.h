@@ -2,6 +2,7 @@
 
 #include "ask/SearchHit.h"
 #include "ask/SearchText.h"
+#include "ask/TextBlocks.h"
 #include "library/formats/TranscriptSegment.h"
 
 #include <QByteArray>
@@ -10,6 +11,7 @@
 #include <QString>
 #include <QStringList>
 
+#include <array>
 #include <optional>
 #include <span>
 #include <vector>
@@ -43,8 +45,12 @@ class CaptureDocument {
             int score = 0;
         };
         /// The best ones, best first; equal ones in the order of the document.
-        std::vector<Hit> hits;
+        std::array<Hit, CaptureResult::maxHits> best;
+        size_t count = 0;
         int score = 0;
+
+        std::span<const Hit> hits() const { return {best.data(), count}; }
+        void keepIfBest(const Hit& hit);
     };
 
     /// Nothing when a term occurs nowhere in the capture. `counts` is room for the work, kept between calls.
@@ -64,11 +70,13 @@ class CaptureDocument {
 
     size_t lineAt(qsizetype place) const;
 
-    QByteArray m_text;
+    /// Holds what the others view.
+    TextBlocks::Piece m_memory;
+    std::span<const Line> m_lines;
+    QByteArrayView m_text;
     /// The lines in their folded form, then the word of the capture's kind, which is no line.
-    QByteArray m_folded;
+    QByteArrayView m_folded;
     qsizetype m_foldedLines = 0;
-    std::vector<Line> m_lines;
     QStringList m_handoffs;
 };
 
@@ -88,9 +96,9 @@ class CaptureDocumentBuilder {
     CaptureDocument take(CaptureKind kind);
 
   private:
-    void closeLine();
-    bool foldFast(QByteArrayView text);
+    void fold();
 
+    TextBlocks m_blocks;
     QByteArray m_text;
     QByteArray m_folded;
     std::vector<CaptureDocument::Line> m_lines;

@@ -3,8 +3,12 @@
 #include "LumbroCore/Literals.h"
 #include "memory/formats/WikiLink.h"
 
+#include <QStringDecoder>
+
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <cstdio>
 
 namespace lumbro::highlight {
 
@@ -38,8 +42,24 @@ qsizetype backward(QByteArrayView text, qsizetype from, qsizetype count) {
     return from;
 }
 
-QString shown(QByteArrayView text) {
-    return QString::fromUtf8(text).replace(u'\n', u' ');
+/// The text on one line, with "…" where something was left out.
+QString shown(QByteArrayView text, bool isCutBefore, bool isCutAfter) {
+    // At once in the room that it needs: a search may show thousands.
+    QString all(text.size() + 2, Qt::Uninitialized);
+    QChar* end = all.data();
+    if (isCutBefore) {
+        *end++ = u'…';
+    }
+    QStringDecoder decoder(QStringDecoder::Utf8,
+                           QStringDecoder::Flag::Stateless | QStringDecoder::Flag::ConvertInitialBom);
+    QChar* begin = end;
+    end = decoder.appendToBuffer(end, text);
+    std::replace(begin, end, QChar(u'\n'), QChar(u' '));
+    if (isCutAfter) {
+        *end++ = u'…';
+    }
+    all.truncate(end - all.data());
+    return all;
 }
 
 /// The UTF-16 unit of `text` from which unit `place` of its lower case was made.
@@ -93,22 +113,20 @@ QString snippet(const QString& text, const QStringList& terms) {
 
 QString piece(QByteArrayView text, qsizetype place) {
     if (forward(text, 0, wholeUpTo) == text.size()) {
-        return shown(text);
+        return shown(text, false, false);
     }
     const qsizetype begin = backward(text, std::max(place, qsizetype(0)), before);
     const qsizetype end = forward(text, begin, pieceLength);
-    return (begin > 0 ? u"…"_s : QString()) + shown(text.sliced(begin, end - begin)) +
-           (end < text.size() ? u"…"_s : QString());
+    return shown(text.sliced(begin, end - begin), begin > 0, end < text.size());
 }
 
 QString speechLabel(Speaker speaker, double seconds) {
     // A broken file may hold any number; what no recording reaches is cut.
     constexpr double limit = 3'600'000.0;
     const auto whole = int(std::floor(std::clamp(seconds, 0.0, limit)));
-    const auto digits = [](int number) {
-        return number < 10 ? u'0' + QString::number(number) : QString::number(number);
-    };
-    return rawValue(speaker) + u" · "_s + digits(whole / 60) + u':' + digits(whole % 60);
+    std::array<char, 24> time{};
+    const int size = std::snprintf(time.data(), time.size(), "%02d:%02d", whole / 60, whole % 60);
+    return (speaker == Speaker::me ? u"Me · "_s : u"Them · "_s) + QLatin1StringView(time.data(), size);
 }
 
 std::vector<std::pair<qsizetype, qsizetype>> matches(const QString& text, const QStringList& terms) {

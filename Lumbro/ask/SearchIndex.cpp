@@ -41,13 +41,13 @@ CaptureResult resultOf(const CaptureRecord& record, const CaptureDocument& docum
                        const CaptureDocument::Match& match, const Needles& needles,
                        const QMap<QString, QString>& engineNames) {
     CaptureResult result{record, {}, match.score};
-    result.hits.reserve(std::ssize(match.hits));
-    for (const auto& [index, score] : match.hits) {
+    result.hits.reserve(std::ssize(match.hits()));
+    const SidebarItem item = SidebarItem::capture(record.id());
+    for (const auto& [index, score] : match.hits()) {
         const CaptureDocument::Line& line = document.line(index);
         const bool isHandoff = line.kind == SearchHit::Kind::handoff;
         result.hits.append({line.kind, labelOf(document, line, engineNames), document.snippet(index, needles),
-                            SidebarItem::capture(record.id()),
-                            isHandoff ? LibraryTab::handoffs : LibraryTab::transcript,
+                            item, isHandoff ? LibraryTab::handoffs : LibraryTab::transcript,
                             line.time < 0 ? std::nullopt : std::optional(line.time), score});
     }
     return result;

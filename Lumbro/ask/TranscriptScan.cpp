@@ -10,21 +10,24 @@ namespace lumbro {
 namespace {
 
 bool isHex(char c) {
-    return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
+    const auto letter = unsigned(c | 0x20) - 'a';
+    return unsigned(c) - '0' < 10U || letter < 6U;
 }
 
-/// The usual form with dashes, and not the id of nothing.
+/// The usual form with dashes, and not the id of nothing. Without a branch for each letter, since there are
+/// many ids.
 bool isId(QByteArrayView text) {
     constexpr qsizetype length = 36;
-    bool isNull = true;
-    for (qsizetype i = 0; i < text.size(); ++i) {
-        const bool isDash = i == 8 || i == 13 || i == 18 || i == 23;
-        if (isDash ? text[i] != '-' : !isHex(text[i])) {
-            return false;
-        }
-        isNull = isNull && (isDash || text[i] == '0');
+    if (text.size() != length || text[8] != '-' || text[13] != '-' || text[18] != '-' || text[23] != '-') {
+        return false;
     }
-    return text.size() == length && !isNull;
+    int digits = 0;
+    int zeros = 0;
+    for (qsizetype i = 0; i < length; ++i) {
+        digits += isHex(text[i]) ? 1 : 0;
+        zeros += text[i] == '0' ? 1 : 0;
+    }
+    return digits == length - 4 && zeros < digits;
 }
 
 void appendUtf8(char32_t scalar, QByteArray& out) {
@@ -45,10 +48,14 @@ class Scanner {
         ++m_at;
         return true;
     }
-    /// The key with the colon behind it.
+    /// A key, as it stands with its quotes, and the colon behind it.
     bool takeKey(QByteArrayView key) {
-        QByteArrayView text;
-        return takePlain(text) && text == key && take(':');
+        if (isAtEnd() || m_end - m_at < key.size() ||
+            std::memcmp(m_at, key.data(), size_t(key.size())) != 0) {
+            return false;
+        }
+        m_at += key.size();
+        return take(':');
     }
     /// A string as it stands between its quotes; `escaped` tells of a backslash in it.
     bool takeString(QByteArrayView& text, bool& escaped) {
@@ -57,19 +64,23 @@ class Scanner {
             return false;
         }
         const char* begin = m_at;
-        for (; m_at != m_end && *m_at != '"'; ++m_at) {
-            if (static_cast<unsigned char>(*m_at) < ' ') {
+        for (;;) {
+            const auto* quote = static_cast<const char*>(std::memchr(m_at, '"', size_t(m_end - m_at)));
+            if (quote == nullptr) {
                 return false;
             }
-            if (*m_at == '\\') {
-                escaped = true;
-                if (++m_at == m_end) {
-                    return false;
-                }
+            const auto* slash = static_cast<const char*>(std::memchr(m_at, '\\', size_t(quote - m_at)));
+            if (slash == nullptr) {
+                text = QByteArrayView(begin, quote);
+                m_at = quote + 1;
+                return !hasControls(text);
             }
+            escaped = true;
+            if (m_end - slash < 2) {
+                return false;
+            }
+            m_at = slash + 2;
         }
-        text = QByteArrayView(begin, m_at);
-        return m_at++ != m_end;
     }
     bool takePlain(QByteArrayView& text) {
         bool escaped = false;
@@ -78,22 +89,30 @@ class Scanner {
     /// A time in a recording: digits with at most one fraction, and no needless zero in front, which is no
     /// JSON.
     bool takeNumber(double& value) {
+        // So many digits are a whole number that a double holds, and dividing it rounds as reading it does.
         constexpr qsizetype most = 15;
         if (isAtEnd()) {
             return false;
         }
         const char* begin = m_at;
-        const qsizetype whole = digits();
+        quint64 number = 0;
+        const qsizetype whole = takeDigits(number);
         if (whole == 0 || (whole > 1 && *begin == '0')) {
             return false;
         }
+        double divisor = 1;
         if (m_at != m_end && *m_at == '.') {
             ++m_at;
-            if (digits() == 0) {
+            const qsizetype fraction = takeDigits(number);
+            if (fraction == 0) {
                 return false;
             }
+            for (qsizetype i = 0; i < fraction; ++i) {
+                divisor *= 10;
+            }
         }
-        return m_at - begin <= most && std::from_chars(begin, m_at, value).ptr == m_at;
+        value = double(number) / divisor;
+        return m_at - begin <= most;
     }
     /// Passes over blanks; true when nothing else is left.
     bool isAtEnd() {
@@ -104,10 +123,17 @@ class Scanner {
     }
 
   private:
-    qsizetype digits() {
+    static bool hasControls(QByteArrayView text) {
+        bool has = false;
+        for (const char c : text) {
+            has |= static_cast<unsigned char>(c) < ' ';
+        }
+        return has;
+    }
+    qsizetype takeDigits(quint64& number) {
         const char* begin = m_at;
         while (m_at != m_end && *m_at >= '0' && *m_at <= '9') {
-            ++m_at;
+            number = number * 10 + quint64(*m_at++ - '0');
         }
         return m_at - begin;
     }
@@ -188,10 +214,10 @@ bool TranscriptScan::read(QByteArrayView bytes) {
         QByteArrayView id;
         QByteArrayView speaker;
         bool escaped = false;
-        if (!scanner.take('{') || !scanner.takeKey("id") || !scanner.takePlain(id) || !isId(id) ||
-            !scanner.take(',') || !scanner.takeKey("speaker") || !scanner.takePlain(speaker) ||
-            (speaker != "Me" && speaker != "Them") || !scanner.take(',') || !scanner.takeKey("start") ||
-            !scanner.takeNumber(segment.start) || !scanner.take(',') || !scanner.takeKey("text") ||
+        if (!scanner.take('{') || !scanner.takeKey("\"id\"") || !scanner.takePlain(id) || !isId(id) ||
+            !scanner.take(',') || !scanner.takeKey("\"speaker\"") || !scanner.takePlain(speaker) ||
+            (speaker != "Me" && speaker != "Them") || !scanner.take(',') || !scanner.takeKey("\"start\"") ||
+            !scanner.takeNumber(segment.start) || !scanner.take(',') || !scanner.takeKey("\"text\"") ||
             !scanner.takeString(segment.text, escaped) || !scanner.take('}')) {
             return false;
         }
