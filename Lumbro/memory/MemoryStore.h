@@ -4,6 +4,7 @@
 #include "LumbroCore/Failure.h"
 #include "LumbroCore/Settings.h"
 #include "library/ContextLibrary.h"
+#include "memory/NewIdea.h"
 #include "memory/formats/Company.h"
 #include "memory/formats/IdeaItem.h"
 #include "memory/formats/LibrarianOps.h"
@@ -77,11 +78,7 @@ class MemoryStore final : public QObject {
     /// The mail that asks about a promise owed to the user.
     NudgeDraft nudge(const PromiseItem& promise) const;
 
-    struct NewIdea {
-        QString hook;
-        QString angle;
-        std::optional<CaptureRecord> source;
-    };
+    using NewIdea = lumbro::NewIdea;
     /// Puts ideas on top of the list, in the order given. Those without a hook are dropped. The lines
     /// written.
     QStringList addIdeas(const QList<NewIdea>& items);
@@ -108,6 +105,10 @@ class MemoryStore final : public QObject {
     void statusChanged();
 
   private:
+    /// Runs a change of the files under the lock, with the lists read before and after it.
+    template <typename Work>
+    auto change(const Work& work) -> decltype(work());
+
     struct Private;
     std::unique_ptr<Private> m_private;
 };

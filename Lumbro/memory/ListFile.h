@@ -1,0 +1,27 @@
+#pragma once
+
+#include "library/SummaryCache.h"
+
+#include <QByteArray>
+#include <QString>
+
+namespace lumbro {
+
+/// One file of the memory that is read whole.
+class ListFile {
+  public:
+    explicit ListFile(QString path);
+
+    const QString& path() const { return m_path; }
+    /// Looks at the file's metadata only. True when it is not what was read last.
+    bool hasChanged() const;
+    /// The file's bytes; empty when it is missing or cannot be read, which is logged.
+    QByteArray read();
+
+  private:
+    QString m_path;
+    FileStamp m_stamp;
+    bool m_isSettled = false;
+};
+
+}  // namespace lumbro

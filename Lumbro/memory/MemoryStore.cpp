@@ -1,0 +1,293 @@
+#include "memory/MemoryStore.h"
+
+#include "LumbroCore/AppLog.h"
+#include "LumbroCore/Literals.h"
+#include "LumbroCore/Trash.h"
+#include "memory/CompanyList.h"
+#include "memory/ListFile.h"
+#include "memory/MemoryWriter.h"
+#include "memory/PageFolder.h"
+#include "memory/formats/EmailAddresses.h"
+#include "memory/formats/MemoryIndex.h"
+#include "memory/formats/MemoryLists.h"
+#include "memory/formats/PromiseSides.h"
+
+#include <QFileInfo>
+#include <QSet>
+
+#include <algorithm>
+#include <iterator>
+#include <utility>
+
+namespace lumbro {
+
+namespace {
+
+/// Puts a value in the place of another; false when they are equal.
+template <typename Value>
+bool replaced(Value& value, Value fresh) {
+    if (value == fresh) {
+        return false;
+    }
+    value = std::move(fresh);
+    return true;
+}
+
+template <typename Item>
+std::optional<Item> found(const QList<Item>& list, QString Item::* field, const QString& value) {
+    const auto item = std::ranges::find(list, value, field);
+    return item == list.end() ? std::nullopt : std::optional(*item);
+}
+
+}  // namespace
+
+struct MemoryStore::Private {
+    Private(ContextLibrary& theLibrary, const Clock& theClock, const Settings& settings)
+        : library(theLibrary),
+          clock(theClock),
+          root(theLibrary.root() + u"/memory"_s),
+          writer(root),
+          peopleFolder(MemoryEntity::Kind::person, writer.folder(MemoryEntity::Kind::person)),
+          projectsFolder(MemoryEntity::Kind::project, writer.folder(MemoryEntity::Kind::project)),
+          promisesFile(writer.promisesFile()),
+          ideasFile(writer.ideasFile()),
+          companies(theLibrary, settings) {}
+
+    QDate today() const { return clock.now().date(); }
+    bool hasChanged() const {
+        return promisesFile.hasChanged() || ideasFile.hasChanged() || projectsFolder.hasChanged() ||
+               peopleFolder.hasChanged();
+    }
+    void logUnreadable() const {
+        for (const PageFolder* folder : {&peopleFolder, &projectsFolder}) {
+            for (const QString& name : folder->unreadable()) {
+                AppLog::error(u"memory"_s, folder->path().section(u'/', -1) + u'/' + name +
+                                               u" can't be read and is left out"_s);
+            }
+        }
+    }
+
+    ContextLibrary& library;
+    const Clock& clock;
+    QString root;
+    MemoryWriter writer;
+    PageFolder peopleFolder;
+    PageFolder projectsFolder;
+    ListFile promisesFile;
+    ListFile ideasFile;
+    QList<MemoryEntity> people;
+    QList<MemoryEntity> projects;
+    QList<PromiseItem> promises;
+    QList<IdeaItem> ideas;
+    CompanyList companies;
+    QString status;
+};
+
+MemoryStore::MemoryStore(ContextLibrary& library, const Clock& clock, const Settings& settings)
+    : m_private(std::make_unique<Private>(library, clock, settings)) {
+    connect(&library, &ContextLibrary::capturesChanged, this,
+            [this] { m_private->companies.capturesChanged(); });
+}
+
+MemoryStore::~MemoryStore() = default;
+
+QString MemoryStore::root() const {
+    return m_private->root;
+}
+
+void MemoryStore::bootstrap() {
+    change([this] {
+        m_private->writer.start();
+        return Result<>();
+    });
+}
+
+void MemoryStore::reload(bool force) {
+    Private& store = *m_private;
+    const bool hasChanged = store.hasChanged();
+    if (hasChanged || force) {
+        if (replaced(store.people, store.peopleFolder.read())) {
+            store.companies.peopleChanged();
+            Q_EMIT peopleChanged();
+        }
+        if (replaced(store.projects, store.projectsFolder.read())) {
+            Q_EMIT projectsChanged();
+        }
+        if (replaced(store.promises, memoryLists::promises(store.promisesFile.read()))) {
+            Q_EMIT promisesChanged();
+        }
+        if (replaced(store.ideas, memoryLists::ideas(store.ideasFile.read()))) {
+            Q_EMIT ideasChanged();
+        }
+        store.logUnreadable();
+    }
+    if (store.companies.reload(store.people)) {
+        Q_EMIT companiesChanged();
+    }
+    if (hasChanged) {
+        Q_EMIT filesChanged();
+    }
+}
+
+template <typename Work>
+auto MemoryStore::change(const Work& work) -> decltype(work()) {
+    const MemoryWriter::Lock lock(m_private->writer);
+    if (const auto held = lock.held(); !held) {
+        return std::unexpected(held.error());
+    }
+    reload(false);
+    const auto outcome = work();
+    reload(true);
+    return outcome;
+}
+
+const QList<MemoryEntity>& MemoryStore::people() const {
+    return m_private->people;
+}
+
+const QList<MemoryEntity>& MemoryStore::projects() const {
+    return m_private->projects;
+}
+
+const QList<PromiseItem>& MemoryStore::promises() const {
+    return m_private->promises;
+}
+
+const QList<IdeaItem>& MemoryStore::ideas() const {
+    return m_private->ideas;
+}
+
+const QList<Company>& MemoryStore::companies() const {
+    return m_private->companies.companies();
+}
+
+std::optional<MemoryEntity> MemoryStore::entity(MemoryEntity::Kind kind, const QString& id) const {
+    return found(kind == MemoryEntity::Kind::person ? people() : projects(), &MemoryEntity::id, id);
+}
+
+std::optional<Company> MemoryStore::company(const QString& domain) const {
+    return found(companies(), &Company::domain, domain.toLower());
+}
+
+std::optional<Company> MemoryStore::companyForPerson(const QString& slug) const {
+    const auto company = std::ranges::find_if(
+        companies(), [&slug](const Company& one) { return one.personSlugs.contains(slug); });
+    return company == companies().end() ? std::nullopt : std::optional(*company);
+}
+
+QList<CaptureRecord> MemoryStore::capturesWith(const QString& slug) const {
+    const auto person = entity(MemoryEntity::Kind::person, slug);
+    QList<CaptureRecord> captures;
+    if (!person) {
+        return captures;
+    }
+    QSet<QString> linked;
+    for (const TimelineEntry& entry : person->timeline) {
+        linked.insert(entry.source ? entry.source->captureID().value_or(QString()) : QString());
+    }
+    const auto tookPart = [&person](const CaptureMeta& meta) {
+        const QStringList emails = meta.attendeeEmails.value_or(QStringList());
+        return meta.attendees.value_or(QStringList()).contains(person->name, Qt::CaseInsensitive) ||
+               std::ranges::any_of(emails, [&person](const QString& email) {
+                   return person->emails.contains(email, Qt::CaseInsensitive);
+               });
+    };
+    for (const CaptureRecord& record : m_private->library.captures()) {
+        if (linked.contains(record.id()) || tookPart(record.meta)) {
+            captures.append(record);
+        }
+    }
+    return captures;
+}
+
+QString MemoryStore::status() const {
+    return m_private->status;
+}
+
+void MemoryStore::setStatus(const QString& status) {
+    if (replaced(m_private->status, status)) {
+        Q_EMIT statusChanged();
+    }
+}
+
+QString MemoryStore::index() const {
+    return memoryIndex(people(), projects(), companies(), promises());
+}
+
+Result<> MemoryStore::apply(const LibrarianOps& ops, const CaptureRecord& record) {
+    return change([&] {
+        const MemoryMerge::Known known{people(), projects(), promises()};
+        return m_private->writer.apply(known, ops, record, m_private->today());
+    });
+}
+
+bool MemoryStore::setPromise(const QString& id, bool done) {
+    return change([&] { return m_private->writer.setPromise(id, done); }).value_or(false);
+}
+
+bool MemoryStore::snoozePromise(const QString& id, int days) {
+    const QDate until = m_private->today().addDays(days);
+    return change([&] { return m_private->writer.snoozePromise(id, until); }).value_or(false);
+}
+
+QList<PromiseItem> MemoryStore::promisesInvolving(const QString& slug) const {
+    QList<PromiseItem> involving;
+    std::ranges::copy_if(promises(), std::back_inserter(involving), [&slug](const PromiseItem& promise) {
+        return promise.involvesSlugs().contains(slug);
+    });
+    return involving;
+}
+
+QList<PromiseItem> MemoryStore::duePromises(bool includeSoon) const {
+    return lumbro::duePromises(promises(), includeSoon, m_private->today());
+}
+
+NudgeDraft MemoryStore::nudge(const PromiseItem& promise) const {
+    return NudgeDraft::of(promise, email(promise.otherSlug(), promise.otherName()));
+}
+
+QStringList MemoryStore::addIdeas(const QList<NewIdea>& items) {
+    return change([&] { return m_private->writer.addIdeas(items, m_private->today()); })
+        .value_or(QStringList());
+}
+
+QString MemoryStore::createProject(const QString& name) {
+    return change([&] { return m_private->writer.createProject(name); }).value_or(QString());
+}
+
+bool MemoryStore::renameProject(const QString& slug, const QString& name) {
+    return change([&] { return m_private->writer.renameProject(slug, name); }).value_or(false);
+}
+
+Result<> MemoryStore::removePage(MemoryEntity::Kind kind, const QString& slug) {
+    return change([&]() -> Result<> {
+        const auto page = entity(kind, slug);
+        if (!page) {
+            return fail(FailureKind::notFound, u"There is no page \"%1\"."_s.arg(slug));
+        }
+        const auto moved = moveToTrash(page->url);
+        if (!moved) {
+            AppLog::error(u"memory"_s, moved.error().message);
+            return std::unexpected(moved.error());
+        }
+        return {};
+    });
+}
+
+std::optional<QString> MemoryStore::email(const std::optional<QString>& slug, const QString& name) const {
+    const auto person = slug ? entity(MemoryEntity::Kind::person, *slug) : std::nullopt;
+    if (person && !person->emails.isEmpty()) {
+        return person->emails.first();
+    }
+    for (const CaptureRecord& record : m_private->library.captures()) {
+        if (!record.meta.attendees) {
+            continue;
+        }
+        if (auto known = emailAddresses::forName(name, emailAddresses::ofAttendees(record.meta))) {
+            return known;
+        }
+    }
+    return std::nullopt;
+}
+
+}  // namespace lumbro

@@ -1,0 +1,200 @@
+#include "memory/MemoryWriter.h"
+
+#include "LumbroCore/AppLog.h"
+#include "LumbroCore/AtomicFile.h"
+#include "LumbroCore/Literals.h"
+#include "library/CaptureRepair.h"
+#include "memory/PageUpdate.h"
+#include "memory/formats/MarkdownDoc.h"
+#include "memory/formats/MemoryLists.h"
+#include "memory/formats/MemoryText.h"
+#include "memory/formats/PromiseDates.h"
+
+#include <QDateTime>
+#include <QFileInfo>
+
+#include <algorithm>
+#include <utility>
+
+namespace lumbro {
+
+namespace {
+
+using Kind = MemoryEntity::Kind;
+
+constexpr qsizetype mostName = 200;
+/// An unfinished write of this age belongs to no process that still works on it.
+constexpr qint64 staleSeconds = 60;
+
+template <typename T>
+Result<T> logged(Result<T> result) {
+    if (!result) {
+        AppLog::error(u"memory"_s, result.error().message);
+    }
+    return result;
+}
+
+void makeList(const QString& path, const QByteArray& text) {
+    const auto made = logged(updateFile(path, [&text](const std::optional<QByteArray>& bytes) {
+        return bytes ? std::nullopt : std::optional(text);
+    }));
+    Q_UNUSED(made);
+}
+
+}  // namespace
+
+MemoryWriter::Lock::Lock(const MemoryWriter& writer)
+    : m_hasFolders(writer.makeFolders()), m_lock(writer.m_root) {
+    if (const auto is = held(); !is) {
+        AppLog::error(u"memory"_s, is.error().message);
+    }
+}
+
+Result<> MemoryWriter::Lock::held() const {
+    if (!m_hasFolders) {
+        return fail(u"The memory's folder can't be made."_s);
+    }
+    if (!m_lock.isLocked()) {
+        return fail(u"The memory is being changed by another process."_s);
+    }
+    return {};
+}
+
+MemoryWriter::MemoryWriter(QString root) : m_root(std::move(root)) {}
+
+bool MemoryWriter::makeFolders() const {
+    return makePrivateFolder(m_root) && makePrivateFolder(folder(Kind::person)) &&
+           makePrivateFolder(folder(Kind::project));
+}
+
+void MemoryWriter::start() const {
+    makeList(promisesFile(), memoryLists::newPromises());
+    makeList(ideasFile(), memoryLists::newIdeas());
+    // File dates are the machine's, whatever clock the application runs on.
+    const QDateTime olderThan = QDateTime::currentDateTime().addSecs(-staleSeconds);
+    for (const QString& path : {m_root, folder(Kind::person), folder(Kind::project)}) {
+        captureRepair::removeStaleFiles(path, olderThan);
+    }
+}
+
+Result<> MemoryWriter::apply(MemoryMerge::Known known, const LibrarianOps& ops, const CaptureRecord& record,
+                             QDate today) const {
+    MemoryMerge merge(m_root, known, record);
+    Result<> outcome = merge.mergeEntities(ops);
+    const auto note = [&outcome](const auto& result) {
+        if (!result && outcome) {
+            outcome = std::unexpected(result.error());
+        }
+    };
+    const QStringList promises = merge.promiseLines(ops.promises);
+    if (!promises.isEmpty()) {
+        note(logged(updateFile(promisesFile(), [&promises](const std::optional<QByteArray>& bytes) {
+            return std::optional(memoryLists::withPromises(bytes.value_or("# Promises\n\n"), promises));
+        })));
+    }
+    for (const QString& id :
+         ops.closedPromises.first(std::min(ops.closedPromises.size(), MemoryMerge::mostLines))) {
+        note(setPromise(id, true));
+    }
+    QList<NewIdea> ideas;
+    for (const LibrarianOps::Idea& idea : ops.ideas) {
+        ideas.append({idea.hook, idea.angle.value_or(QString()), record});
+    }
+    note(addIdeas(ideas, today));
+    return outcome;
+}
+
+Result<bool> MemoryWriter::changePromises(const ListChange& change) const {
+    bool isThere = false;
+    const auto written = logged(updateFile(promisesFile(), [&](const std::optional<QByteArray>& bytes) {
+        auto changed = change(bytes.value_or(QByteArray()));
+        isThere = changed.has_value();
+        return changed;
+    }));
+    if (!written) {
+        return written;
+    }
+    return isThere;
+}
+
+Result<bool> MemoryWriter::setPromise(const QString& id, bool done) const {
+    return changePromises([&](const QByteArray& file) { return memoryLists::withBox(file, id, done); });
+}
+
+Result<bool> MemoryWriter::snoozePromise(const QString& id, QDate until) const {
+    return changePromises([&](const QByteArray& file) { return memoryLists::withSnooze(file, id, until); });
+}
+
+Result<QStringList> MemoryWriter::addIdeas(const QList<NewIdea>& items, QDate today) const {
+    const QString day = PromiseDates::text(today);
+    QStringList lines;
+    for (const NewIdea& item : items.first(std::min(items.size(), MemoryMerge::mostLines))) {
+        if (const auto line = ideaLine(item.hook, item.angle, item.source, day)) {
+            lines.append(*line);
+        }
+    }
+    if (items.size() > MemoryMerge::mostLines) {
+        AppLog::error(
+            u"memory"_s,
+            u"only the first %1 of %2 ideas were taken"_s.arg(MemoryMerge::mostLines).arg(items.size()));
+    }
+    if (lines.isEmpty()) {
+        return lines;
+    }
+    const auto written = logged(updateFile(ideasFile(), [&lines](const std::optional<QByteArray>& bytes) {
+        return std::optional(memoryLists::withIdeas(bytes.value_or("# Ideas\n"), lines));
+    }));
+    if (!written) {
+        return std::unexpected(written.error());
+    }
+    return lines;
+}
+
+Result<QString> MemoryWriter::createProject(const QString& name) const {
+    const QString title = memoryText::oneLine(name, mostName);
+    QString base = memoryText::fileSlug(title);
+    base = base.isEmpty() ? u"project"_s : base;
+    MarkdownDoc page;
+    page.setField(u"name"_s, title);
+    page.setField(u"status"_s, {});
+    page.setPreamble({QString(), u"# "_s + title, QString()});
+    const QByteArray bytes = page.render().toUtf8();
+    for (int number = 1;; ++number) {
+        const QString slug = number == 1 ? base : base + u"-%1"_s.arg(number);
+        const QString path = folder(Kind::project) + u'/' + slug + u".md"_s;
+        if (QFileInfo::exists(path)) {
+            continue;
+        }
+        const auto written = logged(updateFile(path, [&bytes](const std::optional<QByteArray>& there) {
+            return there ? std::nullopt : std::optional(bytes);
+        }));
+        if (!written) {
+            return std::unexpected(written.error());
+        }
+        if (*written) {
+            AppLog::info(u"memory"_s, u"created project "_s + slug);
+            return slug;
+        }
+    }
+}
+
+Result<bool> MemoryWriter::renameProject(const QString& slug, const QString& name) const {
+    const QString title = memoryText::oneLine(name, mostName);
+    if (title.isEmpty()) {
+        return false;
+    }
+    if (slug.contains(u'/')) {
+        return false;
+    }
+    return logged(
+        updatePage(folder(Kind::project) + u'/' + slug + u".md"_s, [&](MarkdownDoc& page, bool isNew) {
+            if (isNew || page.field(u"name") == title) {
+                return false;
+            }
+            page.setField(u"name"_s, title);
+            page.setHeading(title);
+            return true;
+        }));
+}
+
+}  // namespace lumbro

@@ -1,0 +1,120 @@
+#include "memory/PageFolder.h"
+
+#include "LumbroCore/Literals.h"
+
+#include <QFile>
+
+#include <algorithm>
+#include <chrono>
+#include <memory>
+#include <utility>
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace lumbro {
+
+namespace {
+
+constexpr qint64 mostBytes = qint64(16) * 1024 * 1024;
+
+struct CloseDir {
+    void operator()(DIR* dir) const { closedir(dir); }
+};
+using Dir = std::unique_ptr<DIR, CloseDir>;
+
+Dir openFolder(const QString& path) {
+    return Dir(opendir(QFile::encodeName(path).constData()));
+}
+
+/// The bytes of a plain file. File objects of Qt cost more than the reading of a page.
+std::optional<QByteArray> readPlain(int folder, const QByteArray& name) {
+    // Without O_NONBLOCK a fifo would hold us for ever.
+    const int file = openat(folder, name.constData(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+    if (file < 0) {
+        return std::nullopt;
+    }
+    struct stat info{};
+    std::optional<QByteArray> bytes;
+    if (fstat(file, &info) == 0 && S_ISREG(info.st_mode) && info.st_size <= mostBytes) {
+        bytes = QByteArray(info.st_size, Qt::Uninitialized);
+        const ssize_t got = ::read(file, bytes->data(), static_cast<size_t>(bytes->size()));
+        got < 0 ? bytes.reset() : bytes->truncate(got);
+    }
+    close(file);
+    return bytes;
+}
+
+}  // namespace
+
+bool isSettled(const FileStamp& stamp) {
+    using std::chrono::nanoseconds;
+    constexpr nanoseconds second = std::chrono::seconds(1);
+    const qint64 last = std::max(stamp.modified, stamp.changed);
+    // Some file systems count whole seconds only, or every other one; the others count ticks of the kernel.
+    const nanoseconds settling = last % second.count() == 0 ? 2 * second : second / 20;
+    return nanoseconds(std::chrono::system_clock::now().time_since_epoch()).count() - last > settling.count();
+}
+
+PageFolder::PageFolder(MemoryEntity::Kind kind, QString path) : m_kind(kind), m_path(std::move(path)) {}
+
+std::vector<PageFolder::Entry> PageFolder::list() const {
+    constexpr QByteArrayView ending = ".md";
+    std::vector<Entry> entries;
+    entries.reserve(m_entries.size() + 1);
+    const Dir folder = openFolder(m_path);
+    // The stream is this function's alone.
+    while (const dirent* item = folder ? readdir(folder.get()) : nullptr) {  // NOLINT(concurrency-mt-unsafe)
+        const QByteArrayView name(item->d_name);
+        if (name.endsWith(ending) && name.size() > ending.size()) {
+            entries.push_back({name.toByteArray(), {}});
+            entries.back().stamp = FileStamp::of(dirfd(folder.get()), entries.back().name);
+        }
+    }
+    return entries;
+}
+
+bool PageFolder::hasChanged() const {
+    return m_isUnsettled || list() != m_entries;
+}
+
+PageFolder::Page PageFolder::readPage(int folder, const Entry& entry) const {
+    Page page{.stamp = entry.stamp, .entity = {}, .isSettled = isSettled(entry.stamp)};
+    const auto bytes = readPlain(folder, entry.name);
+    if (bytes && QUtf8StringView(*bytes).isValidUtf8()) {
+        const QString name = QFile::decodeName(entry.name);
+        page.entity =
+            MemoryEntity::parse(m_kind, name.chopped(3), m_path + u'/' + name, QString::fromUtf8(*bytes));
+    }
+    return page;
+}
+
+QList<MemoryEntity> PageFolder::read() {
+    // Stamps are taken first: a change while we read then gives a stamp that nothing will have again.
+    m_entries = list();
+    m_unreadable.clear();
+    m_isUnsettled = false;
+    QHash<QByteArray, Page> known = std::exchange(m_pages, {});
+    QList<MemoryEntity> entities;
+    const Dir folder = openFolder(m_path);
+    for (const Entry& entry : m_entries) {
+        auto page = known.find(entry.name);
+        const bool isFresh = page == known.end() || !page->isSettled || page->stamp != entry.stamp;
+        if (isFresh) {
+            page = known.insert(entry.name, readPage(folder ? dirfd(folder.get()) : -1, entry));
+        }
+        if (page->entity) {
+            entities.append(*page->entity);
+        } else if (isFresh && page->isSettled) {
+            m_unreadable.append(QFile::decodeName(entry.name));
+        }
+        m_isUnsettled = m_isUnsettled || !page->isSettled;
+        m_pages.insert(entry.name, std::move(*page));
+    }
+    std::ranges::sort(entities, &MemoryEntity::standsBefore);
+    return entities;
+}
+
+}  // namespace lumbro

@@ -1,0 +1,62 @@
+#pragma once
+
+#include "library/SummaryCache.h"
+#include "memory/formats/MemoryEntity.h"
+
+#include <QByteArray>
+#include <QHash>
+#include <QList>
+#include <QString>
+#include <QStringList>
+
+#include <optional>
+#include <vector>
+
+namespace lumbro {
+
+/// The pages of people, or of projects. Remembers what it has read, so that only pages that changed since are
+/// read again.
+class PageFolder {
+  public:
+    PageFolder(MemoryEntity::Kind kind, QString path);
+
+    const QString& path() const { return m_path; }
+    QString page(const QString& slug) const { return m_path + u'/' + slug + QStringLiteral(".md"); }
+
+    /// Looks at the files' metadata only. True when they are not what was read last.
+    bool hasChanged() const;
+    /// The pages as they are now, in the order of lists. A file that is no UTF-8 text is left out.
+    QList<MemoryEntity> read();
+    /// Names of the files that the last `read` was the first to find unreadable.
+    const QStringList& unreadable() const { return m_unreadable; }
+
+  private:
+    struct Entry {
+        QByteArray name;
+        FileStamp stamp;
+
+        bool operator==(const Entry&) const = default;
+    };
+    struct Page {
+        FileStamp stamp;
+        /// Nothing for a file that cannot be read.
+        std::optional<MemoryEntity> entity;
+        bool isSettled = false;
+    };
+
+    std::vector<Entry> list() const;
+    Page readPage(int folder, const Entry& entry) const;
+
+    MemoryEntity::Kind m_kind;
+    QString m_path;
+    std::vector<Entry> m_entries;
+    QHash<QByteArray, Page> m_pages;
+    QStringList m_unreadable;
+    /// Some page may change once more without its stamp telling.
+    bool m_isUnsettled = true;
+};
+
+/// True when a file with this stamp cannot change any more without getting another one. Now.
+bool isSettled(const FileStamp& stamp);
+
+}  // namespace lumbro

@@ -1,0 +1,152 @@
+#include "memory/formats/MemoryLists.h"
+
+#include "LumbroCore/Literals.h"
+#include "memory/formats/PromiseDates.h"
+
+#include <algorithm>
+#include <functional>
+
+namespace lumbro::memoryLists {
+
+namespace {
+
+constexpr QByteArrayView openBox = "- [ ] ";
+constexpr QByteArrayView tickedBox = "- [x] ";
+constexpr QStringView snoozedMark = u" · snoozed ";
+
+/// Calls `read` with each line, without its "\n".
+void forEachLine(const QByteArray& file, const std::function<void(const QString& line)>& read) {
+    for (qsizetype at = 0; at < file.size();) {
+        qsizetype end = file.indexOf('\n', at);
+        end = end < 0 ? file.size() : end;
+        read(QString::fromUtf8(QByteArrayView(file).sliced(at, end - at)));
+        at = end + 1;
+    }
+}
+
+QByteArray lineEnd(const QByteArray& file) {
+    const qsizetype end = file.indexOf('\n');
+    return end > 0 && file[end - 1] == '\r' ? "\r\n" : "\n";
+}
+
+QByteArray joined(const QStringList& lines, const QByteArray& end) {
+    QByteArray bytes;
+    for (const QString& line : lines) {
+        bytes += line.toUtf8() + end;
+    }
+    return bytes;
+}
+
+/// Changes the lines of the promises with an id. A line without anchor is known by the id made from it.
+std::optional<QByteArray> changed(const QByteArray& file, const QString& id,
+                                  const std::function<void(QByteArray& line)>& change) {
+    QList<QByteArray> lines = file.split('\n');
+    bool isThere = false;
+    for (QByteArray& line : lines) {
+        const auto promise = PromiseItem::parse(QString::fromUtf8(line));
+        if (promise && promise->id == id) {
+            isThere = true;
+            change(line);
+        }
+    }
+    return isThere ? std::optional(lines.join('\n')) : std::nullopt;
+}
+
+void replaceFirst(QByteArray& line, QByteArrayView before, QByteArrayView after) {
+    const qsizetype at = line.toLower().indexOf(before);
+    if (at >= 0) {
+        line.replace(at, before.size(), after);
+    }
+}
+
+QString withoutSnooze(QString line) {
+    constexpr qsizetype daySize = 10;
+    qsizetype at = 0;
+    while ((at = line.indexOf(snoozedMark, at)) >= 0) {
+        const qsizetype day = at + snoozedMark.size();
+        if (PromiseDates::looksLikeDay(
+                QStringView(line).sliced(day).first(std::min(daySize, line.size() - day)))) {
+            line.remove(at, snoozedMark.size() + daySize);
+        } else {
+            ++at;
+        }
+    }
+    return line;
+}
+
+}  // namespace
+
+QByteArray newPromises() {
+    return "# Promises\n\nOpen loops from your meetings and notes. Tick a box when it's done.\n\n";
+}
+
+QByteArray newIdeas() {
+    return "# Ideas\n\nContent ideas from your meetings and notes, newest first.\n\n";
+}
+
+QList<PromiseItem> promises(const QByteArray& file) {
+    QList<PromiseItem> found;
+    forEachLine(file, [&found](const QString& line) {
+        if (const auto promise = PromiseItem::parse(line)) {
+            found.append(*promise);
+        }
+    });
+    return found;
+}
+
+QList<IdeaItem> ideas(const QByteArray& file) {
+    QList<IdeaItem> found;
+    forEachLine(file, [&found](const QString& line) {
+        if (const auto idea = IdeaItem::parse(line)) {
+            found.append(*idea);
+        }
+    });
+    return found;
+}
+
+QByteArray withPromises(const QByteArray& file, const QStringList& lines) {
+    if (lines.isEmpty()) {
+        return file;
+    }
+    const QByteArray end = lineEnd(file);
+    QByteArray bytes = file;
+    while (bytes.endsWith('\n') || bytes.endsWith('\r')) {
+        bytes.chop(1);
+    }
+    return bytes + (bytes.isEmpty() ? QByteArray() : end) + joined(lines, end);
+}
+
+QByteArray withIdeas(const QByteArray& file, const QStringList& lines) {
+    const QByteArray end = lineEnd(file);
+    const QByteArray fresh = joined(lines, end);
+    if (file.startsWith("- ")) {
+        return fresh + file;
+    }
+    const qsizetype before = file.indexOf("\n- ");
+    if (before >= 0) {
+        return QByteArray(file).insert(before + 1, fresh);
+    }
+    return file + (file.isEmpty() || file.endsWith('\n') ? QByteArray() : end) + fresh;
+}
+
+std::optional<QByteArray> withBox(const QByteArray& file, const QString& id, bool done) {
+    return changed(file, id, [done](QByteArray& line) {
+        done ? replaceFirst(line, openBox, tickedBox) : replaceFirst(line, tickedBox, openBox);
+    });
+}
+
+std::optional<QByteArray> withSnooze(const QByteArray& file, const QString& id, QDate until) {
+    const QString mark = snoozedMark.toString() + PromiseDates::text(until);
+    return changed(file, id, [&](QByteArray& bytes) {
+        QString line = withoutSnooze(QString::fromUtf8(bytes));
+        const qsizetype anchor = line.lastIndexOf(u" ^"_s + id);
+        if (anchor >= 0) {
+            line.insert(anchor, mark);
+        } else {
+            line.insert(line.endsWith(u'\r') ? line.size() - 1 : line.size(), mark);
+        }
+        bytes = line.toUtf8();
+    });
+}
+
+}  // namespace lumbro::memoryLists
