@@ -1,7 +1,7 @@
 #include "memory/Librarian.h"
 
 #include "LumbroCore/AppLog.h"
-#include "LumbroCore/AtomicFile.h"
+#include "library/CaptureFiles.h"
 #include "library/ContextLibrary.h"
 #include "memory/LibrarianInput.h"
 #include "memory/MemoryStore.h"
@@ -32,14 +32,20 @@ bool concernsAgent(const Failure& failure) {
            failure.kind == FailureKind::limit || failure.kind == FailureKind::cancelled;
 }
 
+/// The capture as it is now: the application and commands change it beside each other.
+std::optional<CaptureRecord> fresh(const CaptureRecord& record) {
+    const auto meta = captureFiles::meta(record);
+    return meta ? std::optional(CaptureRecord{record.folder, *meta}) : std::nullopt;
+}
+
 }  // namespace
 
 /// A pass that waits for the model: the store says so, and the capture is nobody else's to catch up on.
 class Librarian::Busy {
   public:
-    Busy(Librarian& librarian, QString captureID)
-        : m_librarian(&librarian), m_captureID(std::move(captureID)) {
-        librarian.m_reading += m_captureID;
+    Busy(Librarian& librarian, QString captureID, Cancel cancel)
+        : m_librarian(&librarian), m_captureID(std::move(captureID)), m_cancel(std::move(cancel)) {
+        librarian.m_reading.insert(m_captureID, m_cancel);
         librarian.m_memory.setStatus(u"Updating memory…"_s);
     }
     Busy(const Busy&) = delete;
@@ -48,7 +54,7 @@ class Librarian::Busy {
         if (!m_librarian) {
             return;
         }
-        m_librarian->m_reading.removeOne(m_captureID);
+        m_librarian->m_reading.remove(m_captureID, m_cancel);
         if (m_librarian->m_reading.isEmpty()) {
             m_librarian->m_memory.setStatus({});
         }
@@ -57,6 +63,7 @@ class Librarian::Busy {
   private:
     QPointer<Librarian> m_librarian;
     QString m_captureID;
+    Cancel m_cancel;
 };
 
 Librarian::Librarian(ContextLibrary& library, MemoryStore& memory, AgentProvider& agent, Clock& clock)
@@ -65,6 +72,7 @@ Librarian::Librarian(ContextLibrary& library, MemoryStore& memory, AgentProvider
 Librarian::~Librarian() = default;
 
 Task<Result<MemoryPass>> Librarian::run(CaptureRecord record, Cancel cancel) {
+    record = fresh(record).value_or(record);
     const LibrarianInput input = LibrarianInput::of(record, m_library);
     if (input.text.isEmpty()) {
         if (input.through) {
@@ -73,7 +81,10 @@ Task<Result<MemoryPass>> Librarian::run(CaptureRecord record, Cancel cancel) {
         co_return MemoryPass{.captureID = record.id()};
     }
     const QPointer<Librarian> alive(this);
-    const Busy busy(*this, record.id());
+    if (!cancel) {
+        cancel = std::make_shared<CancellationHandle>();
+    }
+    const Busy busy(*this, record.id(), cancel);
     m_memory.reload(false);
     Result<LibrarianOps> ops = co_await ask(request(record, input), std::move(cancel));
     if (!ops) {
@@ -109,6 +120,13 @@ Task<MemoryCatchUp> Librarian::catchUp(std::function<void(const CaptureRecord&)>
         }
     }
     co_return result;
+}
+
+void Librarian::cancelAll() {
+    const QMultiMap<QString, Cancel> underWay = m_reading;
+    for (const Cancel& cancel : underWay) {
+        cancel->cancel();
+    }
 }
 
 QList<CaptureRecord> Librarian::unread() const {
@@ -197,11 +215,6 @@ void Librarian::markRead(const CaptureRecord& record, const QDateTime& through) 
         saved->meta.sessionCursor = through;
         [[maybe_unused]] const Result<> logged = m_library.save(*saved);
     }
-}
-
-std::optional<CaptureRecord> Librarian::fresh(const CaptureRecord& record) const {
-    const auto meta = CaptureMeta::fromBytes(readFile(record.path(u"meta.json"_s)).value_or(QByteArray()));
-    return meta ? std::optional(CaptureRecord{record.folder, *meta}) : std::nullopt;
 }
 
 }  // namespace lumbro

@@ -10,9 +10,9 @@
 #include "runners/AgentRequest.h"
 
 #include <QList>
+#include <QMultiMap>
 #include <QObject>
 #include <QString>
-#include <QStringList>
 
 #include <functional>
 #include <memory>
@@ -46,6 +46,8 @@ class Librarian final : public QObject {
     /// each that is tried, and may be empty.
     Task<MemoryCatchUp> catchUp(std::function<void(const CaptureRecord&)> onBegin = {},
                                 Cancel cancel = nullptr);
+    /// Asks the agent of every pass under way to end.
+    void cancelAll();
     /// What `catchUp` would read now, oldest first.
     QList<CaptureRecord> unread() const;
 
@@ -59,14 +61,13 @@ class Librarian final : public QObject {
     Task<Result<LibrarianOps>> ask(AgentRequest request, Cancel cancel);
     Result<MemoryPass> apply(const CaptureRecord& record, LibrarianOps ops, std::optional<QDateTime> through);
     void markRead(const CaptureRecord& record, const QDateTime& through);
-    std::optional<CaptureRecord> fresh(const CaptureRecord& record) const;
 
     ContextLibrary& m_library;
     MemoryStore& m_memory;
     AgentProvider& m_agent;
     Clock& m_clock;
-    /// Ids of the captures that are being read.
-    QStringList m_reading;
+    /// What is being read, by the capture's id.
+    QMultiMap<QString, Cancel> m_reading;
 };
 
 }  // namespace lumbro

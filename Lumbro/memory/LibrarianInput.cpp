@@ -59,11 +59,15 @@ LibrarianInput ofSession(const CaptureRecord& record) {
         return {};
     }
     LibrarianInput input{{}, batch.last().time};
-    const QString log = SessionLog::markdown(batch, record.meta.title);
-    if (pieces(log) > wordsToPassOver) {
+    // Of what was said alone: the headings of any log have more words than that.
+    qsizetype words = 0;
+    for (const SessionEntry& entry : batch) {
+        words += pieces(entry.prompt) + pieces(entry.reply);
+    }
+    if (words > wordsToPassOver) {
         input.text = u"# CAPTURE: %1 (%2)\n\n## CLAUDE CODE SESSIONS (new since last read)\n"_s.arg(
                          record.meta.title, dates::readableDay(record.meta.startedAt)) +
-                     log;
+                     SessionLog::markdown(batch, record.meta.title);
     }
     return input;
 }
