@@ -4,11 +4,15 @@
 #include "cli/CaptureText.h"
 #include "cli/Table.h"
 #include "library/CaptureRename.h"
+#include "library/CaptureScan.h"
 #include "library/ContextLibrary.h"
 
 #include <QDir>
 #include <QFileInfo>
 #include <QJsonObject>
+
+#include <algorithm>
+#include <limits>
 
 namespace lumbro::cli {
 
@@ -67,19 +71,17 @@ Task<int> captures(CommandContext context) {
     if (const auto usable = checkLibrary(root, LibraryUse::read); !usable) {
         co_return output.fail(usable.error());
     }
-    QStringList broken;
-    QList<CaptureSummary> summaries = summarizeCaptures(capturesFolder(), &broken);
-    if (const auto limit = context.arguments.number("limit"); limit && *limit < summaries.size()) {
-        summaries.resize(*limit);
-    }
+    const CaptureList list(capturesFolder());
+    const qsizetype most = context.arguments.number("limit").value_or(std::numeric_limits<int>::max());
+    const qsizetype count = std::min(most, list.size());
     if (context.arguments.wantsJson()) {
-        output.printJson(captureListJson(summaries));
-    } else if (!summaries.isEmpty()) {
-        output.print(captureTable(output, summaries));
-    } else if (broken.isEmpty()) {
+        output.printJson(captureListJson(list, count));
+    } else if (count > 0) {
+        output.print(captureTable(output, list.summaries(count)));
+    } else if (list.broken().isEmpty()) {
         output.say(u"No captures yet: `lumbro record` makes one, `lumbro demo` shows how it goes."_s);
     }
-    sayBroken(output, broken);
+    sayBroken(output, list.broken());
     co_return 0;
 }
 

@@ -1,9 +1,8 @@
 #include "cli/CaptureJson.h"
 
 #include "LumbroCore/AtomicFile.h"
-#include "LumbroCore/Dates.h"
-#include "LumbroCore/Json.h"
 #include "LumbroCore/Literals.h"
+#include "library/CaptureScan.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -24,40 +23,6 @@ QMap<QString, QString> audioOf(const CaptureRecord& record) {
         }
     }
     return audio;
-}
-
-template <typename Value>
-void addSome(json::ObjectWriter& writer, const char* key, const std::optional<Value>& value) {
-    if (!value) {
-        return;
-    }
-    if constexpr (std::is_same_v<Value, QDateTime>) {
-        writer.add(key, dates::iso(*value));
-    } else {
-        writer.add(key, *value);
-    }
-}
-
-// The same keys as `captureJson`, without a JSON value for each of thousands of captures.
-void writeEntry(QByteArray& out, const CaptureSummary& summary) {
-    const CaptureMeta& meta = summary.record.meta;
-    json::ObjectWriter writer(out, 1);
-    addSome(writer, "attendeeEmails", meta.attendeeEmails);
-    addSome(writer, "attendees", meta.attendees);
-    addSome(writer, "callApp", meta.callApp);
-    addSome(writer, "callAppBundleID", meta.callAppBundleID);
-    addSome(writer, "endedAt", meta.endedAt);
-    addSome(writer, "eventID", meta.eventID);
-    writer.add("handoffs", summary.handoffs);
-    writer.add("id", summary.record.id());
-    writer.add("kind", rawValue(meta.kind));
-    addSome(writer, "memorizedAt", meta.memorizedAt);
-    addSome(writer, "sessionCursor", meta.sessionCursor);
-    addSome(writer, "sessionKey", meta.sessionKey);
-    writer.add("sources", meta.sources);
-    writer.add("startedAt", dates::iso(meta.startedAt));
-    writer.add("title", meta.title);
-    writer.add("words", summary.words);
 }
 
 QJsonObject toObject(const QMap<QString, QString>& map) {
@@ -96,16 +61,18 @@ QJsonObject captureJson(const CaptureSummary& summary) {
     return json;
 }
 
-QByteArray captureListJson(const QList<CaptureSummary>& summaries) {
-    constexpr qsizetype usualSize = 512;
-    QByteArray out;
-    out.reserve(summaries.size() * usualSize);
-    out += '[';
-    for (qsizetype i = 0; i < summaries.size(); ++i) {
-        out += i > 0 ? ",\n  " : "\n  ";
-        writeEntry(out, summaries.at(i));
+QByteArray captureListJson(const CaptureList& list, qsizetype count) {
+    qsizetype size = 8;
+    for (qsizetype i = 0; i < count; ++i) {
+        size += list.entry(i).size() + 4;
     }
-    out += summaries.isEmpty() ? "]" : "\n]";
+    QByteArray out;
+    out.reserve(size);
+    out += '[';
+    for (qsizetype i = 0; i < count; ++i) {
+        out.append(i > 0 ? ",\n  " : "\n  ").append(list.entry(i));
+    }
+    out += count == 0 ? "]" : "\n]";
     return out;
 }
 

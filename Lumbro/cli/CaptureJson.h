@@ -1,6 +1,6 @@
 #pragma once
 
-#include "library/CaptureScan.h"
+#include "library/CaptureList.h"
 #include "library/formats/TranscriptSegment.h"
 
 #include <QByteArray>
@@ -29,8 +29,8 @@ CaptureDetails captureDetails(const CaptureRecord& record);
 
 /// One entry of `captures`.
 QJsonObject captureJson(const CaptureSummary& summary);
-/// All entries of `captures`, as the one document that the array of them would be.
-QByteArray captureListJson(const QList<CaptureSummary>& summaries);
+/// The first `count` entries of `captures`, as the one document that the array of them would be.
+QByteArray captureListJson(const CaptureList& list, qsizetype count);
 /// The object of `show`.
 QJsonObject captureJson(const CaptureDetails& details);
 

@@ -3,6 +3,7 @@
 #include "LumbroCore/Json.h"
 #include "cli/Table.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <limits>
 
@@ -43,6 +44,9 @@ bool wantsColours(bool isTerminal) {
 }
 
 QString cleaned(const QString& text, bool keepsLines) {
+    if (isPlain(text)) {
+        return text;
+    }
     QString result;
     result.reserve(text.size());
     for (const QChar c : text) {
@@ -57,6 +61,10 @@ QString cleaned(const QString& text, bool keepsLines) {
 }
 
 }  // namespace
+
+bool isPlain(QStringView text) {
+    return std::ranges::all_of(text, [](QChar c) { return c >= u' ' && c <= u'~'; });
+}
 
 Output::Output() {
     m_outTerminal = isatty(STDOUT_FILENO) == 1;
@@ -75,8 +83,9 @@ void Output::printJson(const QJsonValue& value) {
     printJson(json::encode(value));
 }
 
-void Output::printJson(const QByteArray& document) {
-    write(document + '\n');
+void Output::printJson(QByteArray document) {
+    document += '\n';
+    write(document);
 }
 
 void Output::write(const QByteArray& bytes) {

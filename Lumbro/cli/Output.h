@@ -7,11 +7,15 @@
 #include <QJsonObject>
 #include <QJsonValue>
 #include <QString>
+#include <QStringView>
 
 namespace lumbro::cli {
 
 /// How a piece of text looks on a terminal that shows colours; elsewhere it is plain.
 enum class Look { plain, bold, dim, good, bad, accent };
+
+/// True for text of printable ASCII alone, which most is: a cheap question before dear ones.
+bool isPlain(QStringView text);
 
 /// The command's two outputs. Results go to standard output; everything that is said on the way, and
 /// failures, to standard error. A reader that has gone (`| head`) is no failure.
@@ -25,7 +29,7 @@ class Output {
     /// A result for programs: one document.
     void printJson(const QJsonValue& value);
     /// The same, already encoded.
-    void printJson(const QByteArray& document);
+    void printJson(QByteArray document);
 
     /// One line of progress that stays.
     void say(const QString& text);

@@ -85,6 +85,9 @@ void shrinkTo(int width, const QList<Column>& columns, QList<int>& widths) {
 }  // namespace
 
 int displayWidth(const QString& text) {
+    if (isPlain(text)) {
+        return int(text.size());
+    }
     int width = 0;
     forEachPiece(text, [&width](QStringView, int columns) { width += columns; });
     return width;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "library/CaptureEntry.h"
 #include "library/formats/CaptureMeta.h"
 
 #include <QList>
@@ -10,30 +11,17 @@ namespace lumbro {
 
 /// What lies in the folder of captures.
 struct CaptureScan {
-    /// Newest first; captures that started together stand in the order of their names.
+    /// Newest first; of captures that started together the last name first.
     QList<CaptureRecord> records;
     /// Paths of the `meta.json` files that are there and cannot be read as one.
     QStringList broken;
-};
-
-/// A capture with the facts that a list shows beside its meta.
-struct CaptureSummary {
-    CaptureRecord record;
-    /// Words in the transcript; 0 when it is missing or broken.
-    int words = 0;
-    /// Ids of the engines whose results are there, sorted.
-    QStringList handoffs;
 };
 
 /// Reads every capture's `meta.json`, on two threads where that pays; returns when all is read. Folders
 /// without one are passed over. Any thread.
 CaptureScan scanCaptures(const QString& capturesFolder);
 
-/// The same with transcripts and hand-offs looked at, in the order of `scanCaptures`. `broken` takes the
-/// paths that a scan gives so.
-QList<CaptureSummary> summarizeCaptures(const QString& capturesFolder, QStringList* broken = nullptr);
-
-/// The summary of one capture.
+/// What lies beside the capture's meta, read now.
 CaptureSummary summarizeCapture(const CaptureRecord& record);
 
 }  // namespace lumbro

@@ -7,6 +7,7 @@
 #include "library/CaptureFiles.h"
 #include "library/CaptureRepair.h"
 #include "library/CaptureScan.h"
+#include "library/SummaryCache.h"
 
 #include <QFile>
 
@@ -99,7 +100,7 @@ Result<> CaptureStore::remove(const CaptureRecord& record) {
         AppLog::error(u"library"_s, sentence);
         return fail(sentence);
     }
-    const auto moved = captureRepair::moveOut(record.folder, m_root);
+    const auto moved = moveOut(record);
     m_locks.erase(record.folder);
     reload();
     if (!moved) {
@@ -107,6 +108,15 @@ Result<> CaptureStore::remove(const CaptureRecord& record) {
         return std::unexpected(moved.error());
     }
     return {};
+}
+
+Result<QString> CaptureStore::moveOut(const CaptureRecord& record) const {
+    auto moved = captureRepair::moveOut(record.folder, m_root);
+    if (moved) {
+        // Its title shall not stay behind where nobody looks for it.
+        SummaryCache(folder()).forget(record.id());
+    }
+    return moved;
 }
 
 void CaptureStore::reload() {
@@ -146,7 +156,7 @@ void CaptureStore::trashEmpty() {
             continue;
         }
         any = true;
-        if (const auto moved = captureRepair::moveOut(record.folder, m_root); !moved) {
+        if (const auto moved = moveOut(record); !moved) {
             AppLog::error(u"library"_s, moved.error().message);
             continue;
         }

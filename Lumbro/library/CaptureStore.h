@@ -45,6 +45,7 @@ class CaptureStore {
   private:
     QString makeFolder(const QString& base) const;
     void lock(const CaptureRecord& record);
+    Result<QString> moveOut(const CaptureRecord& record) const;
 
     QString m_root;
     BrokenFiles& m_broken;

@@ -14,6 +14,7 @@
 #include <iterator>
 #include <string_view>
 #include <type_traits>
+#include <utility>
 
 #include <sys/stat.h>
 
@@ -21,16 +22,24 @@ namespace lumbro {
 
 namespace {
 
-// The file: the mark, a check sum of what follows it, then for each capture a Head, the name and the ids. In
-// the machine's own byte order, since it stays on the machine.
-constexpr QByteArrayView mark = "lumbro summaries 1\n";
+// The file: the mark, then for each capture a Head, the name, the ids and the entry. In the machine's own
+// byte order, since it stays on the machine.
+constexpr QByteArrayView mark = "lumbro summaries 2\n";
 
 struct Head {
+    /// Of what follows it, up to the next head. Each capture has its own, so that only what is used need be
+    /// looked through, on both cores.
+    quint64 checkSum = 0;
+    FileStamp meta;
     FileStamp transcript;
     FileStamp handoffs;
+    qint64 startedAt = 0;
     qint64 words = 0;
     quint32 nameSize = 0;
     quint32 idsSize = 0;
+    quint64 entrySize = 0;
+
+    quint64 restSize() const { return quint64(nameSize) + idsSize + entrySize; }
 };
 static_assert(std::has_unique_object_representations_v<Head>);
 
@@ -38,97 +47,62 @@ quint64 checkSum(QByteArrayView bytes) {
     return std::hash<std::string_view>()({bytes.data(), static_cast<size_t>(bytes.size())});
 }
 
-template <typename Value>
-void append(QByteArray& out, const Value& value) {
-    out.append(reinterpret_cast<const char*>(&value), sizeof value);
+void append(QByteArray& out, const SummaryFacts& facts) {
+    Head head{0,
+              facts.meta,
+              facts.transcript,
+              facts.handoffs,
+              facts.startedAt,
+              facts.words,
+              quint32(facts.name.size()),
+              quint32(facts.handoffIds.size()),
+              quint64(facts.entry.size())};
+    const qsizetype begin = out.size();
+    out.append(reinterpret_cast<const char*>(&head), sizeof head);
+    out.append(facts.name).append(facts.handoffIds).append(facts.entry);
+    head.checkSum = checkSum(QByteArrayView(out).sliced(begin + qsizetype(sizeof head.checkSum)));
+    std::memcpy(out.data() + begin, &head.checkSum, sizeof head.checkSum);
 }
-
-/// Takes pieces from the front of bytes; fails when there are too few.
-class Pieces {
-  public:
-    explicit Pieces(QByteArrayView rest) : m_rest(rest) {}
-
-    bool isAtEnd() const { return m_rest.isEmpty(); }
-    template <typename Value>
-    bool take(Value& value) {
-        QByteArray bytes;
-        if (!take(bytes, sizeof value)) {
-            return false;
-        }
-        std::memcpy(&value, bytes.constData(), sizeof value);
-        return true;
-    }
-    bool take(QByteArray& bytes, qsizetype size) {
-        if (m_rest.size() < size) {
-            return false;
-        }
-        bytes = QByteArray::fromRawData(m_rest.data(), size);
-        m_rest = m_rest.sliced(size);
-        return true;
-    }
-
-  private:
-    QByteArrayView m_rest;
-};
 
 QByteArray encode(const std::vector<SummaryFacts>& all) {
-    constexpr qsizetype usualSize = 160;
-    QByteArray body;
-    body.reserve(std::ssize(all) * usualSize);
+    constexpr qsizetype usualSize = 800;
+    QByteArray bytes;
+    bytes.reserve(mark.size() + std::ssize(all) * usualSize);
+    bytes.append(mark);
     for (const SummaryFacts& facts : all) {
-        append(body, Head{facts.transcript, facts.handoffs, facts.words, quint32(facts.name.size()),
-                          quint32(facts.handoffIds.size())});
-        body.append(facts.name).append(facts.handoffIds);
+        append(bytes, facts);
     }
-    QByteArray bytes = mark.toByteArray();
-    append(bytes, checkSum(body));
-    return bytes + body;
-}
-
-/// The facts, as views into the bytes; none when the bytes are not whole.
-std::vector<SummaryFacts> decode(const QByteArray& bytes) {
-    quint64 sum = 0;
-    std::vector<SummaryFacts> all;
-    if (!bytes.startsWith(mark)) {
-        return all;
-    }
-    Pieces pieces(QByteArrayView(bytes).sliced(mark.size()));
-    if (!pieces.take(sum) ||
-        sum != checkSum(QByteArrayView(bytes).sliced(mark.size() + qsizetype(sizeof sum)))) {
-        return all;
-    }
-    while (!pieces.isAtEnd()) {
-        Head head;
-        SummaryFacts& facts = all.emplace_back();
-        if (!pieces.take(head) || !pieces.take(facts.name, head.nameSize) ||
-            !pieces.take(facts.handoffIds, head.idsSize)) {
-            return {};
-        }
-        facts.transcript = head.transcript;
-        facts.handoffs = head.handoffs;
-        facts.words = static_cast<int>(head.words);
-    }
-    return all;
+    return bytes;
 }
 
 void leaveOutRecent(SummaryFacts& facts, qint64 begun) {
     constexpr qint64 doubtful = 2'000'000'000;
-    if (facts.transcript.changed >= begun - doubtful) {
+    const auto isRecent = [begun](const FileStamp& stamp) { return stamp.changed >= begun - doubtful; };
+    if (isRecent(facts.meta) || isRecent(facts.transcript) || isRecent(facts.handoffs)) {
+        facts.meta = {};
+        facts.startedAt = 0;
+        facts.entry.clear();
+    }
+    if (isRecent(facts.transcript)) {
         facts.transcript = {};
         facts.words = 0;
     }
-    if (facts.handoffs.changed >= begun - doubtful) {
+    if (isRecent(facts.handoffs)) {
         facts.handoffs = {};
         facts.handoffIds.clear();
     }
 }
 
+bool isEmpty(const SummaryFacts& facts) {
+    return facts.entry.isEmpty() && !facts.transcript.exists() && !facts.handoffs.exists();
+}
+
 }  // namespace
 
-FileStamp FileStamp::of(int folder, const QByteArray& path) {
+FileStamp FileStamp::of(int folder, const char* path) {
     constexpr qint64 second = 1'000'000'000;
     struct stat status{};
-    if (fstatat(folder, path.constData(), &status, 0) != 0) {
+    if (fstatat(folder, path, &status, 0) != 0) {
         return {};
     }
     return {status.st_dev, status.st_ino, status.st_size,
@@ -142,20 +116,93 @@ SummaryCache::SummaryCache(const QString& capturesFolder) {
     m_path = QStandardPaths::writableLocation(QStandardPaths::GenericCacheLocation) + u"/lumbro/captures-"_s +
              QString::fromLatin1(hash.first(16));
     m_bytes = readFile(m_path).value_or(QByteArray());
-    m_facts = decode(m_bytes);
+    readPlaces();
 }
 
-const SummaryFacts* SummaryCache::find(const QByteArray& name) const {
-    const auto found = std::ranges::lower_bound(m_facts, name, {}, &SummaryFacts::name);
-    return found != m_facts.end() && found->name == name ? &*found : nullptr;
+void SummaryCache::readPlaces() {
+    constexpr qsizetype usualSize = 640;
+    if (!m_bytes.startsWith(mark)) {
+        return;
+    }
+    m_places.reserve(size_t(m_bytes.size() / usualSize));
+    for (qsizetype begin = mark.size(); m_bytes.size() - begin >= qsizetype(sizeof(Head));) {
+        Head head;
+        std::memcpy(&head, m_bytes.constData() + begin, sizeof head);
+        const qsizetype name = begin + qsizetype(sizeof head);
+        if (head.entrySize > quint64(m_bytes.size()) || head.restSize() > quint64(m_bytes.size() - name)) {
+            return;
+        }
+        m_places.push_back({QByteArrayView(m_bytes).sliced(name, head.nameSize), begin});
+        begin = name + qsizetype(head.restSize());
+    }
+}
+
+std::optional<SummaryFacts> SummaryCache::at(const Place& place) const {
+    Head head;
+    std::memcpy(&head, m_bytes.constData() + place.begin, sizeof head);
+    constexpr qsizetype sumSize = sizeof head.checkSum;
+    const qsizetype size = qsizetype(sizeof head) + qsizetype(head.restSize());
+    if (head.checkSum != checkSum({m_bytes.constData() + place.begin + sumSize, size - sumSize})) {
+        return std::nullopt;
+    }
+    const char* piece = place.name.data();
+    const auto take = [&piece](quint64 count) {
+        const char* const begin = std::exchange(piece, piece + count);
+        return QByteArray::fromRawData(begin, qsizetype(count));
+    };
+    std::optional<SummaryFacts> facts(std::in_place);
+    facts->name = take(head.nameSize);
+    facts->meta = head.meta;
+    facts->transcript = head.transcript;
+    facts->handoffs = head.handoffs;
+    facts->startedAt = head.startedAt;
+    facts->words = static_cast<int>(head.words);
+    facts->handoffIds = take(head.idsSize);
+    facts->entry = take(head.entrySize);
+    return facts;
+}
+
+std::optional<SummaryFacts> SummaryCache::find(QByteArrayView name, size_t& hint) const {
+    if (hint >= m_places.size() || m_places[hint].name != name) {
+        const auto found = std::ranges::lower_bound(
+            m_places, name, [](QByteArrayView a, QByteArrayView b) { return a.compare(b) < 0; },
+            &Place::name);
+        hint = size_t(found - m_places.begin());
+        if (found == m_places.end() || found->name != name) {
+            return std::nullopt;
+        }
+    }
+    return at(m_places[hint++]);
+}
+
+std::optional<SummaryFacts> SummaryCache::find(QByteArrayView name) const {
+    size_t hint = m_places.size();
+    return find(name, hint);
 }
 
 void SummaryCache::save(std::vector<SummaryFacts> facts, qint64 begun) const {
     for (SummaryFacts& one : facts) {
         leaveOutRecent(one, begun);
     }
-    std::erase_if(facts,
-                  [](const SummaryFacts& one) { return !one.transcript.exists() && !one.handoffs.exists(); });
+    std::erase_if(facts, isEmpty);
+    write(facts);
+}
+
+void SummaryCache::forget(const QString& name) const {
+    const QByteArray bytes = name.toUtf8();
+    if (!find(bytes)) {
+        return;
+    }
+    std::vector<SummaryFacts> facts;
+    for (const Place& place : m_places) {
+        if (auto one = at(place); one && one->name != bytes) {
+            facts.push_back(*std::move(one));
+        }
+    }
+    write(facts);
+}
+
+void SummaryCache::write(const std::vector<SummaryFacts>& facts) const {
     const QByteArray bytes = encode(facts);
     // A library that there is nothing to remember of needs no file.
     if (bytes == m_bytes || (facts.empty() && m_bytes.isEmpty())) {

@@ -1,6 +1,7 @@
 #include "LumbroCore/Json.h"
 #include "LumbroCore/Literals.h"
 #include "cli/CaptureJson.h"
+#include "tests/support/ScratchFolder.h"
 
 #include <QJsonArray>
 
@@ -9,7 +10,7 @@
 using namespace lumbro;
 using namespace lumbro::cli;
 
-TEST(CaptureJson, writesTheListAsTheArrayOfItsEntries) {
+TEST(CaptureJson, writesEntriesAsTheEncoderWould) {
     CaptureSummary full;
     full.record.folder = u"/x/2026-03-02-0914-meeting"_s;
     full.words = 7;
@@ -26,11 +27,25 @@ TEST(CaptureJson, writesTheListAsTheArrayOfItsEntries) {
     CaptureSummary bare;
     bare.record.folder = u"/x/other"_s;
     bare.record.meta.startedAt = date;
-    for (const QList<CaptureSummary>& list : {QList<CaptureSummary>{}, {full}, {full, bare}}) {
+    for (const CaptureSummary& summary : {full, bare}) {
+        EXPECT_EQ("[\n  " + captureEntry(summary) + "\n]", json::encode(QJsonArray{captureJson(summary)}));
+    }
+}
+
+TEST(CaptureJson, writesTheListAsTheArrayOfItsEntries) {
+    const test::ScratchFolder folder;
+    for (const QString& id : {u"a"_s, u"b"_s, u"c"_s}) {
+        folder.write(
+            u"captures/%1/meta.json"_s.arg(id),
+            R"({"title":"T","kind":"meeting","startedAt":"2026-03-02T13:30:00Z","sources":["mic"]})");
+    }
+    const CaptureList list(folder.path(u"captures"_s));
+    ASSERT_EQ(list.size(), 3);
+    for (qsizetype count = 0; count <= list.size(); ++count) {
         QJsonArray array;
-        for (const CaptureSummary& summary : list) {
+        for (const CaptureSummary& summary : list.summaries(count)) {
             array += captureJson(summary);
         }
-        EXPECT_EQ(captureListJson(list), json::encode(array));
+        EXPECT_EQ(captureListJson(list, count), json::encode(array));
     }
 }

@@ -1,4 +1,5 @@
 #include "LibraryFixture.h"
+#include "library/CaptureList.h"
 #include "library/CaptureScan.h"
 
 #include <sys/stat.h>
@@ -27,8 +28,11 @@ TEST_F(CaptureScanTest, passesOverWhateverIsNoCapture) {
 
     const CaptureScan scan = scanCaptures(m_library.capturesFolder());
     ASSERT_EQ(scan.records.size(), 2);
-    EXPECT_EQ(scan.records[0].id(), u"good"_s);
-    EXPECT_EQ(scan.records[1].id(), u"linked"_s);
+    EXPECT_EQ(scan.records[0].id(), u"linked"_s);
+    EXPECT_EQ(scan.records[1].id(), u"good"_s);
+    const CaptureList list(m_library.capturesFolder());
+    EXPECT_EQ(list.size(), 2);
+    EXPECT_EQ(list.broken(), scan.broken);
     QStringList broken;
     for (const QString& path : scan.broken) {
         broken.append(path.section(u'/', -2, -2));
@@ -59,10 +63,14 @@ TEST_F(CaptureScanTest, thousandsComeInOrderFromBothThreads) {
     ASSERT_EQ(scan.records.size(), count);
     for (int i = 0; i < count; i += 2) {
         const int age = 299 - i / 2;
-        EXPECT_EQ(scan.records[i].id(), u"c%1"_s.arg(age, 4, 10, QLatin1Char('0')));
-        EXPECT_EQ(scan.records[i + 1].id(), u"c%1"_s.arg(age + 300, 4, 10, QLatin1Char('0')));
+        EXPECT_EQ(scan.records[i].id(), u"c%1"_s.arg(age + 300, 4, 10, QLatin1Char('0')));
+        EXPECT_EQ(scan.records[i + 1].id(), u"c%1"_s.arg(age, 4, 10, QLatin1Char('0')));
     }
-    EXPECT_EQ(summarizeCaptures(m_library.capturesFolder()).size(), count);
+    const QList<CaptureSummary> summaries = CaptureList(m_library.capturesFolder()).summaries(count + 1);
+    ASSERT_EQ(summaries.size(), count);
+    for (int i = 0; i < count; ++i) {
+        EXPECT_EQ(summaries[i].record, scan.records[i]);
+    }
 }
 
 TEST_F(CaptureScanTest, summariesHoldWordsAndHandoffs) {
@@ -76,12 +84,12 @@ TEST_F(CaptureScanTest, summariesHoldWordsAndHandoffs) {
     put(u"c2"_s, meta("thought"));
     m_folder.write(capture(u"c2"_s, u"transcript.json"_s), "[{]");
 
-    const QList<CaptureSummary> summaries = summarizeCaptures(m_library.capturesFolder());
+    const QList<CaptureSummary> summaries = CaptureList(m_library.capturesFolder()).summaries(9);
     ASSERT_EQ(summaries.size(), 2);
-    for (const CaptureSummary& summary : {summaries[0], summarizeCapture(record)}) {
+    for (const CaptureSummary& summary : {summaries[1], summarizeCapture(record)}) {
         EXPECT_EQ(summary.record, record);
         EXPECT_EQ(summary.words, 3);
         EXPECT_EQ(summary.handoffs, (QStringList{u"followup"_s, u"notes"_s}));
     }
-    EXPECT_EQ(summaries[1].words, 0);
+    EXPECT_EQ(summaries[0].words, 0);
 }

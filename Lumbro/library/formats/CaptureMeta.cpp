@@ -53,7 +53,7 @@ class FlatFields {
     bool has(const char* key) const { return m_json.find(key) != nullptr; }
     std::optional<QString> string(const char* key) const {
         const FlatJson::Value* value = m_json.find(key);
-        return value != nullptr && !value->isArray ? std::optional(value->toString()) : std::nullopt;
+        return value != nullptr && value->isString() ? std::optional(value->toString()) : std::nullopt;
     }
     std::optional<QStringList> strings(const char* key) const {
         const FlatJson::Value* value = m_json.find(key);

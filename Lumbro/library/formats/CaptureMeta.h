@@ -18,6 +18,9 @@ std::optional<CaptureKind> captureKind(const QString& rawValue);
 
 /// What is known of a capture beside its text and audio: the content of `meta.json`.
 struct CaptureMeta {
+    /// A file of more bytes is no `meta.json`.
+    static constexpr qint64 mostBytes = qint64(1024) * 1024;
+
     QString title;
     CaptureKind kind = CaptureKind::meeting;
     QDateTime startedAt;

@@ -35,10 +35,23 @@ class Scanner {
         // The decoder would take a byte order mark away.
         return !text.startsWith("\xef\xbb\xbf");
     }
+    /// Passes over blanks, then over digits when they come next: without a needless zero in front, which is
+    /// no JSON, and without sign, fraction or exponent.
+    bool takeNumber(QByteArrayView& text) {
+        const char* begin = isAtEnd() ? m_end : m_at;
+        const char* end = std::find_if_not(begin, m_end, [](char c) { return c >= '0' && c <= '9'; });
+        if (begin == end || (*begin == '0' && end - begin > 1)) {
+            return false;
+        }
+        text = QByteArrayView(begin, end);
+        m_at = end;
+        return true;
+    }
     bool takeValue(FlatJson::Value& value) {
         value.isArray = take('[');
         if (!value.isArray) {
-            return takeString(value.text);
+            value.isNumber = takeNumber(value.text);
+            return value.isNumber || takeString(value.text);
         }
         if (take(']')) {
             return true;

@@ -9,17 +9,19 @@
 
 namespace lumbro {
 
-/// A JSON object of the plainest kind: no key twice, and every value a string or an array of strings, none of
-/// them with an escape. Reading it makes no tree of values, which thousands of small files pay for.
+/// A JSON object of the plainest kind: no key twice, and every value a string, an array of strings, none of
+/// them with an escape, or a number of digits alone. Reading it makes no tree of values, which thousands of
+/// small files pay for.
 class FlatJson {
   public:
     /// The value of a key; views into the bytes.
     struct Value {
         bool isArray = false;
+        bool isNumber = false;
         QByteArrayView text;
         QVarLengthArray<QByteArrayView, 4> items;
 
-        bool isString() const { return !isArray; }
+        bool isString() const { return !isArray && !isNumber; }
         QString toString() const { return QString::fromUtf8(text); }
         QStringList toStrings() const;
     };
