@@ -92,11 +92,6 @@ QByteArrayView CaptureDocument::folded(size_t line) const {
     return m_folded.sliced(m_lines[line].foldedBegin, end - m_lines[line].foldedBegin);
 }
 
-size_t CaptureDocument::lineAt(qsizetype place) const {
-    const auto next = std::ranges::upper_bound(m_lines, quint32(place), {}, &Line::foldedBegin);
-    return size_t(next - m_lines.begin()) - 1;
-}
-
 std::optional<CaptureDocument::Match> CaptureDocument::match(std::span<const searchText::Needle> needles,
                                                              std::vector<int>& counts) const {
     // Most captures are left out here, before any line is looked at.
@@ -106,8 +101,11 @@ std::optional<CaptureDocument::Match> CaptureDocument::match(std::span<const sea
     counts.assign(size(), 0);
     const auto lines = m_folded.first(m_foldedLines);
     for (const searchText::Needle& needle : needles) {
+        size_t line = 0;
         for (qsizetype place = needle.find(lines); place >= 0;) {
-            const size_t line = lineAt(place);
+            while (line + 1 < size() && m_lines[line + 1].foldedBegin <= place) {
+                ++line;
+            }
             ++counts[line];
             place = line + 1 < size() ? needle.find(lines, m_lines[line + 1].foldedBegin) : -1;
         }

@@ -68,8 +68,6 @@ class CaptureDocument {
   private:
     friend class CaptureDocumentBuilder;
 
-    size_t lineAt(qsizetype place) const;
-
     /// Holds what the others view.
     TextBlocks::Piece m_memory;
     std::span<const Line> m_lines;

@@ -3,12 +3,10 @@
 #include "LumbroCore/Literals.h"
 #include "memory/formats/WikiLink.h"
 
-#include <QStringDecoder>
+#include <QVarLengthArray>
 
 #include <algorithm>
-#include <array>
 #include <cmath>
-#include <cstdio>
 
 namespace lumbro::highlight {
 
@@ -17,6 +15,8 @@ namespace {
 constexpr qsizetype wholeUpTo = 150;
 constexpr qsizetype pieceLength = 140;
 constexpr qsizetype before = 50;
+/// What a piece can take in UTF-8, with its marks.
+constexpr qsizetype mostBytes = 4 * wholeUpTo + 8;
 
 bool continues(char byte) {
     return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80;
@@ -24,10 +24,10 @@ bool continues(char byte) {
 
 /// The byte that is `count` characters behind `from`, or the end.
 qsizetype forward(QByteArrayView text, qsizetype from, qsizetype count) {
-    for (; count > 0 && from < text.size(); --count) {
-        do {
-            ++from;
-        } while (from < text.size() && continues(text[from]));
+    for (; from < text.size(); ++from) {
+        if (!continues(text[from]) && count-- == 0) {
+            break;
+        }
     }
     return from;
 }
@@ -44,22 +44,18 @@ qsizetype backward(QByteArrayView text, qsizetype from, qsizetype count) {
 
 /// The text on one line, with "…" where something was left out.
 QString shown(QByteArrayView text, bool isCutBefore, bool isCutAfter) {
-    // At once in the room that it needs: a search may show thousands.
-    QString all(text.size() + 2, Qt::Uninitialized);
-    QChar* end = all.data();
+    constexpr QByteArrayView ellipsis = "…";
+    // No allocation but that of the result: a search may show thousands.
+    QVarLengthArray<char, mostBytes> bytes;
     if (isCutBefore) {
-        *end++ = u'…';
+        bytes.append(ellipsis.data(), ellipsis.size());
     }
-    QStringDecoder decoder(QStringDecoder::Utf8,
-                           QStringDecoder::Flag::Stateless | QStringDecoder::Flag::ConvertInitialBom);
-    QChar* begin = end;
-    end = decoder.appendToBuffer(end, text);
-    std::replace(begin, end, QChar(u'\n'), QChar(u' '));
+    bytes.append(text.data(), text.size());
     if (isCutAfter) {
-        *end++ = u'…';
+        bytes.append(ellipsis.data(), ellipsis.size());
     }
-    all.truncate(end - all.data());
-    return all;
+    std::ranges::replace(bytes, '\n', ' ');
+    return QString::fromUtf8(bytes.constData(), bytes.size());
 }
 
 /// The UTF-16 unit of `text` from which unit `place` of its lower case was made.
@@ -112,7 +108,7 @@ QString snippet(const QString& text, const QStringList& terms) {
 }
 
 QString piece(QByteArrayView text, qsizetype place) {
-    if (forward(text, 0, wholeUpTo) == text.size()) {
+    if (text.size() <= 4 * wholeUpTo && forward(text, 0, wholeUpTo) == text.size()) {
         return shown(text, false, false);
     }
     const qsizetype begin = backward(text, std::max(place, qsizetype(0)), before);
@@ -124,9 +120,15 @@ QString speechLabel(Speaker speaker, double seconds) {
     // A broken file may hold any number; what no recording reaches is cut.
     constexpr double limit = 3'600'000.0;
     const auto whole = int(std::floor(std::clamp(seconds, 0.0, limit)));
-    std::array<char, 24> time{};
-    const int size = std::snprintf(time.data(), time.size(), "%02d:%02d", whole / 60, whole % 60);
-    return (speaker == Speaker::me ? u"Me · "_s : u"Them · "_s) + QLatin1StringView(time.data(), size);
+    // Digit by digit: a search may show thousands.
+    QVarLengthArray<QChar, 16> digits;
+    for (int rest = whole / 60; rest > 0 || digits.size() < 2; rest /= 10) {
+        digits.prepend(QChar(u'0' + rest % 10));
+    }
+    digits << u':' << QChar(u'0' + whole % 60 / 10) << QChar(u'0' + whole % 60 % 10);
+    QString label = speaker == Speaker::me ? u"Me · "_s : u"Them · "_s;
+    label += QStringView(digits);
+    return label;
 }
 
 std::vector<std::pair<qsizetype, qsizetype>> matches(const QString& text, const QStringList& terms) {

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <functional>
 #include <mutex>
 #include <thread>
 #include <utility>
@@ -53,7 +54,7 @@ CaptureResult resultOf(const CaptureRecord& record, const CaptureDocument& docum
     return result;
 }
 
-/// One search through all captures, piece by piece, whoever is free taking the next.
+/// One search through all captures.
 class CaptureSearch {
   public:
     CaptureSearch(CaptureCache& cache, const std::vector<CaptureCache::Entry*>& entries,
@@ -62,63 +63,64 @@ class CaptureSearch {
 
     /// Best first; none when overtaken.
     QList<CaptureResult> run() {
-        constexpr size_t many = 64;
-        const size_t threads =
-            m_entries.size() < many ? 1 : std::clamp(std::thread::hardware_concurrency(), 1U, 4U);
-        std::vector<Found> found(threads);
-        {
-            std::vector<std::jthread> helpers;
-            for (size_t i = 1; i < threads; ++i) {
-                helpers.emplace_back([this, &own = found[i]] { work(own); });
+        std::mutex mutex;
+        std::vector<Found> found;
+        onThreads(m_entries.size(), [&](const Next& next) {
+            const std::vector<Found> own = matches(next);
+            const std::scoped_lock lock(mutex);
+            found.insert(found.end(), own.begin(), own.end());
+        });
+        // The captures stand newest first, so that of equal ones the newer comes first.
+        std::ranges::sort(found, {}, [](const Found& one) { return std::pair(-one.match.score, one.place); });
+        QList<CaptureResult> results(std::ssize(found));
+        onThreads(found.size(), [this, &found, all = results.data()](const Next& next) {
+            while (const auto index = next()) {
+                const auto& [place, document, match] = found[*index];
+                all[*index] = resultOf(m_input.captures.at(qsizetype(place)), *document, match, m_needles,
+                                       m_input.engineNames);
             }
-            work(found.front());
-        }
-        return ordered(found);
+        });
+        return results;
     }
 
   private:
-    /// The results with the places of their captures.
-    using Found = std::vector<std::pair<size_t, CaptureResult>>;
+    struct Found {
+        size_t place = 0;
+        const CaptureDocument* document = nullptr;
+        CaptureDocument::Match match;
+    };
+    /// The next one to work on; nothing when all are done, or overtaken.
+    using Next = std::function<std::optional<size_t>()>;
 
-    void work(Found& found) {
-        constexpr size_t piece = 16;
-        CaptureReader reader;
-        std::vector<int> counts;
-        for (;;) {
-            const size_t begin = m_next.fetch_add(piece);
-            const size_t end = std::min(begin + piece, m_entries.size());
-            for (size_t i = begin; i < end; ++i) {
-                if (m_overtaken.stop_requested()) {
-                    return;
-                }
-                const CaptureRecord& record = m_input.captures.at(qsizetype(i));
-                const CaptureDocument& document = m_cache.document(*m_entries[i], record, reader);
-                if (const auto match = document.match(m_needles, counts)) {
-                    found.emplace_back(i, resultOf(record, document, *match, m_needles, m_input.engineNames));
-                }
-            }
-            if (begin >= m_entries.size()) {
-                return;
-            }
+    /// Runs `work` on all cores, each taking the next one when it is free.
+    void onThreads(size_t count, const std::function<void(const Next&)>& work) const {
+        constexpr size_t many = 64;
+        std::atomic<size_t> taken = 0;
+        const Next next = [&]() -> std::optional<size_t> {
+            const size_t index = taken.fetch_add(1);
+            return index < count && !m_overtaken.stop_requested() ? std::optional(index) : std::nullopt;
+        };
+        const unsigned helpers =
+            count < many ? 0 : std::clamp(std::thread::hardware_concurrency(), 1U, 4U) - 1;
+        std::vector<std::jthread> threads;
+        for (unsigned i = 0; i < helpers; ++i) {
+            threads.emplace_back([&] { work(next); });
         }
+        work(next);
     }
 
-    static QList<CaptureResult> ordered(std::vector<Found>& found) {
-        std::vector<std::pair<size_t, CaptureResult>*> order;
-        for (Found& part : found) {
-            for (auto& one : part) {
-                order.push_back(&one);
+    std::vector<Found> matches(const Next& next) {
+        CaptureReader reader;
+        std::vector<int> counts;
+        std::vector<Found> found;
+        while (const auto place = next()) {
+            const CaptureRecord& record = m_input.captures.at(qsizetype(*place));
+            const CaptureDocument& document = m_cache.document(*m_entries[*place], record, reader);
+            if (const auto match = document.match(m_needles, counts)) {
+                found.push_back({*place, &document, *match});
             }
         }
-        // The captures stand newest first, so that of equal ones the newer comes first.
-        std::ranges::sort(order, {},
-                          [](const auto* one) { return std::pair(-one->second.score, one->first); });
-        QList<CaptureResult> results;
-        results.reserve(std::ssize(order));
-        for (auto* one : order) {
-            results.append(std::move(one->second));
-        }
-        return results;
+        return found;
     }
 
     CaptureCache& m_cache;
@@ -126,7 +128,6 @@ class CaptureSearch {
     const SearchInput& m_input;
     const Needles& m_needles;
     const std::stop_token& m_overtaken;
-    std::atomic<size_t> m_next = 0;
 };
 
 Needles needlesOf(const QStringList& terms) {
