@@ -32,6 +32,11 @@ bool concernsAgent(const Failure& failure) {
            failure.kind == FailureKind::limit || failure.kind == FailureKind::cancelled;
 }
 
+/// The store could not begin, so that the capture must be read again.
+bool isUntouched(const Failure& failure) {
+    return failure.kind == FailureKind::notFound || failure.kind == FailureKind::timedOut;
+}
+
 /// The capture as it is now: the application and commands change it beside each other.
 std::optional<CaptureRecord> fresh(const CaptureRecord& record) {
     const auto meta = captureFiles::meta(record);
@@ -187,6 +192,9 @@ Result<MemoryPass> Librarian::apply(const CaptureRecord& record, LibrarianOps op
         ops = sessionOps(std::move(ops), m_memory.projects());
     }
     const Result<> applied = m_memory.apply(ops, fresh(record).value_or(record));
+    if (!applied && isUntouched(applied.error())) {
+        return std::unexpected(applied.error());
+    }
     AppLog::info(u"memory"_s, u"updated from %1: people=%2 promises=%3 ideas=%4"_s.arg(record.id())
                                   .arg(ops.people.size())
                                   .arg(ops.promises.size())

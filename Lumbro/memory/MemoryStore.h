@@ -64,7 +64,8 @@ class MemoryStore final : public QObject {
     /// The summary of all that is known, for the model.
     QString index() const;
     /// Merges what a model proposed after reading the capture. Everything is checked and bounded. What could
-    /// be written stays when a part fails; the first failure is logged and given back.
+    /// be written stays when a part fails; the first failure is logged and given back. It is `notFound` or
+    /// `timedOut` when there is no folder for it or another process kept that, and nothing was changed.
     Result<> apply(const LibrarianOps& ops, const CaptureRecord& record);
 
     /// Ticks or unticks a promise by its id. False when there is none or it could not be written.

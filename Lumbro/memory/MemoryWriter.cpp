@@ -52,10 +52,10 @@ MemoryWriter::Lock::Lock(const MemoryWriter& writer)
 
 Result<> MemoryWriter::Lock::held() const {
     if (!m_hasFolders) {
-        return fail(u"The memory's folder can't be made."_s);
+        return fail(FailureKind::notFound, u"The memory's folder can't be made."_s);
     }
     if (!m_lock.isLocked()) {
-        return fail(u"The memory is being changed by another process."_s);
+        return fail(FailureKind::timedOut, u"The memory is being changed by another process."_s);
     }
     return {};
 }
