@@ -5,6 +5,7 @@
 #include "app/StatusText.h"
 #include "library/ContextLibrary.h"
 #include "library/model/AppModel.h"
+#include "memory/Librarian.h"
 #include "recording/transcription/SpeechAssets.h"
 
 #include <QCoroSignal>
@@ -76,6 +77,7 @@ void AppDelegate::terminate() {
 void AppDelegate::setUpSteps() {
     m_startup.set(u"library"_s, [this] { m_services.library().bootstrap(); });
     m_startup.set(u"pill"_s, [this] { m_services.model(); });
+    m_startup.set(u"librarianCatchUp"_s, [this] { runDetached(m_services.librarian().catchUp()); });
     m_startup.set(u"statusItem"_s, [this] {
         updateStatusTitle();
         every({u"status"_s, statusInterval, [this] { updateStatusTitle(); }});

@@ -4,6 +4,8 @@
 #include "LumbroCore/Settings.h"
 #include "library/ContextLibrary.h"
 #include "library/model/AppModel.h"
+#include "memory/Librarian.h"
+#include "memory/MemoryStore.h"
 #include "platform/linux/PulseAudioServer.h"
 #include "recording/audio/AudioArchive.h"
 #include "recording/audio/MicSource.h"
@@ -26,6 +28,10 @@ Task<PermissionState> microphoneState(AudioServer* server) {
     co_return attached ? PermissionState::allowed() : PermissionState::unknown();
 }
 
+Task<> memorize(Librarian* librarian, CaptureRecord record) {
+    [[maybe_unused]] const auto logged = co_await librarian->run(std::move(record));
+}
+
 Task<bool> tryMicrophone(std::shared_ptr<AudioSource> source) {
     const Result<> started = co_await source->start([](const AudioBuffer&) {});
     source->stop();
@@ -46,6 +52,8 @@ struct Services::Private {
     std::unique_ptr<AudioServer> audioServer;
     std::unique_ptr<SpeechAssets> speechAssets;
     std::unique_ptr<ContextLibrary> library;
+    std::unique_ptr<MemoryStore> memory;
+    std::unique_ptr<Librarian> librarian;
     std::unique_ptr<AppModel> model;
     std::unique_ptr<SetupChecks> setupChecks;
 };
@@ -95,8 +103,23 @@ ContextLibrary& Services::library() {
         const QString& root = m_private->replacements.libraryRoot;
         return std::make_unique<ContextLibrary>(
             root.isEmpty() ? ContextLibrary::rootFromEnvironment() : root, clock(),
-            ContextLibrary::Hooks{.packTracks = audioArchive::packAll, .bootMemory = {}, .reloadMemory = {}});
+            ContextLibrary::Hooks{.packTracks = audioArchive::packAll,
+                                  .bootMemory = [this] { memory(); },
+                                  .reloadMemory = [this] { memory().reload(false); }});
     });
+}
+
+MemoryStore& Services::memory() {
+    return once(m_private->memory, [this] {
+        auto memory = std::make_unique<MemoryStore>(library(), clock(), settings());
+        memory->bootstrap();
+        return memory;
+    });
+}
+
+Librarian& Services::librarian() {
+    return once(m_private->librarian,
+                [this] { return std::make_unique<Librarian>(library(), memory(), agent(), clock()); });
 }
 
 ClaudeRunner& Services::claude() {
@@ -151,6 +174,7 @@ AppModel& Services::model() {
         ports.makeSession = [this](const CaptureRecord& record, bool includeSystemAudio) {
             return makeSession(record, includeSystemAudio);
         };
+        ports.memorize = [this](CaptureRecord record) { return memorize(&librarian(), std::move(record)); };
         return std::make_unique<AppModel>(library(), settings(), clock(), agent(), std::move(ports));
     });
 }

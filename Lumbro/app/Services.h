@@ -18,6 +18,8 @@ class ClaudeRunner;
 class CodexRunner;
 class ContextLibrary;
 class FeedGate;
+class Librarian;
+class MemoryStore;
 class SetupChecks;
 class SpeechAssets;
 
@@ -53,6 +55,9 @@ class Services {
     Settings& settings();
     /// Not yet read: the application calls `bootstrap`, a command `open`.
     ContextLibrary& library();
+    /// Its files are made and read when it is first asked for.
+    MemoryStore& memory();
+    Librarian& librarian();
     /// The agent that the settings prefer.
     AgentProvider& agent();
     ClaudeRunner& claude();
