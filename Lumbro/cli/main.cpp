@@ -1,7 +1,10 @@
 #include "cli/CaptureCommands.h"
 #include "cli/EngineCommands.h"
 #include "cli/LogCommand.h"
+#include "cli/MemoryCommands.h"
+#include "cli/PromiseCommands.h"
 #include "cli/Runner.h"
+#include "cli/SearchCommand.h"
 #include "cli/SettingsCommands.h"
 
 #include <array>
@@ -30,6 +33,21 @@ constexpr std::array entries{
     CommandEntry{"engines show", enginesShow},
     CommandEntry{"engines check", enginesCheck},
     CommandEntry{"voices", voices},
+    CommandEntry{"people", people},
+    CommandEntry{"person", person},
+    CommandEntry{"projects", projects},
+    CommandEntry{"project", project},
+    CommandEntry{"project new", projectNew},
+    CommandEntry{"project rename", projectRename},
+    CommandEntry{"companies", companies},
+    CommandEntry{"promises", promises},
+    CommandEntry{"promises done", promisesDone},
+    CommandEntry{"promises reopen", promisesReopen},
+    CommandEntry{"promises snooze", promisesSnooze},
+    CommandEntry{"ideas", ideas},
+    CommandEntry{"memory", memoryIndex},
+    CommandEntry{"memory index", memoryIndex},
+    CommandEntry{"search", search},
     CommandEntry{"settings", settingsList},
     CommandEntry{"settings list", settingsList},
     CommandEntry{"settings get", settingsGet},

@@ -5,6 +5,7 @@
 #include "cli/services/DeviceCommands.h"
 #include "cli/services/DoctorCommand.h"
 #include "cli/services/EngineRunCommand.h"
+#include "cli/services/MemoryUpdateCommands.h"
 #include "cli/services/RecordingCommands.h"
 #include "cli/services/SpeechCommands.h"
 #include "library/ContextLibrary.h"
@@ -24,6 +25,8 @@ constexpr std::array entries{
     CommandEntry{"import", importFile},
     CommandEntry{"demo", demo},
     CommandEntry{"engine-run", engineRun},
+    CommandEntry{"memory update", memoryUpdate},
+    CommandEntry{"memory catch-up", memoryCatchUp},
     CommandEntry{"devices", devices},
     CommandEntry{"speech", speechList},
     CommandEntry{"speech list", speechList},

@@ -1,0 +1,92 @@
+#include "cli/OpenMemory.h"
+
+#include <algorithm>
+
+namespace lumbro::cli {
+
+namespace {
+
+/// The one item that `text` means: the item of that id, else the only one of that other name, else the only
+/// one whose id begins so. More than one are given in `several`.
+template <typename Item, typename Name>
+std::optional<Item> find(const QList<Item>& items, const QString& text, const Name& hasName,
+                         QStringList& several) {
+    const auto exact = std::ranges::find(items, text, &Item::id);
+    if (exact != items.end()) {
+        return *exact;
+    }
+    const auto begins = [&](const Item& item) { return !text.isEmpty() && item.id.startsWith(text); };
+    QList<Item> found;
+    std::ranges::copy_if(items, std::back_inserter(found), hasName);
+    if (found.isEmpty()) {
+        std::ranges::copy_if(items, std::back_inserter(found), begins);
+    }
+    if (found.size() == 1) {
+        return found.first();
+    }
+    for (const Item& item : found) {
+        several += item.id;
+    }
+    return std::nullopt;
+}
+
+std::unexpected<Failure> ambiguous(const QString& text, const QStringList& several) {
+    return fail(FailureKind::notFound,
+                u"\"%1\" may be %2 of them, such as %3 and %4; give one of these."_s.arg(
+                    text, QString::number(several.size()), several.at(0), several.at(1)));
+}
+
+}  // namespace
+
+OpenMemory::OpenMemory(LibraryUse use, Captures captures)
+    : m_clock(SystemClock::dateFromEnvironment()),
+      m_library(ContextLibrary::rootFromEnvironment(), m_clock),
+      m_memory(m_library, m_clock, m_settings),
+      m_usable(checkLibrary(m_library.root(), use)) {
+    if (!m_usable) {
+        return;
+    }
+    if (captures == Captures::read) {
+        m_library.reloadCaptures();
+    }
+    if (use == LibraryUse::write) {
+        m_memory.bootstrap();
+    } else {
+        m_memory.reload(true);
+    }
+}
+
+Result<MemoryEntity> findPage(const MemoryStore& memory, MemoryEntity::Kind kind, const QString& text) {
+    const bool isPerson = kind == MemoryEntity::Kind::person;
+    QStringList several;
+    const auto found = find(
+        isPerson ? memory.people() : memory.projects(), text,
+        [&](const MemoryEntity& page) { return page.name.compare(text.trimmed(), Qt::CaseInsensitive) == 0; },
+        several);
+    if (found) {
+        return *found;
+    }
+    if (!several.isEmpty()) {
+        return ambiguous(text, several);
+    }
+    return fail(FailureKind::notFound,
+                isPerson
+                    ? u"There is no person \"%1\"; `lumbro people` lists them all."_s.arg(text)
+                    : u"There is no project \"%1\"; `lumbro projects` lists them all, `lumbro project new` "
+                      "begins one."_s.arg(text));
+}
+
+Result<PromiseItem> findPromise(const MemoryStore& memory, const QString& text) {
+    QStringList several;
+    const auto found = find(memory.promises(), text, [](const PromiseItem&) { return false; }, several);
+    if (!found && !several.isEmpty()) {
+        return ambiguous(text, several);
+    }
+    if (!found) {
+        return fail(FailureKind::notFound,
+                    u"There is no promise \"%1\"; `lumbro promises --all` lists them all."_s.arg(text));
+    }
+    return *found;
+}
+
+}  // namespace lumbro::cli

@@ -1,0 +1,157 @@
+#include "cli/PromiseCommands.h"
+
+#include "cli/MemoryJson.h"
+#include "cli/MemoryText.h"
+#include "cli/OpenMemory.h"
+#include "cli/Table.h"
+
+#include <algorithm>
+
+namespace lumbro::cli {
+
+namespace {
+
+constexpr int mostDays = 3650;
+
+/// What the user asked to see.
+struct Wanted {
+    bool mine = true;
+    bool theirs = true;
+    bool dueOnly = false;
+
+    bool has(const PromiseItem& promise, QDate today) const {
+        const bool isOfSide = promise.isMine() ? mine : theirs;
+        return isOfSide && (!dueOnly || (!promise.done && !promise.isSnoozed(today) &&
+                                         promise.urgency(today) != PromiseItem::Urgency::open));
+    }
+};
+
+int refuse(Output& output, const QString& sentence, const QString& command) {
+    output.fail(sentence);
+    output.say(usageLine(*findCommand(command.split(u' ')).command));
+    return wrongUsage;
+}
+
+void printSides(Output& output, const Wanted& wanted, const QList<PromiseItem>& promises, bool withDone,
+                QDate today) {
+    qsizetype hidden = 0;
+    bool isFirst = true;
+    for (const PromiseSide side : {PromiseSide::mine, PromiseSide::theirs}) {
+        if (side == PromiseSide::mine ? !wanted.mine : !wanted.theirs) {
+            continue;
+        }
+        const PromiseGroups groups = PromiseGroups::of(promises, side, today);
+        output.print((isFirst ? u""_s : u"\n"_s) + promiseText(output, side, groups, withDone, today));
+        hidden += withDone ? 0 : groups.done.size();
+        isFirst = false;
+    }
+    if (hidden > 0) {
+        output.say(output.styledError(
+            u"%1 done; --all shows them."_s.arg(counted(hidden, u"promise is"_s, u"promises are"_s)),
+            Look::dim));
+    }
+}
+
+/// Changes one promise and prints it; `change` is false when it could not be written.
+template <typename Change, typename Sentence>
+int changePromise(CommandContext& context, const Change& change, const Sentence& sentence) {
+    Output& output = context.output;
+    OpenMemory memory(LibraryUse::read, OpenMemory::Captures::unread);
+    if (!memory.usable()) {
+        return output.fail(memory.usable().error());
+    }
+    const auto found = findPromise(*memory, context.arguments.at(0));
+    if (!found) {
+        return output.fail(found.error());
+    }
+    const QString file = memory->root() + u"/promises.md"_s;
+    if (found->id.startsWith(u"p-line-")) {
+        return output.fail(
+            u"That line of %1 has no id of its own; change it there, or end it with one such as \" ^p-a1b2c3\"."_s
+                .arg(file));
+    }
+    const bool changed = change(*memory, *found);
+    const auto after = findPromise(*memory, found->id);
+    if (!changed || !after) {
+        return output.fail(u"%1 could not be written; `lumbro log` says why."_s.arg(file));
+    }
+    if (context.arguments.wantsJson()) {
+        output.printJson(memoryJson(*after, memory.today()));
+    } else {
+        output.printLine(Output::clean(sentence(*after)));
+    }
+    return 0;
+}
+
+}  // namespace
+
+Task<int> promises(CommandContext context) {
+    Output& output = context.output;
+    const Arguments& arguments = context.arguments;
+    if (arguments.has("mine") && arguments.has("theirs")) {
+        co_return refuse(output, u"--mine and --theirs exclude each other; without either both are listed."_s,
+                         u"promises"_s);
+    }
+    OpenMemory memory(LibraryUse::read, OpenMemory::Captures::unread);
+    if (!memory.usable()) {
+        co_return output.fail(memory.usable().error());
+    }
+    const Wanted wanted{!arguments.has("theirs"), !arguments.has("mine"), arguments.has("due")};
+    const QDate today = memory.today();
+    QList<PromiseItem> chosen = memory->promises();
+    chosen.removeIf([&](const PromiseItem& promise) { return !wanted.has(promise, today); });
+    if (arguments.wantsJson()) {
+        QJsonArray array;
+        for (const PromiseItem& promise : std::as_const(chosen)) {
+            array += memoryJson(promise, today);
+        }
+        output.printJson(array);
+    } else if (wanted.dueOnly && chosen.isEmpty()) {
+        output.say(u"Nothing is due."_s);
+    } else {
+        printSides(output, wanted, chosen, arguments.has("all"), today);
+    }
+    co_return 0;
+}
+
+Task<int> promisesDone(CommandContext context) {
+    co_return changePromise(
+        context,
+        [](MemoryStore& memory, const PromiseItem& promise) {
+            return promise.done || memory.setPromise(promise.id, true);
+        },
+        [](const PromiseItem& promise) { return u"%1 is done: %2"_s.arg(promise.id, promise.text); });
+}
+
+Task<int> promisesReopen(CommandContext context) {
+    co_return changePromise(
+        context,
+        [](MemoryStore& memory, const PromiseItem& promise) {
+            return !promise.done || memory.setPromise(promise.id, false);
+        },
+        [](const PromiseItem& promise) { return u"%1 is open: %2"_s.arg(promise.id, promise.text); });
+}
+
+Task<int> promisesSnooze(CommandContext context) {
+    bool isNumber = false;
+    const int days = context.arguments.at(1).toInt(&isNumber);
+    if (!isNumber || days < 0 || days > mostDays) {
+        co_return refuse(
+            context.output,
+            u"DAYS takes a number from 0, which ends a snooze, to %1, not \"%2\"."_s.arg(mostDays).arg(
+                context.arguments.at(1)),
+            u"promises snooze"_s);
+    }
+    co_return changePromise(
+        context,
+        [days](MemoryStore& memory, const PromiseItem& promise) {
+            return memory.snoozePromise(promise.id, days);
+        },
+        [days](const PromiseItem& promise) {
+            return days == 0
+                       ? u"%1 is no longer snoozed: %2"_s.arg(promise.id, promise.text)
+                       : u"%1 is snoozed until %2: %3"_s.arg(promise.id, promise.snoozedUntil, promise.text);
+        });
+}
+
+}  // namespace lumbro::cli
