@@ -25,6 +25,9 @@ constexpr std::array importOptions{
 constexpr std::array limitOptions{
     OptionInfo{"limit", "N", "only the newest N", 'n', true},
 };
+constexpr std::array searchOptions{
+    OptionInfo{"limit", "N", "the N best captures; default 10, with --json all", 'n', true},
+};
 constexpr std::array showOptions{
     OptionInfo{"transcript", "", "only the transcript"},
     OptionInfo{"notes", "", "only your notes"},
@@ -32,6 +35,11 @@ constexpr std::array showOptions{
 };
 constexpr std::array engineRunOptions{
     OptionInfo{"focus", "TEXT", "the idea to build everything around"},
+};
+constexpr std::array askOptions{
+    OptionInfo{"thread", "ID", "go on with this conversation"},
+    OptionInfo{"scope", "SCOPE", "what a new conversation is about; default library"},
+    OptionInfo{"engine", "ENGINE", "run this engine on it"},
 };
 constexpr std::array logOptions{
     OptionInfo{"follow", "", "go on with new lines until Ctrl-C", 'f'},
@@ -100,7 +108,38 @@ constexpr std::array commands{
                 ""},
     CommandInfo{"engine-run", "run an engine on a capture", "ENGINE ID [--focus TEXT]", 2, 2,
                 engineRunOptions, "lumbro engine-run followup last", idDetails},
+    CommandInfo{
+        "ask", "ask a question about the library",
+        "[QUESTION] [--thread ID] [--scope SCOPE] [--engine ENGINE]", 0, 1, askOptions,
+        "lumbro ask \"What did I promise Dana?\" --scope person:dana-kim",
+        "QUESTION may be left out with an engine; \"-\" reads it from standard input. SCOPE is library, "
+        "capture:ID, person:SLUG, company:DOMAIN or project:SLUG. Ctrl-C gives the question up."},
+    CommandInfo{"asks", "list the conversations, newest first", "[--limit N]", 0, 0, limitOptions,
+                "lumbro asks --limit 10", ""},
+    CommandInfo{
+        "asks show",
+        "show a conversation",
+        "ID",
+        1,
+        1,
+        {},
+        "lumbro asks show last",
+        "ID may be shortened as long as one conversation alone begins with it; \"last\" is the newest "
+        "one."},
+    CommandInfo{"asks delete",
+                "move a conversation to the Trash",
+                "ID",
+                1,
+                1,
+                {},
+                "lumbro asks delete 2026-03-02-0914-what-did-dana-say",
+                "ID as for `lumbro asks show`."},
     CommandInfo{"voices", "list the writing voices", "", 0, 0, {}, "lumbro voices", ""},
+    CommandInfo{
+        "search", "find captures, people, promises and more by their words", "WORD... [--limit N]", 1, 64,
+        searchOptions, "lumbro search pricing dana",
+        "Finds what holds every WORD, in any case and anywhere in a word. The best come first: words in "
+        "the title count most, then your own notes."},
     CommandInfo{"people", "list the people you have met", "", 0, 0, noOptions, "lumbro people", ""},
     CommandInfo{"person", "show what is known of a person", "SLUG", 1, 1, noOptions,
                 "lumbro person sarah-chen",
