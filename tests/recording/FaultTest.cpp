@@ -28,6 +28,8 @@ struct Progress {
     double audio = 0;
     int said = 0;
     QStringList notices;
+    /// What was said at the end of words that are not on the disk.
+    QString lost;
     bool isStopping = false;
     bool isPacked = false;
 };
@@ -69,6 +71,8 @@ class Recorder {
                 progress.said = rest.toInt();
             } else if (line.startsWith(u"notice ")) {
                 progress.notices.append(rest);
+            } else if (line.startsWith(u"lost ")) {
+                progress.lost = rest;
             }
             progress.isStopping |= line == u"stopping";
             progress.isPacked |= line == u"packed";
@@ -251,8 +255,13 @@ TEST(RecorderFaults, aFullDiskIsToldAndLosesNothingOfWhatWasThere) {
     EXPECT_TRUE(recorder.progress().notices.value(0).startsWith(u"The disk is full: "_s));
     const QString folder = QFileInfo(tracksIn(scratch.path(), u"meta.json"_s).value(0)).path();
     expectAudioAtLeast(folder, 10);
-    EXPECT_FALSE(
-        transcript::decode(readFile(folder + u"/transcript.json"_s).value_or(QByteArray())).isEmpty());
+    // What was written before the disk was full stands, and that words are missing is told.
+    const auto words = transcript::decodeWhole(*readFile(folder + u"/transcript.json"_s));
+    ASSERT_TRUE(words && !words->isEmpty());
+    EXPECT_LT(words->size(), recorder.progress().said);
+    EXPECT_TRUE(recorder.progress().lost.startsWith(u"The disk is full, and the last words"_s))
+        << recorder.progress().lost.toStdString();
+    EXPECT_TRUE(CaptureMeta::fromBytes(*readFile(folder + u"/meta.json"_s)));
     EXPECT_EQ(tracksIn(folder, u"*.partial.m4a"_s), QStringList());
 
     // With room again, the next start packs what was kept.
@@ -274,6 +283,7 @@ TEST(RecorderFaults, onceThereIsRoomAgainTheAudioGoesOnAtItsTime) {
     }
     disk.makeRoom();
     EXPECT_TRUE(recorder.endedWell());
+    EXPECT_EQ(recorder.progress().lost, QString());
     const QString folder = QFileInfo(tracksIn(scratch.path(), u"meta.json"_s).value(0)).path();
     expectNothingStray(folder);
     expectAudioAtLeast(folder, 10);

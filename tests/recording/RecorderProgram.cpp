@@ -4,7 +4,7 @@
 //   recorder ROOT SPEED SECONDS [BYTES]
 //
 // BYTES is the largest size that a file may have. Lines on standard output: "audio <seconds heard>",
-// "said <second>", "notice <text>", "stopping", "stopped", "packed".
+// "said <second>", "notice <text>", "stopping", "lost <text>", "stopped", "packed".
 
 #include "LumbroSpeech/Recognizer.h"
 #include "library/ContextLibrary.h"
@@ -184,6 +184,9 @@ Task<> record(ContextLibrary& library, TestClock& clock, Pacer& pacer, double se
     co_await clock.sleep(Clock::Duration(std::llround(seconds * 1000)));
     tell(u"stopping"_s);
     co_await session.stop();
+    if (const auto lost = session.lostText()) {
+        tell(u"lost "_s + *lost);
+    }
     tell(u"stopped"_s);
     co_await session.packed();
     tell(u"packed"_s);
