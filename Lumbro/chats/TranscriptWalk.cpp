@@ -15,7 +15,7 @@ namespace lumbro {
 
 namespace {
 
-constexpr qsizetype capacity = qsizetype(512) * 1024;
+constexpr qsizetype capacity = qsizetype(256) * 1024;
 
 /// Anything but a plain file gives -1.
 int openFile(const QString& path) {

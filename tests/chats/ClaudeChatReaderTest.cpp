@@ -214,7 +214,7 @@ TEST_F(ClaudeChatReaderTest, brokenLinesAreSkippedAndTheRestIsRead) {
 
 TEST_F(ClaudeChatReaderTest, linesOfAnyLengthMeetTheBlocksAnywhere) {
     // Around the size of a block and of half of one, so that marks and lines are cut at every place.
-    for (const qsizetype near : {qsizetype(256) * 1024, qsizetype(512) * 1024, qsizetype(1500) * 1024}) {
+    for (const qsizetype near : {qsizetype(128) * 1024, qsizetype(256) * 1024, qsizetype(800) * 1024}) {
         for (qsizetype size = near - 400; size < near + 40; size += 11) {
             const QByteArray filler = "{\"a\":\"" + QByteArray(size, 'x') + "\"}\n";
             const SessionEntries entries = parsed(filler + line(user(u"asked"_s)) + filler +

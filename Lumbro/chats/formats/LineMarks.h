@@ -23,7 +23,7 @@ struct LineMarks {
     /// A mark is at most this long; bytes.
     static constexpr qsizetype maxLength = 18;
     /// Bytes after those to be searched that must be readable.
-    static constexpr qsizetype slack = 32;
+    static constexpr qsizetype slack = 96;
 
     /// Searches bytes [from, to) for marks that begin there and for a line end; gives the place of the first
     /// line end, or `to`. Bytes up to `to` + `slack` must be readable; marks may end in them.
