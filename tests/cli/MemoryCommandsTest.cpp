@@ -1,0 +1,277 @@
+#include "tests/cli/CommandLine.h"
+#include "tests/support/Wait.h"
+
+#include <csignal>
+
+#include <gtest/gtest.h>
+
+using namespace lumbro;
+using namespace lumbro::test;
+
+namespace {
+
+const QString meeting = u"2026-03-02-0914-meeting"_s;
+
+class MemoryCommands : public ::testing::Test {
+  protected:
+    MemoryCommands() {
+        line.set(u"LUMBRO_NOW"_s, u"2026-03-05T12:00:00"_s);
+        line.set(u"LC_ALL"_s, u"C.UTF-8"_s);
+    }
+
+    void fill() const {
+        memory(u"people/ann-lee.md"_s,
+               "---\nname: Ann Lee\ncompany: Acme\nrole: CTO\nemail: ann@acme.com\nlast_seen: "
+               "2026-03-02\n---\n\n"
+               "# Ann Lee\n\n## About\n- likes tea\n\n## Timeline\n"
+               "- 2026-03-02 · [[captures/2026-03-02-0914-meeting/transcript|Weekly]] — agreed\n");
+        memory(u"people/anton.md"_s, "---\nname: Anton\nlast_seen: 2026-03-04\n---\n");
+        memory(u"projects/apollo.md"_s,
+               "---\nname: Apollo\nstatus: live\n---\n\n# Apollo\n\n## About\n- goes up\n");
+        memory(u"promises.md"_s,
+               "# Promises\n\n"
+               "- [ ] send the deck · Me → [[people/ann-lee|Ann Lee]] · due 2026-03-03 · "
+               "[[captures/2026-03-02-0914-meeting/transcript|Weekly]] · 2026-03-02 ^p-aaaaaa\n"
+               "- [ ] reply · [[people/ann-lee|Ann Lee]] → Me · due Friday · 2026-03-05 ^p-bbbbbb\n"
+               "- [x] call Bo · Me → Bo · 2026-03-01 ^p-cccccc\n"
+               "- [ ] buy milk · Me → Them · 2026-03-05\n");
+        memory(u"ideas.md"_s, "# Ideas\n\n- **Why tea** — it works · 2026-03-02 ^i-aaaaaa\n");
+    }
+    void memory(const QString& name, const QByteArray& bytes) const {
+        line.home().write(u"Quillet/memory/"_s + name, bytes);
+    }
+    QByteArray file(const QString& name) const { return line.home().read(u"Quillet/memory/"_s + name); }
+    void addMeeting(const QString& id = meeting) const {
+        line.addCapture(id, "Weekly", "2026-03-02T08:14:00Z");
+        line.write(id, u"notes.md"_s, QByteArray("word ").repeated(20));
+    }
+
+    CommandLine line;
+};
+
+}  // namespace
+
+TEST_F(MemoryCommands, sayWhatComesWhereThereIsNothingYet) {
+    for (const char* command : {"people", "projects", "companies", "ideas"}) {
+        const QString name = QString::fromLatin1(command);
+        const Finished text = line.run({name});
+        EXPECT_EQ(text.status, 0);
+        EXPECT_EQ(text.output, QString());
+        EXPECT_TRUE(text.errors.startsWith(u"No %1 yet: "_s.arg(name))) << qPrintable(text.errors);
+        EXPECT_EQ(line.run({name, u"--json"_s}).output, u"[]\n"_s);
+    }
+    EXPECT_EQ(
+        line.run({u"promises"_s}).output,
+        u"I owe\nYou don't owe anyone anything right now.\n\nOwed to me\nNobody owes you anything right now.\n"_s);
+    EXPECT_EQ(line.run({u"promises"_s, u"--due"_s}).errors, u"Nothing is due.\n"_s);
+    EXPECT_TRUE(line.run({u"memory"_s}).output.startsWith(u"## PEOPLE\n(none yet)\n"_s));
+    EXPECT_FALSE(line.home().has(u"Quillet/memory"_s)) << "reading makes nothing";
+}
+
+TEST_F(MemoryCommands, listAndShowPages) {
+    fill();
+    addMeeting();
+    const QJsonArray people = line.run({u"people"_s, u"--json"_s}).array();
+    ASSERT_EQ(people.size(), 2);
+    EXPECT_EQ(people.at(0).toObject().value(u"id"_s), u"anton"_s);
+    const QJsonObject ann = people.at(1).toObject();
+    const QJsonObject source{{u"target"_s, u"captures/2026-03-02-0914-meeting/transcript"_s},
+                             {u"title"_s, u"Weekly"_s},
+                             {u"capture"_s, meeting}};
+    EXPECT_EQ(ann, (QJsonObject{{u"id"_s, u"ann-lee"_s},
+                                {u"name"_s, u"Ann Lee"_s},
+                                {u"subtitle"_s, u"CTO · Acme"_s},
+                                {u"lastSeen"_s, u"2026-03-02"_s},
+                                {u"about"_s, QJsonArray{u"likes tea"_s}},
+                                {u"timeline"_s, QJsonArray{QJsonObject{{u"date"_s, u"2026-03-02"_s},
+                                                                       {u"text"_s, u"agreed"_s},
+                                                                       {u"source"_s, source}}}},
+                                {u"role"_s, u"CTO"_s},
+                                {u"company"_s, u"Acme"_s},
+                                {u"emails"_s, QJsonArray{u"ann@acme.com"_s}},
+                                {u"path"_s, line.home().path(u"Quillet/memory/people/ann-lee.md"_s)}}));
+    for (const QString& name : {u"ann-lee"_s, u"ann-"_s, u"ann LEE"_s}) {
+        EXPECT_EQ(line.run({u"person"_s, name, u"--json"_s}).object(), ann);
+    }
+    const QString page = line.run({u"person"_s, u"ann-lee"_s}).output;
+    for (const QString& part :
+         {u"CTO · Acme"_s, u"- likes tea"_s, u"send the deck"_s, u"2026-03-02  agreed"_s}) {
+        EXPECT_TRUE(page.contains(part)) << qPrintable(page);
+    }
+    EXPECT_EQ(line.run({u"companies"_s, u"--json"_s}).array(),
+              (QJsonArray{QJsonObject{{u"domain"_s, u"acme.com"_s},
+                                      {u"name"_s, u"Acme"_s},
+                                      {u"personSlugs"_s, QJsonArray{u"ann-lee"_s}},
+                                      {u"captureIDs"_s, QJsonArray()}}}));
+    EXPECT_EQ(line.run({u"ideas"_s, u"--json"_s}).array().first().toObject().value(u"angle"_s),
+              u"it works"_s);
+    EXPECT_TRUE(line.run({u"memory"_s, u"index"_s, u"--json"_s})
+                    .object()
+                    .value(u"index"_s)
+                    .toString()
+                    .contains(u"- ann-lee: Ann Lee (CTO · Acme) — likes tea\n"_s));
+    const Finished several = line.run({u"person"_s, u"an"_s});
+    EXPECT_EQ(several.status, 1);
+    EXPECT_TRUE(several.errors.contains(u"ann-lee"_s) && several.errors.contains(u"anton"_s));
+}
+
+TEST_F(MemoryCommands, sayWhatToDoAboutAnUnknownId) {
+    fill();
+    const QList<std::pair<QStringList, QString>> cases{
+        {{u"person"_s, u"zoe"_s}, u"lumbro: There is no person \"zoe\"; `lumbro people` lists them all.\n"_s},
+        {{u"project"_s, u""_s}, u"lumbro: There is no project \"\"; "_s},
+        {{u"project"_s, u"rename"_s, u"zeus"_s, u"Zeus 2"_s}, u"lumbro: There is no project \"zeus\"; "_s},
+        {{u"project"_s, u"rename"_s, u"apollo"_s, u" "_s}, u"lumbro: A project needs a name.\n"_s},
+        {{u"project"_s, u"new"_s, u" "_s}, u"lumbro: A project needs a name.\n"_s},
+        {{u"promises"_s, u"done"_s, u"p-zzzzzz"_s}, u"lumbro: There is no promise \"p-zzzzzz\"; "_s},
+        {{u"promises"_s, u"done"_s, u"p-line"_s}, u"lumbro: That line of "_s},
+        {{u"memory"_s, u"update"_s, u"2020"_s}, u"lumbro: There is no capture \"2020\"; "_s}};
+    for (const auto& [arguments, sentence] : cases) {
+        const Finished finished = line.run(arguments);
+        EXPECT_EQ(finished.status, 1) << qPrintable(arguments.join(u' '));
+        EXPECT_EQ(finished.output, QString());
+        EXPECT_TRUE(finished.errors.startsWith(sentence)) << qPrintable(finished.errors);
+        EXPECT_EQ(finished.errors.count(u'\n'), 1);
+    }
+    for (const QStringList& wrong : {QStringList{u"promises"_s, u"--mine"_s, u"--theirs"_s},
+                                     {u"promises"_s, u"snooze"_s, u"p-aaaaaa"_s, u"soon"_s}}) {
+        EXPECT_EQ(line.run(wrong).status, 2);
+    }
+}
+
+TEST_F(MemoryCommands, beginAndRenameAProject) {
+    EXPECT_EQ(line.run({u"project"_s, u"new"_s, u"Apollo launch"_s}).output, u"apollo-launch\n"_s);
+    EXPECT_EQ(line.run({u"project"_s, u"new"_s, u"Apollo launch"_s, u"--json"_s}).object().value(u"id"_s),
+              u"apollo-launch-2"_s);
+    const Finished renamed = line.run({u"project"_s, u"rename"_s, u"apollo-launch"_s, u"Zeus"_s});
+    EXPECT_EQ(renamed.output, u"apollo-launch: \"Apollo launch\" is now \"Zeus\".\n"_s);
+    EXPECT_TRUE(file(u"projects/apollo-launch.md"_s).contains("# Zeus\n"));
+    EXPECT_EQ(line.run({u"project"_s, u"zeus"_s, u"--json"_s}).object().value(u"id"_s), u"apollo-launch"_s);
+}
+
+TEST_F(MemoryCommands, groupPromisesBySideAndUrgency) {
+    fill();
+    const Finished all = line.run({u"promises"_s, u"--all"_s});
+    EXPECT_EQ(all.output.simplified(),
+              u"I owe ID WHAT TO DUE MADE Overdue p-aaaaaa send the deck Ann Lee 2 days late 3 days ago Open "
+              u"%1 buy "
+              "milk Them today Done p-cccccc call Bo Bo 4 days ago Owed to me ID WHAT FROM DUE MADE Due soon "
+              "p-bbbbbb reply Ann Lee Due tomorrow today"_s.arg(
+                  all.output.section(u"Open\n"_s, 1).section(u' ', 0, 0)))
+        << qPrintable(all.output);
+    EXPECT_EQ(all.output.split(u'\n').at(3).indexOf(u"send"), all.output.split(u'\n').at(1).indexOf(u"WHAT"));
+    const Finished some = line.run({u"promises"_s, u"--mine"_s});
+    EXPECT_FALSE(some.output.contains(u"call Bo"_s) || some.output.contains(u"Owed to me"_s));
+    EXPECT_TRUE(some.errors.contains(u"1 promise is done; --all shows them."_s));
+
+    const auto ids = [this](const QStringList& arguments) {
+        QStringList found;
+        for (const auto& promise : line.run(arguments).array()) {
+            found += promise.toObject().value(u"id"_s).toString();
+        }
+        return found;
+    };
+    EXPECT_EQ(ids({u"promises"_s, u"--json"_s}).first(3),
+              (QStringList{u"p-aaaaaa"_s, u"p-bbbbbb"_s, u"p-cccccc"_s}));
+    EXPECT_EQ(ids({u"promises"_s, u"--json"_s, u"--due"_s}), (QStringList{u"p-aaaaaa"_s, u"p-bbbbbb"_s}));
+    EXPECT_EQ(ids({u"promises"_s, u"--json"_s, u"--theirs"_s}), (QStringList{u"p-bbbbbb"_s}));
+    const QJsonObject first = line.run({u"promises"_s, u"--json"_s}).array().first().toObject();
+    const QJsonObject expected{{u"id"_s, u"p-aaaaaa"_s},
+                               {u"done"_s, false},
+                               {u"text"_s, u"send the deck"_s},
+                               {u"owner"_s, u"Me"_s},
+                               {u"ownerName"_s, u"Me"_s},
+                               {u"recipient"_s, u"[[people/ann-lee|Ann Lee]]"_s},
+                               {u"recipientName"_s, u"Ann Lee"_s},
+                               {u"recipientSlug"_s, u"ann-lee"_s},
+                               {u"due"_s, u"2026-03-03"_s},
+                               {u"dueDate"_s, u"2026-03-03"_s},
+                               {u"urgency"_s, u"overdue"_s},
+                               {u"dueText"_s, u"2 days late"_s},
+                               {u"ageText"_s, u"3 days ago"_s},
+                               {u"isMine"_s, true},
+                               {u"isSnoozed"_s, false},
+                               {u"snoozedUntil"_s, u""_s},
+                               {u"date"_s, u"2026-03-02"_s},
+                               {u"source"_s, first.value(u"source"_s)}};
+    EXPECT_EQ(first, expected);
+}
+
+TEST_F(MemoryCommands, tickAndSnoozeAPromise) {
+    fill();
+    EXPECT_EQ(line.run({u"promises"_s, u"done"_s, u"p-aaaaaa"_s}).output,
+              u"p-aaaaaa is done: send the deck\n"_s);
+    EXPECT_TRUE(file(u"promises.md"_s).contains("- [x] send the deck"));
+    EXPECT_FALSE(
+        line.run({u"promises"_s, u"reopen"_s, u"p-a"_s, u"--json"_s}).object().value(u"done"_s).toBool());
+    EXPECT_TRUE(file(u"promises.md"_s).contains("- [ ] send the deck"));
+    EXPECT_EQ(line.run({u"promises"_s, u"snooze"_s, u"p-aaaaaa"_s, u"3"_s}).output,
+              u"p-aaaaaa is snoozed until 2026-03-08: send the deck\n"_s);
+    EXPECT_TRUE(file(u"promises.md"_s).contains(" · snoozed 2026-03-08 ^p-aaaaaa\n"));
+    EXPECT_TRUE(line.run({u"promises"_s}).output.contains(u"Snoozed until 2026-03-08"_s));
+    EXPECT_EQ(line.run({u"promises"_s, u"--due"_s, u"--json"_s}).array().size(), 1);
+    EXPECT_TRUE(
+        line.run({u"promises"_s, u"snooze"_s, u"p-aaaaaa"_s, u"0"_s}).output.contains(u"no longer"_s));
+    EXPECT_EQ(line.run({u"promises"_s, u"--due"_s, u"--json"_s}).array().size(), 2);
+}
+
+TEST_F(MemoryCommands, readACaptureIntoTheMemory) {
+    line.installAgent();
+    addMeeting();
+    line.set(
+        u"FAKE_AGENT_MEMORY"_s,
+        uR"(Sure: {"people":[{"name":"Ann Lee","timeline":"agreed"}],"promises":[{"owner":"Me","text":"reply"}]})"_s);
+    const QJsonObject updated = line.run({u"memory"_s, u"update"_s, u"last"_s, u"--json"_s}).object();
+    EXPECT_EQ(updated, (QJsonObject{{u"capture"_s, meeting},
+                                    {u"updated"_s, true},
+                                    {u"people"_s, 1},
+                                    {u"projects"_s, 0},
+                                    {u"promises"_s, 1},
+                                    {u"closedPromises"_s, 0},
+                                    {u"ideas"_s, 0}}));
+    EXPECT_TRUE(file(u"people/ann-lee.md"_s)
+                    .contains("- 2026-03-02 · [[captures/2026-03-02-0914-meeting/transcript|"));
+    EXPECT_EQ(
+        line.run({u"show"_s, u"last"_s, u"--json"_s}).object().value(u"memorizedAt"_s).toString().size(), 20);
+    EXPECT_EQ(line.run({u"memory"_s, u"catch-up"_s}).errors, u"Every capture has been read already.\n"_s);
+
+    addMeeting(u"2026-03-03-0914-meeting"_s);
+    addMeeting(u"2026-03-04-0914-meeting"_s);
+    const Finished caughtUp = line.run({u"memory"_s, u"catch-up"_s});
+    EXPECT_EQ(caughtUp.status, 0) << qPrintable(caughtUp.errors);
+    EXPECT_EQ(caughtUp.output, u"2 of 2 captures taken in.\n"_s);
+    EXPECT_EQ(file(u"promises.md"_s).count("] reply"), 1);
+}
+
+TEST_F(MemoryCommands, changeNothingWhenTheAgentGivesNoObject) {
+    line.installAgent();
+    addMeeting();
+    line.set(u"FAKE_AGENT_MEMORY"_s, uR"({"people":[{"name":"Ann Lee"},{"role":"CTO"}]})"_s);
+    const Finished unreadable = line.run({u"memory"_s, u"update"_s, u"last"_s});
+    EXPECT_EQ(unreadable.status, 1);
+    EXPECT_TRUE(unreadable.errors.contains(u"lumbro: The agent's answer could not be read"_s));
+    EXPECT_TRUE(line.run({u"people"_s, u"--json"_s}).array().isEmpty());
+    line.set(u"FAKE_AGENT_MODE"_s, u"error"_s);
+    line.set(u"FAKE_AGENT_TEXT"_s, u"You've hit your session limit"_s);
+    const Finished failed = line.run({u"memory"_s, u"catch-up"_s, u"--json"_s});
+    EXPECT_EQ(failed.status, 1);
+    EXPECT_TRUE(failed.array().first().toObject().value(u"error"_s).toString().contains(u"limit"_s));
+    EXPECT_FALSE(line.run({u"show"_s, u"last"_s, u"--json"_s}).object().contains(u"memorizedAt"_s));
+}
+
+TEST_F(MemoryCommands, endTheAgentOnInterrupt) {
+    line.installAgent();
+    addMeeting();
+    line.set(u"FAKE_AGENT_MODE"_s, u"hang"_s);
+    QProcess process;
+    process.setProcessEnvironment(line.environment());
+    process.start(CommandLine::program(), {u"memory"_s, u"update"_s, u"last"_s});
+    ASSERT_TRUE(eventually([this] { return !line.home().read(u"agent.log"_s).isEmpty(); }));
+    ::kill(pid_t(process.processId()), SIGINT);
+    process.waitForFinished(-1);
+    EXPECT_EQ(process.exitCode(), 1);
+    EXPECT_TRUE(process.readAllStandardError().contains("was cancelled; nothing was changed"));
+    const auto agent =
+        json::object(line.home().read(u"agent.log"_s).split('\n').first()).value(u"pid"_s).toInt();
+    EXPECT_NE(::kill(agent, 0), 0) << "the agent has ended";
+}
