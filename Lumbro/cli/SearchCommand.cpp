@@ -1,0 +1,70 @@
+#include "cli/SearchCommand.h"
+
+#include "LumbroCore/Clock.h"
+#include "LumbroCore/Settings.h"
+#include "ask/AskThreads.h"
+#include "ask/Highlight.h"
+#include "ask/SearchIndex.h"
+#include "cli/CaptureLookup.h"
+#include "cli/SearchOutput.h"
+#include "library/ContextLibrary.h"
+#include "memory/MemoryStore.h"
+
+namespace lumbro::cli {
+
+namespace {
+
+SearchInput everything(ContextLibrary& library, const SystemClock& clock) {
+    const Settings settings;
+    MemoryStore memory(library, clock, settings);
+    library.reloadCaptures();
+    library.reloadEngines(true);
+    memory.reload(true);
+    SearchInput input{.captures = library.captures(),
+                      .engineNames = {},
+                      .people = memory.people(),
+                      .projects = memory.projects(),
+                      .promises = memory.promises(),
+                      .ideas = memory.ideas(),
+                      .threads = AskThreads(library.root()).readAll({})};
+    for (const QList<Engine>& engines : {library.engines(), library.systemEngines()}) {
+        for (const Engine& engine : engines) {
+            input.engineNames[engine.id] = engine.name;
+        }
+    }
+    return input;
+}
+
+}  // namespace
+
+Task<int> search(CommandContext context) {
+    Output& output = context.output;
+    const QString query = context.arguments.positionals().join(u' ');
+    const QString root = ContextLibrary::rootFromEnvironment();
+    if (const auto usable = checkLibrary(root, LibraryUse::read); !usable) {
+        co_return output.fail(usable.error());
+    }
+    const QStringList terms = highlight::terms(query);
+    if (terms.isEmpty()) {
+        co_return output.fail(u"Nothing to search for: give a word."_s);
+    }
+    SystemClock clock(SystemClock::dateFromEnvironment());
+    ContextLibrary library(root, clock);
+    SearchIndex index(clock);
+    SearchResults results = index.search(query, everything(library, clock)).value_or(SearchResults());
+    const auto limit = context.arguments.number("limit");
+    if (context.arguments.wantsJson()) {
+        if (limit && *limit < results.captures.size()) {
+            results.captures.resize(*limit);
+        }
+        output.printJson(searchJson(results));
+    } else if (results.isEmpty()) {
+        output.say(u"Nothing in the library holds \"%1\"."_s.arg(Output::clean(terms.join(u"\" and \""_s))));
+    } else {
+        constexpr qsizetype usual = 10;
+        output.print(searchText(output, results, terms, limit ? *limit : usual));
+    }
+    co_return 0;
+}
+
+}  // namespace lumbro::cli
