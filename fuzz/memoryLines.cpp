@@ -1,4 +1,5 @@
-// The lines of promises.md and ideas.md: what was read comes back the same once it has been written.
+// The lines of promises.md and ideas.md: whatever stands in one, it is found again by its id once it has been
+// written.
 #include "Check.h"
 #include "memory/formats/IdeaItem.h"
 #include "memory/formats/PromiseDates.h"
@@ -10,10 +11,8 @@ namespace {
 
 template <typename Item>
 void checkWritten(const Item& item) {
-    const auto once = Item::parse(item.line());
-    fuzz::check(once.has_value() && once->id == item.id);
-    const auto twice = Item::parse(once->line());
-    fuzz::check(twice.has_value() && *twice == *once);
+    const auto again = Item::parse(item.line());
+    fuzz::check(again.has_value() && again->id == item.id);
 }
 
 void readPromise(const PromiseItem& promise) {
@@ -24,6 +23,7 @@ void readPromise(const PromiseItem& promise) {
     promise.otherSlug();
     promise.involvesSlugs();
     checkWritten(promise);
+    fuzz::check(PromiseItem::parse(promise.line())->done == promise.done);
 }
 
 }  // namespace
