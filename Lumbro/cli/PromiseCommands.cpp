@@ -41,6 +41,9 @@ void printSides(Output& output, const Wanted& wanted, const QList<PromiseItem>& 
             continue;
         }
         const PromiseGroups groups = PromiseGroups::of(promises, side, today);
+        if (wanted.dueOnly && groups.open.isEmpty()) {
+            continue;
+        }
         output.print((isFirst ? u""_s : u"\n"_s) + promiseText(output, side, groups, withDone, today));
         hidden += withDone ? 0 : groups.done.size();
         isFirst = false;

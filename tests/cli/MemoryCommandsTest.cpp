@@ -175,6 +175,8 @@ TEST_F(MemoryCommands, groupPromisesBySideAndUrgency) {
               (QStringList{u"p-aaaaaa"_s, u"p-bbbbbb"_s, u"p-cccccc"_s}));
     EXPECT_EQ(ids({u"promises"_s, u"--json"_s, u"--due"_s}), (QStringList{u"p-aaaaaa"_s, u"p-bbbbbb"_s}));
     EXPECT_EQ(ids({u"promises"_s, u"--json"_s, u"--theirs"_s}), (QStringList{u"p-bbbbbb"_s}));
+    memory(u"promises.md"_s, file(u"promises.md"_s).replace("due Friday", "soon"));
+    EXPECT_FALSE(line.run({u"promises"_s, u"--due"_s}).output.contains(u"Owed to me"_s));
     const QJsonObject first = line.run({u"promises"_s, u"--json"_s}).array().first().toObject();
     const QJsonObject expected{{u"id"_s, u"p-aaaaaa"_s},
                                {u"done"_s, false},

@@ -19,13 +19,18 @@ QString quoted(const CaptureRecord& record) {
     return u"\"%1\""_s.arg(Output::clean(record.meta.title));
 }
 
+/// What the agent proposed, in numbers above 0.
 QString passText(const MemoryPass& pass) {
-    return QStringList{counted(pass.people, u"person"_s, u"people"_s),
-                       counted(pass.projects, u"project"_s, u"projects"_s),
-                       counted(pass.promises, u"promise"_s, u"promises"_s),
-                       counted(pass.closedPromises, u"promise kept"_s, u"promises kept"_s),
-                       counted(pass.ideas, u"idea"_s, u"ideas"_s)}
-        .join(u", "_s);
+    QStringList parts;
+    const auto add = [&parts](qsizetype count, const QString& one, const QString& many) {
+        parts += count > 0 ? QStringList(counted(count, one, many)) : QStringList();
+    };
+    add(pass.people, u"person"_s, u"people"_s);
+    add(pass.projects, u"project"_s, u"projects"_s);
+    add(pass.promises, u"promise"_s, u"promises"_s);
+    add(pass.closedPromises, u"promise kept"_s, u"promises kept"_s);
+    add(pass.ideas, u"idea"_s, u"ideas"_s);
+    return parts.isEmpty() ? u"nothing to remember"_s : parts.join(u", "_s);
 }
 
 QJsonObject passJson(const MemoryPass& pass) {
