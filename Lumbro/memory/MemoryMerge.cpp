@@ -3,6 +3,7 @@
 #include "LumbroCore/AppLog.h"
 #include "LumbroCore/Dates.h"
 #include "LumbroCore/Literals.h"
+#include "memory/Bounded.h"
 #include "memory/PageUpdate.h"
 #include "memory/formats/EmailAddresses.h"
 #include "memory/formats/IdeaItem.h"
@@ -23,16 +24,6 @@ using memoryText::oneLine;
 constexpr qsizetype mostName = 200;
 constexpr qsizetype mostPhrase = 300;
 constexpr qsizetype mostText = 1000;
-
-template <typename List>
-List bounded(const List& list, qsizetype most, const QString& what) {
-    if (list.size() <= most) {
-        return list;
-    }
-    AppLog::error(u"memory"_s,
-                  u"only the first %1 of %2 %3 were taken"_s.arg(most).arg(list.size()).arg(what));
-    return list.first(most);
-}
 
 /// Text inside a line whose parts are separated by signs, without these signs.
 QString withoutSigns(QString text) {

@@ -96,10 +96,14 @@ QString MemoryStore::root() const {
 }
 
 void MemoryStore::bootstrap() {
-    change([this] {
+    const auto started = change([this] {
         m_private->writer.start();
         return Result<>();
     });
+    if (!started) {
+        // What cannot be changed may still be read.
+        reload(true);
+    }
 }
 
 void MemoryStore::reload(bool force) {

@@ -4,6 +4,7 @@
 #include "LumbroCore/AtomicFile.h"
 #include "LumbroCore/Literals.h"
 #include "library/CaptureRepair.h"
+#include "memory/Bounded.h"
 #include "memory/PageUpdate.h"
 #include "memory/formats/MarkdownDoc.h"
 #include "memory/formats/MemoryLists.h"
@@ -13,7 +14,6 @@
 #include <QDateTime>
 #include <QFileInfo>
 
-#include <algorithm>
 #include <utility>
 
 namespace lumbro {
@@ -92,12 +92,11 @@ Result<> MemoryWriter::apply(MemoryMerge::Known known, const LibrarianOps& ops, 
             return std::optional(memoryLists::withPromises(bytes.value_or("# Promises\n\n"), promises));
         })));
     }
-    for (const QString& id :
-         ops.closedPromises.first(std::min(ops.closedPromises.size(), MemoryMerge::mostLines))) {
+    for (const QString& id : bounded(ops.closedPromises, MemoryMerge::mostLines, u"closed promises"_s)) {
         note(setPromise(id, true));
     }
     QList<NewIdea> ideas;
-    for (const LibrarianOps::Idea& idea : ops.ideas) {
+    for (const LibrarianOps::Idea& idea : bounded(ops.ideas, MemoryMerge::mostLines, u"ideas"_s)) {
         ideas.append({idea.hook, idea.angle.value_or(QString()), record});
     }
     note(addIdeas(ideas, today));
@@ -128,15 +127,10 @@ Result<bool> MemoryWriter::snoozePromise(const QString& id, QDate until) const {
 Result<QStringList> MemoryWriter::addIdeas(const QList<NewIdea>& items, QDate today) const {
     const QString day = PromiseDates::text(today);
     QStringList lines;
-    for (const NewIdea& item : items.first(std::min(items.size(), MemoryMerge::mostLines))) {
+    for (const NewIdea& item : bounded(items, MemoryMerge::mostLines, u"ideas"_s)) {
         if (const auto line = ideaLine(item.hook, item.angle, item.source, day)) {
             lines.append(*line);
         }
-    }
-    if (items.size() > MemoryMerge::mostLines) {
-        AppLog::error(
-            u"memory"_s,
-            u"only the first %1 of %2 ideas were taken"_s.arg(MemoryMerge::mostLines).arg(items.size()));
     }
     if (lines.isEmpty()) {
         return lines;

@@ -111,7 +111,7 @@ QList<MemoryEntity> PageFolder::read() {
             m_unreadable.append(QFile::decodeName(entry.name));
         }
         m_isUnsettled = m_isUnsettled || !page->isSettled;
-        m_pages.insert(entry.name, std::move(*page));
+        m_pages.insert(entry.name, *page);
     }
     std::ranges::sort(entities, &MemoryEntity::standsBefore);
     return entities;

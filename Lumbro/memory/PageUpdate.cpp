@@ -18,7 +18,8 @@ Result<bool> updatePage(const QString& path, const PageChange& change) {
             return std::nullopt;
         }
         MarkdownDoc page = MarkdownDoc::parse(QString::fromUtf8(bytes));
-        if (!change(page, bytes.isEmpty())) {
+        const QString before = page.render();
+        if (!change(page, bytes.isEmpty()) || page.render() == before) {
             return std::nullopt;
         }
         const QByteArray rendered = page.render().toUtf8();

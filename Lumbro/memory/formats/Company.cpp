@@ -5,6 +5,7 @@
 
 #include <QHash>
 #include <QMap>
+#include <QSet>
 
 #include <algorithm>
 #include <utility>
@@ -20,7 +21,10 @@ class CompanyGroups {
         : m_ownDomain(ownDomain) {
         for (const MemoryEntity& person : people) {
             m_people.insert(person.id, &person);
-            m_slugs.insert(person.name.toLower(), person.id);
+            // The first of equal names was met last.
+            if (!m_slugs.contains(person.name.toLower())) {
+                m_slugs.insert(person.name.toLower(), person.id);
+            }
             for (const QString& email : person.emails) {
                 if (const auto domain = domainOf(email)) {
                     addPerson(*domain, person.id);
@@ -75,9 +79,10 @@ class CompanyGroups {
     }
 
     void addPerson(const QString& domain, const QString& slug) {
-        QStringList& slugs = m_companies[domain].personSlugs;
-        if (!slugs.contains(slug)) {
-            slugs.append(slug);
+        QSet<QString>& known = m_known[domain];
+        if (!known.contains(slug)) {
+            known.insert(slug);
+            m_companies[domain].personSlugs.append(slug);
         }
     }
 
@@ -113,6 +118,8 @@ class CompanyGroups {
     /// The same few addresses come in thousands of meetings.
     QHash<QString, std::optional<QString>> m_domains;
     QMap<QString, Company> m_companies;
+    /// The slugs in the companies, by domain.
+    QHash<QString, QSet<QString>> m_known;
 };
 
 }  // namespace

@@ -53,11 +53,15 @@ qsizetype MarkdownDoc::readHead(const QStringList& lines) {
 
 MarkdownDoc MarkdownDoc::parse(const QString& text) {
     MarkdownDoc page;
-    const QStringList lines = text.split(u'\n');
+    QStringList lines = text.split(u'\n');
     // Blank lines above all are not written again.
     const auto first =
         std::ranges::find_if_not(lines, [](const QString& line) { return line.trimmed().isEmpty(); });
     page.m_hasReturns = lines.end() - first > 1 && first->endsWith(u'\r');
+    if (page.m_hasReturns && !lines.last().endsWith(u'\r')) {
+        // The last line may get others below it.
+        lines.last() += u'\r';
+    }
     for (qsizetype i = page.readHead(lines); i < lines.size(); ++i) {
         const QString& line = lines[i];
         if (line.startsWith(headingMark)) {

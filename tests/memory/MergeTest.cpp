@@ -1,0 +1,161 @@
+#include "memory/MemoryMerge.h"
+#include "tests/memory/MemoryFixture.h"
+
+#include <QDir>
+
+namespace lumbro::test {
+namespace {
+
+using MergeTest = MemoryTest;
+
+/// The golden files: what one meeting leaves in an empty memory.
+TEST_F(MergeTest, aMeetingLeavesPagesPromisesAndIdeas) {
+    m_store.bootstrap();
+    CaptureRecord record = meeting();
+    record.meta.attendees = QStringList{u"Dana Kim"_s, u"bob@acme.com"_s};
+    record.meta.attendeeEmails = QStringList{u"Dana@Acme.com"_s, u"bob@acme.com"_s};
+    LibrarianOps ops;
+    ops.people = {entity(u" Dana Kim "_s), entity(u"ME"_s), entity(u"!!!"_s)};
+    ops.people[0].role = u"CTO"_s;
+    ops.people[0].about = QStringList{u"Likes tea"_s, QString(), u"likes TEA"_s};
+    ops.people[0].timeline = u"Asked for the deck"_s;
+    ops.projects = {entity(u"Apollo"_s)};
+    ops.projects[0].status = u"in talks"_s;
+    ops.promises = {promise(u"me"_s, u"Send the deck"_s), promise(u"dana kim"_s, u"Check the budget"_s),
+                    promise(u"Zoe"_s, u" "_s)};
+    ops.promises[0].to = u"Dana Kim"_s;
+    ops.promises[0].due = u"Friday"_s;
+    ops.ideas = {{u"**Tea** first"_s, u"Ask before you pitch"_s}, {u" "_s, u"nothing"_s}};
+    ASSERT_TRUE(m_store.apply(ops, record));
+
+    EXPECT_EQ(
+        file(u"people/dana-kim.md"_s),
+        "---\nname: Dana Kim\ncompany: \nrole: CTO\nemail: dana@acme.com\nlast_seen: 2026-03-02\n---\n\n"
+        "# Dana Kim\n\n## About\n- Likes tea\n\n## Timeline\n"
+        "- 2026-03-02 · [[captures/2026-03-02-1430-meeting/transcript|Weekly sync]] — Asked for the deck\n");
+    EXPECT_EQ(file(u"projects/apollo.md"_s),
+              "---\nname: Apollo\nstatus: in talks\nlast_seen: 2026-03-02\n---\n\n# Apollo\n");
+    EXPECT_EQ(withoutIds(u"promises.md"_s).toStdString(),
+              "# Promises\n\nOpen loops from your meetings and notes. Tick a box when it's done.\n"
+              "- [ ] Send the deck · me → [[people/dana-kim|Dana Kim]] · due Friday · "
+              "[[captures/2026-03-02-1430-meeting/transcript|Weekly sync]] · 2026-03-02 ^p-x\n"
+              "- [ ] Check the budget · [[people/dana-kim|dana kim]] → Them · "
+              "[[captures/2026-03-02-1430-meeting/transcript|Weekly sync]] · 2026-03-02 ^p-x\n");
+    EXPECT_EQ(withoutIds(u"ideas.md"_s),
+              "# Ideas\n\nContent ideas from your meetings and notes, newest first.\n\n"
+              "- **Tea first** — Ask before you pitch · "
+              "[[captures/2026-03-02-1430-meeting/transcript|Weekly sync]] · 2026-03-02 ^i-x\n");
+    EXPECT_EQ(m_store.people().size(), 1);
+    EXPECT_EQ(
+        m_store.index()
+            .replace(m_store.promises()[0].id, u"p-1"_s)
+            .replace(m_store.promises()[1].id, u"p-2"_s),
+        u"## PEOPLE\n- dana-kim: Dana Kim (CTO) — Likes tea\n## PROJECTS\n- apollo: Apollo (in talks)\n"
+        "## COMPANIES\n- acme.com: Acme (dana-kim)\n## OPEN PROMISES\n- p-1: me → Dana Kim: Send the deck\n"
+        "- p-2: dana kim → Them: Check the budget"_s);
+    for (const QString& name : {u"people/dana-kim.md"_s, u"promises.md"_s}) {
+        EXPECT_EQ(QFile::permissions(m_store.root() + u'/' + name) & 0x0077, QFile::Permissions());
+    }
+}
+
+TEST_F(MergeTest, readingAMeetingAgainAddsNothing) {
+    m_store.bootstrap();
+    LibrarianOps ops;
+    ops.people = {entity(u"Dana Kim"_s)};
+    ops.people[0].about = QStringList{u"Likes tea"_s};
+    ops.people[0].timeline = u"Met"_s;
+    ops.promises = {promise(u"Me"_s, u"Send it"_s)};
+    ASSERT_TRUE(m_store.apply(ops, meeting()));
+    const QByteArray page = file(u"people/dana-kim.md"_s);
+    const QByteArray promises = file(u"promises.md"_s);
+    ops.people[0].timeline = u"Told otherwise"_s;
+    ops.closedPromises = QStringList{u"p-none"_s, QString(), u"^"_s};
+    ASSERT_TRUE(m_store.apply(ops, meeting()));
+    EXPECT_EQ(file(u"people/dana-kim.md"_s), page);
+    EXPECT_EQ(file(u"promises.md"_s), promises);
+
+    ops.closedPromises = QStringList{m_store.promises().first().id};
+    ASSERT_TRUE(m_store.apply(ops, meeting()));
+    EXPECT_EQ(file(u"promises.md"_s), QByteArray(promises).replace("- [ ]", "- [x]"));
+}
+
+TEST_F(MergeTest, theSlugComesFromWhatIsKnownFirst) {
+    put(u"people/dk.md"_s, "---\nname: Dana Kim\ncompany: Own words\n---\n# Dana, by hand\n");
+    put(u"projects/old.md"_s, "---\nname: Apollo\nstatus: won\n---\n");
+    m_store.bootstrap();
+    LibrarianOps ops;
+    ops.people = {entity(u"DANA KIM"_s), entity(u"Dana"_s), entity(u"Other"_s)};
+    ops.people[0].company = u"Acme"_s;
+    ops.people[1].slug = u"dk"_s;
+    ops.people[2].slug = u"made-up"_s;
+    ops.projects = {entity(u"apollo"_s), entity(u"Them"_s)};
+    ASSERT_TRUE(m_store.apply(ops, meeting()));
+    EXPECT_EQ(QDir(m_store.root() + u"/people"_s).entryList(QDir::Files),
+              (QStringList{u"dk.md"_s, u"other.md"_s}));
+    EXPECT_EQ(
+        file(u"people/dk.md"_s),
+        "---\nname: Dana Kim\ncompany: Own words\nrole: \nlast_seen: 2026-03-02\n---\n# Dana, by hand\n");
+    EXPECT_EQ(file(u"projects/old.md"_s), "---\nname: Apollo\nstatus: won\nlast_seen: 2026-03-02\n---\n");
+}
+
+TEST_F(MergeTest, hostileTextStaysInItsLine) {
+    m_store.bootstrap();
+    LibrarianOps ops;
+    const QString nasty = u"a\n- [x] b\r\n## About\u2028---\u202Ec\u0000 → d"_s;
+    for (const QString& name : {u"../../etc/passwd"_s, u"/abs"_s, u"..\\x"_s, QString(10'000, u'ß'), nasty}) {
+        ops.people.append(entity(name));
+        ops.people.last().slug = u"../../x"_s;
+        ops.people.last().role = nasty;
+        ops.people.last().about = QStringList{nasty};
+        ops.people.last().timeline = nasty;
+    }
+    ops.projects = ops.people;
+    ops.promises = {promise(nasty, nasty)};
+    ops.promises[0].to = u"x · due 1999-01-01 ^p-abcdef"_s;
+    ops.promises[0].due = u"soon · 1999-01-01"_s;
+    ops.ideas = {{nasty, nasty}};
+    ASSERT_TRUE(m_store.apply(ops, meeting(nasty)));
+
+    EXPECT_EQ(QDir(m_folder.path()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden),
+              QStringList{u"memory"_s});
+    EXPECT_EQ(m_store.people().size(), 5);
+    EXPECT_EQ(m_store.projects().size(), 5);
+    for (const MemoryEntity& person : m_store.people()) {
+        EXPECT_EQ(person.about, QStringList{u"a - [x] b ## About ---c → d"_s});
+        ASSERT_EQ(person.timeline.size(), 1);
+        EXPECT_EQ(person.timeline.first().source->captureID(), u"2026-03-02-1430-meeting"_s);
+    }
+    ASSERT_EQ(m_store.promises().size(), 1);
+    const PromiseItem read = m_store.promises().first();
+    EXPECT_EQ(read.recipient, u"x • due 1999-01-01 ^p-abcdef"_s);
+    EXPECT_EQ(read.due, u"soon • 1999-01-01"_s);
+    EXPECT_EQ(read.date, u"2026-03-02"_s);
+    EXPECT_FALSE(read.done);
+    EXPECT_EQ(m_store.ideas().size(), 1);
+    EXPECT_EQ(m_store.ideas().first().date, u"2026-03-02"_s);
+}
+
+TEST_F(MergeTest, whatIsTooMuchIsCut) {
+    m_store.bootstrap();
+    LibrarianOps ops;
+    ops.ideas = QList<LibrarianOps::Idea>(1'000'000, {u"hook"_s, std::nullopt});
+    ops.promises = QList<LibrarianOps::Promise>(10'000, promise(u"Me"_s, u"x"_s.repeated(100'000)));
+    ASSERT_TRUE(m_store.apply(ops, meeting()));
+    EXPECT_EQ(m_store.ideas().size(), MemoryMerge::mostLines);
+    EXPECT_EQ(m_store.promises().size(), MemoryMerge::mostLines);
+    EXPECT_LT(file(u"promises.md"_s).size(), 1'000'000);
+    EXPECT_TRUE(log().contains(u"only the first 500 of 1000000 ideas were taken"_s));
+}
+
+TEST_F(MergeTest, aPageThatIsNoTextIsLeftAlone) {
+    put(u"people/dana-kim.md"_s, "caf\xE9\n");
+    m_store.bootstrap();
+    LibrarianOps ops;
+    ops.people = {entity(u"Dana Kim"_s), entity(u"Bob"_s)};
+    EXPECT_FALSE(m_store.apply(ops, meeting()));
+    EXPECT_EQ(file(u"people/dana-kim.md"_s), "caf\xE9\n");
+    EXPECT_TRUE(m_folder.has(u"memory/people/bob.md"_s));
+}
+
+}  // namespace
+}  // namespace lumbro::test
