@@ -1,11 +1,7 @@
 #include "LumbroCore/ChildProcess.h"
-#include "runners/AgentProcess.h"
 #include "runners/ClaudeRunner.h"
 #include "runners/ClaudeText.h"
-#include "tests/support/FakeAgents.h"
-#include "tests/support/ScratchFolder.h"
-#include "tests/support/TestClock.h"
-#include "tests/support/Wait.h"
+#include "tests/runners/RunnerFixture.h"
 
 #include <QDir>
 #include <QJsonArray>
@@ -20,30 +16,13 @@ using namespace std::chrono_literals;
 
 namespace {
 
-struct ClaudeRunnerTest : ::testing::Test {
-    ClaudeRunnerTest() : settings(folder.path(u"settings.ini"_s)), runner(settings, clock) {
-        settings.set(u"claudeExecutablePath"_s, test::FakeAgents::claude());
-    }
+struct ClaudeRunnerTest : test::RunnerFixture<ClaudeRunner> {
+    ClaudeRunnerTest() : RunnerFixture(u"claudeExecutablePath"_s, test::FakeAgents::claude()) {}
 
-    /// Starts a run whose outcome goes to `outcome`.
-    void start(AgentRequest request) {
-        runner.run(std::move(request), handle).then([this](Result<QString> result) { outcome = result; });
-    }
-    Result<QString> run(AgentRequest request = {.instruction = u"Say ok."_s, .model = u"haiku"_s}) {
-        return test::wait(runner.run(std::move(request), handle));
-    }
     QStringList lastArguments() const {
         const auto runs = agents.runs();
         return runs.isEmpty() ? QStringList() : runs.last()[u"argv"].toVariant().toStringList().mid(1);
     }
-
-    test::ScratchFolder folder;
-    test::TestClock clock;
-    Settings settings;
-    ClaudeRunner runner;
-    test::FakeAgents agents;
-    std::shared_ptr<CancellationHandle> handle = std::make_shared<CancellationHandle>();
-    std::optional<Result<QString>> outcome;
 };
 
 const AgentRequest streamed{.instruction = u"Go."_s, .model = u"sonnet"_s, .requireTools = u"mcp__slack"_s};
@@ -52,15 +31,7 @@ const AgentRequest streamed{.instruction = u"Go."_s, .model = u"sonnet"_s, .requ
 
 TEST_F(ClaudeRunnerTest, everyEndOfTheAgentIsAnAnswerOrATypedFailure) {
     using enum FailureKind;
-    struct Row {
-        const char* mode;
-        std::optional<FailureKind> kind;
-        const char* message;
-        const char* text = "";
-        int status = 1;
-        bool isStream = false;
-    };
-    const Row rows[] = {
+    const test::AgentEndRow rows[] = {
         {"answer", std::nullopt, "hello"},
         {"deaf", std::nullopt, "hello"},
         {"grandchild", std::nullopt, "hello"},
@@ -86,22 +57,11 @@ TEST_F(ClaudeRunnerTest, everyEndOfTheAgentIsAnAnswerOrATypedFailure) {
         {"cut-last-line", std::nullopt, "whole", "", 0, true},
         {"killed", timedOut, "Claude took too long. Try again.", "", 0, true},
     };
-    for (const Row& row : rows) {
+    for (const test::AgentEndRow& row : rows) {
         SCOPED_TRACE(testing::Message() << row.mode << " " << row.text);
-        agents.mode(row.mode);
-        agents.set("REPLY", "  hello\n");
-        agents.set("TEXT", row.text);
-        agents.set("STATUS", QByteArray::number(row.status));
+        test::play(row, agents);
         agents.set("TOOLS", "mcp__slack__send");
-        const auto result = row.isStream ? run(streamed) : run();
-        if (row.kind) {
-            ASSERT_FALSE(result.has_value()) << qPrintable(*result);
-            EXPECT_EQ(result.error().kind, *row.kind);
-            EXPECT_EQ(result.error().message, QString::fromUtf8(row.message));
-        } else {
-            ASSERT_TRUE(result.has_value()) << qPrintable(result.error().message);
-            EXPECT_EQ(*result, QString::fromUtf8(row.message));
-        }
+        test::expectEnd(row, row.isStream ? run(streamed) : run());
     }
     EXPECT_EQ(clock.timerCount(), 0U);
 }

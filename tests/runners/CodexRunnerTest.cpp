@@ -1,44 +1,20 @@
 #include "runners/CodexRunner.h"
-#include "tests/support/FakeAgents.h"
-#include "tests/support/ScratchFolder.h"
-#include "tests/support/TestClock.h"
-#include "tests/support/Wait.h"
-
-#include <gtest/gtest.h>
+#include "tests/runners/RunnerFixture.h"
 
 using namespace lumbro;
 using namespace std::chrono_literals;
 
 namespace {
 
-struct CodexRunnerTest : ::testing::Test {
-    CodexRunnerTest() : settings(folder.path(u"settings.ini"_s)), runner(settings, clock) {
-        settings.set(u"codexExecutablePath"_s, test::FakeAgents::codex());
-    }
-
-    Result<QString> run(AgentRequest request = {.instruction = u"Say ok."_s}) {
-        return test::wait(runner.run(std::move(request), handle));
-    }
-
-    test::ScratchFolder folder;
-    test::TestClock clock;
-    Settings settings;
-    CodexRunner runner;
-    test::FakeAgents agents;
-    std::shared_ptr<CancellationHandle> handle = std::make_shared<CancellationHandle>();
+struct CodexRunnerTest : test::RunnerFixture<CodexRunner> {
+    CodexRunnerTest() : RunnerFixture(u"codexExecutablePath"_s, test::FakeAgents::codex()) {}
 };
 
 }  // namespace
 
 TEST_F(CodexRunnerTest, everyEndOfTheAgentIsAnAnswerOrATypedFailure) {
     using enum FailureKind;
-    struct Row {
-        const char* mode;
-        std::optional<FailureKind> kind;
-        const char* message;
-        const char* text = "";
-    };
-    const Row rows[] = {
+    const test::AgentEndRow rows[] = {
         {"answer", std::nullopt, "hello"},
         {"reconnecting", std::nullopt, "hello"},
         {"grandchild", std::nullopt, "hello"},
@@ -56,18 +32,10 @@ TEST_F(CodexRunnerTest, everyEndOfTheAgentIsAnAnswerOrATypedFailure) {
         {"stderr", failed, "not UTF-8", "Reading additional input from stdin...\nnot UTF-8"},
         {"stderr", limit, "quota exceeded", "quota exceeded"},
     };
-    for (const Row& row : rows) {
+    for (const test::AgentEndRow& row : rows) {
         SCOPED_TRACE(testing::Message() << row.mode << " " << row.text);
-        agents.mode(row.mode);
-        agents.set("REPLY", "hello");
-        agents.set("TEXT", row.text);
-        const auto result = run();
-        if (row.kind) {
-            ASSERT_FALSE(result.has_value()) << qPrintable(*result);
-            EXPECT_EQ(result.error(), (Failure{*row.kind, QString::fromUtf8(row.message)}));
-        } else {
-            EXPECT_EQ(result, QString::fromUtf8(row.message));
-        }
+        test::play(row, agents);
+        test::expectEnd(row, run());
     }
 }
 
@@ -85,9 +53,9 @@ TEST_F(CodexRunnerTest, tooMuchTextIsRefusedRatherThanCut) {
 TEST_F(CodexRunnerTest, aHungAgentTimesOutAndACancelledOneIsCancelled) {
     agents.mode("hang");
     for (const bool byUser : {false, true}) {
-        std::optional<Result<QString>> outcome;
+        outcome.reset();
         const auto before = agents.runs().size();
-        runner.run({.instruction = u"Go."_s}, handle).then([&](Result<QString> result) { outcome = result; });
+        start({.instruction = u"Go."_s});
         ASSERT_TRUE(test::eventually([&] { return agents.runs().size() > before; }));
         if (byUser) {
             handle->cancel();
