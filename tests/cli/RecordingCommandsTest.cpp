@@ -118,8 +118,40 @@ TEST(RecordingCommands, sayWhereCtrlCStoppedTheFiles) {
     process.waitForFinished(-1);
     const QString errors = QString::fromUtf8(process.readAllStandardError());
     EXPECT_EQ(process.exitCode(), 0);
-    EXPECT_TRUE(errors.contains(QRegularExpression(u"stopped at 0:\\d\\d of 0:3\\d"_s)))
+    EXPECT_TRUE(errors.contains(
+        QRegularExpression(u"stopped at 0:\\d\\d of 0:3\\d; what was heard until then is kept"_s)))
         << qPrintable(errors);
+}
+
+TEST(RecordingCommands, importWhatCanBeReadOfADamagedFileAndSaySo) {
+    const CommandLine line;
+    line.home().write(u"cut.flac"_s, readFile(CommandLine::demoSide(u"me"_s))->left(130000));
+    const Finished run = line.run({u"import"_s, line.home().path(u"cut.flac"_s), u"--json"_s});
+    EXPECT_EQ(run.status, 0) << qPrintable(run.errors);
+    EXPECT_TRUE(run.errors.contains(
+        QRegularExpression(u"“cut.flac” is damaged: only 0:\\d\\d of 0:3\\d could be read"_s)))
+        << qPrintable(run.errors);
+    EXPECT_TRUE(!spoken(run.object(), u"Me"_s).isEmpty());
+}
+
+TEST(RecordingCommands, failWithWhatToDoWhenTheWordsCannotBeSaved) {
+    const CommandLine line;
+    QProcess process;
+    process.setProcessEnvironment(line.environment());
+    process.start(CommandLine::program(), {u"import"_s, CommandLine::demoSide(u"me"_s)});
+    QString folder;
+    ASSERT_TRUE(eventually([&] {
+        const QDir captures(line.home().path(u"Quillet/captures"_s));
+        folder = captures.entryList(QDir::Dirs | QDir::NoDotAndDotDot).value(0);
+        return QFileInfo::exists(captures.filePath(folder + u"/meta.json"_s));
+    }));
+    QDir(line.home().path(u"Quillet/captures"_s)).mkpath(folder + u"/transcript.json/in the way"_s);
+    process.waitForFinished(-1);
+    EXPECT_EQ(process.exitCode(), 1);
+    const QString errors = QString::fromUtf8(process.readAllStandardError());
+    EXPECT_TRUE(errors.contains(u"the last words of this recording couldn't be saved: "_s))
+        << qPrintable(errors);
+    EXPECT_EQ(QString::fromUtf8(process.readAllStandardOutput()), folder + u'\n') << "the audio is kept";
 }
 
 TEST(RecordingCommands, leaveNothingOfASilentFile) {

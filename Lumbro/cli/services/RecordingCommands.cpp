@@ -60,7 +60,10 @@ Task<int> runAndPrint(CommandContext context, RecordingPlan plan, EarlyEnd early
     // The title may have come after the recording's end.
     const auto record = run.services().library().record(outcome->record.id());
     printOutcome(context.output, context.arguments,
-                 {record.value_or(outcome->record), outcome->remarks, outcome->stoppedEarly});
+                 {record.value_or(outcome->record), outcome->remarks, outcome->stoppedEarly, {}});
+    if (outcome->lostText) {
+        co_return context.output.fail(*outcome->lostText);
+    }
     co_return outcome->stoppedEarly&& earlyEnd == EarlyEnd::failure ? 1 : 0;
 }
 
@@ -135,7 +138,7 @@ Task<int> demo(CommandContext context) {
         printDemo(output, record, plan->libraryRoot);
     }
     sayRemarks(output, outcome->remarks);
-    co_return 0;
+    co_return outcome->lostText ? output.fail(*outcome->lostText) : 0;
 }
 
 }  // namespace lumbro::cli

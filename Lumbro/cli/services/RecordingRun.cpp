@@ -6,6 +6,7 @@
 #include "cli/services/DeviceWatch.h"
 #include "library/ContextLibrary.h"
 #include "library/model/AppModel.h"
+#include "memory/Librarian.h"
 #include "recording/CaptureSession.h"
 #include "recording/FeedGate.h"
 #include "recording/audio/FileAudioSource.h"
@@ -16,6 +17,7 @@
 #include <QCoreApplication>
 #include <QCoroSignal>
 #include <QDir>
+#include <QFileInfo>
 
 #include <unistd.h>
 
@@ -84,6 +86,7 @@ Task<Result<RecordingRun::Outcome>> RecordingRun::run() {
         co_await captures.startCapture(m_plan.kind, m_plan.intent, std::nullopt, NoteSurface::beside);
     if (!started) {
         m_live.reset();
+        m_files.clear();
         co_return std::unexpected(started.error());
     }
     if (!m_isStopDue) {
@@ -161,10 +164,30 @@ std::unique_ptr<AudioSource> RecordingRun::fileSource(const SideSource& side, Sp
         playback.channel = side.channel;
     }
     auto source = std::make_unique<FileAudioSource>(m_services.clock(), side.name, std::move(playback));
-    if (speaker == Speaker::me && m_gate) {
-        m_played = source.get();
-    }
+    m_files.append(source.get());
     return source;
+}
+
+PlayPosition RecordingRun::played() const {
+    PlayPosition longest;
+    for (const FileAudioSource* file : m_files) {
+        if (longest.of <= file->duration()) {
+            longest = {file->position(), file->duration()};
+        }
+    }
+    return longest;
+}
+
+QStringList RecordingRun::damages() const {
+    QStringList sentences;
+    for (const FileAudioSource* file : m_files) {
+        if (file->isDamaged()) {
+            sentences += u"“%1” is damaged: only %2 of %3 could be read."_s.arg(
+                QFileInfo(file->file()).fileName(), clockText(file->position()), clockText(file->duration()));
+        }
+    }
+    sentences.removeDuplicates();
+    return sentences;
 }
 
 void RecordingRun::sayAboutSpeech() {
@@ -188,10 +211,7 @@ void RecordingRun::watchSession() {
     });
     std::function<PlayPosition()> position;
     if (m_gate) {
-        position = [this] {
-            return m_played == nullptr ? PlayPosition{}
-                                       : PlayPosition{m_played->position(), m_played->duration()};
-        };
+        position = [this] { return played(); };
     }
     if (!m_plan.title.isEmpty()) {
         session->setTitle(m_plan.title);
@@ -213,8 +233,8 @@ void RecordingRun::watchDevices() {
 
 void RecordingRun::onInterrupt() {
     if (!m_isFinishing) {
-        if (m_played != nullptr && m_played->position() < m_played->duration()) {
-            m_stoppedAt = PlayPosition{m_played->position(), m_played->duration()};
+        if (m_gate && !m_isStopDue) {
+            m_stoppedAt = played();
         }
         m_isStopDue = true;
         Q_EMIT stopDue();
@@ -231,6 +251,8 @@ void RecordingRun::endAtOnce() {
     for (const QString& key : keys) {
         model.runs().cancelRun(key.section(u'/', 0, 0), key.section(u'/', 1));
     }
+    model.naming().cancelAll();
+    m_services.librarian().cancelAll();
     m_steps.end();
     m_output.say(u"Ended. The recording is in %1."_s.arg(m_services.library().capturesFolder()));
     AppLog::flush();
@@ -241,24 +263,28 @@ Task<Result<RecordingRun::Outcome>> RecordingRun::finish() {
     m_isFinishing = true;
     m_devices.reset();
     m_live.reset();
-    m_played = nullptr;
+    QStringList remarks = damages();
+    m_files.clear();
     AppModel& model = m_services.model();
     const CaptureEnd end = co_await model.captures().stopCapture();
     if (end.kind != CaptureEnd::Kind::kept) {
         m_steps.end();
-        co_return fail(u"Nothing was heard, so the note was removed."_s);
+        if (m_stoppedAt) {
+            remarks += u"Stopped at %1 of %2."_s.arg(clockText(m_stoppedAt->at), clockText(m_stoppedAt->of));
+        }
+        remarks += u"Nothing was heard, so the note was removed."_s;
+        co_return fail(remarks.join(u' '));
     }
     co_await model.finished();
     m_steps.end();
-    Outcome outcome{end.record, failures(end.record.id()), m_stoppedAt.has_value()};
     if (m_stoppedAt) {
-        outcome.remarks.prepend(
-            u"stopped at %1 of %2"_s.arg(clockText(m_stoppedAt->at), clockText(m_stoppedAt->of)));
+        remarks += u"stopped at %1 of %2; what was heard until then is kept."_s.arg(
+            clockText(m_stoppedAt->at), clockText(m_stoppedAt->of));
     }
     if (end.lostAudio) {
-        outcome.remarks.prepend(*end.lostAudio);
+        remarks.prepend(*end.lostAudio);
     }
-    co_return outcome;
+    co_return Outcome{end.record, remarks + failures(end.record.id()), m_stoppedAt.has_value(), end.lostText};
 }
 
 QStringList RecordingRun::failures(const QString& captureID) {

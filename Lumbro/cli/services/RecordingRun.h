@@ -10,6 +10,7 @@
 #include "cli/services/RecordingPlan.h"
 #include "library/formats/CaptureMeta.h"
 
+#include <QList>
 #include <QObject>
 #include <QString>
 #include <QStringList>
@@ -43,6 +44,8 @@ class RecordingRun final : public QObject {
         QStringList remarks;
         /// Ctrl-C came before its files were over.
         bool stoppedEarly = false;
+        /// Why words are missing on the disk, in a sentence that says what to do.
+        std::optional<QString> lostText;
     };
 
     RecordingRun(Output& output, RecordingPlan plan);
@@ -64,6 +67,8 @@ class RecordingRun final : public QObject {
     std::unique_ptr<AudioSource> fileSource(const SideSource& side, Speaker speaker);
     void watchSession();
     void watchDevices();
+    PlayPosition played() const;
+    QStringList damages() const;
     void onInterrupt();
     void endAtOnce();
     Task<Result<Outcome>> finish();
@@ -81,8 +86,8 @@ class RecordingRun final : public QObject {
     FinishSteps m_steps;
     std::unique_ptr<LiveLine> m_live;
     std::unique_ptr<DeviceWatch> m_devices;
-    /// Owned by the session; null before its start and after its stop.
-    FileAudioSource* m_played = nullptr;
+    /// Owned by the session; none before its start and after its stop.
+    QList<FileAudioSource*> m_files;
     /// Where Ctrl-C stopped the files.
     std::optional<PlayPosition> m_stoppedAt;
     bool m_isStopDue = false;

@@ -237,6 +237,10 @@ void FileAudioSource::stop() {
     d.mainThread.reset();
 }
 
+const QString& FileAudioSource::file() const {
+    return m_private->file;
+}
+
 double FileAudioSource::duration() const {
     return m_private->info.duration;
 }

@@ -49,6 +49,8 @@ class FileAudioSource final : public AudioSource {
     Task<Result<>> start(Consumer onBuffer) override;
     void stop() override;
 
+    /// The path that was given.
+    const QString& file() const;
     /// Seconds, once `start` has succeeded; 0 when the file does not say.
     double duration() const;
     /// Seconds delivered so far. Any thread.
