@@ -3,6 +3,8 @@
 #include "LumbroCore/AppLog.h"
 #include "app/Services.h"
 #include "app/StatusText.h"
+#include "ask/AskService.h"
+#include "chats/SessionImporter.h"
 #include "library/ContextLibrary.h"
 #include "library/model/AppModel.h"
 #include "memory/Librarian.h"
@@ -20,6 +22,7 @@ using namespace std::chrono_literals;
 namespace {
 
 constexpr auto statusInterval = 15s;
+constexpr auto sessionsInterval = 60s;
 
 /// Fetches a speech model when none is there, and loads what there is, so that a recording starts at once.
 Task<> prepareSpeech(SpeechAssets* speech) {
@@ -78,6 +81,11 @@ void AppDelegate::setUpSteps() {
     m_startup.set(u"library"_s, [this] { m_services.library().bootstrap(); });
     m_startup.set(u"pill"_s, [this] { m_services.model(); });
     m_startup.set(u"librarianCatchUp"_s, [this] { runDetached(m_services.librarian().catchUp()); });
+    m_startup.set(u"sessionImporter"_s, [this] {
+        every({u"sessions"_s, sessionsInterval, [this] { m_services.sessionImporter().check(); }});
+        m_services.sessionImporter().check();
+    });
+    m_startup.set(u"ask"_s, [this] { m_services.ask().reload(); });
     m_startup.set(u"statusItem"_s, [this] {
         updateStatusTitle();
         every({u"status"_s, statusInterval, [this] { updateStatusTitle(); }});

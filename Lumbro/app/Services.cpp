@@ -2,6 +2,8 @@
 
 #include "LumbroCore/Clock.h"
 #include "LumbroCore/Settings.h"
+#include "ask/AskService.h"
+#include "chats/SessionImporter.h"
 #include "library/ContextLibrary.h"
 #include "library/model/AppModel.h"
 #include "memory/Librarian.h"
@@ -26,6 +28,21 @@ namespace {
 Task<PermissionState> microphoneState(AudioServer* server) {
     const Result<> attached = co_await server->attach();
     co_return attached ? PermissionState::allowed() : PermissionState::unknown();
+}
+
+/// The model's question with the words of the running recording.
+AskQuestion questionOf(AskCall call) {
+    AskQuestion question;
+    question.question = call.question;
+    question.about = call.about;
+    question.scope = call.scope;
+    question.engine = call.engine;
+    question.onAnswer = std::move(call.onAnswer);
+    question.onError = std::move(call.onError);
+    if (const auto* session = qobject_cast<const CaptureSession*>(call.live)) {
+        question.live = AskLiveCall{session->record().id(), session->segments()};
+    }
+    return question;
 }
 
 Task<> memorize(Librarian* librarian, CaptureRecord record) {
@@ -54,6 +71,8 @@ struct Services::Private {
     std::unique_ptr<ContextLibrary> library;
     std::unique_ptr<MemoryStore> memory;
     std::unique_ptr<Librarian> librarian;
+    std::unique_ptr<SessionImporter> sessionImporter;
+    std::unique_ptr<AskService> ask;
     std::unique_ptr<AppModel> model;
     std::unique_ptr<SetupChecks> setupChecks;
 };
@@ -122,6 +141,20 @@ Librarian& Services::librarian() {
                 [this] { return std::make_unique<Librarian>(library(), memory(), agent(), clock()); });
 }
 
+SessionImporter& Services::sessionImporter() {
+    return once(m_private->sessionImporter, [this] {
+        return std::make_unique<SessionImporter>(
+            clock(), settings(), library(),
+            [this](CaptureRecord record) { return memorize(&librarian(), std::move(record)); });
+    });
+}
+
+AskService& Services::ask() {
+    return once(m_private->ask, [this] {
+        return std::make_unique<AskService>(clock(), settings(), library(), memory(), agent());
+    });
+}
+
 ClaudeRunner& Services::claude() {
     return once(m_private->claude, [this] { return std::make_unique<ClaudeRunner>(settings(), clock()); });
 }
@@ -175,6 +208,8 @@ AppModel& Services::model() {
             return makeSession(record, includeSystemAudio);
         };
         ports.memorize = [this](CaptureRecord record) { return memorize(&librarian(), std::move(record)); };
+        ports.ask = [this](AskCall call) { return ask().ask(questionOf(std::move(call))); };
+        ports.cancelAsk = [this](const QString& thread) { ask().cancel(thread); };
         return std::make_unique<AppModel>(library(), settings(), clock(), agent(), std::move(ports));
     });
 }

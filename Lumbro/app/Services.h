@@ -14,12 +14,14 @@
 namespace lumbro {
 
 class AppModel;
+class AskService;
 class ClaudeRunner;
 class CodexRunner;
 class ContextLibrary;
 class FeedGate;
 class Librarian;
 class MemoryStore;
+class SessionImporter;
 class SetupChecks;
 class SpeechAssets;
 
@@ -58,6 +60,9 @@ class Services {
     /// Its files are made and read when it is first asked for.
     MemoryStore& memory();
     Librarian& librarian();
+    SessionImporter& sessionImporter();
+    /// Its conversations are not yet read: whoever needs them calls `reload`.
+    AskService& ask();
     /// The agent that the settings prefer.
     AgentProvider& agent();
     ClaudeRunner& claude();

@@ -1,4 +1,6 @@
+#include "cli/AskCommands.h"
 #include "cli/CaptureCommands.h"
+#include "cli/ChatCommands.h"
 #include "cli/EngineCommands.h"
 #include "cli/LogCommand.h"
 #include "cli/MemoryCommands.h"
@@ -33,6 +35,9 @@ constexpr std::array entries{
     CommandEntry{"engines show", enginesShow},
     CommandEntry{"engines check", enginesCheck},
     CommandEntry{"voices", voices},
+    CommandEntry{"asks", asks},
+    CommandEntry{"asks show", asksShow},
+    CommandEntry{"asks delete", asksDelete},
     CommandEntry{"people", people},
     CommandEntry{"person", person},
     CommandEntry{"projects", projects},
@@ -47,6 +52,7 @@ constexpr std::array entries{
     CommandEntry{"ideas", ideas},
     CommandEntry{"memory", memoryIndex},
     CommandEntry{"memory index", memoryIndex},
+    CommandEntry{"chats read", chatsRead},
     CommandEntry{"search", search},
     CommandEntry{"settings", settingsList},
     CommandEntry{"settings list", settingsList},

@@ -2,6 +2,8 @@
 #include "app/Services.h"
 #include "cli/CaptureLookup.h"
 #include "cli/Runner.h"
+#include "cli/services/AskCommand.h"
+#include "cli/services/ChatImportCommand.h"
 #include "cli/services/DeviceCommands.h"
 #include "cli/services/DoctorCommand.h"
 #include "cli/services/EngineRunCommand.h"
@@ -25,8 +27,10 @@ constexpr std::array entries{
     CommandEntry{"import", importFile},
     CommandEntry{"demo", demo},
     CommandEntry{"engine-run", engineRun},
+    CommandEntry{"ask", ask},
     CommandEntry{"memory update", memoryUpdate},
     CommandEntry{"memory catch-up", memoryCatchUp},
+    CommandEntry{"chats import", chatsImport},
     CommandEntry{"devices", devices},
     CommandEntry{"speech", speechList},
     CommandEntry{"speech list", speechList},
