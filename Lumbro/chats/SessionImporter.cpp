@@ -72,8 +72,11 @@ Task<std::optional<CaptureLock>> lockLogs(Clock* clock, QString folder) {
     constexpr auto pause = 200ms;
     constexpr int tries = 150;
     for (int i = 0; i < tries; ++i) {
-        if (CaptureLock lock(folder); lock.isLocked()) {
-            co_return std::move(lock);
+        // Looking first, as taking a lock that another one has would hold up this thread.
+        if (!CaptureLock::isHeld(folder)) {
+            if (CaptureLock lock(folder); lock.isLocked()) {
+                co_return std::move(lock);
+            }
         }
         co_await clock->sleep(pause);
     }
