@@ -33,6 +33,10 @@ constexpr std::array showOptions{
     OptionInfo{"notes", "", "only your notes"},
     OptionInfo{"handoff", "ENGINE", "only this engine's result"},
 };
+constexpr std::array chatsImportOptions{
+    OptionInfo{"since", "DATE", "from this day on; default since the last import, or today"},
+    OptionInfo{"memorize", "", "then take what is new in the logs into the memory"},
+};
 constexpr std::array engineRunOptions{
     OptionInfo{"focus", "TEXT", "the idea to build everything around"},
 };
@@ -174,6 +178,14 @@ constexpr std::array commands{
     CommandInfo{"memory catch-up", "take all captures in that were never read", "", 0, 0, noOptions,
                 "lumbro memory catch-up",
                 "One run of the agent for each. Ctrl-C stops; what is done stays done."},
+    CommandInfo{
+        "chats import", "file your chats with Claude Code", "[--since DATE] [--memorize]", 0, 0,
+        chatsImportOptions, "lumbro chats import --since 2026-03-01",
+        "Keeps what you asked and the last answer, hides keys and tokens, and makes one capture for each "
+        "project and day. What is filed already is brought up to date. The application does the same once "
+        "an hour when the setting claudeSessionsEnabled is on."},
+    CommandInfo{"chats read", "show what would be kept of a transcript", "FILE", 1, 1, noOptions,
+                "lumbro chats read ~/.claude/projects/-home-me-work/5f2c.jsonl", ""},
     CommandInfo{"devices",
                 "list microphones and outputs",
                 "",
