@@ -2,7 +2,9 @@
 
 #include "LumbroCore/AppLog.h"
 #include "LumbroCore/AtomicFile.h"
+#include "LumbroCore/BrokenCopy.h"
 #include "LumbroCore/Dates.h"
+#include "LumbroCore/ShellWords.h"
 
 #include <QDateTime>
 #include <QDir>
@@ -10,6 +12,7 @@
 #include <QFileInfo>
 #include <QStandardPaths>
 
+#include <algorithm>
 #include <array>
 
 namespace lumbro {
@@ -22,8 +25,10 @@ SettingKey flag(const char* name, bool fallback, const char* meaning) {
     return {QString::fromLatin1(name), Type::boolean, fallback, QString::fromUtf8(meaning)};
 }
 
-SettingKey number(const char* name, int fallback, const char* meaning) {
-    return {QString::fromLatin1(name), Type::integer, fallback, QString::fromUtf8(meaning)};
+SettingKey minute(const char* name, int fallback, const char* meaning) {
+    SettingKey key{QString::fromLatin1(name), Type::integer, fallback, QString::fromUtf8(meaning)};
+    key.most = 24 * 60 - 1;
+    return key;
 }
 
 SettingKey text(const char* name, const char* fallback, const char* meaning) {
@@ -31,12 +36,18 @@ SettingKey text(const char* name, const char* fallback, const char* meaning) {
     return {QString::fromLatin1(name), Type::string, value, QString::fromUtf8(meaning)};
 }
 
+SettingKey choice(const char* name, const QStringList& choices, const char* meaning) {
+    SettingKey key = text(name, choices.first().toUtf8().constData(), meaning);
+    key.choices = choices;
+    return key;
+}
+
 SettingKey date(const char* name, const char* meaning) {
     return {QString::fromLatin1(name), Type::date, {}, QString::fromUtf8(meaning)};
 }
 
-std::optional<QVariant> parsed(Type type, const QString& text) {
-    switch (type) {
+std::optional<QVariant> parsed(const SettingKey& key, const QString& text) {
+    switch (key.type) {
         case Type::boolean: {
             const QString lower = text.toLower();
             if (lower == u"true" || lower == u"on" || lower == u"yes" || lower == u"1") {
@@ -50,28 +61,31 @@ std::optional<QVariant> parsed(Type type, const QString& text) {
         case Type::integer: {
             bool ok = false;
             const int value = text.toInt(&ok);
-            return ok ? std::optional(QVariant(value)) : std::nullopt;
+            const bool fits = key.least >= key.most || (value >= key.least && value <= key.most);
+            return ok && fits ? std::optional(QVariant(value)) : std::nullopt;
         }
         case Type::date: {
             const auto value = dates::fromIso(text);
             return value ? std::optional(QVariant(*value)) : std::nullopt;
         }
         case Type::string:
-            return QVariant(text);
+            return key.choices.isEmpty() || key.choices.contains(text) ? std::optional(QVariant(text))
+                                                                       : std::nullopt;
     }
     return std::nullopt;
 }
 
-QString expected(Type type) {
-    switch (type) {
+QString expected(const SettingKey& key) {
+    switch (key.type) {
         case Type::boolean:
             return u"true or false"_s;
         case Type::integer:
-            return u"a whole number"_s;
+            return key.least < key.most ? u"a whole number from %1 to %2"_s.arg(key.least).arg(key.most)
+                                        : u"a whole number"_s;
         case Type::date:
             return u"a date such as 2026-03-02T13:30:00Z"_s;
         case Type::string:
-            return u"a text"_s;
+            return key.choices.isEmpty() ? u"a text"_s : key.choices.join(u" or "_s);
     }
     return {};
 }
@@ -80,27 +94,55 @@ QString userFile() {
     return QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) + u"/Lumbro/Lumbro.ini"_s;
 }
 
+bool isSettingsLine(const QByteArray& line) {
+    const auto isStray = [](char c) { return static_cast<unsigned char>(c) < 0x20 && c != '\t'; };
+    return !std::ranges::any_of(line, isStray) &&
+           (line.isEmpty() || line.startsWith(';') || line.contains('=') ||
+            (line.startsWith('[') && line.endsWith(']')));
+}
+
+/// Whether the file holds what no settings file does: QSettings would leave it out, or make something else of
+/// it, when it writes the file.
+bool isDamaged(const QString& path) {
+    const auto bytes = readFile(path);
+    if (!bytes) {
+        return QFileInfo::exists(path);
+    }
+    const QByteArrayList lines = bytes->split('\n');
+    return !QByteArrayView(*bytes).isValidUtf8() ||
+           !std::ranges::all_of(lines, [](const QByteArray& line) { return isSettingsLine(line.trimmed()); });
+}
+
+/// The text of a value as it stands in the file, for one with commas and without quotes: QSettings takes that
+/// for a list and drops the blanks in it.
+QString rawText(const QString& path, const QString& name, const QStringList& list) {
+    const QByteArray start = name.toUtf8() + '=';
+    for (const QByteArray& line : readFile(path).value_or(QByteArray()).split('\n')) {
+        if (line.startsWith(start) && !line.contains('"') && !line.contains('\\') && !line.contains(';')) {
+            return QString::fromUtf8(line.sliced(start.size())).trimmed();
+        }
+    }
+    return list.join(u", "_s);
+}
+
 }  // namespace
 
 Settings::Settings() : Settings(userFile()) {}
 
 Settings::Settings(const QString& path) {
-    openFile(path);
+    makePrivateFolder(QFileInfo(path).absolutePath());
+    m_file = std::make_unique<QSettings>(path, QSettings::IniFormat);
+    if (isDamaged(path)) {
+        AppLog::error(u"settings"_s, u"%1 can't be read whole%2"_s.arg(
+                                         path, keepDamaged() ? u"; a copy is kept beside it"_s : QString()));
+    }
 }
 
 Settings::~Settings() = default;
 
-void Settings::openFile(const QString& path) {
-    makePrivateFolder(QFileInfo(path).absolutePath());
-    m_file = std::make_unique<QSettings>(path, QSettings::IniFormat);
-    if (m_file->status() == QSettings::FormatError) {
-        // QSettings would overwrite what it cannot read at the next write.
-        const QString kept = path + u".broken"_s;
-        QFile::remove(kept);
-        QFile::copy(path, kept);
-        AppLog::error(u"settings"_s,
-                      u"can't read %1; using defaults. The old file is kept as %2"_s.arg(path, kept));
-    }
+/// False when a change would lose something for good.
+bool Settings::keepDamaged() const {
+    return !isDamaged(path()) || keepBrokenCopy(path());
 }
 
 QString Settings::path() const {
@@ -112,16 +154,21 @@ QVariant Settings::value(const QString& name) const {
     if (key == nullptr) {
         return {};
     }
-    const QVariant stored = m_file->value(name);
-    if (stored.isValid()) {
-        if (const auto value = parsed(key->type, stored.toString())) {
-            return *value;
-        }
-    }
-    return key->fallback;
+    const QVariant found = stored(name);
+    const auto value = found.isValid() ? parsed(*key, found.toString()) : std::nullopt;
+    return value.value_or(key->fallback);
+}
+
+QVariant Settings::stored(const QString& name) const {
+    const QVariant value = m_file->value(name);
+    return value.typeId() == QMetaType::QStringList ? rawText(path(), name, value.toStringList()) : value;
 }
 
 void Settings::set(const QString& name, const QVariant& value) {
+    if (!keepDamaged()) {
+        AppLog::error(u"settings"_s, u"%1 stays as it was: no copy of %2 can be made"_s.arg(name, path()));
+        return;
+    }
     if (value.isValid()) {
         const bool isDate = value.typeId() == QMetaType::QDateTime;
         m_file->setValue(name, isDate ? QVariant(dates::iso(value.toDateTime())) : value);
@@ -138,12 +185,20 @@ Result<> Settings::setFromText(const QString& name, const QString& text) {
         return fail(FailureKind::notFound,
                     u"There is no setting \"%1\"; `lumbro settings list` names them all."_s.arg(name));
     }
-    const auto value = parsed(key->type, text);
+    const auto value = parsed(*key, text);
     if (!value) {
-        return fail(u"%1 takes %2, not \"%3\"."_s.arg(name, expected(key->type), text));
+        return fail(u"%1 takes %2, not \"%3\"."_s.arg(name, expected(*key), text));
+    }
+    if (name == u"customCommand" && !shellWords(text)) {
+        return fail(
+            u"customCommand takes a command line whose quotes are closed and that doesn't end in \\."_s);
+    }
+    if (!keepDamaged()) {
+        return fail(u"The settings file %1 can't be read, and no copy of it can be made; move it away."_s.arg(
+            path()));
     }
     set(name, *value);
-    if (m_file->status() != QSettings::NoError) {
+    if (m_file->status() == QSettings::AccessError) {
         return fail(u"The settings file %1 can't be written."_s.arg(path()));
     }
     return {};
@@ -153,7 +208,8 @@ std::span<const SettingKey> Settings::keys() {
     static const std::array table{
         flag("onboarded", false, "onboarding is finished"),
         text("selectedVoiceID", nullptr, "the writing voice, by its id"),
-        text("aiProvider", "claude", "who writes notes, titles and answers: claude or codex"),
+        choice("aiProvider", {u"claude"_s, u"codex"_s},
+               "who writes notes, titles and answers: claude or codex"),
         text("claudeExecutablePath", nullptr, "remembered path of claude"),
         text("codexExecutablePath", nullptr, "remembered path of codex"),
         text("customCommand", "", "a command line that answers in place of the agent; empty means off"),
@@ -165,16 +221,16 @@ std::span<const SettingKey> Settings::keys() {
         flag("autoRecordCalls", false, "record a call without asking"),
         flag("meetingPrepEnabled", true, "prepare a brief before meetings"),
         flag("dailyIdeasEnabled", true, "look for content ideas every evening"),
-        number("dailyIdeasMinute", 1020, "minute of the day of the evening pass"),
+        minute("dailyIdeasMinute", 1020, "minute of the day of the evening pass: 0 to 1439"),
         text("dailyIdeasLastRun", nullptr, "last day of the evening pass"),
         flag("promiseRemindersEnabled", true, "remind of promises every morning"),
-        number("promiseRemindersMinute", 540, "minute of the day of the reminder"),
+        minute("promiseRemindersMinute", 540, "minute of the day of the reminder: 0 to 1439"),
         text("promiseRemindersLastDay", nullptr, "last day reminded"),
         flag("claudeSessionsEnabled", false, "import the chats with Claude Code"),
         date("claudeSessionsLastImport", "time of the last chat import"),
         text("ownEmail", nullptr, "your address"),
         flag("librarySidebarShown", true, "the Library shows its sidebar"),
-        text("slideStyle", "tweet", "slides look: tweet or bold"),
+        choice("slideStyle", {u"tweet"_s, u"bold"_s}, "slides look: tweet or bold"),
         text("slideGround", "black", "ground of the slides"),
         text("slideName", "", "name on the slides"),
         text("slideHandle", "", "handle on the slides"),

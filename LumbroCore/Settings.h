@@ -21,6 +21,11 @@ struct SettingKey {
     QVariant fallback;
     /// One line for people: what it does and which values it takes.
     QString meaning;
+    /// The texts that it takes; empty when it takes any.
+    QStringList choices = {};
+    /// The numbers that it takes, where those are few: from `least` to `most`.
+    int least = 0;
+    int most = 0;
 };
 
 /// All user settings: one INI file at the XDG place, mode 0600. Services read a setting each time they need
@@ -36,23 +41,26 @@ class Settings {
     static std::span<const SettingKey> keys();
     static const SettingKey* find(const QString& name);
 
-    /// The stored value when there is one of the right type, else the default; invalid when there is neither.
+    /// The stored value when there is one that the setting takes, else the default; invalid when there is
+    /// neither.
     QVariant value(const QString& name) const;
     bool boolean(const QString& name) const { return value(name).toBool(); }
     int integer(const QString& name) const { return value(name).toInt(); }
     QString string(const QString& name) const { return value(name).toString(); }
 
-    /// Stores the value and writes the file. An invalid value removes the key. A file that could not be read
-    /// is kept beside the new one, under its name with ".broken".
+    /// Stores the value and writes the file. An invalid value removes the key. Of a file that could not be
+    /// read whole a copy is kept, as `keepBrokenCopy` does; where it can't be, nothing is written and it is
+    /// logged.
     void set(const QString& name, const QVariant& value);
-    /// Reads `text` as a value of the setting's type and stores it. Fails with a sentence on an unknown key
-    /// or a text that does not fit.
+    /// Reads `text` as a value of the setting and stores it. Fails with a sentence on an unknown key, a text
+    /// that does not fit, which names those that do, and a file that can't be written.
     Result<> setFromText(const QString& name, const QString& text);
 
     QString path() const;
 
   private:
-    void openFile(const QString& path);
+    bool keepDamaged() const;
+    QVariant stored(const QString& name) const;
 
     std::unique_ptr<QSettings> m_file;
 };

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "LumbroCore/BrokenCopy.h"
+
 #include <QDateTime>
 #include <QHash>
 #include <QString>
@@ -13,9 +15,8 @@ class BrokenFiles {
     /// named with the last two folders of its path.
     void report(const QString& path, const QString& consequence = {});
 
-    /// Copies a file that is about to be replaced to "<path>.broken", or ".broken-2" and so on when that
-    /// holds something else. True when the copy is there.
-    static bool keepCopy(const QString& path);
+    /// `keepBrokenCopy`.
+    static bool keepCopy(const QString& path) { return keepBrokenCopy(path); }
 
   private:
     QHash<QString, QDateTime> m_reported;

@@ -1,5 +1,6 @@
 #include "runners/CommandProvider.h"
 
+#include "LumbroCore/ShellWords.h"
 #include "runners/AgentProcess.h"
 #include "runners/AgentText.h"
 #include "runners/ExecutableSearch.h"
@@ -23,41 +24,6 @@ void insertIfItFits(QProcessEnvironment& environment, const QString& name, const
     if (name.size() + valid.toUtf8().size() + 2 <= longestVariable) {
         environment.insert(name, valid);
     }
-}
-
-/// The words of a command line, quoted the way that POSIX shells do it; none when a quote is left open.
-std::optional<QStringList> shellWords(const QString& line) {
-    QStringList words;
-    QChar quote;
-    bool isWord = false;
-    for (qsizetype i = 0; i < line.size(); ++i) {
-        QChar c = line[i];
-        const bool isBlank = quote.isNull() && c.isSpace();
-        if (!isBlank && !isWord) {
-            words << QString();
-        }
-        isWord = !isBlank;
-        if (isBlank) {
-            continue;
-        }
-        if (c == quote || (quote.isNull() && (c == u'"' || c == u'\''))) {
-            quote = quote.isNull() ? c : QChar();
-            continue;
-        }
-        if (c == u'\\' && quote != u'\'') {
-            if (i + 1 == line.size()) {
-                return std::nullopt;
-            }
-            const QChar next = line[i + 1];
-            // Between double quotes a backslash is itself before all but these.
-            if (quote.isNull() || u"\\\"$`"_s.contains(next)) {
-                c = next;
-                ++i;
-            }
-        }
-        words.last() += c;
-    }
-    return quote.isNull() ? std::optional(words) : std::nullopt;
 }
 
 Result<ChildCommand> commandFor(const AgentRequest& request, const QString& commandLine) {

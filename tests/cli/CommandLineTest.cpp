@@ -106,6 +106,7 @@ TEST(CommandLine, failsWithOneSentenceThatSaysWhatToDo) {
         {{u"engines"_s, u"show"_s, u"nothing"_s}, u"`lumbro engines` lists them all"_s},
         {{u"engine-run"_s, u"nothing"_s, u"last"_s}, u"`lumbro engines` lists them all"_s},
         {{u"settings"_s, u"set"_s, u"dailyIdeasMinute"_s, u"noon"_s}, u"takes a whole number"_s},
+        {{u"settings"_s, u"set"_s, u"aiProvider"_s, u"gpt"_s}, u"takes claude or codex, not \"gpt\"."_s},
         {{u"settings"_s, u"set"_s, u"nothing"_s, u"-5"_s}, u"nothing"_s},
         {{u"settings"_s, u"get"_s, u"nothing"_s}, u"`lumbro settings list` names them all"_s},
         {{u"import"_s, u"/nothing.wav"_s}, u"nothing.wav"_s},
