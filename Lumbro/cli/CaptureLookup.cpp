@@ -17,7 +17,7 @@ std::optional<CaptureRecord> exactly(const QString& folder, const QString& id) {
         return std::nullopt;
     }
     const QString path = folder + u'/' + id;
-    const auto bytes = readFile(path + u"/meta.json"_s);
+    const auto bytes = readFile(path + u"/meta.json"_s, CaptureMeta::mostBytes);
     const auto meta = bytes ? CaptureMeta::fromBytes(*bytes) : std::nullopt;
     return meta ? std::optional(CaptureRecord{path, *meta}) : std::nullopt;
 }

@@ -20,7 +20,7 @@ class OpenLibrary {
         : m_library(ContextLibrary::rootFromEnvironment(), m_clock),
           m_usable(checkLibrary(m_library.root(), LibraryUse::write)) {
         if (m_usable) {
-            m_library.open();
+            m_library.openEngines();
         }
     }
     ContextLibrary* operator->() { return &m_library; }

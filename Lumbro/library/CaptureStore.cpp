@@ -50,7 +50,7 @@ CaptureRecord CaptureStore::create(CaptureKind kind, const QString& title, const
     if (isRecorded(kind)) {
         lock(record);
     }
-    save(record);
+    [[maybe_unused]] const Result<> logged = save(record);
     reload();
     return record;
 }
@@ -102,10 +102,14 @@ Result<> CaptureStore::remove(const CaptureRecord& record) {
     }
     const auto moved = moveOut(record);
     m_locks.erase(record.folder);
-    reload();
     if (!moved) {
+        reload();
         AppLog::error(u"library"_s, moved.error().message);
         return std::unexpected(moved.error());
+    }
+    const auto isIt = [&record](const CaptureRecord& one) { return one.folder == record.folder; };
+    if (m_captures.removeIf(isIt) > 0 && onChanged) {
+        onChanged();
     }
     return {};
 }
@@ -141,7 +145,7 @@ void CaptureStore::recoverUnfinished() {
         }
         const TranscriptSegments segments = captureFiles::segments(record, m_broken);
         record.meta.endedAt = captureRepair::recoveredEnd(record, segments);
-        save(record);
+        [[maybe_unused]] const Result<> logged = save(record);
         AppLog::info(u"library"_s,
                      u"recovered unfinished capture %1 segments=%2"_s.arg(record.id()).arg(segments.size()));
     }

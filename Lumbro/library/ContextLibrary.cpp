@@ -85,13 +85,17 @@ QString ContextLibrary::voicesFolder() const {
 }
 
 void ContextLibrary::open() {
+    openEngines();
+    reloadCaptures();
+}
+
+void ContextLibrary::openEngines() {
     for (const QString& folder : {root(), capturesFolder(), enginesFolder(), voicesFolder()}) {
         if (!makePrivateFolder(folder)) {
             AppLog::error(u"library"_s, u"can't make the folder "_s + folder);
         }
     }
     m_private->engines.installer().install();
-    reloadCaptures();
     reloadEngines(true);
     reloadVoices();
 }

@@ -57,6 +57,8 @@ class ContextLibrary final : public QObject {
     /// For one command beside a running application: makes the folders, installs engines and reads all lists,
     /// but repairs nothing and starts no timer.
     void open();
+    /// The same, but the list of captures stays as it is: for what needs engines and voices alone.
+    void openEngines();
 
     const QList<CaptureRecord>& captures() const;
     std::optional<CaptureRecord> record(const QString& id) const;
@@ -65,8 +67,7 @@ class ContextLibrary final : public QObject {
     /// meanwhile.
     CaptureRecord createCapture(CaptureKind kind, const QString& title, const QStringList& sources,
                                 const QDateTime& at);
-    /// Writes `meta.json` and updates the entry in `captures`, that one also when the write failed, which is
-    /// logged and given back.
+    /// Updates the entry in `captures` and writes `meta.json`; when that fails, it is logged and given back.
     Result<> save(const CaptureRecord& record);
     /// Moves the folder to the Trash, or to ".trash" under the root. Fails while another one records into it.
     Result<> deleteCapture(const CaptureRecord& record);

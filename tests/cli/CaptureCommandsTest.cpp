@@ -85,6 +85,16 @@ TEST_F(CaptureCommands, movesADeletedCaptureToTheTrash) {
     EXPECT_EQ(line.run({u"captures"_s, u"--json"_s}).array().size(), 1);
 }
 
+TEST_F(CaptureCommands, readNoOtherCaptureWhereOneOrNoneIsMeant) {
+    // A look at it would be told in the log.
+    line.write(u"2026-03-01-0914-meeting"_s, u"meta.json"_s, "{");
+    for (const QStringList& arguments :
+         {QStringList{u"engines"_s}, {u"voices"_s}, {u"delete"_s, older}, {u"rename"_s, newer, u"X"_s}}) {
+        EXPECT_EQ(line.run(arguments).status, 0) << qPrintable(arguments.join(u' '));
+    }
+    EXPECT_FALSE(line.home().read(u"Library/Logs/Quillet/handoff.log"_s).contains("can't be read"));
+}
+
 TEST_F(CaptureCommands, tellWhatCannotBeRead) {
     const QString broken = u"2026-03-01-0914-meeting"_s;
     line.write(broken, u"meta.json"_s, "{");
@@ -103,7 +113,9 @@ TEST_F(CaptureCommands, tellWhatCannotBeRead) {
     const Finished part = line.run({u"show"_s, newer, u"--transcript"_s});
     EXPECT_EQ(part.status, 1);
     EXPECT_TRUE(part.errors.contains(u"transcript.json can't be read"_s)) << qPrintable(part.errors);
-    line.write(u"2026-02-01-0914-meeting"_s, u"meta.json"_s, "x");
+    const QByteArray good = line.home().read(u"Quillet/captures/%1/meta.json"_s.arg(newer));
+    line.write(u"2026-02-01-0914-meeting"_s, u"meta.json"_s, good + QByteArray(1024 * 1024, ' '));
+    EXPECT_EQ(line.run({u"show"_s, u"2026-02-01-0914-meeting"_s}).status, 1);
     EXPECT_TRUE(line.run({u"captures"_s}).errors.contains(u"and 1 other can't be read"_s));
 }
 

@@ -33,7 +33,7 @@ TEST_F(CaptureFiles, metaIsWrittenByteForByte) {
     record.meta.sessionCursor = at(15, 2);
     record.meta.callApp = u"Zoom"_s;
     record.meta.callAppBundleID = u"us.zoom.xos"_s;
-    m_library.save(record);
+    EXPECT_TRUE(m_library.save(record));
     EXPECT_EQ(m_folder.read(capture(id, u"meta.json"_s)).toStdString(), R"({
   "attendeeEmails": [],
   "attendees": [
@@ -83,7 +83,7 @@ TEST_F(CaptureFiles, theTranscriptsTitleFollowsTheCaptures) {
     const QByteArray words = "\n\n[00:00:01] Me: Ho\n";
     const auto save = [&](const QString& title) {
         record.meta.title = title;
-        m_library.save(record);
+        EXPECT_TRUE(m_library.save(record));
     };
     m_folder.write(file, "# Plan" + words);
     save(u"Named"_s);

@@ -87,7 +87,7 @@ TEST_F(CaptureRepairTest, aRecordingOfAnotherProcessIsLeftAlone) {
 
     CaptureRecord ended = record;
     ended.meta.endedAt = at(9, 1);
-    m_library.save(ended);
+    EXPECT_TRUE(m_library.save(ended));
     EXPECT_TRUE(CaptureLock::isHeld(record.folder));  // Its audio is being packed.
     m_library.createCapture(CaptureKind::thought, u"B"_s, {}, at(9, 2));
     EXPECT_FALSE(CaptureLock::isHeld(record.folder));

@@ -54,13 +54,13 @@ TEST_F(CaptureStoreTest, savingReplacesTheEntryInPlaceAndAddsNone) {
     const test::SignalCounter changes(&m_library, &ContextLibrary::capturesChanged);
     CaptureRecord moved = older;
     moved.meta.startedAt = at(11, 0);
-    m_library.save(moved);
-    m_library.save(moved);
+    EXPECT_TRUE(m_library.save(moved));
+    EXPECT_TRUE(m_library.save(moved));
     EXPECT_EQ(changes.count(), 1);
     EXPECT_EQ(m_library.captures().last(), moved);
 
     m_folder.write(u"captures/other/x"_s, "");
-    m_library.save({m_folder.path(u"captures/other"_s), older.meta});
+    EXPECT_TRUE(m_library.save({m_folder.path(u"captures/other"_s), older.meta}));
     EXPECT_EQ(m_library.captures().size(), 2);
     m_library.reloadCaptures();
     EXPECT_EQ(m_library.captures().size(), 3);
@@ -99,7 +99,7 @@ TEST_F(CaptureStoreTest, onlyItsOwnerDeletesARunningRecording) {
 
     record = m_library.createCapture(CaptureKind::meeting, u"A"_s, {}, at(9, 0));
     record.meta.endedAt = at(9, 1);
-    m_library.save(record);
+    EXPECT_TRUE(m_library.save(record));
     EXPECT_TRUE(other.deleteCapture(record));
 }
 
