@@ -2,6 +2,7 @@
 
 #include "LumbroCore/AtomicFile.h"
 #include "LumbroCore/Literals.h"
+#include "chats/formats/SessionLog.h"
 #include "library/CaptureScan.h"
 
 #include <QDir>
@@ -50,6 +51,10 @@ CaptureDetails captureDetails(const CaptureRecord& record) {
         }
     }
     details.audio = audioOf(record);
+    if (record.meta.kind == CaptureKind::session) {
+        const auto log = readFile(record.path(SessionLog::jsonName()));
+        details.entries = SessionLog::decode(log.value_or(QByteArray())).value_or(SessionEntries());
+    }
     return details;
 }
 
@@ -89,6 +94,13 @@ QJsonObject captureJson(const CaptureDetails& details) {
     json.insert(u"notes"_s, details.notes);
     json.insert(u"handoffs"_s, toObject(details.handoffs));
     json.insert(u"audio"_s, toObject(details.audio));
+    if (details.summary.record.meta.kind == CaptureKind::session) {
+        QJsonArray entries;
+        for (const SessionEntry& entry : details.entries) {
+            entries += entry.toJson();
+        }
+        json.insert(u"entries"_s, entries);
+    }
     return json;
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "chats/formats/SessionEntry.h"
 #include "library/CaptureList.h"
 #include "library/formats/TranscriptSegment.h"
 
@@ -22,6 +23,8 @@ struct CaptureDetails {
     QMap<QString, QString> handoffs;
     /// Track to path.
     QMap<QString, QString> audio;
+    /// The requests of a log of chats.
+    SessionEntries entries;
 };
 
 /// Reads a capture's files, as they are now.

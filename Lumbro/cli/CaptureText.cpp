@@ -1,6 +1,7 @@
 #include "cli/CaptureText.h"
 
 #include "LumbroCore/Dates.h"
+#include "chats/formats/SessionLog.h"
 #include "cli/Table.h"
 
 namespace lumbro::cli {
@@ -56,13 +57,19 @@ QString transcriptText(const Output& output, const TranscriptSegments& paragraph
 QString captureText(const Output& output, const CaptureDetails& details) {
     const CaptureMeta& meta = details.summary.record.meta;
     QString text = output.styled(u"# "_s + Output::clean(meta.title), Look::bold) + u"\n\n"_s;
-    QStringList facts{rawValue(meta.kind), dates::readable(meta.startedAt), lengthText(meta),
-                      counted(details.summary.words, u"word"_s, u"words"_s)};
+    QStringList facts{rawValue(meta.kind), dates::readable(meta.startedAt), lengthText(meta)};
+    facts += meta.kind == CaptureKind::session ? counted(details.entries.size(), u"request"_s, u"requests"_s)
+                                               : counted(details.summary.words, u"word"_s, u"words"_s);
     if (meta.attendees && !meta.attendees->isEmpty()) {
         facts += u"with "_s + Output::clean(meta.attendees->join(u", "_s));
     }
     text += facts.join(u" · "_s) + u'\n';
     text += output.styled(details.summary.record.folder, Look::dim) + u'\n';
+    if (!details.entries.isEmpty()) {
+        // Without its title, which stands above.
+        const QString log = SessionLog::markdown(details.entries, {});
+        text += u'\n' + block(log.sliced(log.indexOf(u'\n')));
+    }
     for (auto it = details.handoffs.begin(); it != details.handoffs.end(); ++it) {
         text += heading(output, u"Result of "_s + Output::clean(it.key())) + block(it.value());
     }
