@@ -33,7 +33,6 @@ class CaptureSession final : public RecordingSession {
 
   public:
     using Ports = CapturePorts;
-
     CaptureSession(CaptureRecord record, bool includeSystemAudio, Ports ports);
     /// Ends the audio when that is still running; nothing more is written.
     ~CaptureSession() override;
