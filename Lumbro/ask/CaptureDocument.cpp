@@ -13,6 +13,8 @@ namespace {
 constexpr int pointsOfTerm = 10;
 constexpr int pointsOfNotes = 3;
 constexpr int pointsOfTitle = 30;
+/// So many hits of a capture count.
+constexpr int mostCounted = 10;
 
 bool continues(char byte) {
     return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80;
@@ -95,9 +97,52 @@ QByteArrayView CaptureDocument::folded(size_t line) const {
 std::optional<CaptureDocument::Match> CaptureDocument::match(std::span<const searchText::Needle> needles,
                                                              std::vector<int>& counts) const {
     // Most captures are left out here, before any line is looked at.
-    if (!std::ranges::all_of(needles, [this](const auto& needle) { return needle.isIn(m_folded); })) {
+    const qsizetype first = needles.front().find(m_folded);
+    const bool hasAll = first >= 0 && std::ranges::all_of(needles.subspan(1), [this](const auto& needle) {
+                            return needle.isIn(m_folded);
+                        });
+    if (!hasAll) {
         return std::nullopt;
     }
+    return needles.size() == 1 ? matchOne(needles.front(), first) : matchAll(needles, counts);
+}
+
+int CaptureDocument::points(size_t line, int terms) const {
+    return terms * pointsOfTerm + (m_lines[line].kind == SearchHit::Kind::notes ? pointsOfNotes : 0);
+}
+
+/// For one term, which every line has once or not at all, the first lines tell nearly all: a frequent word
+/// takes no longer than a rare one.
+CaptureDocument::Match CaptureDocument::matchOne(const searchText::Needle& needle, qsizetype first) const {
+    const auto lines = m_folded.first(m_foldedLines);
+    Match match;
+    int found = 0;
+    int inTitle = 0;
+    size_t line = 0;
+    for (qsizetype place = first; place >= 0 && place < m_foldedLines;) {
+        while (line + 1 < size() && m_lines[line + 1].foldedBegin <= place) {
+            ++line;
+        }
+        inTitle += line == 0 ? 1 : 0;
+        ++found;
+        match.keepIfBest({line, points(line, 1)});
+        ++line;
+        if (found >= mostCounted && match.count == match.best.size()) {
+            // Only the notes can have better lines.
+            line = std::max(line, m_notesBegin);
+            if (line >= m_notesEnd || match.best.back().score > pointsOfTerm) {
+                break;
+            }
+        }
+        place = line < size() ? needle.find(lines, m_lines[line].foldedBegin) : -1;
+    }
+    match.score = inTitle * pointsOfTitle + std::min(found, mostCounted) +
+                  (match.count == 0 ? 0 : match.best.front().score);
+    return match;
+}
+
+CaptureDocument::Match CaptureDocument::matchAll(std::span<const searchText::Needle> needles,
+                                                 std::vector<int>& counts) const {
     counts.assign(size(), 0);
     const auto lines = m_folded.first(m_foldedLines);
     for (const searchText::Needle& needle : needles) {
@@ -111,16 +156,14 @@ std::optional<CaptureDocument::Match> CaptureDocument::match(std::span<const sea
         }
     }
     Match match;
-    int all = 0;
+    int found = 0;
     for (size_t line = 0; line < size(); ++line) {
         if (counts[line] > 0) {
-            const bool isNotes = m_lines[line].kind == SearchHit::Kind::notes;
-            match.keepIfBest({line, counts[line] * pointsOfTerm + (isNotes ? pointsOfNotes : 0)});
-            ++all;
+            match.keepIfBest({line, points(line, counts[line])});
+            ++found;
         }
     }
-    constexpr int mostCounted = 10;
-    match.score = (counts.empty() ? 0 : counts.front() * pointsOfTitle) + std::min(all, mostCounted) +
+    match.score = (counts.empty() ? 0 : counts.front() * pointsOfTitle) + std::min(found, mostCounted) +
                   (match.count == 0 ? 0 : match.best.front().score);
     return match;
 }
@@ -197,6 +240,13 @@ CaptureDocument CaptureDocumentBuilder::take(CaptureKind kind) {
     document.m_folded = QByteArrayView(folded, m_folded.size());
     document.m_text = QByteArrayView(text, m_text.size());
     document.m_foldedLines = lines;
+    const auto isNotes = [](const CaptureDocument::Line& line) {
+        return line.kind == SearchHit::Kind::notes;
+    };
+    const auto notes = std::ranges::find_if(document.m_lines, isNotes);
+    document.m_notesBegin = size_t(notes - document.m_lines.begin());
+    document.m_notesEnd =
+        size_t(std::find_if_not(notes, document.m_lines.end(), isNotes) - document.m_lines.begin());
     document.m_handoffs = std::exchange(m_handoffs, {});
     m_text.resize(0);
     m_lines.clear();

@@ -68,6 +68,10 @@ class CaptureDocument {
   private:
     friend class CaptureDocumentBuilder;
 
+    Match matchOne(const searchText::Needle& needle, qsizetype first) const;
+    Match matchAll(std::span<const searchText::Needle> needles, std::vector<int>& counts) const;
+    int points(size_t line, int terms) const;
+
     /// Holds what the others view.
     TextBlocks::Piece m_memory;
     std::span<const Line> m_lines;
@@ -75,6 +79,9 @@ class CaptureDocument {
     /// The lines in their folded form, then the word of the capture's kind, which is no line.
     QByteArrayView m_folded;
     qsizetype m_foldedLines = 0;
+    /// The notes, which stand together.
+    size_t m_notesBegin = 0;
+    size_t m_notesEnd = 0;
     QStringList m_handoffs;
 };
 

@@ -42,7 +42,8 @@ Needle::Needle(QByteArray term) : m_term(std::move(term)) {
     }
     std::ranges::stable_sort(places, {}, [this](qsizetype place) { return frequency(m_term.at(place)); });
     m_rare = places.front();
-    m_second = places.size() > 1 ? places[1] : places.front();
+    m_second = places[std::min(places.size() - 1, size_t(1))];
+    m_third = places[std::min(places.size() - 1, size_t(2))];
 }
 
 qsizetype Needle::find(QByteArrayView text, qsizetype from) const {
@@ -52,13 +53,16 @@ qsizetype Needle::find(QByteArrayView text, qsizetype from) const {
 #ifdef __SSE2__
     // The C library's search takes several times as long, since its time goes with the letters of the term.
     constexpr qsizetype step = 16;
+    const auto equal = [](const char* place, const __m128i& byte) {
+        return _mm_cmpeq_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(place)), byte);
+    };
     const __m128i rare = _mm_set1_epi8(m_term.at(m_rare));
     const __m128i second = _mm_set1_epi8(m_term.at(m_second));
+    const __m128i third = _mm_set1_epi8(m_term.at(m_third));
     const auto candidates = [&](qsizetype place) {
-        const auto* first = reinterpret_cast<const __m128i*>(data + place + m_rare);
-        const auto* other = reinterpret_cast<const __m128i*>(data + place + m_second);
-        return _mm_and_si128(_mm_cmpeq_epi8(_mm_loadu_si128(first), rare),
-                             _mm_cmpeq_epi8(_mm_loadu_si128(other), second));
+        const __m128i two =
+            _mm_and_si128(equal(data + place + m_rare, rare), equal(data + place + m_second, second));
+        return _mm_and_si128(two, equal(data + place + m_third, third));
     };
     for (; at + 4 * step <= end; at += 4 * step) {
         const __m128i blocks[4] = {candidates(at), candidates(at + step), candidates(at + 2 * step),

@@ -26,9 +26,10 @@ class Needle {
 
   private:
     QByteArray m_term;
-    /// Places in the term of the two bytes that texts hold least often.
+    /// Places in the term of the bytes that texts hold least often.
     qsizetype m_rare = 0;
     qsizetype m_second = 0;
+    qsizetype m_third = 0;
 };
 
 using Needles = std::vector<Needle>;

@@ -48,6 +48,42 @@ class Scanner {
         ++m_at;
         return true;
     }
+    /// All of a segment up to its time, in the layout that we write, which takes a third of the time of going
+    /// from token to token. False, with nothing taken, for any other layout.
+    bool takeUsualHead(QByteArrayView& id, QByteArrayView& speaker) {
+        constexpr qsizetype idLength = 36;
+        const char* at = m_at;
+        const auto skip = [this, &at](QByteArrayView token) {
+            const bool isThere =
+                m_end - at >= token.size() && std::memcmp(at, token.data(), size_t(token.size())) == 0;
+            at += isThere ? token.size() : 0;
+            return isThere;
+        };
+        if (!skip("\n  {\n    \"id\": \"") || m_end - at < idLength) {
+            return false;
+        }
+        id = QByteArrayView(at, idLength);
+        at += idLength;
+        if (!skip("\",\n    \"speaker\": \"")) {
+            return false;
+        }
+        const char* begin = at;
+        if (!skip("Me") && !skip("Them")) {
+            return false;
+        }
+        speaker = QByteArrayView(begin, at);
+        if (!skip("\",\n    \"start\": ")) {
+            return false;
+        }
+        m_at = at;
+        return true;
+    }
+    /// The same in any layout.
+    bool takeHead(QByteArrayView& id, QByteArrayView& speaker) {
+        return takeUsualHead(id, speaker) ||
+               (take('{') && takeKey("\"id\"") && takePlain(id) && take(',') && takeKey("\"speaker\"") &&
+                takePlain(speaker) && take(',') && takeKey("\"start\""));
+    }
     /// A key, as it stands with its quotes, and the colon behind it.
     bool takeKey(QByteArrayView key) {
         if (isAtEnd() || m_end - m_at < key.size() ||
@@ -214,9 +250,7 @@ bool TranscriptScan::read(QByteArrayView bytes) {
         QByteArrayView id;
         QByteArrayView speaker;
         bool escaped = false;
-        if (!scanner.take('{') || !scanner.takeKey("\"id\"") || !scanner.takePlain(id) || !isId(id) ||
-            !scanner.take(',') || !scanner.takeKey("\"speaker\"") || !scanner.takePlain(speaker) ||
-            (speaker != "Me" && speaker != "Them") || !scanner.take(',') || !scanner.takeKey("\"start\"") ||
+        if (!scanner.takeHead(id, speaker) || !isId(id) || (speaker != "Me" && speaker != "Them") ||
             !scanner.takeNumber(segment.start) || !scanner.take(',') || !scanner.takeKey("\"text\"") ||
             !scanner.takeString(segment.text, escaped) || !scanner.take('}')) {
             return false;

@@ -12,6 +12,8 @@
 #include <QElapsedTimer>
 #include <QFile>
 
+#include <cstdio>
+
 #include <fcntl.h>
 #include <sys/stat.h>
 
@@ -24,10 +26,10 @@ class InstantAgent final : public AgentProvider {
   public:
     Task<Result<QString>> run(AgentRequest request, std::shared_ptr<CancellationHandle> cancel) override {
         co_return uR"({
-            "people": [{"slug": "person-7", "timeline": "agreed on the plan"},
-                       {"slug": "person-70", "about": ["leads the build"], "timeline": "asked for the figures"},
+            "people": [{"slug": "person-7", "name": "Person 7", "timeline": "agreed on the plan"},
+                       {"slug": "person-70", "name": "Person 70", "about": ["leads the build"], "timeline": "asked for the figures"},
                        {"name": "Ann Lee", "company": "Acme", "role": "CTO", "timeline": "joined the call"}],
-            "projects": [{"slug": "project-3", "status": "under way", "timeline": "moved to the next step"}],
+            "projects": [{"slug": "project-3", "name": "Project 3", "status": "under way", "timeline": "moved to the next step"}],
             "promises": [{"owner": "Me", "to": "Ann Lee", "text": "send the deck", "due": "Friday"},
                          {"owner": "Ann Lee", "to": "Me", "text": "send the figures"}],
             "closed_promises": ["p-000000"],
@@ -80,6 +82,9 @@ bool librarianRow(ContextLibrary& library, MemoryStore& memory, Clock& clock) {
         passes.push_back(milliseconds([&] {
             const auto pass = QCoro::waitFor(librarian.run(record));
             isUpdated = pass && pass->updated;
+            if (!pass) {
+                std::fprintf(stderr, "%s\n", qUtf8Printable(pass.error().message));
+            }
         }));
         if (!isUpdated) {
             return false;

@@ -118,6 +118,25 @@ TEST_F(SearchTest, ranksTheTitleThenTheBestLineThenTheNumberOfLines) {
     EXPECT_EQ(ids(u"budget"_s), (QStringList{u"title"_s, u"both"_s, u"newest"_s}));
 }
 
+TEST_F(SearchTest, findsTheNotesBehindAnyNumberOfOtherLines) {
+    TranscriptSegments segments;
+    for (int i = 0; i < 30; ++i) {
+        segments += says(Speaker::me, i * 60, u"plan %1"_s.arg(i));
+    }
+    add(u"a"_s, u"x"_s);
+    speak(u"a"_s, segments);
+    write(u"a"_s, u"notes.md"_s, "other\nplan one\nother\nplan two\n");
+    write(u"a"_s, u"handoffs/notes.md"_s, "plan");
+    EXPECT_EQ(hits(u"plan"_s),
+              (QStringList{u"notes|Your notes|plan one|13"_s, u"notes|Your notes|plan two|13"_s,
+                           u"transcript|Me · 00:00|plan 0|10"_s}));
+    EXPECT_EQ(search(u"plan"_s).captures.first().score, 13 + 10);
+    // Several terms go another way to the same end.
+    EXPECT_EQ(hits(u"plan pla"_s).first(), u"notes|Your notes|plan one|23"_s);
+    write(u"a"_s, u"notes.md"_s, "none");
+    EXPECT_EQ(search(u"plan"_s).captures.first().score, 10 + 10);
+}
+
 TEST_F(SearchTest, putsTheNewerOfEqualCapturesFirst) {
     for (const auto& id : {u"3"_s, u"2"_s, u"1"_s}) {
         add(id, u"same"_s);

@@ -185,6 +185,7 @@ TEST(TranscriptScan, neverTakesWhatTheFullReaderRefuses) {
                                           {QUuid::createUuid(), Speaker::them, 20, u"yes"_s}});
     std::mt19937 random(2);
     TranscriptScan scan;
+    ASSERT_TRUE(scan.read(good));
     for (int round = 0; round < 4000; ++round) {
         QByteArray bytes = good;
         const auto at = qsizetype(random() % quint32(bytes.size()));
