@@ -1,0 +1,27 @@
+// A line of a transcript: what the scanner takes for JSON is JSON, and says the same as the general reader.
+#include "chats/formats/ChatLine.h"
+#include "chats/formats/ChatText.h"
+
+#include "Check.h"
+
+#include <QJsonDocument>
+#include <QJsonObject>
+
+using namespace lumbro;
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    const QByteArray bytes = fuzz::bytes(data, size);
+    const auto line = ChatLine::parse(bytes);
+    if (!line) {
+        return 0;
+    }
+    const QJsonDocument document = QJsonDocument::fromJson(bytes);
+    fuzz::check(document.isObject());
+    const QJsonObject object = document.object();
+    // Of a key that stands twice, the readers may take different ones.
+    if (bytes.count("uuid") == 1 && !bytes.contains("\\u")) {
+        fuzz::check(line->id == object[QStringLiteral("uuid")].toString());
+    }
+    fuzz::check(chatText::first(chatText::tidy(line->prompt.value_or(QString())), 1200).size() <= 1200 * 16);
+    return 0;
+}
