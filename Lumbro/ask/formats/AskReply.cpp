@@ -59,7 +59,8 @@ AskReply AskReply::parse(const QString& output) {
         }
     }
     for (qsizetype i = lines.size() - 1; i >= 0; --i) {
-        if ((reply.action = actionIn(lines.at(i)))) {
+        reply.action = actionIn(lines.at(i));
+        if (reply.action) {
             lines.removeAt(i);
             break;
         }

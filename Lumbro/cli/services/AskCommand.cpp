@@ -21,7 +21,7 @@ namespace lumbro::cli {
 
 namespace {
 
-constexpr qint64 longestQuestion = 1024 * 1024;
+constexpr qint64 longestQuestion = qint64(1024) * 1024;
 
 Result<QString> readQuestion(const QString& argument) {
     if (argument != u"-") {
@@ -124,6 +124,25 @@ Task<std::optional<Result<AskAnswer>>> askAndWait(AskService& service, AskQuesti
     co_return outcome;
 }
 
+Task<int> askAndPrint(Services& services, AskQuestion question, CommandContext context) {
+    Output& output = context.output;
+    LiveAnswer live(output, services.clock(), u"Thinking…"_s);
+    if (output.isTerminal() && !context.arguments.wantsJson()) {
+        question.onText = [&live](const QString& piece, bool isNew) { live.add(piece, isNew); };
+    }
+    live.begin();
+    const auto outcome = co_await askAndWait(services.ask(), question);
+    if (!outcome || !*outcome) {
+        live.giveUp();
+        co_return output.fail(outcome ? outcome->error().message
+                                      : u"The question was given up; nothing was kept."_s);
+    }
+    const AskAnswer& answer = **outcome;
+    const int status = printAnswer(output, context.arguments, live, answer);
+    const QString unsaved = services.ask().saveFailure(answer.thread);
+    co_return unsaved.isEmpty() ? status : output.fail(u"The answer was not kept: "_s + unsaved);
+}
+
 }  // namespace
 
 Task<int> ask(CommandContext context) {
@@ -158,21 +177,7 @@ Task<int> ask(CommandContext context) {
     if (arguments.has("scope")) {
         tellScope(output, service, *question);
     }
-    LiveAnswer live(output, services.clock(), u"Thinking…"_s);
-    if (output.isTerminal() && !arguments.wantsJson()) {
-        question->onText = [&live](const QString& piece, bool isNew) { live.add(piece, isNew); };
-    }
-    live.begin();
-    const auto outcome = co_await askAndWait(service, *question);
-    if (!outcome || !*outcome) {
-        live.giveUp();
-        co_return output.fail(outcome ? outcome->error().message
-                                      : u"The question was given up; nothing was kept."_s);
-    }
-    const AskAnswer& answer = **outcome;
-    const int status = printAnswer(output, arguments, live, answer);
-    const QString unsaved = service.saveFailure(answer.thread);
-    co_return unsaved.isEmpty() ? status : output.fail(u"The answer was not kept: "_s + unsaved);
+    co_return co_await askAndPrint(services, *question, context);
 }
 
 }  // namespace lumbro::cli
