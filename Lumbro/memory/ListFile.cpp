@@ -22,7 +22,7 @@ bool ListFile::hasChanged() const {
 QByteArray ListFile::read() {
     const FileStamp before = m_stamp;
     m_stamp = FileStamp::of(AT_FDCWD, QFile::encodeName(m_path));
-    m_isSettled = isSettled(m_stamp);
+    m_isSettled = hasSettled(m_stamp);
     auto bytes = readFile(m_path);
     if (!bytes && m_stamp.exists() && m_stamp != before) {
         AppLog::error(u"memory"_s, m_path.section(u'/', -1) + u" can't be read"_s);

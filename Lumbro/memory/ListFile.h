@@ -15,6 +15,8 @@ class ListFile {
     const QString& path() const { return m_path; }
     /// Looks at the file's metadata only. True when it is not what was read last.
     bool hasChanged() const;
+    /// False when the file may have changed since without its metadata telling.
+    bool isSettled() const { return m_isSettled; }
     /// The file's bytes; empty when it is missing or cannot be read, which is logged.
     QByteArray read();
 

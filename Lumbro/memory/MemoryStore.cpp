@@ -4,6 +4,7 @@
 #include "LumbroCore/Literals.h"
 #include "LumbroCore/Trash.h"
 #include "memory/CompanyList.h"
+#include "memory/FolderWatch.h"
 #include "memory/ListFile.h"
 #include "memory/MemoryWriter.h"
 #include "memory/PageFolder.h"
@@ -51,10 +52,17 @@ struct MemoryStore::Private {
           projectsFolder(MemoryEntity::Kind::project, writer.folder(MemoryEntity::Kind::project)),
           promisesFile(writer.promisesFile()),
           ideasFile(writer.ideasFile()),
+          watch({root, peopleFolder.path(), projectsFolder.path()}),
           companies(theLibrary, settings) {}
 
     QDate today() const { return clock.now().date(); }
-    bool hasChanged() const {
+    bool hasChanged() {
+        const bool isSettled = promisesFile.isSettled() && ideasFile.isSettled() &&
+                               projectsFolder.isSettled() && peopleFolder.isSettled();
+        if (isSettled && watch.isQuiet()) {
+            return false;
+        }
+        watch.beginLook();
         return promisesFile.hasChanged() || ideasFile.hasChanged() || projectsFolder.hasChanged() ||
                peopleFolder.hasChanged();
     }
@@ -75,6 +83,7 @@ struct MemoryStore::Private {
     PageFolder projectsFolder;
     ListFile promisesFile;
     ListFile ideasFile;
+    FolderWatch watch;
     QList<MemoryEntity> people;
     QList<MemoryEntity> projects;
     QList<PromiseItem> promises;

@@ -49,7 +49,7 @@ std::optional<QByteArray> readPlain(int folder, const QByteArray& name) {
 
 }  // namespace
 
-bool isSettled(const FileStamp& stamp) {
+bool hasSettled(const FileStamp& stamp) {
     using std::chrono::nanoseconds;
     constexpr nanoseconds second = std::chrono::seconds(1);
     const qint64 last = std::max(stamp.modified, stamp.changed);
@@ -81,7 +81,7 @@ bool PageFolder::hasChanged() const {
 }
 
 PageFolder::Page PageFolder::readPage(int folder, const Entry& entry) const {
-    Page page{.stamp = entry.stamp, .entity = {}, .isSettled = isSettled(entry.stamp)};
+    Page page{.stamp = entry.stamp, .entity = {}, .isSettled = hasSettled(entry.stamp)};
     const auto bytes = readPlain(folder, entry.name);
     if (bytes && QUtf8StringView(*bytes).isValidUtf8()) {
         const QString name = QFile::decodeName(entry.name);

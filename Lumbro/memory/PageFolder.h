@@ -25,6 +25,8 @@ class PageFolder {
 
     /// Looks at the files' metadata only. True when they are not what was read last.
     bool hasChanged() const;
+    /// False when a file may have changed since without its metadata telling.
+    bool isSettled() const { return !m_isUnsettled; }
     /// The pages as they are now, in the order of lists. A file that is no UTF-8 text is left out.
     QList<MemoryEntity> read();
     /// Names of the files that the last `read` was the first to find unreadable.
@@ -57,6 +59,6 @@ class PageFolder {
 };
 
 /// True when a file with this stamp cannot change any more without getting another one. Now.
-bool isSettled(const FileStamp& stamp);
+bool hasSettled(const FileStamp& stamp);
 
 }  // namespace lumbro

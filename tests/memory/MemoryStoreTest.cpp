@@ -70,6 +70,39 @@ TEST_F(MemoryStoreTest, onlyWhatChangedIsTold) {
     }));
 }
 
+/// The same when nothing has happened for so long that only the kernel is asked.
+TEST_F(MemoryStoreTest, aChangeAfterALongRestIsSeen) {
+    put(u"people/a.md"_s, "---\nname: Ann\n---\n");
+    m_store.bootstrap();
+    const auto rest = [this] {
+        int quiet = 0;
+        const SignalCounter files(&m_store, &MemoryStore::filesChanged);
+        return eventually([&] {
+            const int before = files.count();
+            m_store.reload(false);
+            quiet = files.count() == before ? quiet + 1 : 0;
+            return quiet > 5;
+        });
+    };
+    ASSERT_TRUE(rest());
+    put(u"people/a.md"_s, "---\nname: Eve\n---\n");
+    m_store.reload(false);
+    EXPECT_EQ(names(m_store.people()), QStringList{u"Eve"_s});
+    ASSERT_TRUE(rest());
+    put(u"promises.md"_s, "- [ ] call\n");
+    m_store.reload(false);
+    EXPECT_EQ(m_store.promises().size(), 1);
+    ASSERT_TRUE(rest());
+    QDir memory(m_store.root());
+    ASSERT_TRUE(memory.rename(u"people"_s, u"old"_s) && memory.mkdir(u"people"_s));
+    m_store.reload(false);
+    EXPECT_TRUE(m_store.people().isEmpty());
+    ASSERT_TRUE(rest());
+    put(u"people/b.md"_s, "---\nname: Bob\n---\n");
+    m_store.reload(false);
+    EXPECT_EQ(names(m_store.people()), QStringList{u"Bob"_s});
+}
+
 /// What somebody wrote into the files by hand, in every odd form, is there after all writes.
 TEST_F(MemoryStoreTest, handEditsSurviveEveryWrite) {
     const QByteArray promises =
