@@ -16,6 +16,14 @@ constexpr int pointsOfTitle = 30;
 /// So many hits of a capture count.
 constexpr int mostCounted = 10;
 
+bool isAscii(QByteArrayView text) {
+    unsigned char all = 0;
+    for (const char byte : text) {
+        all |= static_cast<unsigned char>(byte);
+    }
+    return all < 0x80;
+}
+
 bool continues(char byte) {
     return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80;
 }
@@ -182,7 +190,7 @@ QString CaptureDocument::snippet(size_t line, std::span<const searchText::Needle
         const qsizetype place = needle.find(folded(line));
         first = place >= 0 && (first < 0 || place < first) ? place : first;
     }
-    return highlight::piece(shown, first);
+    return m_lines[line].isAscii ? highlight::asciiPiece(shown, first) : highlight::piece(shown, first);
 }
 
 void CaptureDocumentBuilder::add(SearchHit::Kind kind, QByteArrayView text) {
@@ -258,8 +266,13 @@ void CaptureDocumentBuilder::fold() {
     m_folded.resize(m_text.size());
     foldAscii(m_text, m_folded.data());
     if (foldLatin(m_folded.data(), m_folded.size())) {
-        for (CaptureDocument::Line& line : m_lines) {
+        const char* end = m_text.constData() + m_text.size();
+        for (size_t i = m_lines.size(); i-- > 0;) {
+            CaptureDocument::Line& line = m_lines[i];
             line.foldedBegin = line.begin;
+            const char* begin = m_text.constData() + line.begin;
+            line.isAscii = isAscii(QByteArrayView(begin, end));
+            end = begin;
         }
         return;
     }

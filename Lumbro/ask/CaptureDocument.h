@@ -30,6 +30,7 @@ class CaptureDocument {
         Speaker speaker = Speaker::me;
         /// Both forms have their characters at the same bytes.
         bool isAligned = true;
+        bool isAscii = false;
         /// Place in `handoffs`.
         quint16 handoff = 0;
         /// Where the line begins in the text and in its folded form.

@@ -15,8 +15,6 @@ namespace {
 constexpr qsizetype wholeUpTo = 150;
 constexpr qsizetype pieceLength = 140;
 constexpr qsizetype before = 50;
-/// What a piece can take in UTF-8, with its marks.
-constexpr qsizetype mostBytes = 4 * wholeUpTo + 8;
 
 bool continues(char byte) {
     return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80;
@@ -42,20 +40,37 @@ qsizetype backward(QByteArrayView text, qsizetype from, qsizetype count) {
     return from;
 }
 
+bool isAscii(QByteArrayView text) {
+    unsigned char all = 0;
+    for (const char byte : text) {
+        all |= static_cast<unsigned char>(byte);
+    }
+    return all < 0x80;
+}
+
 /// The text on one line, with "…" where something was left out.
 QString shown(QByteArrayView text, bool isCutBefore, bool isCutAfter) {
-    constexpr QByteArrayView ellipsis = "…";
-    // No allocation but that of the result: a search may show thousands.
-    QVarLengthArray<char, mostBytes> bytes;
+    constexpr QChar ellipsis = u'…';
+    // No allocation but that of the result, and no decoder where none is needed: a search may show thousands.
+    if (isAscii(text)) {
+        QString all(text.size() + (isCutBefore ? 1 : 0) + (isCutAfter ? 1 : 0), Qt::Uninitialized);
+        QChar* out = all.data();
+        if (isCutBefore) {
+            *out++ = ellipsis;
+        }
+        for (const char byte : text) {
+            *out++ = QLatin1Char(byte == '\n' ? ' ' : byte);
+        }
+        if (isCutAfter) {
+            *out = ellipsis;
+        }
+        return all;
+    }
+    QString all = QString::fromUtf8(text).replace(u'\n', u' ');
     if (isCutBefore) {
-        bytes.append(ellipsis.data(), ellipsis.size());
+        all.prepend(ellipsis);
     }
-    bytes.append(text.data(), text.size());
-    if (isCutAfter) {
-        bytes.append(ellipsis.data(), ellipsis.size());
-    }
-    std::ranges::replace(bytes, '\n', ' ');
-    return QString::fromUtf8(bytes.constData(), bytes.size());
+    return isCutAfter ? all + ellipsis : all;
 }
 
 /// The UTF-16 unit of `text` from which unit `place` of its lower case was made.
@@ -108,11 +123,21 @@ QString snippet(const QString& text, const QStringList& terms) {
 }
 
 QString piece(QByteArrayView text, qsizetype place) {
-    if (text.size() <= 4 * wholeUpTo && forward(text, 0, wholeUpTo) == text.size()) {
+    const bool isShort = text.size() <= 4 * wholeUpTo;
+    if (isShort && forward(text, 0, wholeUpTo) == text.size()) {
         return shown(text, false, false);
     }
     const qsizetype begin = backward(text, std::max(place, qsizetype(0)), before);
     const qsizetype end = forward(text, begin, pieceLength);
+    return shown(text.sliced(begin, end - begin), begin > 0, end < text.size());
+}
+
+QString asciiPiece(QByteArrayView text, qsizetype place) {
+    if (text.size() <= wholeUpTo) {
+        return shown(text, false, false);
+    }
+    const qsizetype begin = std::max(place - before, qsizetype(0));
+    const qsizetype end = std::min(begin + pieceLength, text.size());
     return shown(text.sliced(begin, end - begin), begin > 0, end < text.size());
 }
 

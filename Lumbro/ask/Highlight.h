@@ -20,6 +20,8 @@ QStringList terms(const QString& query);
 QString snippet(const QString& text, const QStringList& terms);
 /// The same for a text in UTF-8 without wiki links, whose earliest term begins at byte `place` (-1 for none).
 QString piece(QByteArrayView text, qsizetype place);
+/// The same for a text in ASCII, whose characters need not be counted.
+QString asciiPiece(QByteArrayView text, qsizetype place);
 
 /// "Me · 04:12", "Them · 75:03": whose words, and where in the recording.
 QString speechLabel(Speaker speaker, double seconds);
