@@ -15,7 +15,7 @@ namespace lumbro {
 namespace {
 
 constexpr auto trusted = std::chrono::seconds(10);
-constexpr int looksBeforeWatching = 3;
+constexpr int looksBeforeWatching = 6;
 constexpr uint32_t changes = IN_MODIFY | IN_ATTRIB | IN_CLOSE_WRITE | IN_CREATE | IN_DELETE | IN_MOVE |
                              IN_DELETE_SELF | IN_MOVE_SELF | IN_ONLYDIR;
 

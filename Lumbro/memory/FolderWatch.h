@@ -19,7 +19,7 @@ class FolderWatch {
 
     /// True when nothing has happened since the last look at all files, which was a moment ago.
     bool isQuiet();
-    /// To be called before each look at all files. Watching begins with the third one, since it is dear to
+    /// To be called before each look at all files. Watching begins with the sixth one, since it is dear to
     /// begin and to end.
     void beginLook();
 
