@@ -212,6 +212,17 @@ TEST_F(ClaudeChatReaderTest, brokenLinesAreSkippedAndTheRestIsRead) {
     EXPECT_EQ(parsed(good.trimmed() + "\r\n" + good).size(), 2);
 }
 
+TEST_F(ClaudeChatReaderTest, escapesReadAsTheCharactersTheyStandFor) {
+    const auto asked = [this](const QByteArray& json) {
+        const SessionEntries entries = parsed(line(user(u"good"_s)).replace("good", json));
+        return entries.isEmpty() ? u"none"_s : entries.first().prompt;
+    };
+    EXPECT_EQ(asked(R"(a\/\"\\\n\tc)"), u"a/\"\\\n\tc"_s);
+    EXPECT_EQ(asked(R"(\u0041\u00e4\u20ac\ud83d\uDE00.)"), u"A\u00e4\u20ac\U0001f600."_s);
+    EXPECT_EQ(asked(R"(x\ud83dy\ude00z\ud83d\u0041)"), u"x\ufffdy\ufffdz\ufffdA"_s);
+    EXPECT_EQ(asked(R"(\ud83d\x)"), u"none"_s);
+}
+
 TEST_F(ClaudeChatReaderTest, linesOfAnyLengthMeetTheBlocksAnywhere) {
     // Around the size of a block and of half of one, so that marks and lines are cut at every place.
     for (const qsizetype near : {qsizetype(128) * 1024, qsizetype(256) * 1024, qsizetype(800) * 1024}) {

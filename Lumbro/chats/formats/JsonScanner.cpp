@@ -79,31 +79,65 @@ qsizetype cutBefore(QByteArrayView raw, qsizetype maxBytes) {
     return at;
 }
 
-QString unescaped(QByteArrayView raw) {
-    QString text;
-    text.reserve(raw.size());
-    while (!raw.isEmpty()) {
-        const qsizetype escape = raw.indexOf('\\');
-        text += QString::fromUtf8(escape < 0 ? raw : raw.first(escape));
-        if (escape < 0) {
-            break;
+void appendUtf8(QByteArray& out, char32_t c) {
+    if (c < 0x80) {
+        out += char(c);
+        return;
+    }
+    if (c >= 0x10000) {
+        out += char(0xf0 | (c >> 18));
+        out += char(0x80 | ((c >> 12) & 0x3f));
+    } else if (c >= 0x800) {
+        out += char(0xe0 | (c >> 12));
+    }
+    out += c >= 0x800 ? char(0x80 | ((c >> 6) & 0x3f)) : char(0xc0 | (c >> 6));
+    out += char(0x80 | (c & 0x3f));
+}
+
+/// Takes what stands behind "\u", and the second half where that is the first of two; half a character alone
+/// becomes the one that stands for the unreadable.
+char32_t takeUnits(QByteArrayView& raw) {
+    const auto unit = char16_t(codeUnit(raw));
+    raw = raw.sliced(4);
+    if (!QChar::isSurrogate(unit)) {
+        return unit;
+    }
+    if (QChar::isHighSurrogate(unit) && raw.startsWith("\\u")) {
+        const auto low = char16_t(codeUnit(raw.sliced(2)));
+        if (QChar::isLowSurrogate(low)) {
+            raw = raw.sliced(6);
+            return QChar::surrogateToUcs4(unit, low);
         }
+    }
+    return QChar::ReplacementCharacter;
+}
+
+QString unescaped(QByteArrayView raw) {
+    qsizetype escape = raw.indexOf('\\');
+    if (escape < 0) {
+        return QString::fromUtf8(raw);
+    }
+    // In bytes first: a conversion for each piece between escapes would cost more than all else.
+    QByteArray utf8;
+    utf8.reserve(raw.size());
+    for (; escape >= 0; escape = raw.indexOf('\\')) {
+        utf8 += raw.first(escape);
         const char letter = raw[escape + 1];
         raw = raw.sliced(escape + 2);
         if (letter == 'u') {
-            text += QChar(char16_t(codeUnit(raw)));
-            raw = raw.sliced(4);
+            appendUtf8(utf8, takeUnits(raw));
         } else {
-            text += QLatin1Char(plainEscape(letter));
+            utf8 += plainEscape(letter);
         }
     }
-    return text;
+    return QString::fromUtf8(utf8 += raw);
 }
 
 }  // namespace
 
 void JsonScanner::skipBlanks() {
-    while (m_at < m_bytes.size() && QByteArrayView(" \t\r\n").contains(m_bytes[m_at])) {
+    const auto isBlank = [](char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; };
+    while (m_at < m_bytes.size() && isBlank(m_bytes[m_at])) {
         ++m_at;
     }
 }
