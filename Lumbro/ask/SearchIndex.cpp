@@ -66,7 +66,7 @@ class CaptureSearch {
         : m_cache(cache), m_entries(entries), m_input(input), m_needles(needles), m_overtaken(overtaken) {}
 
     /// Best first; none when overtaken.
-    QList<CaptureResult> run() {
+    void run(SearchResults& results) {
         std::mutex mutex;
         std::vector<Found> found;
         onThreads(m_entries.size(), [&](const Next& next) {
@@ -76,15 +76,16 @@ class CaptureSearch {
         });
         // The captures stand newest first, so that of equal ones the newer comes first.
         std::ranges::sort(found, {}, [](const Found& one) { return std::pair(-one.match.score, one.place); });
-        QList<CaptureResult> results(std::ssize(found));
-        onThreads(found.size(), [this, &found, all = results.data()](const Next& next) {
+        const qsizetype count = std::min(qsizetype(found.size()), m_input.mostCaptures);
+        results.moreCaptures = std::ssize(found) - count;
+        results.captures.resize(count);
+        onThreads(size_t(count), [this, &found, all = results.captures.data()](const Next& next) {
             while (const auto index = next()) {
                 const auto& [place, document, match] = found[*index];
                 fill(all[*index], m_input.captures.at(qsizetype(place)), *document, match, m_needles,
                      m_input.engineNames);
             }
         });
-        return results;
     }
 
   private:
@@ -175,7 +176,7 @@ std::optional<SearchResults> SearchIndex::search(const QString& query, const Sea
     }
     const auto& entries = m_private->captures.begin(
         input.captures, m_private->clock.now().toMSecsSinceEpoch(), m_private->clock.elapsed());
-    results.captures = CaptureSearch(m_private->captures, entries, input, needles, overtaken).run();
+    CaptureSearch(m_private->captures, entries, input, needles, overtaken).run(results);
     if (overtaken.stop_requested()) {
         return std::nullopt;
     }

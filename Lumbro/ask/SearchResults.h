@@ -10,6 +10,8 @@
 #include <QMap>
 #include <QString>
 
+#include <limits>
+
 namespace lumbro {
 
 /// What there is to search, as it was at one moment. Taken on the main thread; the lists are shared, so that
@@ -24,6 +26,9 @@ struct SearchInput {
     QList<PromiseItem> promises;
     QList<IdeaItem> ideas;
     QList<AskThread> threads;
+    /// So many captures are given, the best ones: what a list can show. With frequent words, making the rows
+    /// of all takes longer than finding them.
+    qsizetype mostCaptures = std::numeric_limits<qsizetype>::max();
 };
 
 /// What a query found. All lists keep the order of the input but `captures`, whose best stand first.
@@ -37,6 +42,8 @@ struct SearchResults {
     };
 
     QList<CaptureResult> captures;
+    /// Captures that were found beside those.
+    qsizetype moreCaptures = 0;
     QList<MemoryEntity> people;
     QList<MemoryEntity> projects;
     QList<PromiseItem> promises;

@@ -51,18 +51,18 @@ Task<int> search(CommandContext context) {
     SystemClock clock(SystemClock::dateFromEnvironment());
     ContextLibrary library(root, clock);
     SearchIndex index(clock);
-    SearchResults results = index.search(query, everything(library, clock)).value_or(SearchResults());
+    constexpr qsizetype usual = 10;
     const auto limit = context.arguments.number("limit");
+    const qsizetype most = limit ? *limit : usual;
+    SearchInput input = everything(library, clock);
+    input.mostCaptures = limit || !context.arguments.wantsJson() ? most : input.mostCaptures;
+    const SearchResults results = index.search(query, input).value_or(SearchResults());
     if (context.arguments.wantsJson()) {
-        if (limit && *limit < results.captures.size()) {
-            results.captures.resize(*limit);
-        }
         output.printJson(searchJson(results));
     } else if (results.isEmpty()) {
         output.say(u"Nothing in the library holds \"%1\"."_s.arg(Output::clean(terms.join(u"\" and \""_s))));
     } else {
-        constexpr qsizetype usual = 10;
-        output.print(searchText(output, results, terms, limit ? *limit : usual));
+        output.print(searchText(output, results, terms, most));
     }
     co_return 0;
 }

@@ -50,12 +50,11 @@ class Writer {
     Writer(const Output& output, const QStringList& terms, qsizetype limit)
         : m_output(output), m_terms(terms), m_limit(limit) {}
 
-    void add(const QList<CaptureResult>& results) {
-        const qsizetype count = std::min(m_limit, results.size());
-        for (const CaptureResult& result : results.first(count)) {
+    void add(const QList<CaptureResult>& results, qsizetype more) {
+        for (const CaptureResult& result : results) {
             add(result);
         }
-        addRest(results.size() - count, u"capture"_s, u"captures"_s);
+        addRest(more, u"capture"_s, u"captures"_s);
     }
     /// A list of others under its heading; `lineOf` gives what is shown of one.
     template <typename Item, typename LineOf>
@@ -154,7 +153,7 @@ QJsonObject searchJson(const SearchResults& results) {
 QString searchText(const Output& output, const SearchResults& results, const QStringList& terms,
                    qsizetype limit) {
     Writer writer(output, terms, limit);
-    writer.add(results.captures);
+    writer.add(results.captures, results.moreCaptures);
     writer.add(u"People"_s, results.people, withSubtitle);
     writer.add(u"Projects"_s, results.projects, withSubtitle);
     writer.add(u"Promises"_s, results.promises, promiseLine);

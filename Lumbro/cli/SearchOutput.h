@@ -13,7 +13,7 @@ namespace lumbro::cli {
 QJsonObject searchJson(const SearchResults& results);
 
 /// The results for people: captures with their best lines, then what else was found. The terms are bold where
-/// the output shows looks. At most `limit` entries of each kind are shown, and the others counted.
+/// the output shows looks. At most `limit` entries of each of the others are shown, and the rest counted.
 QString searchText(const Output& output, const SearchResults& results, const QStringList& terms,
                    qsizetype limit);
 

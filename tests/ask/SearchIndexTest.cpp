@@ -142,6 +142,9 @@ TEST_F(SearchTest, putsTheNewerOfEqualCapturesFirst) {
         add(id, u"same"_s);
     }
     EXPECT_EQ(ids(u"same"_s), (QStringList{u"3"_s, u"2"_s, u"1"_s}));
+    m_input.mostCaptures = 2;
+    EXPECT_EQ(ids(u"same"_s), (QStringList{u"3"_s, u"2"_s}));
+    EXPECT_EQ(search(u"same"_s).moreCaptures, 1);
 }
 
 TEST_F(SearchTest, looksIntoAllTextsOfACapture) {
