@@ -79,19 +79,21 @@ qsizetype cutBefore(QByteArrayView raw, qsizetype maxBytes) {
     return at;
 }
 
-void appendUtf8(QByteArray& out, char32_t c) {
+/// Writes a character at `out`; gives the place behind it.
+char* putUtf8(char* out, char32_t c) {
     if (c < 0x80) {
-        out += char(c);
-        return;
+        *out++ = char(c);
+        return out;
     }
     if (c >= 0x10000) {
-        out += char(0xf0 | (c >> 18));
-        out += char(0x80 | ((c >> 12) & 0x3f));
+        *out++ = char(0xf0 | (c >> 18));
+        *out++ = char(0x80 | ((c >> 12) & 0x3f));
     } else if (c >= 0x800) {
-        out += char(0xe0 | (c >> 12));
+        *out++ = char(0xe0 | (c >> 12));
     }
-    out += c >= 0x800 ? char(0x80 | ((c >> 6) & 0x3f)) : char(0xc0 | (c >> 6));
-    out += char(0x80 | (c & 0x3f));
+    *out++ = c >= 0x800 ? char(0x80 | ((c >> 6) & 0x3f)) : char(0xc0 | (c >> 6));
+    *out++ = char(0x80 | (c & 0x3f));
+    return out;
 }
 
 /// Takes what stands behind "\u", and the second half where that is the first of two; half a character alone
@@ -117,20 +119,22 @@ QString unescaped(QByteArrayView raw) {
     if (escape < 0) {
         return QString::fromUtf8(raw);
     }
-    // In bytes first: a conversion for each piece between escapes would cost more than all else.
-    QByteArray utf8;
-    utf8.reserve(raw.size());
+    // In bytes first, which are never more than those of the escapes: a conversion for each piece between
+    // escapes would cost more than all else.
+    QByteArray utf8(raw.size(), Qt::Uninitialized);
+    char* out = utf8.data();
     for (; escape >= 0; escape = raw.indexOf('\\')) {
-        utf8 += raw.first(escape);
+        out = std::copy_n(raw.data(), escape, out);
         const char letter = raw[escape + 1];
         raw = raw.sliced(escape + 2);
         if (letter == 'u') {
-            appendUtf8(utf8, takeUnits(raw));
+            out = putUtf8(out, takeUnits(raw));
         } else {
-            utf8 += plainEscape(letter);
+            *out++ = plainEscape(letter);
         }
     }
-    return QString::fromUtf8(utf8 += raw);
+    out = std::copy_n(raw.data(), raw.size(), out);
+    return QString::fromUtf8(utf8.constData(), out - utf8.constData());
 }
 
 }  // namespace

@@ -21,8 +21,6 @@ constexpr qsizetype width = 64;
 
 /// A bit for each of the `width` bytes at `at` that ends a line or may begin a mark: all marks begin with
 /// "ty, "to or -ti. Reads two bytes more.
-using Candidates = uint64_t (*)(const char* at);
-
 uint64_t plainCandidates(const char* at) {
     uint64_t found = 0;
     for (qsizetype i = 0; i < width; ++i) {
@@ -33,7 +31,7 @@ uint64_t plainCandidates(const char* at) {
 }
 
 #ifdef __x86_64__
-[[gnu::target("avx2")]] uint32_t halfCandidates(const char* at) {
+[[gnu::target("avx2"), gnu::always_inline]] inline uint32_t halfCandidates(const char* at) {
     const __m256i here = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(at));
     const __m256i second = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(at + 1));
     const __m256i third = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(at + 2));
@@ -49,18 +47,37 @@ uint64_t plainCandidates(const char* at) {
     return uint32_t(_mm256_movemask_epi8(_mm256_or_si256(begins, ends)));
 }
 
-[[gnu::target("avx2")]] uint64_t wideCandidates(const char* at) {
+[[gnu::target("avx2"), gnu::always_inline]] inline uint64_t wideCandidates(const char* at) {
     return halfCandidates(at) | uint64_t(halfCandidates(at + width / 2)) << unsigned(width / 2);
 }
 #endif
 
-Candidates bestCandidates() {
+/// The first of the places from `at` on, by 64, with a candidate; `to` or beyond without one.
+using Skip = qsizetype (*)(const char* data, qsizetype at, qsizetype to, uint64_t& found);
+
+qsizetype plainSkip(const char* data, qsizetype at, qsizetype to, uint64_t& found) {
+    while (at < to && (found = plainCandidates(data + at)) == 0) {
+        at += width;
+    }
+    return at;
+}
+
+#ifdef __x86_64__
+[[gnu::target("avx2")]] qsizetype wideSkip(const char* data, qsizetype at, qsizetype to, uint64_t& found) {
+    while (at < to && (found = wideCandidates(data + at)) == 0) {
+        at += width;
+    }
+    return at;
+}
+#endif
+
+Skip bestSkip() {
 #ifdef __x86_64__
     if (__builtin_cpu_supports("avx2") != 0) {
-        return wideCandidates;
+        return wideSkip;
     }
 #endif
-    return plainCandidates;
+    return plainSkip;
 }
 
 }  // namespace
@@ -80,9 +97,9 @@ void LineMarks::take(const char* at) {
 }
 
 qsizetype LineMarks::search(const char* data, qsizetype from, qsizetype to) {
-    static const Candidates candidates = bestCandidates();
-    for (qsizetype at = from; at < to; at += width) {
-        uint64_t found = candidates(data + at);
+    static const Skip skip = bestSkip();
+    uint64_t found = 0;
+    for (qsizetype at = skip(data, from, to, found); at < to; at = skip(data, at + width, to, found)) {
         for (; found != 0; found &= found - 1) {
             const qsizetype place = at + std::countr_zero(found);
             if (place >= to) {
