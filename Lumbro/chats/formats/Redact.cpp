@@ -7,6 +7,7 @@
 #include <QStringList>
 
 #include <array>
+#include <cstdint>
 #include <vector>
 
 namespace lumbro {
@@ -15,16 +16,25 @@ namespace {
 
 constexpr size_t letters = 128;
 
+constexpr std::array<uint8_t, letters> makeLowerCase() {
+    std::array<uint8_t, letters> table{};
+    for (size_t c = 0; c < letters; ++c) {
+        table[c] = uint8_t(c >= 'A' && c <= 'Z' ? c + 0x20 : c);
+    }
+    return table;
+}
+
 /// The letter in lower case; 0 for one that no hint has. Two foreign letters count as equal to an English one
 /// where case does not matter.
 size_t folded(QChar c) {
+    static constexpr std::array<uint8_t, letters> lowerCase = makeLowerCase();
     constexpr char16_t longS = 0x17f;
     constexpr char16_t kelvin = 0x212a;
     const char16_t unit = c.unicode();
-    if (unit >= letters) {
-        return unit == longS ? 's' : unit == kelvin ? 'k' : 0;
+    if (unit < letters) {
+        return lowerCase[unit];
     }
-    return unit >= u'A' && unit <= u'Z' ? unit + 0x20 : unit;
+    return unit == longS ? 's' : unit == kelvin ? 'k' : 0;
 }
 
 struct Rule {
