@@ -229,6 +229,8 @@ std::span<const SettingKey> Settings::keys() {
         flag("claudeSessionsEnabled", false, "import the chats with Claude Code"),
         date("claudeSessionsLastImport", "time of the last chat import"),
         text("ownEmail", nullptr, "your address"),
+        text("calendarFolder", "",
+             "folder of calendars, one file per item; empty means where other programs keep theirs"),
         flag("librarySidebarShown", true, "the Library shows its sidebar"),
         choice("slideStyle", {u"tweet"_s, u"bold"_s}, "slides look: tweet or bold"),
         text("slideGround", "black", "ground of the slides"),

@@ -5,6 +5,7 @@ pkg_check_modules(SNDFILE REQUIRED IMPORTED_TARGET sndfile)
 pkg_check_modules(FFMPEG REQUIRED IMPORTED_TARGET libavformat libavcodec libavutil libswresample)
 pkg_check_modules(POCKETSPHINX REQUIRED IMPORTED_TARGET pocketsphinx sphinxbase)
 pkg_check_modules(WEBRTC REQUIRED IMPORTED_TARGET webrtc-audio-processing)
+pkg_check_modules(ICAL REQUIRED IMPORTED_TARGET libical)
 
 # Debian's file for sphinxbase names a folder that its package does not have, which CMake takes for an error.
 get_target_property(_pocketsphinx_folders PkgConfig::POCKETSPHINX INTERFACE_INCLUDE_DIRECTORIES)

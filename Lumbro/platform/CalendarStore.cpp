@@ -1,0 +1,13 @@
+#include "platform/CalendarStore.h"
+
+#include <algorithm>
+
+namespace lumbro {
+
+bool CalendarEvent::isDeclinedByUser() const {
+    return std::ranges::any_of(attendees, [](const CalendarAttendee& attendee) {
+        return attendee.isCurrentUser && attendee.answer == CalendarAttendee::Answer::declined;
+    });
+}
+
+}  // namespace lumbro
