@@ -102,7 +102,7 @@ class CalendarStore : public QObject {
     /// Adds one event to the default calendar and reads it back; the next `events` gives it.
     virtual Task<Result<AddedCalendarItem>> add(NewCalendarEvent event) = 0;
 
-  signals:
+  Q_SIGNALS:
     /// Events were added, changed or removed, by us or by another program.
     void changed();
 };
