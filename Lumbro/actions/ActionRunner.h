@@ -1,0 +1,106 @@
+#pragma once
+
+#include "LumbroCore/Clock.h"
+#include "actions/ActionFiles.h"
+#include "actions/RunLock.h"
+#include "actions/formats/ActionReport.h"
+#include "actions/formats/ActionRun.h"
+#include "actions/formats/Connector.h"
+#include "runners/AgentRequest.h"
+
+#include <QList>
+#include <QMap>
+#include <QObject>
+#include <QString>
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+
+namespace lumbro {
+
+/// What is to be done in an app.
+struct ActionRequest {
+    QString instruction{};
+    QString content{};
+    /// Where it comes from, in a line.
+    QString about{};
+    std::optional<QString> captureID{};
+    std::optional<QString> askThread{};
+};
+
+/// Carries work into connected apps: a queue of runs, of which at most two are under way in this process.
+/// Every run is a file, written on each change. Runs of other processes are shown and never touched while
+/// those live. Main thread. The clock and the agent must outlive it; when it goes, what runs is cancelled and
+/// becomes interrupted at the next load.
+class ActionRunner final : public QObject {
+    Q_OBJECT
+
+  public:
+    using Report = ActionReport;
+    /// The connector with this id, if it is still there.
+    using FindConnector = std::function<std::optional<Connector>(const QString& id)>;
+
+    /// `agent` must be one that can load connectors.
+    ActionRunner(Clock& clock, AgentProvider& agent, FindConnector connector, const QString& libraryRoot);
+    ~ActionRunner() override;
+
+    /// Newest first.
+    const QList<ActionRun>& runs() const { return m_runs; }
+    /// The run, or nothing.
+    std::optional<ActionRun> run(const QString& id) const;
+    /// Some run is queued or running, here or in another process.
+    bool hasActive() const;
+    /// The newest run of this content to this connector.
+    std::optional<ActionRun> latest(const QString& connectorID, const QString& content) const;
+    /// The newest run of this content to any connector.
+    std::optional<ActionRun> latest(const QString& content) const;
+
+    /// Reads all run files, once. What was under way in a process that has ended becomes interrupted.
+    void load();
+    /// Reads them again, for what other processes have added and finished meanwhile.
+    void reload();
+    /// Queues the work, or gives the run that is already under way with the same content and connector.
+    ActionRun submit(const Connector& connector, const ActionRequest& request);
+    /// Sends the same work again; nothing when the connector is gone.
+    std::optional<ActionRun> retry(const ActionRun& run);
+    /// Ends a run of this process: a queued one at once, a running one when its process has gone. Nothing for
+    /// any other.
+    void stop(const QString& id);
+
+  Q_SIGNALS:
+    void runsChanged();
+    /// A run of this process has got its final status.
+    void finished(const lumbro::ActionRun& run);
+    /// A run was found that ended with its process.
+    void interrupted(const QString& runID);
+
+  private:
+    using Handle = std::shared_ptr<CancellationHandle>;
+
+    ActionRun make(const Connector& connector, const ActionRequest& request, const QString& key) const;
+    void take(const QList<ActionRun>& found);
+    ActionRun interrupt(ActionRun run);
+    void watchOthers();
+    void pump();
+    void execute(ActionRun run);
+    Task<> carryOut(ActionRun run, AgentRequest request, Handle handle);
+    void complete(ActionRun run, const QString& output);
+    void giveUp(const ActionRun& run, const Failure& failure);
+    void finish(ActionRun run, ActionRun::Status status, const std::optional<QString>& error = {});
+    void update(const ActionRun& run);
+
+    Clock& m_clock;
+    AgentProvider& m_agent;
+    FindConnector m_connector;
+    ActionFiles m_files;
+    QList<ActionRun> m_runs;
+    QMap<QString, Handle> m_handles;
+    /// The live runs of this process.
+    std::map<QString, RunLock> m_locks;
+    Timer m_watch;
+    bool m_loaded = false;
+};
+
+}  // namespace lumbro
