@@ -1,0 +1,51 @@
+#pragma once
+
+#include "mcp/McpMessage.h"
+#include "mcp/McpTool.h"
+
+#include <QByteArray>
+#include <QJsonObject>
+#include <QList>
+#include <QString>
+
+#include <optional>
+
+namespace lumbro {
+
+/// One client's conversation in the Model Context Protocol: lines in, lines out, nothing else. Knows the
+/// revisions 2024-11-05, 2025-03-26 and 2025-06-18 and offers tools alone. One thread.
+class McpServer {
+  public:
+    /// A longer line is no message.
+    static constexpr qsizetype mostBytes = qsizetype(16) * 1024 * 1024;
+    /// What the tools called by one line give together, in characters.
+    static constexpr qsizetype mostText = qsizetype(4) * 1024 * 1024;
+
+    /// What the server says of itself; the instructions are for the model.
+    struct About {
+        QString version;
+        QString instructions;
+    };
+
+    McpServer(About about, QList<McpTool> tools);
+
+    /// The answer to one line, itself a line without its end. Empty when there is nothing to say.
+    QByteArray answer(const QByteArray& line);
+    /// The answer to a line of more than `mostBytes`.
+    static QByteArray answerTooLong();
+
+  private:
+    std::optional<QJsonObject> answer(const McpMessage& message, bool isBatch);
+    QJsonObject respond(const McpMessage& request);
+    QJsonObject initialize(const McpMessage& request);
+    QJsonObject listTools(const McpMessage& request) const;
+    QJsonObject callTool(const McpMessage& request);
+
+    About m_about;
+    QList<McpTool> m_tools;
+    bool m_isInitialized = false;
+    /// Characters that the current line's tools may still give.
+    qsizetype m_room = mostText;
+};
+
+}  // namespace lumbro
