@@ -144,6 +144,12 @@ constexpr std::array commands{
         searchOptions, "lumbro search pricing dana",
         "Finds what holds every WORD, in any case and anywhere in a word. The best come first: words in "
         "the title count most, then your own notes."},
+    CommandInfo{
+        "mcp", "serve the library to other agents over the Model Context Protocol", "", 0, 0, noOptions,
+        "claude mcp add lumbro -- lumbro mcp\n  claude mcp list",
+        "Other agents can then search and read captures, people and promises; they can change nothing. "
+        "The two lines below set it up for Claude Code and show that it is there; any other client "
+        "starts `lumbro mcp` and talks to it on standard input and output."},
     CommandInfo{"people", "list the people you have met", "", 0, 0, noOptions, "lumbro people", ""},
     CommandInfo{"person", "show what is known of a person", "SLUG", 1, 1, noOptions,
                 "lumbro person sarah-chen",

@@ -3,6 +3,7 @@
 #include "cli/MemoryJson.h"
 #include "cli/MemoryText.h"
 #include "cli/OpenMemory.h"
+#include "cli/PromiseFilter.h"
 #include "cli/Table.h"
 
 #include <algorithm>
@@ -13,27 +14,14 @@ namespace {
 
 constexpr int mostDays = 3650;
 
-/// What the user asked to see.
-struct Wanted {
-    bool mine = true;
-    bool theirs = true;
-    bool dueOnly = false;
-
-    bool has(const PromiseItem& promise, QDate today) const {
-        const bool isOfSide = promise.isMine() ? mine : theirs;
-        return isOfSide && (!dueOnly || (!promise.done && !promise.isSnoozed(today) &&
-                                         promise.urgency(today) != PromiseItem::Urgency::open));
-    }
-};
-
 int refuse(Output& output, const QString& sentence, const QString& command) {
     output.fail(sentence);
     output.say(usageLine(*findCommand(command.split(u' ')).command));
     return wrongUsage;
 }
 
-void printSides(Output& output, const Wanted& wanted, const QList<PromiseItem>& promises, bool withDone,
-                QDate today) {
+void printSides(Output& output, const PromiseFilter& wanted, const QList<PromiseItem>& promises,
+                bool withDone, QDate today) {
     qsizetype hidden = 0;
     bool isFirst = true;
     for (const PromiseSide side : {PromiseSide::mine, PromiseSide::theirs}) {
@@ -99,7 +87,7 @@ Task<int> promises(CommandContext context) {
     if (!memory.usable()) {
         co_return output.fail(memory.usable().error());
     }
-    const Wanted wanted{!arguments.has("theirs"), !arguments.has("mine"), arguments.has("due")};
+    const PromiseFilter wanted{!arguments.has("theirs"), !arguments.has("mine"), arguments.has("due")};
     const QDate today = memory.today();
     QList<PromiseItem> chosen = memory->promises();
     chosen.removeIf([&](const PromiseItem& promise) { return !wanted.has(promise, today); });

@@ -2,40 +2,15 @@
 
 #include "LumbroCore/Clock.h"
 #include "LumbroCore/Settings.h"
-#include "ask/AskThreads.h"
 #include "ask/Highlight.h"
 #include "ask/SearchIndex.h"
 #include "cli/CaptureLookup.h"
 #include "cli/SearchOutput.h"
+#include "cli/SearchSource.h"
 #include "library/ContextLibrary.h"
 #include "memory/MemoryStore.h"
 
 namespace lumbro::cli {
-
-namespace {
-
-SearchInput everything(ContextLibrary& library, const SystemClock& clock) {
-    const Settings settings;
-    MemoryStore memory(library, clock, settings);
-    library.reloadCaptures();
-    library.reloadEngines(true);
-    memory.reload(true);
-    SearchInput input{.captures = library.captures(),
-                      .engineNames = {},
-                      .people = memory.people(),
-                      .projects = memory.projects(),
-                      .promises = memory.promises(),
-                      .ideas = memory.ideas(),
-                      .threads = AskThreads(library.root()).readAll({})};
-    for (const QList<Engine>& engines : {library.engines(), library.systemEngines()}) {
-        for (const Engine& engine : engines) {
-            input.engineNames[engine.id] = engine.name;
-        }
-    }
-    return input;
-}
-
-}  // namespace
 
 Task<int> search(CommandContext context) {
     Output& output = context.output;
@@ -49,12 +24,14 @@ Task<int> search(CommandContext context) {
         co_return output.fail(u"Nothing to search for: give a word."_s);
     }
     SystemClock clock(SystemClock::dateFromEnvironment());
+    const Settings settings;
     ContextLibrary library(root, clock);
+    MemoryStore memory(library, clock, settings);
     SearchIndex index(clock);
     constexpr qsizetype usual = 10;
     const auto limit = context.arguments.number("limit");
     const qsizetype most = limit ? *limit : usual;
-    SearchInput input = everything(library, clock);
+    SearchInput input = searchInput(library, memory);
     input.mostCaptures = limit || !context.arguments.wantsJson() ? most : input.mostCaptures;
     const SearchResults results = index.search(query, input).value_or(SearchResults());
     if (context.arguments.wantsJson()) {

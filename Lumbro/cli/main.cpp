@@ -3,6 +3,7 @@
 #include "cli/ChatCommands.h"
 #include "cli/EngineCommands.h"
 #include "cli/LogCommand.h"
+#include "cli/McpCommand.h"
 #include "cli/MemoryCommands.h"
 #include "cli/PromiseCommands.h"
 #include "cli/Runner.h"
@@ -54,6 +55,7 @@ constexpr std::array entries{
     CommandEntry{"memory index", memoryIndex},
     CommandEntry{"chats read", chatsRead},
     CommandEntry{"search", search},
+    CommandEntry{"mcp", mcp},
     CommandEntry{"settings", settingsList},
     CommandEntry{"settings list", settingsList},
     CommandEntry{"settings get", settingsGet},

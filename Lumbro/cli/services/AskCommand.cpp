@@ -8,6 +8,7 @@
 #include "cli/AskText.h"
 #include "cli/CaptureLookup.h"
 #include "cli/OpenMemory.h"
+#include "cli/ScopeLookup.h"
 #include "cli/services/LiveAnswer.h"
 #include "library/ContextLibrary.h"
 
@@ -40,22 +41,6 @@ Result<QString> readQuestion(const QString& argument) {
     return text.trimmed();
 }
 
-/// The place that the user means, with its full id.
-Result<AskScope> findScope(Services& services, const AskScope& scope) {
-    using Kind = AskScope::Kind;
-    if (scope.kind == Kind::capture) {
-        const auto record = findCapture(services.library().capturesFolder(), scope.id);
-        return record ? Result<AskScope>(AskScope::capture(record->id())) : std::unexpected(record.error());
-    }
-    if (scope.kind == Kind::person || scope.kind == Kind::project) {
-        const bool isPerson = scope.kind == Kind::person;
-        const auto page = findPage(
-            services.memory(), isPerson ? MemoryEntity::Kind::person : MemoryEntity::Kind::project, scope.id);
-        return page ? Result<AskScope>({scope.kind, page->id}) : std::unexpected(page.error());
-    }
-    return scope;
-}
-
 /// Puts together what is asked, with everything that the command line names looked up.
 Result<AskQuestion> questionFrom(Services& services, const Arguments& arguments, const QString& text,
                                  const AskScope& scope) {
@@ -75,7 +60,7 @@ Result<AskQuestion> questionFrom(Services& services, const Arguments& arguments,
         }
         question.thread = thread->id;
     }
-    const auto found = findScope(services, scope);
+    const auto found = findScope(services.library().capturesFolder(), services.memory(), scope);
     if (!found) {
         return std::unexpected(found.error());
     }

@@ -1,0 +1,23 @@
+#include "cli/ScopeLookup.h"
+
+#include "cli/CaptureLookup.h"
+#include "cli/OpenMemory.h"
+
+namespace lumbro::cli {
+
+Result<AskScope> findScope(const QString& capturesFolder, const MemoryStore& memory, const AskScope& scope) {
+    using Kind = AskScope::Kind;
+    if (scope.kind == Kind::capture) {
+        const auto record = findCapture(capturesFolder, scope.id);
+        return record ? Result<AskScope>(AskScope::capture(record->id())) : std::unexpected(record.error());
+    }
+    if (scope.kind == Kind::person || scope.kind == Kind::project) {
+        const bool isPerson = scope.kind == Kind::person;
+        const auto page =
+            findPage(memory, isPerson ? MemoryEntity::Kind::person : MemoryEntity::Kind::project, scope.id);
+        return page ? Result<AskScope>({scope.kind, page->id}) : std::unexpected(page.error());
+    }
+    return scope;
+}
+
+}  // namespace lumbro::cli

@@ -1,0 +1,26 @@
+#include "cli/SearchSource.h"
+
+#include "ask/AskThreads.h"
+
+namespace lumbro::cli {
+
+SearchInput searchInput(ContextLibrary& library, MemoryStore& memory) {
+    library.reloadCaptures();
+    library.reloadEngines(false);
+    memory.reload(false);
+    SearchInput input{.captures = library.captures(),
+                      .engineNames = {},
+                      .people = memory.people(),
+                      .projects = memory.projects(),
+                      .promises = memory.promises(),
+                      .ideas = memory.ideas(),
+                      .threads = AskThreads(library.root()).readAll({})};
+    for (const QList<Engine>& engines : {library.engines(), library.systemEngines()}) {
+        for (const Engine& engine : engines) {
+            input.engineNames[engine.id] = engine.name;
+        }
+    }
+    return input;
+}
+
+}  // namespace lumbro::cli
