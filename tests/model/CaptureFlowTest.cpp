@@ -24,7 +24,8 @@ class CaptureFlowTest : public test::ModelTest {
     test::FakeSession* session() { return dynamic_cast<test::FakeSession*>(lastSession.data()); }
 
     static QStringList trashed() {
-        return QDir(QDir::homePath() + u"/.local/share/Trash/files"_s).entryList();
+        return QDir(QDir::homePath() + u"/.local/share/Trash/files"_s)
+            .entryList(QDir::AllEntries | QDir::NoDotAndDotDot);
     }
 
     QStringList memorized;

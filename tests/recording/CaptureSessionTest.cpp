@@ -194,7 +194,7 @@ TEST_F(CaptureSessionTest, aFlushThatComesLateDoesNotReplaceTheLastWords) {
     EXPECT_EQ(written().size(), 2);
 }
 
-TEST_F(CaptureSessionTest, wordsThatCannotBeWrittenAtTheEndAreToldAndTriedAgainAfterThePacking) {
+TEST_F(CaptureSessionTest, wordsThatCannotBeWrittenAtTheEndAreTriedAgainAndTold) {
     for (const bool comesFree : {false, true}) {
         const auto session = started();
         hear(mic, 1);
@@ -202,8 +202,6 @@ TEST_F(CaptureSessionTest, wordsThatCannotBeWrittenAtTheEndAreToldAndTriedAgainA
         recognizer->say(0, u"hello"_s, 1, true);
         auto stopping = session->stop();
         EXPECT_TRUE(session->lostText().has_value());
-        ASSERT_TRUE(test::eventually([&] { return has(u"me.m4a"_s); }));
-        EXPECT_FALSE(stopping.isReady());
         if (comesFree) {
             QDir(file(u"transcript.json"_s)).removeRecursively();
         }
@@ -212,6 +210,7 @@ TEST_F(CaptureSessionTest, wordsThatCannotBeWrittenAtTheEndAreToldAndTriedAgainA
         if (comesFree) {
             EXPECT_EQ(written().size(), 1);
         } else {
+            EXPECT_TRUE(has(u"me.m4a"_s)) << "packing comes first, since it may make room";
             EXPECT_TRUE(
                 session->lostText()->contains(u"the last words of this recording couldn't be saved"_s));
             EXPECT_TRUE(has(u"transcript.json/in the way"_s)) << "nothing that stood there is touched";
