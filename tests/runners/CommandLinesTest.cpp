@@ -2,7 +2,6 @@
 #include "runners/ClaudeCommand.h"
 #include "runners/CodexCommand.h"
 #include "runners/CodexOutput.h"
-#include "runners/ConnectorNames.h"
 
 #include <gtest/gtest.h>
 
@@ -77,21 +76,4 @@ TEST(CodexOutput, onlyLinesThatSayWhyRemainOfTheErrors) {
                                     "input is not valid UTF-8\n"),
               u"input is not valid UTF-8");
     EXPECT_EQ(codex::readableErrors("\xff\xfe"), u"");
-}
-
-TEST(ConnectorNames, accountNamesBecomeToolPrefixes) {
-    const std::pair<QString, QString> rows[] = {
-        {u"claude.ai Slack"_s, u"mcp__claude_ai_Slack"_s},
-        {u"claude.ai Jira & Co"_s, u"mcp__claude_ai_Jira_Co"_s},
-        {u"claude.ai Ünïted (beta)"_s, u"mcp__claude_ai_n_ted_beta"_s},
-        {u"my server  2"_s, u"mcp__my_server__2"_s},
-        {u"notes-app_"_s, u"mcp__notes-app_"_s},
-    };
-    for (const auto& [name, prefix] : rows) {
-        EXPECT_EQ(mcpPrefix(name), prefix);
-    }
-    const QStringList patterns = deletionPatterns(u"mcp__slack"_s);
-    for (const char* pattern : {"mcp__slack__*delete*", "mcp__slack__*Trash*", "mcp__slack__*purge*"}) {
-        EXPECT_TRUE(patterns.contains(QString::fromLatin1(pattern))) << pattern;
-    }
 }

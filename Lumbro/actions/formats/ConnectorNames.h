@@ -11,6 +11,9 @@ namespace lumbro {
 /// `AgentConnectors::allow` and `AgentRequest::requireTools`.
 QString mcpPrefix(const QString& accountName);
 
+/// What a tool's name holds, in lower case, when it deletes or puts away.
+const QStringList& deletionWords();
+
 /// Patterns for `AgentRequest::disallowed` that keep a connector from deleting while its tools aren't known.
 /// `prefix` is what `mcpPrefix` gave.
 QStringList deletionPatterns(const QString& prefix);
