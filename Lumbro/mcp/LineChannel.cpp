@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <cstring>
 #include <utility>
 
 #include <poll.h>
@@ -116,8 +115,7 @@ void LineChannel::write() {
         if (count < 0) {
             const bool hasGone = errno == EPIPE || errno == ECONNRESET;
             if (!hasGone) {
-                AppLog::error(u"mcp"_s, u"An answer can't be written: "_s +
-                                            QString::fromLocal8Bit(std::strerror(errno)));
+                AppLog::error(u"mcp"_s, u"An answer can't be written: "_s + qt_error_string(errno));
             }
             end(hasGone);
             return;

@@ -13,7 +13,7 @@ namespace {
 
 QString listed(const QJsonArray& values) {
     QStringList words;
-    for (const QJsonValue& value : values) {
+    for (const auto value : values) {
         words += value.toString();
     }
     return words.join(u", "_s);
@@ -59,7 +59,7 @@ std::optional<QString> wrongValue(const QJsonObject& schema, const QJsonValue& v
 
 std::optional<QString> wrongMcpArgument(const QJsonObject& schema, const QJsonObject& arguments) {
     const QJsonObject properties = schema[u"properties"_s].toObject();
-    for (const QJsonValue& name : schema[u"required"_s].toArray()) {
+    for (const auto name : schema[u"required"_s].toArray()) {
         if (arguments[name.toString()].isUndefined() || arguments[name.toString()].isNull()) {
             return u"The argument \"%1\" is missing."_s.arg(name.toString());
         }

@@ -46,7 +46,7 @@ McpLine McpLine::parse(const QByteArray& bytes) {
         line.error = McpError::invalidRequest;
         return line;
     }
-    for (const QJsonValue& value : array) {
+    for (const auto value : array) {
         line.messages += McpMessage::from(value);
     }
     return line;
