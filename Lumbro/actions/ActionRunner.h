@@ -80,9 +80,12 @@ class ActionRunner final : public QObject {
     using Handle = std::shared_ptr<CancellationHandle>;
 
     ActionRun make(const Connector& connector, const ActionRequest& request, const QString& key) const;
-    void take(const QList<ActionRun>& found);
-    ActionRun interrupt(ActionRun run);
-    void watchOthers();
+    bool isOurs(const QString& id) const { return m_locks.contains(id); }
+    bool hasOthers(const QList<ActionRun>& runs) const;
+    void show(QList<ActionRun> runs);
+    /// A live run of some other process as it really stands. The folder is locked.
+    ActionRun settled(ActionRun run) const;
+    void lookAtOthers();
     void pump();
     void execute(ActionRun run);
     Task<> carryOut(ActionRun run, AgentRequest request, Handle handle);
@@ -90,6 +93,7 @@ class ActionRunner final : public QObject {
     void giveUp(const ActionRun& run, const Failure& failure);
     void finish(ActionRun run, ActionRun::Status status, const std::optional<QString>& error = {});
     void update(const ActionRun& run);
+    void write(const ActionRun& run) const;
 
     Clock& m_clock;
     AgentProvider& m_agent;

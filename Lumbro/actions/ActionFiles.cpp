@@ -1,0 +1,88 @@
+#include "actions/ActionFiles.h"
+
+#include "LumbroCore/AtomicFile.h"
+#include "LumbroCore/Dates.h"
+#include "LumbroCore/Json.h"
+#include "LumbroCore/Literals.h"
+#include "LumbroCore/Text.h"
+#include "actions/RunLock.h"
+
+#include <QDir>
+#include <QFileInfo>
+
+#include <algorithm>
+
+namespace lumbro {
+
+namespace {
+
+constexpr qsizetype keyInName = 6;
+/// Keeps names of any script below what a file system takes.
+constexpr qsizetype longestApp = 40;
+
+}  // namespace
+
+ActionFiles::ActionFiles(const QString& libraryRoot) : m_folder(libraryRoot + u"/actions"_s) {}
+
+void ActionFiles::makeFolder() const {
+    makePrivateFolder(m_folder);
+}
+
+QList<ActionRun> ActionFiles::readAll() const {
+    return readMatching(u"*.json"_s);
+}
+
+QList<ActionRun> ActionFiles::readLike(const QString& key) const {
+    return readMatching(u"*-%1*.json"_s.arg(key.first(keyInName)));
+}
+
+QList<ActionRun> ActionFiles::readMatching(const QString& pattern) const {
+    QList<ActionRun> runs;
+    for (const QString& name : QDir(m_folder).entryList({pattern}, QDir::Files, QDir::Name)) {
+        if (auto run = read(name.chopped(5))) {
+            runs << std::move(*run);
+        }
+    }
+    std::ranges::stable_sort(runs, std::greater(), &ActionRun::started);
+    return runs;
+}
+
+std::optional<ActionRun> ActionFiles::read(const QString& id) const {
+    const auto bytes = readFile(path(id), ActionRun::mostBytes);
+    auto run = bytes ? ActionRun::fromBytes(*bytes) : std::nullopt;
+    // The id names the file that is written next, so a copy under another name must not pass for its
+    // original.
+    return run && run->id == id ? run : std::nullopt;
+}
+
+Result<> ActionFiles::write(const ActionRun& run) const {
+    makeFolder();
+    return writeFileAtomically(path(run.id), json::encode(run.toJson()));
+}
+
+QString ActionFiles::newID(const QDateTime& now, const QString& app, const QString& key) const {
+    const QString name =
+        u"%1-%2-%3"_s.arg(dates::folderStamp(now), slugified(app).left(longestApp), key.first(keyInName));
+    QString id = name;
+    for (int count = 2; QFileInfo::exists(path(id)); ++count) {
+        id = name + u'-' + QString::number(count);
+    }
+    return id;
+}
+
+QString ActionFiles::lockPath(const QString& id) const {
+    return u"%1/.%2.lock"_s.arg(m_folder, id);
+}
+
+void ActionFiles::removeStaleLocks() const {
+    const auto names = QDir(m_folder).entryList({u".*.lock"_s}, QDir::Files | QDir::Hidden);
+    for (const QString& name : names) {
+        const RunLock taken(m_folder + u'/' + name);
+    }
+}
+
+QString ActionFiles::path(const QString& id) const {
+    return u"%1/%2.json"_s.arg(m_folder, id);
+}
+
+}  // namespace lumbro

@@ -1,0 +1,358 @@
+#include "actions/ActionRunner.h"
+
+#include "LumbroCore/AppLog.h"
+#include "LumbroCore/LockedUpdate.h"
+#include "actions/formats/ActionPrompt.h"
+#include "runners/AgentText.h"
+
+#include <QPointer>
+
+#include <algorithm>
+#include <ranges>
+#include <utility>
+
+namespace lumbro {
+
+using namespace std::chrono_literals;
+
+namespace {
+
+using Status = ActionRun::Status;
+
+constexpr auto mostRunning = 2;
+constexpr int mostAttempts = 4;
+constexpr auto attemptPause = 3s;
+constexpr auto longestRun = 600s;
+constexpr auto watchInterval = 2s;
+constexpr qsizetype longestSummary = 140;
+
+const QString& tag() {
+    static const QString word = u"action"_s;
+    return word;
+}
+
+/// The last characters, never half of one.
+QString tail(const QString& text, qsizetype count) {
+    const QString end = text.right(count);
+    return !end.isEmpty() && end.front().isLowSurrogate() ? end.sliced(1) : end;
+}
+
+std::optional<ActionRun> firstOf(const QList<ActionRun>& runs, const auto& isWanted) {
+    const auto found = std::ranges::find_if(runs, isWanted);
+    return found == runs.end() ? std::nullopt : std::optional(*found);
+}
+
+AgentRequest requestFor(const ActionRun& run, const Connector& connector) {
+    const QString prefix = connector.allow();
+    return {.systemPrompt = actionPrompt::system(),
+            .instruction = actionPrompt::instruction(run.app),
+            .context = actionPrompt::input(run),
+            .model = u"sonnet"_s,
+            .connectors = AgentConnectors{.config = connector.config, .allow = {prefix}},
+            .disallowed =
+                actionPrompt::allowsDestructive(run.instruction) ? QStringList() : connector.deletionGuard(),
+            .timeout = longestRun,
+            .requireTools = prefix};
+}
+
+}  // namespace
+
+ActionRunner::ActionRunner(Clock& clock, AgentProvider& agent, FindConnector connector,
+                           const QString& libraryRoot)
+    : m_clock(clock), m_agent(agent), m_connector(std::move(connector)), m_files(libraryRoot) {}
+
+ActionRunner::~ActionRunner() {
+    for (const auto& handle : std::as_const(m_handles)) {
+        handle->cancel();
+    }
+}
+
+std::optional<ActionRun> ActionRunner::run(const QString& id) const {
+    return firstOf(m_runs, [&](const ActionRun& each) { return each.id == id; });
+}
+
+bool ActionRunner::hasActive() const {
+    return std::ranges::any_of(m_runs, &ActionRun::isLive);
+}
+
+std::optional<ActionRun> ActionRunner::latest(const QString& connectorID, const QString& content) const {
+    const QString key = ActionRun::keyFor(connectorID, content);
+    return firstOf(m_runs, [&](const ActionRun& each) { return each.key == key; });
+}
+
+std::optional<ActionRun> ActionRunner::latest(const QString& content) const {
+    const QString text = content.trimmed();
+    return firstOf(m_runs, [&](const ActionRun& each) { return each.content.trimmed() == text; });
+}
+
+void ActionRunner::load() {
+    if (std::exchange(m_loaded, true)) {
+        return;
+    }
+    m_files.makeFolder();
+    {
+        const FolderLock lock(m_files.folder());
+        m_files.removeStaleLocks();
+    }
+    reload();
+}
+
+void ActionRunner::reload() {
+    m_loaded = true;
+    QList<ActionRun> runs = m_files.readAll();
+    for (ActionRun& each : runs) {
+        each = isOurs(each.id) ? run(each.id).value_or(each) : each;
+    }
+    // A live run whose file could not be written, or was removed, goes on.
+    for (const ActionRun& each : std::as_const(m_runs)) {
+        if (isOurs(each.id) && std::ranges::find(runs, each.id, &ActionRun::id) == runs.end()) {
+            runs << each;
+        }
+    }
+    std::ranges::stable_sort(runs, std::greater(), &ActionRun::started);
+    show(std::move(runs));
+}
+
+void ActionRunner::show(QList<ActionRun> runs) {
+    QStringList dead;
+    if (hasOthers(runs)) {
+        const FolderLock lock(m_files.folder());
+        for (ActionRun& each : runs) {
+            if (each.isLive() && !isOurs(each.id)) {
+                each = settled(each);
+                if (each.status == Status::interrupted) {
+                    dead << each.id;
+                }
+            }
+        }
+    }
+    if (hasOthers(runs) && !m_watch.isRunning()) {
+        m_watch.start(m_clock, watchInterval, Clock::Repeat::always, [this] { lookAtOthers(); });
+    } else if (!hasOthers(runs)) {
+        m_watch.stop();
+    }
+    if (std::exchange(m_runs, runs) != runs) {
+        Q_EMIT runsChanged();
+    }
+    for (const QString& id : dead) {
+        Q_EMIT interrupted(id);
+    }
+}
+
+ActionRun ActionRunner::settled(ActionRun run) const {
+    const RunLock lock(m_files.lockPath(run.id));
+    // Read once nobody writes it any more: it may have been finished since.
+    run = m_files.read(run.id).value_or(run);
+    if (lock.isMine() && run.isLive()) {
+        run.status = Status::interrupted;
+        run.finished = m_clock.now();
+        write(run);
+    }
+    return run;
+}
+
+bool ActionRunner::hasOthers(const QList<ActionRun>& runs) const {
+    return std::ranges::any_of(runs,
+                               [this](const ActionRun& each) { return each.isLive() && !isOurs(each.id); });
+}
+
+void ActionRunner::lookAtOthers() {
+    show(m_runs);
+}
+
+ActionRun ActionRunner::submit(const Connector& connector, const ActionRequest& request) {
+    load();
+    lookAtOthers();
+    const QString key = ActionRun::keyFor(connector.id, request.content);
+    const auto isSame = [&](const ActionRun& each) { return each.isLive() && each.key == key; };
+    if (const auto live = firstOf(m_runs, isSame)) {
+        return *live;
+    }
+    ActionRun made;
+    {
+        const FolderLock lock(m_files.folder());
+        for (const ActionRun& other : m_files.readLike(key)) {
+            const bool isTaken = isSame(other) && !RunLock(m_files.lockPath(other.id)).isMine();
+            made = isTaken ? other : made;
+        }
+        if (made.id.isEmpty()) {
+            made = make(connector, request, key);
+            m_locks.emplace(made.id, RunLock(m_files.lockPath(made.id)));
+            write(made);
+        }
+    }
+    QList<ActionRun> runs = m_runs;
+    runs.prepend(made);
+    show(std::move(runs));
+    if (isOurs(made.id)) {
+        AppLog::info(tag(), u"queued %1: "_s.arg(made.id) + agents::head(made.instruction, 120));
+        pump();
+    }
+    return run(made.id).value_or(made);
+}
+
+ActionRun ActionRunner::make(const Connector& connector, const ActionRequest& request,
+                             const QString& key) const {
+    const QDateTime now = m_clock.now();
+    return {.id = m_files.newID(now, connector.app, key),
+            .key = key,
+            .app = connector.app,
+            .connectorID = connector.id,
+            .icon = connector.icon,
+            .instruction = request.instruction,
+            .content = request.content,
+            .about = request.about,
+            .captureID = request.captureID,
+            .askThread = request.askThread,
+            .status = Status::queued,
+            .started = now};
+}
+
+std::optional<ActionRun> ActionRunner::retry(const ActionRun& run) {
+    const auto connector = m_connector(run.connectorID);
+    if (!connector) {
+        return std::nullopt;
+    }
+    return submit(*connector, {.instruction = run.instruction,
+                               .content = run.content,
+                               .about = run.about,
+                               .captureID = run.captureID,
+                               .askThread = run.askThread});
+}
+
+void ActionRunner::stop(const QString& id) {
+    const auto found = run(id);
+    if (!found || !isOurs(id)) {
+        return;
+    }
+    if (found->status == Status::queued) {
+        finish(*found, Status::stopped);
+    } else if (const auto handle = m_handles.value(id)) {
+        handle->cancel();
+    }
+}
+
+void ActionRunner::pump() {
+    const auto isWaiting = [this](const ActionRun& each) {
+        return each.status == Status::queued && isOurs(each.id) && !m_handles.contains(each.id);
+    };
+    while (m_handles.size() < mostRunning) {
+        // Newest first, so the last is the one that has waited longest.
+        const auto found = std::ranges::find_if(std::views::reverse(m_runs), isWaiting);
+        if (found == std::views::reverse(m_runs).end()) {
+            return;
+        }
+        execute(*found);
+    }
+}
+
+void ActionRunner::execute(ActionRun run) {
+    const auto connector = m_connector(run.connectorID);
+    if (!connector) {
+        finish(run, Status::failed,
+               u"%1 isn't connected any more. Check Claude: Settings → Connectors."_s.arg(run.app));
+        return;
+    }
+    run.status = Status::running;
+    const auto handle = std::make_shared<CancellationHandle>();
+    m_handles.insert(run.id, handle);
+    update(run);
+    runDetached(carryOut(run, requestFor(run, *connector), handle));
+}
+
+Task<> ActionRunner::carryOut(ActionRun run, AgentRequest request, Handle handle) {
+    const QPointer<ActionRunner> alive(this);
+    Result<QString> output;
+    for (int attempt = 1;; ++attempt) {
+        output = co_await m_agent.run(request, handle);
+        if (!alive) {
+            co_return;
+        }
+        const bool isLate = !output && output.error().kind == FailureKind::toolsNotReady;
+        if (!isLate || attempt == mostAttempts) {
+            break;
+        }
+        AppLog::info(tag(), u"%1: %2 tools not loaded yet (attempt %3), starting again"_s.arg(
+                                run.id, run.app, QString::number(attempt)));
+        co_await m_clock.sleep(attemptPause);
+        if (!alive) {
+            co_return;
+        }
+        if (handle->isCancelled) {
+            output = std::unexpected(agents::cancelled());
+            break;
+        }
+    }
+    m_handles.remove(run.id);
+    if (output) {
+        complete(run, *output);
+    } else {
+        giveUp(run, output.error());
+    }
+    if (alive) {
+        pump();
+    }
+}
+
+void ActionRunner::complete(ActionRun run, const QString& output) {
+    const auto report = Report::in(output);
+    if (!report) {
+        run.summary.clear();
+        finish(run, Status::unconfirmed, u"No result report. Claude said: "_s + tail(output, 300));
+        return;
+    }
+    run.summary = agents::head(report->summary, longestSummary);
+    run.items = report->items;
+    const Status status = report->finalStatus();
+    finish(run, status, status == Status::failed ? std::optional(report->summary) : std::nullopt);
+}
+
+void ActionRunner::giveUp(const ActionRun& run, const Failure& failure) {
+    switch (failure.kind) {
+        case FailureKind::timedOut:
+            finish(run, Status::unconfirmed, u"It ran for over 10 minutes and was stopped."_s);
+            break;
+        case FailureKind::cancelled:
+            finish(run, Status::stopped);
+            break;
+        case FailureKind::toolsNotReady:
+            finish(run, Status::failed,
+                   u"%1 didn't load in time, so nothing was changed. Try again in a minute."_s.arg(run.app));
+            break;
+        default:
+            finish(run, Status::failed, failure.message);
+    }
+}
+
+void ActionRunner::finish(ActionRun run, Status status, const std::optional<QString>& error) {
+    run.status = status;
+    run.finished = m_clock.now();
+    run.error = error ? error : run.error;
+    const QPointer<ActionRunner> alive(this);
+    AppLog::info(tag(), u"%1 %2: "_s.arg(ActionRun::rawValue(status), run.id) +
+                            (run.summary.isEmpty() ? run.error.value_or(QString()) : run.summary));
+    update(run);
+    if (alive) {
+        Q_EMIT finished(run);
+    }
+}
+
+void ActionRunner::update(const ActionRun& run) {
+    write(run);
+    if (!run.isLive()) {
+        m_locks.erase(run.id);
+    }
+    const auto place = std::ranges::find(m_runs, run.id, &ActionRun::id);
+    if (place != m_runs.end()) {
+        *place = run;
+    }
+    Q_EMIT runsChanged();
+}
+
+void ActionRunner::write(const ActionRun& run) const {
+    if (const auto written = m_files.write(run); !written) {
+        AppLog::error(tag(), written.error().message);
+    }
+}
+
+}  // namespace lumbro

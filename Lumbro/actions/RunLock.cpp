@@ -1,0 +1,59 @@
+#include "actions/RunLock.h"
+
+#include <QFile>
+
+#include <cerrno>
+#include <utility>
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace lumbro {
+
+namespace {
+
+constexpr mode_t privateMode = 0600;
+
+/// The file that was opened is still the one of that name: its owner may have removed it meanwhile.
+bool isStillThere(int descriptor, const QByteArray& path) {
+    struct stat opened = {};
+    struct stat named = {};
+    return fstat(descriptor, &opened) == 0 && stat(path.constData(), &named) == 0 &&
+           opened.st_ino == named.st_ino && opened.st_dev == named.st_dev;
+}
+
+}  // namespace
+
+RunLock::RunLock(const QString& path) : m_path(QFile::encodeName(path)) {
+    while (true) {
+        m_descriptor = open(m_path.constData(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, privateMode);
+        if (m_descriptor < 0) {
+            return;
+        }
+        if (flock(m_descriptor, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) {
+            close(std::exchange(m_descriptor, -1));
+            m_isMine = false;
+            return;
+        }
+        if (isStillThere(m_descriptor, m_path)) {
+            return;
+        }
+        close(m_descriptor);
+    }
+}
+
+RunLock::RunLock(RunLock&& other) noexcept
+    : m_path(std::move(other.m_path)),
+      m_descriptor(std::exchange(other.m_descriptor, -1)),
+      m_isMine(other.m_isMine) {}
+
+RunLock::~RunLock() {
+    if (m_descriptor >= 0) {
+        unlink(m_path.constData());
+        close(m_descriptor);
+    }
+}
+
+}  // namespace lumbro

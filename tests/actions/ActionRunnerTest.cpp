@@ -1,0 +1,272 @@
+#include "LumbroCore/AppLog.h"
+#include "LumbroCore/Json.h"
+#include "actions/ActionFiles.h"
+#include "actions/ActionRunner.h"
+#include "tests/model/ScriptedAgent.h"
+#include "tests/support/ScratchFolder.h"
+#include "tests/support/TestClock.h"
+
+#include <QDir>
+
+#include <gtest/gtest.h>
+
+using namespace lumbro;
+using namespace std::chrono_literals;
+using Status = ActionRun::Status;
+
+namespace {
+
+const QString good =
+    u"RESULT: {\"status\":\"done\",\"summary\":\"Added 1 task\",\"items\":[{\"title\":\"a\",\"verified\":true}]}"_s;
+
+/// One process's runner.
+struct Process {
+    Process(test::TestClock& clock, const QString& root)
+        : runner(
+              clock, agent,
+              [this](const QString& id) {
+                  const auto found = std::ranges::find(connectors, id, &Connector::id);
+                  return found == connectors.end() ? std::nullopt : std::optional(*found);
+              },
+              root) {
+        QObject::connect(&runner, &ActionRunner::finished, &runner,
+                         [this](const ActionRun& run) { finished << run.id; });
+        QObject::connect(&runner, &ActionRunner::interrupted, &runner,
+                         [this](const QString& id) { interrupted << id; });
+        runner.load();
+    }
+
+    ActionRun submit(const QString& content, const QString& instruction = u"Add a page"_s) {
+        return runner.submit(connectors.first(),
+                             {.instruction = instruction, .content = content, .about = u"Sync"_s});
+    }
+    Status status(const ActionRun& run) const { return runner.run(run.id).value_or(ActionRun()).status; }
+
+    QList<Connector> connectors{
+        {.id = u"claude.ai Linear"_s,
+         .app = u"Linear"_s,
+         .icon = u"checklist"_s,
+         .config = std::nullopt,
+         .status = Connector::Status::connected,
+         .featured = true,
+         .tools = {u"mcp__claude_ai_Linear__create_issue"_s, u"mcp__claude_ai_Linear__delete_issue"_s}}};
+    test::ScriptedAgent agent;
+    ActionRunner runner;
+    QStringList finished;
+    QStringList interrupted;
+};
+
+struct ActionRunnerTest : ::testing::Test {
+    ActionRun onDisk(const QString& id) const {
+        return ActionFiles(m_folder.path()).read(id).value_or(ActionRun());
+    }
+
+    test::ScratchFolder m_folder;
+    test::TestClock m_clock;
+    Process m_process{m_clock, m_folder.path()};
+};
+
+}  // namespace
+
+TEST_F(ActionRunnerTest, aRunGoesFromTheQueueToItsFile) {
+    const ActionRun run = m_process.submit(u"- one"_s);
+    EXPECT_EQ(run.id, u"2026-03-02-0914-linear-"_s + run.key.first(6));
+    EXPECT_EQ(run.status, Status::running);
+    EXPECT_EQ(onDisk(run.id).status, Status::running);
+    const AgentRequest& request = m_process.agent.calls.at(0)->request;
+    EXPECT_EQ(request.instruction, u"Do the instruction in stdin with Linear."_s);
+    EXPECT_EQ(request.context, u"# INSTRUCTION\nAdd a page\n\n# FROM\nSync\n\n# CONTENT\n- one"_s);
+    EXPECT_EQ(request.model, u"sonnet"_s);
+    EXPECT_TRUE(request.tools.isEmpty());
+    ASSERT_TRUE(request.connectors);
+    EXPECT_EQ(request.connectors->allow, QStringList{u"mcp__claude_ai_Linear"_s});
+    EXPECT_EQ(request.requireTools, u"mcp__claude_ai_Linear"_s);
+    EXPECT_EQ(request.disallowed, QStringList{u"mcp__claude_ai_Linear__delete_issue"_s});
+    EXPECT_EQ(request.timeout, 600s);
+
+    m_clock.advance(40s);
+    m_process.agent.calls.at(0)->answer(good);
+    const ActionRun done = onDisk(run.id);
+    EXPECT_EQ(done.status, Status::done);
+    EXPECT_EQ(done.summary, u"Added 1 task"_s);
+    EXPECT_EQ(done.items.size(), 1);
+    EXPECT_EQ(done.finished, m_clock.now());
+    EXPECT_EQ(m_process.runner.run(run.id), done);
+    EXPECT_EQ(m_process.finished, QStringList{run.id});
+    EXPECT_FALSE(m_process.runner.hasActive());
+    EXPECT_EQ(QDir(m_folder.path(u"actions"_s)).entryList(QDir::Files | QDir::Hidden),
+              QStringList{run.id + u".json"_s});
+}
+
+TEST_F(ActionRunnerTest, theGuardAgainstDeletingIsLiftedOnlyByTheUsersWords) {
+    m_process.submit(u"a"_s, u"Archive the old page"_s);
+    m_process.connectors.first().tools.clear();
+    m_process.submit(u"b"_s);
+    EXPECT_TRUE(m_process.agent.calls.at(0)->request.disallowed.isEmpty());
+    EXPECT_TRUE(
+        m_process.agent.calls.at(1)->request.disallowed.contains(u"mcp__claude_ai_Linear__*delete*"_s));
+}
+
+TEST_F(ActionRunnerTest, twoRunAtATimeAndTheOldestGoesNext) {
+    QList<ActionRun> runs;
+    for (const char* content : {"a", "b", "c", "d"}) {
+        runs << m_process.submit(QString::fromLatin1(content));
+        m_clock.advance(1s);
+    }
+    EXPECT_EQ(m_process.agent.calls.size(), 2U);
+    EXPECT_EQ(m_process.runner.runs().first().id, runs.at(3).id);
+    m_process.agent.calls.at(1)->answer(good);
+    ASSERT_EQ(m_process.agent.calls.size(), 3U);
+    EXPECT_EQ(m_process.status(runs.at(2)), Status::running);
+    EXPECT_EQ(m_process.status(runs.at(3)), Status::queued);
+    // A connector that has gone fails the waiting run at once.
+    m_process.connectors.clear();
+    m_process.agent.calls.at(0)->answer(good);
+    EXPECT_EQ(m_process.agent.calls.size(), 3U);
+    EXPECT_EQ(onDisk(runs.at(3).id).error,
+              u"Linear isn't connected any more. Check Claude: Settings → Connectors."_s);
+    EXPECT_FALSE(m_process.runner.retry(runs.at(0)));
+}
+
+TEST_F(ActionRunnerTest, theSameWorkIsUnderWayOnlyOnceAndANewRunHasANameOfItsOwn) {
+    const ActionRun first = m_process.submit(u"- one"_s);
+    EXPECT_EQ(m_process.submit(u"\n - one \n"_s).id, first.id);
+    EXPECT_EQ(m_process.agent.calls.size(), 1U);
+    m_process.agent.calls.at(0)->answer(good);
+    const auto second = m_process.runner.retry(first);
+    ASSERT_TRUE(second);
+    EXPECT_EQ(second->id, first.id + u"-2"_s);
+    EXPECT_EQ(onDisk(first.id).status, Status::done);
+    EXPECT_EQ(m_process.runner.latest(u" - one"_s).value_or(ActionRun()).id, second->id);
+    EXPECT_EQ(m_process.runner.latest(first.connectorID, u"- one"_s).value_or(ActionRun()).id, second->id);
+    EXPECT_FALSE(m_process.runner.latest(u"other"_s, u"- one"_s));
+}
+
+TEST_F(ActionRunnerTest, whatAnEndIsWorth) {
+    const QString longSummary(200, u'x');
+    struct Row {
+        Result<QString> output;
+        Status status;
+        std::optional<QString> error;
+        qsizetype summary = 0;
+    };
+    const Row rows[] = {
+        {fail(FailureKind::timedOut, u"Late"_s), Status::unconfirmed,
+         u"It ran for over 10 minutes and was stopped."_s},
+        {fail(FailureKind::cancelled, u"Cancelled"_s), Status::stopped, std::nullopt},
+        {fail(FailureKind::limit, u"At the limit"_s), Status::failed, u"At the limit"_s},
+        {u"RESULT: {\"status\":\"failed\",\"summary\":\"%1\"}"_s.arg(longSummary), Status::failed,
+         longSummary, 140},
+        {good + u"\nRESULT: {"_s, Status::unconfirmed,
+         u"No result report. Claude said: "_s + good + u"\nRESULT: {"_s},
+        {u"RESULT: {\"status\":\"partial\",\"summary\":\"Half\"}"_s, Status::unconfirmed, std::nullopt, 4},
+    };
+    for (const Row& row : rows) {
+        const ActionRun run = m_process.submit(u"x"_s);
+        m_process.agent.calls.back()->answer(row.output);
+        const ActionRun ended = onDisk(run.id);
+        EXPECT_EQ(ended.status, row.status);
+        EXPECT_EQ(ended.error, row.error);
+        EXPECT_EQ(ended.summary.size(), row.summary);
+    }
+}
+
+TEST_F(ActionRunnerTest, toolsThatAreLateAreWaitedForFourTimes) {
+    const ActionRun run = m_process.submit(u"x"_s);
+    for (size_t attempt = 1; attempt <= 4; ++attempt) {
+        ASSERT_EQ(m_process.agent.calls.size(), attempt);
+        m_process.agent.calls.back()->answer(fail(FailureKind::toolsNotReady, u"Late"_s));
+        m_clock.advance(2900ms);
+        EXPECT_EQ(m_process.agent.calls.size(), attempt);
+        m_clock.advance(100ms);
+    }
+    EXPECT_EQ(m_process.agent.calls.size(), 4U);
+    EXPECT_EQ(onDisk(run.id).status, Status::failed);
+    EXPECT_EQ(onDisk(run.id).error,
+              u"Linear didn't load in time, so nothing was changed. Try again in a minute."_s);
+}
+
+TEST_F(ActionRunnerTest, stopEndsARunWhereverItIs) {
+    const ActionRun pausing = m_process.submit(u"a"_s);
+    const ActionRun running = m_process.submit(u"b"_s);
+    const ActionRun queued = m_process.submit(u"c"_s);
+    m_process.runner.stop(queued.id);
+    EXPECT_EQ(onDisk(queued.id).status, Status::stopped);
+    m_process.runner.stop(running.id);
+    EXPECT_TRUE(m_process.agent.calls.at(1)->cancel->isCancelled);
+    EXPECT_EQ(m_process.status(running), Status::running);
+    m_process.agent.calls.at(1)->answer(fail(FailureKind::cancelled, u"Cancelled"_s));
+    EXPECT_EQ(m_process.status(running), Status::stopped);
+
+    m_process.agent.calls.at(0)->answer(fail(FailureKind::toolsNotReady, u"Late"_s));
+    m_process.runner.stop(pausing.id);
+    m_clock.advance(3s);
+    EXPECT_EQ(m_process.status(pausing), Status::stopped);
+    EXPECT_EQ(m_process.agent.calls.size(), 2U);
+    m_process.runner.stop(pausing.id);
+    m_process.runner.stop(u"unknown"_s);
+    EXPECT_EQ(m_process.finished.size(), 3);
+}
+
+TEST_F(ActionRunnerTest, whatEndedWithItsProcessIsInterruptedAndNeverRunsAgain) {
+    QString id;
+    QString waiting;
+    {
+        Process earlier(m_clock, m_folder.path());
+        id = earlier.submit(u"a"_s).id;
+        earlier.submit(u"b"_s);
+        waiting = earlier.submit(u"c"_s).id;
+    }
+    m_folder.write(u"actions/broken.json"_s, "{");
+    m_folder.write(u"actions/copy.json"_s, m_folder.read(u"actions/%1.json"_s.arg(id)));
+    m_clock.advance(60s);
+    Process later(m_clock, m_folder.path());
+    EXPECT_EQ(later.runner.runs().size(), 3);
+    EXPECT_EQ(later.interrupted.size(), 3);
+    for (const QString& each : {id, waiting}) {
+        EXPECT_EQ(onDisk(each).status, Status::interrupted);
+        EXPECT_EQ(onDisk(each).finished, m_clock.now());
+    }
+    EXPECT_TRUE(later.agent.calls.empty());
+    EXPECT_TRUE(m_folder.has(u"actions/broken.json"_s));
+    later.runner.load();
+    EXPECT_EQ(later.interrupted.size(), 3);
+}
+
+TEST_F(ActionRunnerTest, aRunOfAnotherProcessIsShownAndLeftAlone) {
+    auto other = std::make_unique<Process>(m_clock, m_folder.path());
+    const ActionRun theirs = other->submit(u"a"_s);
+    m_process.runner.reload();
+    EXPECT_EQ(m_process.status(theirs), Status::running);
+    EXPECT_TRUE(m_process.runner.hasActive());
+    EXPECT_TRUE(m_process.interrupted.isEmpty());
+    EXPECT_EQ(m_process.submit(u"a"_s).id, theirs.id);
+    EXPECT_TRUE(m_process.agent.calls.empty());
+    m_process.runner.stop(theirs.id);
+    EXPECT_EQ(onDisk(theirs.id).status, Status::running);
+
+    other->agent.calls.at(0)->answer(good);
+    m_clock.advance(2s);
+    EXPECT_EQ(m_process.status(theirs), Status::done);
+    EXPECT_EQ(m_clock.timerCount(), 0U);
+
+    // Unknown here until the same is sent: then it is found under way.
+    const ActionRun second = other->submit(u"b"_s);
+    EXPECT_EQ(m_process.submit(u"b"_s).id, second.id);
+    EXPECT_TRUE(m_process.agent.calls.empty());
+    other.reset();
+    m_clock.advance(2s);
+    EXPECT_EQ(m_process.status(second), Status::interrupted);
+    EXPECT_EQ(m_process.interrupted, QStringList{second.id});
+    // Two that send the same in the same minute write two files.
+    EXPECT_NE(m_process.submit(u"b"_s).id, second.id);
+    EXPECT_EQ(onDisk(second.id).status, Status::interrupted);
+}
+
+TEST_F(ActionRunnerTest, aRunWhoseFileCannotBeWrittenGoesOn) {
+    ASSERT_TRUE(QDir(m_folder.path(u"actions"_s)).removeRecursively());
+    m_folder.write(u"actions"_s, "no folder");
+    const ActionRun run = m_process.submit(u"a"_s);
+    m_process.agent.calls.at(0)->answer(good);
+    EXPECT_EQ(m_process.status(run), Status::done);
+}
