@@ -2,6 +2,7 @@
 
 #include "LumbroCore/AppLog.h"
 #include "LumbroCore/AtomicFile.h"
+#include "LumbroCore/LockedUpdate.h"
 #include "ask/formats/AnswerStream.h"
 #include "ask/formats/AskPrompt.h"
 #include "ask/formats/AskReply.h"
@@ -14,6 +15,8 @@
 #include <utility>
 
 namespace lumbro {
+
+using namespace std::chrono_literals;
 
 namespace {
 
@@ -33,10 +36,25 @@ std::function<void(const QString&, bool)> shownText(std::function<void(const QSt
     };
 }
 
+/// The lock of the threads' folder; without it when another process keeps it for long.
+Task<std::unique_ptr<FolderLock>> lockThreads(Clock* clock, QString folder) {
+    constexpr auto pause = 50ms;
+    constexpr int tries = 100;
+    makePrivateFolder(folder);
+    for (int i = 0; i < tries; ++i) {
+        auto lock = std::make_unique<FolderLock>(folder, 0ms);
+        if (lock->isLocked() || !QFileInfo(folder).isDir()) {
+            co_return lock;
+        }
+        co_await clock->sleep(pause);
+    }
+    co_return std::make_unique<FolderLock>(folder, 0ms);
+}
+
 }  // namespace
 
-AskService::AskService(const Clock& clock, const Settings& settings, ContextLibrary& library,
-                       MemoryStore& memory, AgentProvider& agent, AskPorts ports)
+AskService::AskService(Clock& clock, const Settings& settings, ContextLibrary& library, MemoryStore& memory,
+                       AgentProvider& agent, AskPorts ports)
     : m_clock(clock),
       m_library(library),
       m_agent(agent),
@@ -65,14 +83,20 @@ void AskService::reload() {
         AppLog::error(u"ask"_s, u"The folder %1 can't be made."_s.arg(m_files.folder()));
     }
     QList<AskThread> threads = m_files.readAll(m_context.lookup());
+    QSet<QString> isNew;
     for (const AskThread& thread : std::as_const(m_threads)) {
-        if (thread.turns.isEmpty() && m_pending.contains(thread.id)) {
+        const bool isKept = m_pending.contains(thread.id) || m_unsaved.contains(thread.id);
+        if (m_new.contains(thread.id) && isKept) {
+            isNew.insert(thread.id);
+        }
+        if (isNew.contains(thread.id) && std::ranges::count(threads, thread.id, &AskThread::id) == 0) {
             threads.append(thread);
         }
     }
+    m_new = isNew;
     AskThreads::sort(threads);
     m_threads = threads;
-    m_unsaved.clear();
+    m_unsaved.removeIf([&](const auto& unsaved) { return !isNew.contains(unsaved.key()); });
     Q_EMIT threadsChanged();
 }
 
@@ -81,6 +105,11 @@ QString AskService::ask(const AskQuestion& asked) {
     question.question = asked.question.trimmed();
     const AskThread thread = threadFor(question);
     const QString id = thread.id;
+    if (!this->thread(id)) {
+        m_new.insert(id);
+        m_unsaved.remove(id);
+        m_names.remove(id);
+    }
     put(thread);
     m_pending[id] = question.question;
     m_pendingEngines.remove(id);
@@ -99,7 +128,7 @@ QString AskService::ask(const AskQuestion& asked) {
 
 AskThread AskService::threadFor(const AskQuestion& question) const {
     const auto known = thread(question.thread);
-    const auto taken = [this](const QString& id) { return thread(id).has_value(); };
+    const auto taken = [this](const QString& id) { return thread(id).has_value() || isRunning(id); };
     AskThread found = known ? *known : m_files.make(question.question, m_clock.now(), taken);
     if (!found.scope) {
         found.scope = question.about ? AskScope::capture(question.about->id()) : question.scope;
@@ -124,12 +153,21 @@ Task<> AskService::run(AskQuestion question, AskThread thread, AgentRequest requ
     if (!alive) {
         co_return;
     }
+    std::unique_ptr<FolderLock> lock;
+    if (reply && !handle->isCancelled) {
+        lock = co_await lockThreads(&m_clock, m_files.folder());
+        if (!alive) {
+            co_return;
+        }
+    }
     if (handle->isCancelled) {
         AppLog::info(u"ask"_s, u"cancelled"_s);
     } else if (reply) {
-        const AskAnswer answer = keep(question, thread, *reply);
+        const AskTurn turn = turnFrom(question, *reply);
+        const QString id = save(thread, turn, lock->isLocked());
+        lock.reset();
         if (question.onAnswer) {
-            question.onAnswer(answer);
+            question.onAnswer({turn.question, turn.answer, turn.sources, id, turn.action});
         }
     } else if (reply.error().kind != FailureKind::cancelled) {
         AppLog::error(u"ask"_s, reply.error().message);
@@ -150,7 +188,7 @@ Task<> AskService::run(AskQuestion question, AskThread thread, AgentRequest requ
     Q_EMIT ended(thread.id);
 }
 
-AskAnswer AskService::keep(const AskQuestion& question, const AskThread& thread, const QString& output) {
+AskTurn AskService::turnFrom(const AskQuestion& question, const QString& output) const {
     const AskReply reply = AskReply::parse(output);
     AskTurn turn;
     turn.question = question.question;
@@ -166,25 +204,55 @@ AskAnswer AskService::keep(const AskQuestion& question, const AskThread& thread,
             turn.action = result.app;
         }
     }
-    save(this->thread(thread.id).value_or(thread), turn);
-    return {turn.question, turn.answer, turn.sources, thread.id, turn.action};
+    return turn;
 }
 
-void AskService::save(AskThread thread, const AskTurn& turn) {
-    Unsaved unsaved = m_unsaved.take(thread.id);
-    AskThread saved = thread;
-    saved.turns.resize(thread.turns.size() - std::min(unsaved.turns.size(), thread.turns.size()));
+/// Gives the id of the thread, which is another one when its name was taken meanwhile.
+QString AskService::save(const AskThread& asked, const AskTurn& turn, bool isLocked) {
+    const QString id = m_names.value(asked.id, asked.id);
+    Unsaved unsaved = m_unsaved.take(id);
+    // A file that has taken a new thread's name may have been read since.
+    auto known = m_new.contains(id) ? std::optional(asked) : thread(id);
+    if (!known) {
+        m_unsaved[id] = {{}, u"The conversation was deleted meanwhile."_s};
+        return id;
+    }
+    const QList<AskTurn> before = unsaved.turns;
     unsaved.turns.append(turn);
-    const auto written = m_files.append(saved, unsaved.turns, m_context.lookup());
+    const auto written = write(*known, unsaved.turns, isLocked);
+    const bool isGone = !written && written.error().kind == FailureKind::notFound;
     if (!written) {
         AppLog::error(u"ask"_s, written.error().message);
-        unsaved.reason = written.error().message;
-        m_unsaved[thread.id] = unsaved;
-        thread.turns.append(turn);
+        known->turns = m_new.contains(id) ? unsaved.turns : known->turns + QList{turn};
+        m_unsaved[id] = {isGone ? QList<AskTurn>() : unsaved.turns, written.error().message};
+    } else if (m_new.remove(id) && written->id != id) {
+        m_names[id] = written->id;
     }
-    put(written.value_or(thread));
+    const bool hasMoved = written && written->id != id;
+    m_threads.removeIf([&](const AskThread& other) {
+        return other.id == id && (isGone || (hasMoved && other.turns == before));
+    });
+    if (!isGone) {
+        put(written.value_or(*known));
+    }
     AskThreads::sort(m_threads);
     Q_EMIT threadsChanged();
+    return written ? written->id : id;
+}
+
+Result<AskThread> AskService::write(const AskThread& thread, const QList<AskTurn>& turns,
+                                    bool isLocked) const {
+    if (!isLocked) {
+        return QFileInfo(m_files.folder()).isDir()
+                   ? fail(u"Another process keeps the conversations locked."_s)
+                   : fail(u"The folder %1 can't be made."_s.arg(m_files.folder()));
+    }
+    if (m_new.contains(thread.id)) {
+        AskThread whole = thread;
+        whole.turns = turns;
+        return m_files.create(whole, m_context.lookup());
+    }
+    return m_files.append(thread, turns, m_context.lookup());
 }
 
 void AskService::put(const AskThread& thread) {
@@ -216,6 +284,8 @@ void AskService::remove(const AskThread& thread) {
         AppLog::error(u"ask"_s, removed.error().message);
     }
     m_threads.removeIf([&](const AskThread& other) { return other.id == thread.id; });
+    m_new.remove(thread.id);
+    m_unsaved.remove(thread.id);
     Q_EMIT threadsChanged();
 }
 

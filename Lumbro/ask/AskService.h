@@ -10,6 +10,7 @@
 
 #include <QMap>
 #include <QObject>
+#include <QSet>
 
 #include <memory>
 #include <optional>
@@ -23,7 +24,7 @@ class AskService final : public QObject {
     Q_OBJECT
 
   public:
-    AskService(const Clock& clock, const Settings& settings, ContextLibrary& library, MemoryStore& memory,
+    AskService(Clock& clock, const Settings& settings, ContextLibrary& library, MemoryStore& memory,
                AgentProvider& agent, AskPorts ports = {});
     ~AskService() override;
 
@@ -48,7 +49,7 @@ class AskService final : public QObject {
     void remove(const AskThread& thread);
     /// The process of the thread's question has not ended yet, cancelled or not.
     bool isRunning(const QString& threadID) const { return m_handles.contains(threadID); }
-    /// Why the thread's last answer is in memory alone, in a sentence; empty when it is in the file.
+    /// Why the thread's last answer is not in its file, in a sentence; empty when it is there.
     QString saveFailure(const QString& threadID) const { return m_unsaved.value(threadID).reason; }
     /// The engines to offer as chips for a question about this.
     QList<Engine> chipEngines(const AskScope& scope, const QString& liveCaptureID = {}) const;
@@ -74,12 +75,13 @@ class AskService final : public QObject {
     AskThread threadFor(const AskQuestion& question) const;
     AgentRequest request(const AskQuestion& question, const AskThread& thread) const;
     Task<> run(AskQuestion question, AskThread thread, AgentRequest request, Handle handle);
-    AskAnswer keep(const AskQuestion& question, const AskThread& thread, const QString& output);
-    void save(AskThread thread, const AskTurn& turn);
+    AskTurn turnFrom(const AskQuestion& question, const QString& output) const;
+    QString save(const AskThread& asked, const AskTurn& turn, bool isLocked);
+    Result<AskThread> write(const AskThread& thread, const QList<AskTurn>& turns, bool isLocked) const;
     void put(const AskThread& thread);
     void forgetPending(const QString& threadID);
 
-    const Clock& m_clock;
+    Clock& m_clock;
     ContextLibrary& m_library;
     AgentProvider& m_agent;
     AskContext m_context;
@@ -89,6 +91,10 @@ class AskService final : public QObject {
     QMap<QString, QString> m_pendingEngines;
     QMap<QString, QString> m_errors;
     QMap<QString, Unsaved> m_unsaved;
+    /// Threads without a file as yet.
+    QSet<QString> m_new;
+    /// Names that another process took first, and what their threads are called now.
+    QMap<QString, QString> m_names;
     QMap<QString, Handle> m_handles;
     std::optional<AIProvider> m_provider;
 };

@@ -4,34 +4,30 @@
 #include "LumbroCore/LockedUpdate.h"
 #include "LumbroCore/Trash.h"
 #include "ask/formats/AskThreadFile.h"
-#include "library/BrokenFiles.h"
 
 #include <QDir>
 #include <QFileInfo>
-#include <QStringDecoder>
 
 #include <algorithm>
 #include <optional>
-#include <utility>
 
 namespace lumbro {
 
 namespace {
 
-std::optional<QString> textOf(const QByteArray& bytes) {
-    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
-    QString text = decoder.decode(bytes);
-    return decoder.hasError() ? std::nullopt : std::optional(text);
+constexpr int mostNames = 1000;
+
+/// Bytes that are no text of any kind, say UTF-16. Single bad bytes are taken as they are.
+bool isText(const QByteArray& bytes) {
+    return !bytes.contains('\0');
 }
 
-/// What stands in the file goes before what we remember of it.
-void adopt(AskThread& thread, const AskThread& inFile) {
-    if (!inFile.turns.isEmpty()) {
-        thread.title = inFile.title;
-        thread.created = inFile.created;
-        thread.turns = inFile.turns;
-        thread.scope = inFile.scope ? inFile.scope : thread.scope;
-    }
+AskThread readBytes(const QByteArray& bytes, const QString& path, const AskLookup& lookup) {
+    return askThreadFile::read(QString::fromUtf8(bytes), path, lookup);
+}
+
+Failure unreadable(const QString& path) {
+    return {FailureKind::failed, u"%1 can't be read and was left as it is."_s.arg(path)};
 }
 
 }  // namespace
@@ -44,8 +40,9 @@ QList<AskThread> AskThreads::readAll(const AskLookup& lookup) const {
         if (file.suffix() != u"md") {
             continue;
         }
-        if (const auto text = readTextFile(file.absoluteFilePath())) {
-            threads.append(askThreadFile::read(*text, file.absoluteFilePath(), lookup));
+        const auto bytes = readFile(file.absoluteFilePath());
+        if (bytes && isText(*bytes)) {
+            threads.append(readBytes(*bytes, file.absoluteFilePath(), lookup));
         }
     }
     sort(threads);
@@ -56,6 +53,10 @@ void AskThreads::sort(QList<AskThread>& threads) {
     std::ranges::stable_sort(threads, std::greater(), &AskThread::updated);
 }
 
+QString AskThreads::pathOf(const QString& id) const {
+    return m_folder + u'/' + id + u".md"_s;
+}
+
 AskThread AskThreads::make(const QString& question, const QDateTime& now,
                            const std::function<bool(const QString& id)>& taken) const {
     const QString name = AskThread::nameFor(question, now);
@@ -63,7 +64,7 @@ AskThread AskThreads::make(const QString& question, const QDateTime& now,
     int count = 1;
     do {
         thread.id = count == 1 ? name : name + u'-' + QString::number(count);
-        thread.path = m_folder + u'/' + thread.id + u".md"_s;
+        thread.path = pathOf(thread.id);
         ++count;
     } while (QFileInfo::exists(thread.path) || taken(thread.id));
     thread.title = AskThread::titleFor(question);
@@ -71,32 +72,46 @@ AskThread AskThreads::make(const QString& question, const QDateTime& now,
     return thread;
 }
 
-Result<AskThread> AskThreads::append(AskThread thread, const QList<AskTurn>& turns,
-                                     const AskLookup& lookup) const {
-    if (!makePrivateFolder(m_folder)) {
-        return fail(u"The folder %1 can't be made."_s.arg(m_folder));
+Result<AskThread> AskThreads::create(AskThread thread, const AskLookup& lookup) const {
+    const QString name = thread.id;
+    for (int count = 2; count < mostNames; ++count) {
+        const QByteArray bytes = askThreadFile::write(thread);
+        const auto made = updateFile(thread.path, [&](const std::optional<QByteArray>& old) {
+            return old ? std::nullopt : std::optional(bytes);
+        });
+        if (!made) {
+            return std::unexpected(made.error());
+        }
+        if (*made) {
+            return readBytes(bytes, thread.path, lookup);
+        }
+        thread.id = name + u'-' + QString::number(count);
+        thread.path = pathOf(thread.id);
     }
+    return fail(u"There is no free name for the conversation %1."_s.arg(name));
+}
+
+Result<AskThread> AskThreads::append(const AskThread& thread, const QList<AskTurn>& turns,
+                                     const AskLookup& lookup) const {
     QByteArray written;
-    const FolderLock lock(m_folder);
+    std::optional<Failure> failure;
     const auto updated = updateFile(thread.path, [&](const std::optional<QByteArray>& bytes) {
-        AskThread now = thread;
-        const auto text = textOf(bytes.value_or(QByteArray()));
-        if (text) {
-            adopt(now, askThreadFile::read(*text, thread.path, {}));
-        } else if (!BrokenFiles::keepCopy(thread.path)) {
+        failure.reset();
+        if (!bytes) {
+            failure = {FailureKind::notFound, u"The conversation was deleted meanwhile."_s};
+        } else if (!isText(*bytes)) {
+            failure = unreadable(thread.path);
+        }
+        if (failure) {
             return std::optional<QByteArray>();
         }
-        now.turns += turns;
-        written = askThreadFile::write(now);
+        written = askThreadFile::appended(*bytes, thread.scope, turns);
         return std::optional(written);
     });
-    if (!updated) {
-        return std::unexpected(updated.error());
+    if (!updated || failure) {
+        return std::unexpected(updated ? *failure : updated.error());
     }
-    if (!*updated) {
-        return fail(u"%1 can't be read and was left as it is."_s.arg(thread.path));
-    }
-    return askThreadFile::read(QString::fromUtf8(written), thread.path, lookup);
+    return readBytes(written, thread.path, lookup);
 }
 
 Result<> AskThreads::remove(const AskThread& thread) const {

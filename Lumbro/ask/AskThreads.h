@@ -19,7 +19,8 @@ class AskThreads {
 
     QString folder() const { return m_folder; }
 
-    /// Every thread, newest `updated` first. Files that are no text are passed over.
+    /// Every thread, newest `updated` first. Files that are no text are passed over; bad bytes
+    /// in a text are read as replacement characters.
     QList<AskThread> readAll(const AskLookup& lookup) const;
     /// Newest `updated` first; threads of one date keep their order.
     static void sort(QList<AskThread>& threads);
@@ -27,14 +28,20 @@ class AskThreads {
     /// A new thread without turns, under a name that no file and nothing in `taken` has. Writes nothing.
     AskThread make(const QString& question, const QDateTime& now,
                    const std::function<bool(const QString& id)>& taken) const;
-    /// Adds turns to the thread's file and gives the thread as the file then has it: what another process, or
-    /// a person, has written there meanwhile stays. `thread` is what stands for a file that is missing. On a
-    /// failure nothing is written.
-    Result<AskThread> append(AskThread thread, const QList<AskTurn>& turns, const AskLookup& lookup) const;
+    /// Writes a new thread's file. When its name is taken, by another process say, the thread gets the next
+    /// free one. On a failure nothing is written. The caller has the lock of `folder`, which is there.
+    Result<AskThread> create(AskThread thread, const AskLookup& lookup) const;
+    /// Adds turns at the end of the thread's file and gives the thread as the file then has it: what else
+    /// stands there, by whomever, stays. On a failure nothing is written; `notFound` when the file has gone.
+    /// The caller has the lock of `folder`.
+    Result<AskThread> append(const AskThread& thread, const QList<AskTurn>& turns,
+                             const AskLookup& lookup) const;
     /// Moves the thread's file to the Trash. Nothing to do is no failure.
     Result<> remove(const AskThread& thread) const;
 
   private:
+    QString pathOf(const QString& id) const;
+
     QString m_folder;
 };
 

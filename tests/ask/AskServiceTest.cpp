@@ -1,4 +1,5 @@
 #include "LumbroCore/Dates.h"
+#include "LumbroCore/LockedUpdate.h"
 #include "ask/AskService.h"
 #include "ask/formats/AskThreadFile.h"
 #include "memory/MemoryStore.h"
@@ -149,16 +150,115 @@ TEST_F(AskServiceTest, anAnswerThatCannotBeWrittenStaysAndIsWrittenWithTheNext) 
     EXPECT_EQ(questions(onDisk(id)), (QStringList{u"One"_s, u"Two"_s, u"Three"_s}));
 }
 
-TEST_F(AskServiceTest, aFileThatIsNoTextIsKeptBesideTheNewOne) {
+TEST_F(AskServiceTest, whatPeopleWroteIntoAFileStaysToTheByte) {
+    const QString me = u"### Me · 2026-03-02T08:00:00Z"_s;
+    const struct {
+        const char* name;
+        QByteArray before;
+        QByteArray lineEnd;
+        bool hasScope;
+    } rows[] = {
+        {"own keys, a note and an open question",
+         "---\ntitle: One\ntags: mine\nscope: library\n---\n# One\nA note.\n\n### Me\nStill open\n", "\n",
+         true},
+        {"another system's line ends",
+         "---\r\ntitle: One\r\nscope: library\r\n---\r\n### Me\r\nQ\r\n### Lumbro\r\nA\r\n", "\r\n", true},
+        {"no end of the last line", "---\nscope: library\n---\n### Me\nQ\n### Lumbro\nA", "\n", true},
+        {"no scope", "---\ntitle: One\n---\n### Me\nQ\n### Lumbro\nA\n", "\n", false},
+        {"no block", "A note.\n### Me\nQ\n### Lumbro\nA\n", "\n", false},
+        {"a bad byte", "---\nscope: library\n---\n### Me\nQ\xff\n### Lumbro\nA\n", "\n", true},
+        {"all turns were taken out", "---\nscope: library\n---\n# One\n", "\n", true},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        const QString id = ask(QString::fromLatin1(row.name));
+        call().answer(u"1"_s);
+        m_folder.write(u"asks/"_s + id + u".md"_s, row.before);
+        ask(u"Two"_s, id);
+        call().answer(u"2"_s);
+        QByteArray after = m_folder.read(u"asks/"_s + id + u".md"_s);
+        EXPECT_TRUE(after.endsWith(row.lineEnd + row.lineEnd + "### Me · " +
+                                   dates::iso(m_clock.now()).toUtf8() + row.lineEnd + "Two" + row.lineEnd +
+                                   row.lineEnd + "### Lumbro" + row.lineEnd + "2" + row.lineEnd));
+        EXPECT_EQ(after.startsWith(row.before), row.hasScope) << after.constData();
+        EXPECT_EQ(onDisk(id).scope, AskScope());
+        EXPECT_EQ(service.thread(id)->turns, onDisk(id).turns);
+        EXPECT_EQ(onDisk(id).turns.size(), row.before.contains("Lumbro") ? 2 : 1);
+        after.replace("---\nscope: library\n---\n\nA note", "A note")
+            .replace("One\nscope: library\n", "One\n");
+        EXPECT_TRUE(row.hasScope || after.startsWith(row.before)) << after.constData();
+    }
+}
+
+TEST_F(AskServiceTest, aFileThatIsNoTextIsLeftAlone) {
     const QString id = ask(u"One"_s);
     call().answer(u"1"_s);
-    m_folder.write(u"asks/"_s + id + u".md"_s, "\xff\xfe\x01");
+    const QByteArray bytes("\xff\xfe#\0", 4);
+    m_folder.write(u"asks/"_s + id + u".md"_s, bytes);
     ask(u"Two"_s, id);
     call().answer(u"2"_s);
-    EXPECT_EQ(questions(onDisk(id)), (QStringList{u"One"_s, u"Two"_s}));
-    EXPECT_EQ(m_folder.read(u"asks/"_s + id + u".md.broken"_s), "\xff\xfe\x01");
+    EXPECT_FALSE(service.saveFailure(id).isEmpty());
+    EXPECT_EQ(m_folder.read(u"asks/"_s + id + u".md"_s), bytes);
+}
+
+TEST_F(AskServiceTest, twoProcessesThatBeginAtOnceGetTheirOwnThreads) {
+    AskService other(m_clock, settings, m_library, memory, agent);
+    AskQuestion theirs;
+    theirs.question = u"Same, theirs"_s;
+    theirs.scope = {AskScope::Kind::person, u"dana-kim"_s};
+    const QString id = other.ask(theirs);
+    EXPECT_EQ(ask(u"Same theirs"_s), id);
+    agent.calls.at(0)->answer(u"1"_s);
     service.reload();
-    EXPECT_EQ(service.threads().size(), 1);
+    call().answer(u"2"_s);
+    EXPECT_EQ(questions(onDisk(id)), QStringList{u"Same, theirs"_s});
+    EXPECT_EQ(answers.value(0).thread, id + u"-2"_s);
+    EXPECT_EQ(questions(onDisk(id + u"-2"_s)), QStringList{u"Same theirs"_s});
+    EXPECT_EQ(onDisk(id + u"-2"_s).scope, AskScope());
+    EXPECT_EQ(service.threads().size(), 2);
+    ask(u"More"_s, id + u"-2"_s);
+    call().answer(u"3"_s);
+    EXPECT_EQ(onDisk(id + u"-2"_s).turns.size(), 2);
+}
+
+TEST_F(AskServiceTest, aDeletedThreadDoesNotComeBackWithALateAnswer) {
+    qputenv("XDG_DATA_HOME", m_folder.path(u"data"_s).toUtf8());
+    const QString id = ask(u"One"_s);
+    call().answer(u"1"_s);
+    ask(u"Two"_s, id);
+    service.remove(*service.thread(id));
+    call().answer(u"2"_s);
+    EXPECT_FALSE(service.thread(id));
+    // Deleted by another process, or by hand.
+    const QString other = ask(u"Three"_s);
+    call().answer(u"3"_s);
+    ask(u"Four"_s, other);
+    ASSERT_TRUE(QFile::remove(m_folder.path(u"asks/"_s + other + u".md"_s)));
+    call().answer(u"4"_s);
+    EXPECT_FALSE(service.thread(other));
+    EXPECT_FALSE(service.saveFailure(other).isEmpty());
+    EXPECT_EQ(answers.size(), 4);
+    EXPECT_TRUE(QDir(m_folder.path(u"asks"_s)).isEmpty());
+    qunsetenv("XDG_DATA_HOME");
+}
+
+TEST_F(AskServiceTest, aFolderThatStaysLockedIsNotWrittenTo) {
+    const QString id = ask(u"One"_s);
+    {
+        const FolderLock lock(m_folder.path(u"asks"_s));
+        call().answer(u"1"_s);
+        EXPECT_TRUE(answers.isEmpty());
+        m_clock.advance(10s);
+        EXPECT_EQ(answers.size(), 1);
+        EXPECT_FALSE(service.saveFailure(id).isEmpty());
+        EXPECT_FALSE(m_folder.has(u"asks/"_s + id + u".md"_s));
+        service.reload();
+        EXPECT_EQ(questions(service.thread(id).value_or(AskThread())), QStringList{u"One"_s});
+    }
+    ask(u"Two"_s, id);
+    call().answer(u"2"_s);
+    EXPECT_TRUE(service.saveFailure(id).isEmpty());
+    EXPECT_EQ(questions(onDisk(id)), (QStringList{u"One"_s, u"Two"_s}));
 }
 
 TEST_F(AskServiceTest, aCancelledQuestionLeavesNoTrace) {

@@ -103,6 +103,33 @@ QString turnText(const AskTurn& turn) {
     return lines.join(u'\n') + u'\n';
 }
 
+/// Where the first line that is a fence begins, from the line at `begin` on; -1 when there is none.
+qsizetype fenceFrom(const QByteArray& bytes, qsizetype begin) {
+    while (begin < bytes.size()) {
+        const qsizetype end = bytes.indexOf('\n', begin);
+        const qsizetype size = (end < 0 ? bytes.size() : end) - begin;
+        if (bytes.sliced(begin, size).trimmed() == "---") {
+            return begin;
+        }
+        begin += size + 1;
+    }
+    return -1;
+}
+
+/// Puts the scope's line at the end of the block at the top, or makes that block.
+void insertScope(QByteArray& bytes, const AskScope& scope, const QByteArray& lineEnd) {
+    const QByteArray line = "scope: " + scope.token().toUtf8() + lineEnd;
+    const qsizetype top = bytes.startsWith("\xef\xbb\xbf") ? 3 : 0;
+    const qsizetype firstEnd = bytes.indexOf('\n', top);
+    const bool hasBlock = fenceFrom(bytes, top) == top && firstEnd >= 0;
+    const qsizetype fence = hasBlock ? fenceFrom(bytes, firstEnd + 1) : -1;
+    if (fence >= 0) {
+        bytes.insert(fence, line);
+    } else {
+        bytes.insert(top, "---" + lineEnd + line + "---" + lineEnd + lineEnd);
+    }
+}
+
 }  // namespace
 
 AskThread read(const QString& text, const QString& path, const AskLookup& lookup) {
@@ -123,6 +150,27 @@ AskThread read(const QString& text, const QString& path, const AskLookup& lookup
                          .value_or(hasTurns ? thread.turns.first().date : distantPast());
     thread.scope = AskScope::fromToken(parsed.value(u"scope"_s).value_or(QString()));
     return thread;
+}
+
+QByteArray appended(const QByteArray& bytes, const std::optional<AskScope>& scope,
+                    const QList<AskTurn>& turns) {
+    const qsizetype firstEnd = bytes.indexOf('\n');
+    const QByteArray lineEnd = firstEnd > 0 && bytes[firstEnd - 1] == '\r' ? "\r\n" : "\n";
+    QByteArray result = bytes;
+    const QString text = QString::fromUtf8(bytes).remove(QChar::ByteOrderMark).remove(u'\r');
+    if (scope && !Frontmatter::parse(text).value(u"scope"_s)) {
+        insertScope(result, *scope, lineEnd);
+    }
+    if (!result.endsWith('\n')) {
+        result += lineEnd;
+    }
+    for (const AskTurn& turn : turns) {
+        if (!result.endsWith(lineEnd + lineEnd)) {
+            result += lineEnd;
+        }
+        result += turnText(turn).toUtf8().replace("\n", lineEnd);
+    }
+    return result;
 }
 
 QByteArray write(const AskThread& thread) {

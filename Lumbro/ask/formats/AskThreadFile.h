@@ -4,7 +4,10 @@
 #include "ask/formats/AskThread.h"
 
 #include <QByteArray>
+#include <QList>
 #include <QString>
+
+#include <optional>
 
 /// The file of a thread: markdown that a person can read, with all that the thread needs.
 namespace lumbro::askThreadFile {
@@ -13,5 +16,9 @@ namespace lumbro::askThreadFile {
 AskThread read(const QString& text, const QString& path, const AskLookup& lookup);
 /// The whole file.
 QByteArray write(const AskThread& thread);
+/// A file's bytes with turns at the end. What stands there stays as it is; only the scope, when the file
+/// names none, gets its line at the top.
+QByteArray appended(const QByteArray& bytes, const std::optional<AskScope>& scope,
+                    const QList<AskTurn>& turns);
 
 }  // namespace lumbro::askThreadFile
