@@ -146,10 +146,10 @@ constexpr std::array commands{
         "the title count most, then your own notes."},
     CommandInfo{
         "mcp", "serve the library to other agents over the Model Context Protocol", "", 0, 0, noOptions,
-        "claude mcp add lumbro -- lumbro mcp\n  claude mcp list",
-        "Other agents can then search and read captures, people and promises; they can change nothing. "
-        "The two lines below set it up for Claude Code and show that it is there; any other client "
-        "starts `lumbro mcp` and talks to it on standard input and output."},
+        "lumbro mcp\n\nfor Claude Code:\n  claude mcp add lumbro -- lumbro mcp\n  claude mcp list",
+        "Other agents can then search and read captures, people and promises; they can change nothing. A "
+        "client starts the command and talks to it on standard input and output. The lines at the end set "
+        "it up for Claude Code and show that it is there."},
     CommandInfo{"people", "list the people you have met", "", 0, 0, noOptions, "lumbro people", ""},
     CommandInfo{"person", "show what is known of a person", "SLUG", 1, 1, noOptions,
                 "lumbro person sarah-chen",
