@@ -21,9 +21,9 @@ struct CalendarAttendee {
     enum class Answer { open, accepted, tentative, declined };
 
     /// As the event has it; may be empty.
-    QString name;
+    QString name{};
     /// Without "mailto:"; may be empty.
-    QString email;
+    QString email{};
     Kind kind = Kind::person;
     Answer answer = Answer::open;
     bool isCurrentUser = false;
@@ -34,21 +34,21 @@ struct CalendarAttendee {
 /// One occurrence of an event. Dates are in local time; an all-day event runs from midnight to midnight.
 struct CalendarEvent {
     /// The same for all occurrences of a series; lasts as long as the event.
-    QString id;
-    QString title;
-    QDateTime start;
-    QDateTime end;
+    QString id{};
+    QString title{};
+    QDateTime start{};
+    QDateTime end{};
     bool isAllDay = false;
     bool isCanceled = false;
     /// The event does not make its owner busy.
     bool isFree = false;
-    QList<CalendarAttendee> attendees;
-    QString location;
-    QString notes;
+    QList<CalendarAttendee> attendees{};
+    QString location{};
+    QString notes{};
     /// The event's own link, as it stands there; may be empty.
-    QString url;
+    QString url{};
     /// Name of the calendar that it is in.
-    QString calendar;
+    QString calendar{};
 
     bool operator==(const CalendarEvent&) const = default;
 
@@ -57,30 +57,30 @@ struct CalendarEvent {
 
 /// An event to be added. Ends after it starts.
 struct NewCalendarEvent {
-    QString title;
-    QDateTime start;
-    QDateTime end;
-    QString notes;
+    QString title{};
+    QDateTime start{};
+    QDateTime end{};
+    QString notes{};
 
     bool operator==(const NewCalendarEvent&) const = default;
 };
 
 /// A calendar or list of tasks.
 struct CalendarList {
-    QString id;
-    QString title;
+    QString id{};
+    QString title{};
 
     bool operator==(const CalendarList&) const = default;
 };
 
 /// Where an added item went.
 struct AddedCalendarItem {
-    QString id;
+    QString id{};
     /// Name of the calendar or list, and of the account or place that holds it (may be empty).
-    QString calendar;
-    QString account;
+    QString calendar{};
+    QString account{};
     /// The file that holds it, where the store has one.
-    QString path;
+    QString path{};
 
     bool operator==(const AddedCalendarItem&) const = default;
 };

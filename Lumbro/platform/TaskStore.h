@@ -8,10 +8,10 @@ namespace lumbro {
 
 /// A task as a store keeps it. `id` is empty until it has been added.
 struct CalendarTask {
-    QString id;
-    QString title;
-    QString notes;
-    std::optional<QDate> due;
+    QString id{};
+    QString title{};
+    QString notes{};
+    std::optional<QDate> due{};
     bool isDone = false;
 
     bool operator==(const CalendarTask&) const = default;

@@ -20,13 +20,11 @@ struct EmailDraft {
 
     /// The longest address that can be handed to a program as one argument, in bytes, with some room.
     static constexpr qsizetype mostUrlBytes = qsizetype(120) * 1024;
-    /// A "mailto:" address with everything in it. Where it is longer than `mostBytes`, the body's end is left
-    /// out, between two words if possible, and `isCut` is set.
-    struct Url {
-        QByteArray text;
-        bool isCut = false;
-    };
-    Url url(qsizetype mostBytes = mostUrlBytes) const;
+    /// Leaves out what makes the address longer than `mostBytes`: the body's end, between two words if
+    /// possible, and where that does not suffice recipients and the subject's end. True when anything was.
+    bool fit(qsizetype mostBytes = mostUrlBytes);
+    /// The "mailto:" address with everything in it.
+    QByteArray url() const;
 };
 
 }  // namespace lumbro

@@ -1,0 +1,60 @@
+#include "actions/RemindersExport.h"
+
+#include "LumbroCore/Dates.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace lumbro::remindersExport {
+
+namespace {
+
+std::optional<CalendarList> listNamed(const QList<CalendarList>& lists, QStringView title) {
+    const auto found = std::ranges::find(lists, title, &CalendarList::title);
+    return found == lists.end() ? std::nullopt : std::optional(*found);
+}
+
+/// The list for our tasks: "Lumbro", or the one of its older name, or a new one, or the default one.
+Task<Result<CalendarList>> remindersList(TaskStore* store) {
+    const QList<CalendarList> lists = store->taskLists();
+    if (const auto ours = listNamed(lists, u"Lumbro")) {
+        co_return *ours;
+    }
+    if (auto older = listNamed(lists, u"Quillet")) {
+        if (const auto renamed = co_await store->renameTaskList(older->id, u"Lumbro"_s); !renamed) {
+            co_return std::unexpected(renamed.error());
+        }
+        older->title = u"Lumbro"_s;
+        co_return *older;
+    }
+    const auto usual = store->defaultTaskList();
+    if (!usual) {
+        co_return fail(u"No Reminders list found."_s);
+    }
+    const Result<CalendarList> made = co_await store->makeTaskList(u"Lumbro"_s);
+    co_return made.value_or(*usual);
+}
+
+}  // namespace
+
+Task<Result<QList<AddedCalendarItem>>> add(TaskStore* store, QList<ActionItem> items, QString note) {
+    if (store->taskAccess() != CalendarAccess::full &&
+        co_await store->requestTaskAccess() != CalendarAccess::full) {
+        co_return fail(u"Lumbro can't use Reminders. Allow it in Settings: see calendarFolder."_s);
+    }
+    const Result<CalendarList> list = co_await remindersList(store);
+    if (!list) {
+        co_return std::unexpected(list.error());
+    }
+    QList<CalendarTask> tasks;
+    for (const ActionItem& item : std::as_const(items)) {
+        tasks.append({.id = {}, .title = item.task, .notes = note, .due = item.due});
+    }
+    co_return co_await store->addTasks(tasks, list->id);
+}
+
+QString note(const CaptureMeta& capture) {
+    return u"From Lumbro: %1, %2"_s.arg(capture.title, dates::readableDay(capture.startedAt));
+}
+
+}  // namespace lumbro::remindersExport

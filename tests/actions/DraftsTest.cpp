@@ -1,0 +1,129 @@
+#include "LumbroCore/Literals.h"
+#include "actions/formats/ActionItem.h"
+#include "actions/formats/EmailDraft.h"
+#include "actions/formats/EventDraft.h"
+
+#include <QUrl>
+#include <QUrlQuery>
+
+#include <gtest/gtest.h>
+
+using namespace lumbro;
+
+namespace {
+
+const QDate monday(2026, 3, 2);
+
+TEST(ActionItem, readsOwnerTaskAndDay) {
+    struct Row {
+        QString line;
+        ActionItem item;
+    };
+    const QList<Row> rows{
+        {u"- [ ] Me — send deck (due 2026-03-06)"_s, {0, u"Me"_s, u"send deck"_s, QDate(2026, 3, 6), true}},
+        {u"  - [ ] Dana: review (friday)\r"_s, {0, u"Dana"_s, u"review"_s, QDate(2026, 3, 6), false}},
+        {u"- [ ] **I** – call: Ann"_s, {0, u"I"_s, u"call: Ann"_s, std::nullopt, true}},
+        {u"- [ ] A very long task that has a dash - late in it"_s,
+         {0, {}, u"A very long task that has a dash - late in it"_s, std::nullopt, true}},
+        {u"- [ ] Me — call (not sure)"_s, {0, u"Me"_s, u"call (not sure)"_s, std::nullopt, true}},
+        {u"- [ ] fix (a) and (tomorrow)"_s, {0, {}, u"fix (a) and"_s, QDate(2026, 3, 3), true}},
+        {u"- [ ] ()"_s, {0, {}, u"()"_s, std::nullopt, true}},
+    };
+    for (const Row& row : rows) {
+        EXPECT_EQ(ActionItem::parse(row.line, monday, monday), QList{row.item}) << row.line.toStdString();
+    }
+}
+
+TEST(ActionItem, passesOverWhatIsNoOpenTask) {
+    const auto items = ActionItem::parse(
+        u"# To do\n- [x] done thing\n- plain\n- [ ] one\n* [ ] no\n- [ ] two"_s, std::nullopt, monday);
+    ASSERT_EQ(items.size(), 2);
+    EXPECT_EQ(items[1].task, u"two");
+    EXPECT_EQ(items[1].id, 1);
+}
+
+TEST(EmailDraft, takesTheSubjectOutOfTheBody) {
+    struct Row {
+        QString text;
+        QString subject;
+        QString body;
+    };
+    const QList<Row> rows{
+        {u"**Subject:** Hello: you\n\nHi **Ann**,\n\nbye\n"_s, u"Hello: you"_s, u"Hi Ann,\n\nbye"_s},
+        {u"Hi\nSubject matters\nsubject: two\nSubject: three"_s, u"two"_s, u"Hi\nSubject: three"_s},
+        {u"only a body"_s, {}, u"only a body"_s},
+    };
+    for (const Row& row : rows) {
+        const EmailDraft wanted{{u"a@b.c"_s}, row.subject, row.body};
+        EXPECT_EQ(EmailDraft::parse(row.text, {u"a@b.c"_s}), wanted) << row.text.toStdString();
+    }
+    EXPECT_TRUE(EmailDraft::looksLikeEmail(u"Follow-up EMAIL"_s, {}));
+    EXPECT_TRUE(EmailDraft::looksLikeEmail({}, u"x\n**Subject:** y"_s));
+    EXPECT_FALSE(EmailDraft::looksLikeEmail(u"Notes"_s, u"Subject: y"_s));
+}
+
+TEST(EmailDraft, anAddressCarriesEveryCharacter) {
+    const EmailDraft draft{{u"a+x@b.c"_s, u"Ann <d@e.f>"_s}, u"50% & more?"_s, u"Grüße\n#1 = 🙂"_s};
+    const QUrl url = QUrl::fromEncoded(draft.url(), QUrl::StrictMode);
+    ASSERT_TRUE(url.isValid());
+    EXPECT_EQ(url.path(QUrl::FullyDecoded), u"a+x@b.c,Ann <d@e.f>");
+    EXPECT_EQ(QUrlQuery(url).queryItemValue(u"subject"_s, QUrl::FullyDecoded), draft.subject);
+    EXPECT_EQ(QUrlQuery(url).queryItemValue(u"body"_s, QUrl::FullyDecoded), u"Grüße\r\n#1 = 🙂");
+}
+
+TEST(EmailDraft, whatIsTooLongIsCutBetweenWords) {
+    EmailDraft fits{{u"a@b.c"_s}, u"short"_s, u"body"_s};
+    EXPECT_FALSE(fits.fit());
+    EmailDraft longBody{{u"a@b.c"_s}, u"short"_s, u"schöne Worte "_s.repeated(20000)};
+    EXPECT_TRUE(longBody.fit());
+    EXPECT_LE(longBody.url().size(), EmailDraft::mostUrlBytes);
+    EXPECT_GT(longBody.url().size(), EmailDraft::mostUrlBytes - 300);
+    EXPECT_TRUE(longBody.body.endsWith(u"Worte") || longBody.body.endsWith(u"schöne"));
+    EmailDraft longHead{QStringList(9000, u"somebody@example.org"_s), QString(200000, u'ß'),
+                        u"🙂"_s.repeated(99999)};
+    EXPECT_TRUE(longHead.fit());
+    EXPECT_LE(longHead.url().size(), EmailDraft::mostUrlBytes);
+    EXPECT_FALSE(longHead.body.isEmpty());
+    EXPECT_FALSE(longHead.body.back().isHighSurrogate());
+}
+
+TEST(EventDraft, readsTheLinesOfAnEvent) {
+    const auto draft = EventDraft::parse(
+        u"Sure.\n- **Event:** Review: Q1\n**When:** 2026-03-05 9:30 (Thu)\n"
+        "* Length: 1.5 hours\n**With:** Me, Dana Kim <d@example.org>, x@y.org,\n"
+        "Event: another"_s);
+    ASSERT_TRUE(draft);
+    EXPECT_EQ(draft->title, u"Review: Q1");
+    EXPECT_EQ(draft->start, QDateTime(QDate(2026, 3, 5), QTime(9, 30)));
+    EXPECT_EQ(draft->minutes, 90);
+    EXPECT_EQ(draft->with, (QStringList{u"Dana Kim <d@example.org>"_s, u"x@y.org"_s}));
+    EXPECT_EQ(draft->names(), QStringList{u"Dana"_s});
+    EXPECT_EQ(draft->emails(), (QStringList{u"d@example.org"_s, u"x@y.org"_s}));
+    EXPECT_EQ(draft->whenText(), u"Thu, Mar 5 · 9:30 AM · 90 min");
+    EXPECT_EQ(draft->invite().body,
+              u"Hi Dana,\n\nDoes Thursday, March 5 at 9:30 AM work for our next call? "
+              "I've held 90 minutes for it.\n\n");
+}
+
+TEST(EventDraft, lengthsAsPeopleWriteThem) {
+    const QList<std::pair<QString, int>> rows{
+        {u"2h"_s, 120},    {u"45"_s, 45},        {u"soon"_s, 30},
+        {u"90 min"_s, 90}, {u"0.5 Hours"_s, 30}, {u"9999999999999999999 h"_s, 527040},
+    };
+    for (const auto& [length, minutes] : rows) {
+        const auto draft = EventDraft::parse(u"Event: x\nWhen: 2026-03-05T14:00\nLength: "_s + length);
+        ASSERT_TRUE(draft);
+        EXPECT_EQ(draft->minutes, minutes) << length.toStdString();
+    }
+}
+
+TEST(EventDraft, withoutTitleOrTimeThereIsNone) {
+    for (const QString& text :
+         {u"Event: x"_s, u"Event:\nWhen: 2026-03-05 14:00"_s, u"When: 2026-03-05 14:00"_s,
+          u"Event: x\nWhen: 2026-02-30 14:00"_s, u"Event: x\nWhen: 2026-03-05 25:00"_s,
+          u"Event: x\nWhen: Thursday"_s, QString()}) {
+        EXPECT_FALSE(EventDraft::parse(text)) << text.toStdString();
+    }
+}
+
+}  // namespace
