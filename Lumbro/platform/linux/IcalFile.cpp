@@ -1,0 +1,285 @@
+#include "platform/linux/IcalFile.h"
+
+#include "platform/linux/IcalSeries.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace lumbro {
+
+namespace {
+
+constexpr int mostDepth = 8;
+constexpr int mostComponents = 5'000;
+constexpr int mostAttendees = 500;
+
+/// The library goes down into what is nested and up again by calling itself.
+bool isShallow(const QByteArray& bytes) {
+    int depth = 0;
+    int components = 0;
+    for (qsizetype at = 0; at < bytes.size();) {
+        const QByteArrayView rest = QByteArrayView(bytes).sliced(at);
+        const QByteArrayView line = rest.first(std::min<qsizetype>(rest.size(), 6)).trimmed();
+        if (line.size() >= 5 && qstrnicmp(line.data(), 5, "BEGIN", 5) == 0) {
+            ++components;
+            if (++depth > mostDepth || components > mostComponents) {
+                return false;
+            }
+        } else if (line.size() >= 4 && qstrnicmp(line.data(), 4, "END:", 4) == 0) {
+            depth = std::max(depth - 1, 0);
+        }
+        const qsizetype end = bytes.indexOf('\n', at);
+        at = end < 0 ? bytes.size() : end + 1;
+    }
+    return true;
+}
+
+QString textOf(icalcomponent* component, icalproperty_kind kind) {
+    icalproperty* property = icalcomponent_get_first_property(component, kind);
+    if (property == nullptr) {
+        return {};
+    }
+    const icalvalue* value = icalproperty_get_value(property);
+    const char* text = nullptr;
+    if (icalvalue_isa(value) == ICAL_TEXT_VALUE) {
+        text = icalvalue_get_text(value);
+    } else if (icalvalue_isa(value) == ICAL_URI_VALUE) {
+        text = icalvalue_get_uri(value);
+    }
+    return text == nullptr ? QString() : QString::fromUtf8(text).trimmed();
+}
+
+CalendarAttendee attendeeOf(icalproperty* property, const QString& ownEmail) {
+    CalendarAttendee attendee;
+    const QString address = QString::fromUtf8(icalproperty_get_attendee(property)).trimmed();
+    if (address.startsWith(u"mailto:", Qt::CaseInsensitive)) {
+        attendee.email = address.sliced(7);
+    }
+    if (icalparameter* name = icalproperty_get_first_parameter(property, ICAL_CN_PARAMETER)) {
+        attendee.name = QString::fromUtf8(icalparameter_get_cn(name)).trimmed();
+    }
+    if (icalparameter* kind = icalproperty_get_first_parameter(property, ICAL_CUTYPE_PARAMETER)) {
+        const icalparameter_cutype type = icalparameter_get_cutype(kind);
+        attendee.kind = type == ICAL_CUTYPE_ROOM       ? CalendarAttendee::Kind::room
+                        : type == ICAL_CUTYPE_RESOURCE ? CalendarAttendee::Kind::resource
+                                                       : CalendarAttendee::Kind::person;
+    }
+    if (icalparameter* status = icalproperty_get_first_parameter(property, ICAL_PARTSTAT_PARAMETER)) {
+        using Answer = CalendarAttendee::Answer;
+        const icalparameter_partstat answer = icalparameter_get_partstat(status);
+        attendee.answer = answer == ICAL_PARTSTAT_ACCEPTED    ? Answer::accepted
+                          : answer == ICAL_PARTSTAT_TENTATIVE ? Answer::tentative
+                          : answer == ICAL_PARTSTAT_DECLINED  ? Answer::declined
+                                                              : Answer::open;
+    }
+    attendee.isCurrentUser =
+        !ownEmail.isEmpty() && attendee.email.compare(ownEmail, Qt::CaseInsensitive) == 0;
+    return attendee;
+}
+
+CalendarEvent eventOf(icalcomponent* component, const QString& ownEmail) {
+    CalendarEvent event;
+    event.id = textOf(component, ICAL_UID_PROPERTY);
+    event.title = textOf(component, ICAL_SUMMARY_PROPERTY);
+    event.location = textOf(component, ICAL_LOCATION_PROPERTY);
+    event.notes = textOf(component, ICAL_DESCRIPTION_PROPERTY);
+    event.url = textOf(component, ICAL_URL_PROPERTY);
+    event.isCanceled = icalcomponent_get_status(component) == ICAL_STATUS_CANCELLED;
+    if (icalproperty* free = icalcomponent_get_first_property(component, ICAL_TRANSP_PROPERTY)) {
+        const icalproperty_transp value = icalproperty_get_transp(free);
+        event.isFree = value == ICAL_TRANSP_TRANSPARENT || value == ICAL_TRANSP_TRANSPARENTNOCONFLICT;
+    }
+    for (icalproperty* each = icalcomponent_get_first_property(component, ICAL_ATTENDEE_PROPERTY);
+         each != nullptr && event.attendees.size() < mostAttendees;
+         each = icalcomponent_get_next_property(component, ICAL_ATTENDEE_PROPERTY)) {
+        event.attendees.append(attendeeOf(each, ownEmail));
+    }
+    return event;
+}
+
+CalendarTask taskOf(icalcomponent* component) {
+    CalendarTask task;
+    task.id = textOf(component, ICAL_UID_PROPERTY);
+    task.title = textOf(component, ICAL_SUMMARY_PROPERTY);
+    task.notes = textOf(component, ICAL_DESCRIPTION_PROPERTY);
+    task.isDone = icalcomponent_get_status(component) == ICAL_STATUS_COMPLETED ||
+                  icalcomponent_get_first_property(component, ICAL_COMPLETED_PROPERTY) != nullptr;
+    if (icalproperty* due = icalcomponent_get_first_property(component, ICAL_DUE_PROPERTY)) {
+        const icaltimetype time = icalproperty_get_due(due);
+        if (isDateLike(time)) {
+            task.due = time.is_date != 0
+                           ? dayOf(time)
+                           : QDateTime::fromSecsSinceEpoch(IcalZones().of(due, time).moment(time)).date();
+        }
+    }
+    return task;
+}
+
+/// A text as a value, and a line in pieces of at most 75 bytes, none of which ends within a letter.
+void addLine(QByteArray& out, QByteArrayView name, QString value) {
+    value.replace(u'\\', u"\\\\"_s).replace(u';', u"\\;"_s).replace(u',', u"\\,"_s);
+    value.replace(u"\r\n"_s, u"\\n"_s).replace(u'\n', u"\\n"_s);
+    value.removeIf([](QChar c) { return c.unicode() < 0x20 && c != u'\t'; });
+    const QByteArray line = name.toByteArray() + ':' + value.toUtf8();
+    constexpr qsizetype mostLineBytes = 74;
+    for (qsizetype at = 0; at < line.size();) {
+        qsizetype length = std::min(line.size() - at, mostLineBytes);
+        while (at + length < line.size() && (uchar(line[at + length]) & 0xC0) == 0x80) {
+            --length;
+        }
+        out += (at == 0 ? "" : " ") + line.sliced(at, length) + "\r\n";
+        at += length;
+    }
+}
+
+QByteArray utcText(const QDateTime& time) {
+    return time.toUTC().toString(u"yyyyMMdd'T'HHmmss'Z'"_s).toLatin1();
+}
+
+QByteArray begun(const char* kind, const QString& id, const QDateTime& stamp) {
+    QByteArray out = "BEGIN:VCALENDAR\r\nVERSION:2.0\r\nPRODID:-//Lumbro//Lumbro//EN\r\nBEGIN:";
+    out += kind;
+    out += "\r\n";
+    addLine(out, "UID", id);
+    return out + "DTSTAMP:" + utcText(stamp) + "\r\nCREATED:" + utcText(stamp) + "\r\n";
+}
+
+}  // namespace
+
+struct IcalFile::Reader {
+    IcalFile& file;
+    const QString& ownEmail;
+    IcalZones zones;
+    /// Which events stand for an occurrence of another one, by that one's id.
+    struct Moved {
+        QString id;
+        qint64 key;
+        bool isDay;
+    };
+    std::vector<Moved> moved;
+    std::vector<std::pair<CalendarEvent, IcalSeries>> events;
+
+    void readZones(icalcomponent* parent) {
+        each(parent, [this](icalcomponent* component, icalcomponent_kind kind) {
+            if (kind == ICAL_VTIMEZONE_COMPONENT) {
+                zones.addDescribed(component);
+            } else if (kind == ICAL_VCALENDAR_COMPONENT) {
+                readZones(component);
+            }
+        });
+    }
+
+    void readItems(icalcomponent* parent) {
+        each(parent, [this](icalcomponent* component, icalcomponent_kind kind) {
+            if (kind == ICAL_VCALENDAR_COMPONENT) {
+                readItems(component);
+            } else if (kind == ICAL_VEVENT_COMPONENT) {
+                readEvent(component);
+            } else if (kind == ICAL_VTODO_COMPONENT) {
+                file.m_tasks.append(taskOf(component));
+            }
+        });
+    }
+
+    template <typename Action>
+    static void each(icalcomponent* parent, Action action) {
+        if (icalcomponent_isa(parent) != ICAL_VCALENDAR_COMPONENT &&
+            icalcomponent_isa(parent) != ICAL_XROOT_COMPONENT) {
+            action(parent, icalcomponent_isa(parent));
+            return;
+        }
+        std::vector<icalcomponent*> children;
+        for (icalcomponent* child = icalcomponent_get_first_component(parent, ICAL_ANY_COMPONENT);
+             child != nullptr; child = icalcomponent_get_next_component(parent, ICAL_ANY_COMPONENT)) {
+            children.push_back(child);
+        }
+        for (icalcomponent* child : children) {
+            action(child, icalcomponent_isa(child));
+        }
+    }
+
+    void readEvent(icalcomponent* component) {
+        auto series = IcalSeries::read(component, zones);
+        if (!series) {
+            return;
+        }
+        CalendarEvent event = eventOf(component, ownEmail);
+        event.isAllDay = series->isAllDay();
+        bool isDay = false;
+        if (const auto key = IcalSeries::keyOf(component, zones, isDay)) {
+            moved.push_back({event.id, *key, isDay});
+            series->repeatNoMore();
+        }
+        events.emplace_back(std::move(event), std::move(*series));
+    }
+
+    void finish() {
+        for (const Moved& one : moved) {
+            for (auto& [event, series] : events) {
+                if (event.id == one.id && series.repeats()) {
+                    series.leaveOut(one.key, one.isDay);
+                }
+            }
+        }
+        for (auto& [event, series] : events) {
+            file.m_events.push_back(
+                {std::move(event), std::make_shared<const IcalSeries>(std::move(series))});
+        }
+    }
+};
+
+IcalFile IcalFile::read(const QByteArray& bytes, const QString& ownEmail) {
+    IcalFile file;
+    file.m_isWhole = bytes.trimmed().toUpper().endsWith("END:VCALENDAR");
+    if (bytes.size() > mostBytes || bytes.contains('\0') || !isShallow(bytes)) {
+        return file;
+    }
+    icalerror_set_errors_are_fatal(0);
+    const std::unique_ptr<icalcomponent, void (*)(icalcomponent*)> root(
+        icalparser_parse_string(bytes.constData()), icalcomponent_free);
+    if (root) {
+        Reader reader{file, ownEmail, {}, {}, {}};
+        reader.readZones(root.get());
+        reader.readItems(root.get());
+        reader.finish();
+    }
+    return file;
+}
+
+void IcalFile::addEvents(qint64 from, qint64 to, const QString& calendar,
+                         QList<CalendarEvent>& events) const {
+    for (const Entry& entry : m_events) {
+        for (const IcalSpan& span : entry.series->spans(from, to)) {
+            CalendarEvent event = entry.event;
+            event.start = QDateTime::fromSecsSinceEpoch(span.start);
+            event.end = QDateTime::fromSecsSinceEpoch(span.end);
+            event.calendar = calendar;
+            events.append(std::move(event));
+        }
+    }
+}
+
+QByteArray IcalFile::written(const NewCalendarEvent& event, const QString& id, const QDateTime& stamp) {
+    QByteArray out = begun("VEVENT", id, stamp);
+    out += "DTSTART:" + utcText(event.start) + "\r\nDTEND:" + utcText(event.end) + "\r\n";
+    addLine(out, "SUMMARY", event.title);
+    if (!event.notes.isEmpty()) {
+        addLine(out, "DESCRIPTION", event.notes);
+    }
+    return out + "END:VEVENT\r\nEND:VCALENDAR\r\n";
+}
+
+QByteArray IcalFile::written(const CalendarTask& task, const QString& id, const QDateTime& stamp) {
+    QByteArray out = begun("VTODO", id, stamp);
+    addLine(out, "SUMMARY", task.title);
+    if (!task.notes.isEmpty()) {
+        addLine(out, "DESCRIPTION", task.notes);
+    }
+    if (task.due) {
+        out += "DUE;VALUE=DATE:" + task.due->toString(u"yyyyMMdd"_s).toLatin1() + "\r\n";
+    }
+    out += task.isDone ? "STATUS:COMPLETED\r\n" : "STATUS:NEEDS-ACTION\r\n";
+    return out + "END:VTODO\r\nEND:VCALENDAR\r\n";
+}
+
+}  // namespace lumbro

@@ -1,0 +1,52 @@
+#pragma once
+
+#include "platform/CalendarStore.h"
+#include "platform/TaskStore.h"
+
+#include <QByteArray>
+#include <QDateTime>
+#include <QList>
+#include <QString>
+
+#include <memory>
+#include <vector>
+
+namespace lumbro {
+
+class IcalSeries;
+
+/// The items of one calendar file, as RFC 5545 describes it. Reading takes bounded time whatever the bytes
+/// are. One thread at a time, for all files together.
+class IcalFile {
+  public:
+    /// A larger file is not read.
+    static constexpr qint64 mostBytes = qint64(1024) * 1024;
+
+    /// Any bytes; what can't be understood is left out. `ownEmail` tells which attendee is the user.
+    static IcalFile read(const QByteArray& bytes, const QString& ownEmail);
+
+    /// True when the file ends as it should: one that doesn't may be written at this moment.
+    bool isWhole() const { return m_isWhole; }
+    /// Adds every occurrence that touches the time from `from` to before `to` (seconds since 1970), with
+    /// `calendar` as its calendar.
+    void addEvents(qint64 from, qint64 to, const QString& calendar, QList<CalendarEvent>& events) const;
+    const QList<CalendarTask>& tasks() const { return m_tasks; }
+    bool hasEvents() const { return !m_events.empty(); }
+
+    /// A file with one event or one task, in UTF-8. `id` is its UID, `stamp` the time of writing.
+    static QByteArray written(const NewCalendarEvent& event, const QString& id, const QDateTime& stamp);
+    static QByteArray written(const CalendarTask& task, const QString& id, const QDateTime& stamp);
+
+  private:
+    struct Entry {
+        CalendarEvent event;
+        std::shared_ptr<const IcalSeries> series;
+    };
+    struct Reader;
+
+    std::vector<Entry> m_events;
+    QList<CalendarTask> m_tasks;
+    bool m_isWhole = false;
+};
+
+}  // namespace lumbro

@@ -1,0 +1,254 @@
+#include "platform/linux/VdirCalendar.h"
+
+#include "LumbroCore/AtomicFile.h"
+#include "LumbroCore/InBackground.h"
+#include "LumbroCore/Text.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QSocketNotifier>
+#include <QStandardPaths>
+#include <QUuid>
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+#include <sys/inotify.h>
+#include <unistd.h>
+
+namespace lumbro {
+
+namespace {
+
+constexpr uint32_t changes =
+    IN_MODIFY | IN_CLOSE_WRITE | IN_CREATE | IN_DELETE | IN_MOVE | IN_DELETE_SELF | IN_MOVE_SELF | IN_ONLYDIR;
+/// The kernel tells nothing of files behind links and on other machines.
+constexpr auto trusted = std::chrono::seconds(10);
+const QString ownTitle = u"Lumbro"_s;
+
+CalendarList listOf(const VdirCollection& collection) {
+    return {collection.path, collection.title};
+}
+
+QString newId() {
+    return QUuid::createUuid().toString(QUuid::WithoutBraces);
+}
+
+QString fileOf(const QString& folder, const QString& id) {
+    return folder + u'/' + id + u".ics"_s;
+}
+
+Result<> writeAndReadBack(const QString& path, const QByteArray& bytes) {
+    if (const auto written = writeFileAtomically(path, bytes); !written) {
+        return written;
+    }
+    if (readFile(path, IcalFile::mostBytes) != bytes) {
+        return fail(u"What was written to %1 can't be read back."_s.arg(path));
+    }
+    return {};
+}
+
+Result<CalendarList> makeCollection(const QString& root, const QString& title) {
+    const QString name = slugified(title);
+    const QString path = root + u'/' + (name.isEmpty() ? newId() : name);
+    if (!makePrivateFolder(path)) {
+        return fail(u"Can't make the folder %1."_s.arg(path));
+    }
+    if (const auto named = writeFileAtomically(path + u"/displayname"_s, title.toUtf8()); !named) {
+        return std::unexpected(named.error());
+    }
+    return CalendarList{path, title};
+}
+
+}  // namespace
+
+VdirCalendar::VdirCalendar(Settings& settings, Clock& clock)
+    : m_settings(settings), m_clock(clock), m_files(std::make_shared<VdirFiles>()) {}
+
+VdirCalendar::~VdirCalendar() {
+    m_notifier.reset();
+    if (m_notes >= 0) {
+        close(m_notes);
+    }
+}
+
+QString VdirCalendar::folder() const {
+    QString chosen = m_settings.string(u"calendarFolder"_s);
+    if (!chosen.isEmpty()) {
+        if (chosen == u"~" || chosen.startsWith(u"~/")) {
+            chosen.replace(0, 1, QDir::homePath());
+        }
+        return QDir::cleanPath(chosen);
+    }
+    const QString data = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation);
+    const QStringList usual{QDir::homePath() + u"/.calendars"_s, data + u"/calendars"_s,
+                            data + u"/vdirsyncer/calendars"_s, data + u"/khal/calendars"_s};
+    const auto found =
+        std::ranges::find_if(usual, [](const QString& path) { return QFileInfo(path).isDir(); });
+    return found == usual.end() ? usual.first() : *found;
+}
+
+CalendarAccess VdirCalendar::access() const {
+    const QFileInfo info(folder());
+    if (!info.exists()) {
+        return CalendarAccess::notDetermined;
+    }
+    return info.isDir() && info.isReadable() && info.isExecutable() ? CalendarAccess::full
+                                                                    : CalendarAccess::denied;
+}
+
+Task<CalendarAccess> VdirCalendar::requestAccess() {
+    if (access() == CalendarAccess::notDetermined) {
+        makePrivateFolder(folder());
+    }
+    co_return access();
+}
+
+void VdirCalendar::watch() {
+    if (m_notes < 0) {
+        m_notes = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+        if (m_notes < 0) {
+            return;
+        }
+        m_notifier = std::make_unique<QSocketNotifier>(m_notes, QSocketNotifier::Read);
+        connect(m_notifier.get(), &QSocketNotifier::activated, this, &VdirCalendar::isQuiet);
+    }
+    QStringList folders{folder()};
+    for (const VdirCollection& collection : VdirFiles::collections(folder())) {
+        folders.append(collection.path);
+    }
+    m_watched.clear();
+    for (const QString& path : std::as_const(folders)) {
+        if (inotify_add_watch(m_notes, QFile::encodeName(path).constData(), changes) >= 0) {
+            m_watched.append(path);
+        }
+    }
+    // Of a folder that can't be watched nothing is told: better to look each time.
+    m_watched = m_watched == folders ? m_watched : QStringList();
+}
+
+/// Takes what the kernel has told. True when it watches everything and has told nothing new.
+bool VdirCalendar::isQuiet() {
+    bool any = false;
+    alignas(inotify_event) std::array<char, 4096> told;
+    while (m_notes >= 0 && read(m_notes, told.data(), told.size()) > 0) {
+        any = true;
+    }
+    if (any) {
+        m_files->forget();
+        Q_EMIT changed();
+    }
+    return !any && !m_watched.isEmpty() && m_watched.first() == folder() &&
+           m_clock.elapsed() - m_looked < trusted;
+}
+
+Task<QList<CalendarEvent>> VdirCalendar::events(QDateTime from, QDateTime to) {
+    if (access() != CalendarAccess::full || !from.isValid() || !to.isValid()) {
+        co_return QList<CalendarEvent>();
+    }
+    const qint64 begin = from.toSecsSinceEpoch();
+    const qint64 end = to.toSecsSinceEpoch();
+    const QString root = folder();
+    const QString email = ownEmail();
+    if (isQuiet()) {
+        if (auto known = m_files->known(root, email, begin, end)) {
+            co_return std::move(*known);
+        }
+    }
+    // Before the look, so that nothing that changes meanwhile is missed.
+    watch();
+    m_looked = m_clock.elapsed();
+    const std::shared_ptr<VdirFiles> files = m_files;
+    co_return co_await inBackground([=] { return files->events(root, email, begin, end); });
+}
+
+QList<CalendarList> VdirCalendar::taskLists() const {
+    QList<CalendarList> lists;
+    for (const VdirCollection& collection : VdirFiles::collections(folder())) {
+        lists.append(listOf(collection));
+    }
+    return lists;
+}
+
+/// The first one that can be written and is not our own list of tasks; where there is no other, that one.
+std::optional<CalendarList> VdirCalendar::defaultCalendar() const {
+    QList<CalendarList> lists = taskLists();
+    lists.removeIf([](const CalendarList& list) { return !QFileInfo(list.id).isWritable(); });
+    if (lists.isEmpty()) {
+        // The one that is made with the first item.
+        return access() == CalendarAccess::full ? std::optional(CalendarList{QString(), ownTitle})
+                                                : std::nullopt;
+    }
+    const auto other =
+        std::ranges::find_if(lists, [](const CalendarList& list) { return list.title != ownTitle; });
+    return other == lists.end() ? lists.first() : *other;
+}
+
+Task<Result<AddedCalendarItem>> VdirCalendar::add(NewCalendarEvent event) {
+    std::optional<CalendarList> calendar = defaultCalendar();
+    if (!calendar) {
+        co_return fail(u"The calendars in %1 can't be written."_s.arg(folder()));
+    }
+    if (calendar->id.isEmpty()) {
+        const Result<CalendarList> made = makeCollection(folder(), ownTitle);
+        if (!made) {
+            co_return std::unexpected(made.error());
+        }
+        calendar = *made;
+    }
+    const QString id = newId();
+    const QString path = fileOf(calendar->id, id);
+    if (const auto done = writeAndReadBack(path, IcalFile::written(event, id, m_clock.now())); !done) {
+        co_return std::unexpected(done.error());
+    }
+    m_files->forget();
+    co_return AddedCalendarItem{
+        .id = id, .calendar = calendar->title, .account = QFileInfo(folder()).fileName(), .path = path};
+}
+
+Task<Result<CalendarList>> VdirCalendar::makeTaskList(QString title) {
+    co_return makeCollection(folder(), title);
+}
+
+Task<Result<>> VdirCalendar::renameTaskList(QString id, QString title) {
+    const auto lists = taskLists();
+    if (std::ranges::find(lists, id, &CalendarList::id) == lists.end()) {
+        co_return fail(FailureKind::notFound, u"There is no list %1."_s.arg(id));
+    }
+    co_return writeFileAtomically(id + u"/displayname"_s, title.toUtf8());
+}
+
+Task<QList<CalendarTask>> VdirCalendar::tasks(QString list) {
+    const std::shared_ptr<VdirFiles> files = m_files;
+    const QString root = folder();
+    const QString email = ownEmail();
+    co_return co_await inBackground([=] { return files->tasks(root, email, list); });
+}
+
+Task<Result<QList<AddedCalendarItem>>> VdirCalendar::addTasks(QList<CalendarTask> tasks, QString list) {
+    if (list.isEmpty()) {
+        const Result<CalendarList> made = makeCollection(folder(), ownTitle);
+        if (!made) {
+            co_return std::unexpected(made.error());
+        }
+        list = made->id;
+    }
+    QList<AddedCalendarItem> added;
+    for (const CalendarTask& task : std::as_const(tasks)) {
+        const QString id = newId();
+        const QString path = fileOf(list, id);
+        added.append({.id = id, .calendar = QFileInfo(list).fileName(), .account = {}, .path = path});
+        if (const auto done = writeAndReadBack(path, IcalFile::written(task, id, m_clock.now())); !done) {
+            for (const AddedCalendarItem& item : std::as_const(added)) {
+                QFile::remove(item.path);
+            }
+            co_return std::unexpected(done.error());
+        }
+    }
+    m_files->forget();
+    co_return added;
+}
+
+}  // namespace lumbro

@@ -1,0 +1,58 @@
+#pragma once
+
+#include "LumbroCore/Clock.h"
+#include "LumbroCore/Settings.h"
+#include "platform/CalendarStore.h"
+#include "platform/TaskStore.h"
+#include "platform/linux/VdirFiles.h"
+
+#include <memory>
+
+class QSocketNotifier;
+
+namespace lumbro {
+
+/// The user's calendars and tasks as plain files, in the folder of the setting `calendarFolder`. Main thread;
+/// files are read on a thread of their own.
+class VdirCalendar final : public CalendarStore, public TaskStore {
+    Q_OBJECT
+
+  public:
+    VdirCalendar(Settings& settings, Clock& clock);
+    ~VdirCalendar() override;
+
+    /// The folder in use, whether it is there or not: the setting, else where khal and vdirsyncer keep
+    /// theirs.
+    QString folder() const;
+
+    CalendarAccess access() const override;
+    /// Makes the folder where it is missing.
+    Task<CalendarAccess> requestAccess() override;
+    Task<QList<CalendarEvent>> events(QDateTime from, QDateTime to) override;
+    std::optional<CalendarList> defaultCalendar() const override;
+    Task<Result<AddedCalendarItem>> add(NewCalendarEvent event) override;
+
+    CalendarAccess taskAccess() const override { return access(); }
+    Task<CalendarAccess> requestTaskAccess() override { return requestAccess(); }
+    QList<CalendarList> taskLists() const override;
+    std::optional<CalendarList> defaultTaskList() const override { return defaultCalendar(); }
+    Task<Result<CalendarList>> makeTaskList(QString title) override;
+    Task<Result<>> renameTaskList(QString id, QString title) override;
+    Task<QList<CalendarTask>> tasks(QString list) override;
+    Task<Result<QList<AddedCalendarItem>>> addTasks(QList<CalendarTask> tasks, QString list) override;
+
+  private:
+    QString ownEmail() const { return m_settings.string(u"ownEmail"_s); }
+    bool isQuiet();
+    void watch();
+
+    Settings& m_settings;
+    Clock& m_clock;
+    std::shared_ptr<VdirFiles> m_files;
+    int m_notes = -1;
+    std::unique_ptr<QSocketNotifier> m_notifier;
+    QStringList m_watched;
+    Clock::Duration m_looked{-1};
+};
+
+}  // namespace lumbro
