@@ -140,8 +140,7 @@ TEST(McpCommand, listsPromisesAndGivesTheContextOfAQuestion) {
     Session session;
     const auto ids = [&session](const QByteArray& arguments) {
         QStringList all;
-        for (const QJsonValue& promise :
-             session.value(u"list_promises"_s, arguments)[u"promises"].toArray()) {
+        for (const auto promise : session.value(u"list_promises"_s, arguments)[u"promises"].toArray()) {
             all += promise[u"id"].toString();
         }
         return all.join(u' ');

@@ -7,7 +7,6 @@
 #include "cli/AskJson.h"
 #include "cli/AskText.h"
 #include "cli/CaptureLookup.h"
-#include "cli/OpenMemory.h"
 #include "cli/ScopeLookup.h"
 #include "cli/services/LiveAnswer.h"
 #include "library/ContextLibrary.h"
