@@ -149,6 +149,12 @@ Task<Result<SessionImporter::Report>> SessionImporter::importFrom(QDateTime star
     if (!alive) {
         co_return fail(FailureKind::cancelled, u"The import was cancelled."_s);
     }
+    // A clock that was wrong would file chats under days that never come.
+    constexpr int firstYear = 2000;
+    const QDateTime latest = m_clock.now().addDays(1);
+    entries.removeIf([&latest](const SessionEntry& entry) {
+        return entry.time.date().year() < firstYear || entry.time > latest;
+    });
     co_return co_await file(std::move(entries), start);
 }
 
@@ -193,9 +199,8 @@ Task<Result<SessionImporter::Report>> SessionImporter::file(SessionEntries entri
 }
 
 void SessionImporter::finish(const QDateTime& start, const QDateTime& now, const Result<Report>& report) {
-    const QDateTime last = m_settings.value(lastImportKey).toDateTime();
-    // Between the last import and a later day that was asked for, chats may wait for the hourly import.
-    const bool leavesGap = m_settings.boolean(enabledKey) && last.isValid() && last < start;
+    // Between the last import and a later day that was asked for, chats wait for the next import.
+    const bool leavesGap = startPoint({}, now) < start;
     if (report && !leavesGap) {
         m_settings.set(lastImportKey, now);
     }

@@ -107,6 +107,10 @@ TEST_F(ClaudeChatReaderTest, onlyWhatAPersonAskedIsAPrompt) {
          u"a\nb"_s},
         {user(u"x"_s, {{u"isMeta"_s, true}}), none},
         {user(u"x"_s, {{u"isSidechain"_s, true}}), none},
+        {user(u"x"_s, {{u"isCompactSummary"_s, true}}), none},
+        {user(u"[Request interrupted by user for tool use]"_s), none},
+        {user(u"x"_s, {{u"timestamp"_s, u"9999-12-31T23:59:59Z"_s}}), none},
+        {user(u"x"_s, {{u"timestamp"_s, u"1969-12-30T00:00:00Z"_s}}), none},
         {user(u"x"_s, {{u"entrypoint"_s, u"sdk-cli"_s}}), none},
         {user(u"x"_s, {{u"entrypoint"_s, u"cli"_s}, {u"promptSource"_s, u"typed"_s}}), u"x"_s},
         {user(u"x"_s, {{u"promptSource"_s, u"system"_s}}), none},
@@ -134,6 +138,19 @@ TEST_F(ClaudeChatReaderTest, onlyWhatAPersonAskedIsAPrompt) {
     for (const Row& row : rows) {
         EXPECT_EQ(prompt(row.line).toStdString(), row.prompt.toStdString()) << line(row.line).toStdString();
     }
+}
+
+TEST_F(ClaudeChatReaderTest, namesHoldNoSecretAndNoLineEnd) {
+    const QString key = u"sk-"_s + u"Zq9"_s.repeated(12);
+    const SessionEntries entries = parsed(
+        line(user(u"first"_s, {{u"cwd"_s, u"/home/me/"_s + key + u"\n## x"_s}, {u"sessionId"_s, key}})) +
+        line(
+            user(u"second"_s, {{u"cwd"_s, u"/home/me/task-management-system-of-mine"_s}, {u"uuid"_s, key}})));
+    ASSERT_EQ(entries.size(), 2);
+    EXPECT_EQ(entries[0].folder, u"/home/me/[hidden key] ## x"_s);
+    EXPECT_EQ(entries[0].session, u"[hidden key]"_s);
+    EXPECT_EQ(entries[1].folder, u"/home/me/task-management-system-of-mine"_s);
+    EXPECT_FALSE(entries[1].id.isEmpty() || entries[1].id.contains(key));
 }
 
 TEST_F(ClaudeChatReaderTest, textsAreCutAfterTheSecretsAreHidden) {

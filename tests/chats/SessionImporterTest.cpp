@@ -193,6 +193,25 @@ TEST_F(SessionImporterTest, theFirstImportReachesBackToThisMorningAndALaterOneTo
     }
 }
 
+TEST_F(SessionImporterTest, aLaterDayThatIsAskedForLeavesNoGapBehind) {
+    write(asked(u"a"_s, at(8), u"this morning"_s));
+    for (const QVariant& last : {QVariant(at(7)), QVariant()}) {
+        settings.set(u"claudeSessionsLastImport"_s, last);
+        ASSERT_TRUE(import(at(0, 0, -1)));
+        EXPECT_TRUE(ids().isEmpty());
+        EXPECT_EQ(settings.value(u"claudeSessionsLastImport"_s), last);
+    }
+    EXPECT_EQ(import()->requests, 1);
+}
+
+TEST_F(SessionImporterTest, chatsOfImpossibleDaysAreNotFiled) {
+    write(asked(u"a"_s, at(8), u"today"_s) + asked(u"b"_s, at(12, 0, -2), u"in two days"_s) +
+          asked(u"c"_s, QDateTime(QDate(9990, 1, 1), QTime(8, 0)), u"never"_s) +
+          asked(u"d"_s, QDateTime(QDate(1999, 1, 1), QTime(8, 0)), u"long ago"_s));
+    EXPECT_EQ(import(QDateTime(QDate(1990, 1, 1), QTime(0, 0)))->requests, 1);
+    EXPECT_EQ(texts(), (QStringList{u"today"_s, u""_s}));
+}
+
 TEST_F(SessionImporterTest, theSettingAndTheHourDecideWhetherTheTimerImports) {
     write(asked(u"a"_s, at(8), u"first"_s));
     SessionImporter one = importer();

@@ -8,6 +8,8 @@
 #include <QByteArray>
 #include <QStringList>
 
+#include <utility>
+
 namespace lumbro {
 
 namespace {
@@ -17,13 +19,14 @@ constexpr qsizetype maxFieldBytes = qsizetype(64) * 1024;
 /// What a line says about where its text comes from.
 struct Source {
     bool isMeta = false;
+    bool isCompactSummary = false;
     QString entrypoint;
     QString promptSource;
     std::optional<QString> originKind;
 
     bool isPerson() const {
-        return !isMeta && !entrypoint.startsWith(u"sdk"_s) && promptSource != u"system"_s &&
-               originKind.value_or(u"human"_s) == u"human"_s;
+        return !isMeta && !isCompactSummary && !entrypoint.startsWith(u"sdk"_s) &&
+               promptSource != u"system"_s && originKind.value_or(u"human"_s) == u"human"_s;
     }
 };
 
@@ -81,7 +84,8 @@ Content content(JsonScanner& scanner) {
     if (!content.isArray) {
         scanner.skip();
     }
-    content.text = texts.join(u'\n');
+    // Most have one, which then is not copied.
+    content.text = texts.size() == 1 ? std::move(texts.first()) : texts.join(u'\n');
     return content;
 }
 
@@ -182,6 +186,8 @@ void Members::take(JsonScanner& scanner, const QByteArray& key) {
         line.time = timestamp(text());
     } else if (key == "isMeta") {
         source.isMeta = scanner.isTrue();
+    } else if (key == "isCompactSummary") {
+        source.isCompactSummary = scanner.isTrue();
     } else if (key == "entrypoint") {
         source.entrypoint = text();
     } else if (key == "promptSource") {

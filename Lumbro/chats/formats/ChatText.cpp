@@ -3,6 +3,7 @@
 #include "LumbroCore/Literals.h"
 #include "chats/formats/Redact.h"
 
+#include <QRegularExpression>
 #include <QTextBoundaryFinder>
 
 #include <algorithm>
@@ -42,6 +43,20 @@ QString tidy(QString text) {
     replaceBlocks(text, u"<pasted_content", u"</pasted_content", u"[pasted text]");
     replaceBlocks(text, u"<system-reminder>", u"</system-reminder>", u"");
     return Redact::secrets(text).trimmed();
+}
+
+QString tidyName(QString name) {
+    for (QChar& c : name) {
+        if (c < u' ' || c == QChar(0x7f) || c == QChar::LineSeparator || c == QChar::ParagraphSeparator ||
+            c == QChar(0x85)) {
+            c = u' ';
+        }
+    }
+    // Folders are called "task-…" and "desk-…" as a matter of course: a key must not begin in a word here.
+    static const QRegularExpression inWord(u"(?<=[A-Za-z])s(?=k-)"_s);
+    const QChar mark(0x1);
+    name.replace(inWord, u's' + QString(mark));
+    return Redact::secrets(name).remove(mark);
 }
 
 std::optional<QString> between(QStringView text, QStringView open, QStringView close) {

@@ -12,6 +12,9 @@ namespace lumbro::chatText {
 /// text]", a system reminder is gone. Trimmed.
 QString tidy(QString text);
 
+/// A name or a path on one line, with every secret hidden.
+QString tidyName(QString name);
+
 /// What stands between the first `open` and the first `close` after it, trimmed; nothing when one is missing.
 std::optional<QString> between(QStringView text, QStringView open, QStringView close);
 

@@ -13,6 +13,13 @@ namespace lumbro {
 
 namespace {
 
+/// Years that can be written in four digits, also a minute or a time zone later.
+bool isInReach(int year) {
+    constexpr int first = 1970;
+    constexpr int last = 9998;
+    return year >= first && year <= last;
+}
+
 /// The same line gets the same id each time that it is read.
 QString madeID(const SessionEntry& entry) {
     const QString name =
@@ -23,7 +30,7 @@ QString madeID(const SessionEntry& entry) {
 }  // namespace
 
 ChatTurns::ChatTurns(QString session, Fetch fetch)
-    : m_session(std::move(session)), m_fetch(std::move(fetch)) {}
+    : m_session(chatText::tidyName(std::move(session))), m_fetch(std::move(fetch)) {}
 
 void ChatTurns::take(QByteArrayView line, qint64 offset) {
     const auto parsed = ChatLine::parse(line);
@@ -53,20 +60,24 @@ void ChatTurns::takeAnswer(qint64 offset, qint64 size) {
 }
 
 void ChatTurns::takePrompt(const ChatLine& line) {
-    if (!line.prompt || !line.time) {
+    if (!line.prompt || !line.time || !isInReach(line.time->date().year())) {
         return;
     }
     const QString prompt = chatText::tidy(*line.prompt);
-    if (prompt.isEmpty() || prompt.startsWith(u'<')) {
+    if (prompt.isEmpty() || prompt.startsWith(u'<') || prompt.startsWith(u"[Request interrupted by user")) {
         return;
     }
     endTurn();
+    if (line.folder != m_rawFolder) {
+        m_rawFolder = line.folder;
+        m_folder = chatText::tidyName(line.folder);
+    }
     SessionEntry entry{
-        .id = line.id,
-        .session = line.session.isEmpty() ? m_session : line.session,
+        .id = chatText::tidyName(line.id) == line.id ? line.id : QString(),
+        .session = line.session.isEmpty() ? m_session : chatText::tidyName(line.session),
         .title = {},
         .project = {},
-        .folder = line.folder,
+        .folder = m_folder,
         .time = *line.time,
         .prompt = chatText::first(prompt, maxPrompt),
         .reply = {},

@@ -46,6 +46,9 @@ class ChatTurns {
     void endTurn();
 
     QString m_session;
+    /// The last line's folder, as it stands and as it is kept.
+    QString m_rawFolder;
+    QString m_folder;
     Fetch m_fetch;
     SessionEntries m_entries;
     std::vector<Place> m_answers;

@@ -60,9 +60,9 @@ std::optional<SessionEntries> SessionLog::decode(const QByteArray& bytes) {
 }
 
 QString SessionLog::markdown(const SessionEntries& entries, const QString& title) {
-    QStringList lines{u"# "_s + title};
+    QStringList lines{u"# "_s + chatText::tidyName(title)};
     if (!entries.isEmpty()) {
-        lines.append(u"Folder: "_s + entries.first().folder);
+        lines.append(u"Folder: "_s + chatText::tidyName(entries.first().folder));
     }
     for (const SessionEntries& chat : grouped(entries)) {
         lines << u""_s << heading(chat);
