@@ -56,7 +56,8 @@ void CaptureCache::takeChanges(std::chrono::milliseconds elapsed) {
     if (m_captures.isEmpty()) {
         return;
     }
-    const QByteArray folder = QFile::encodeName(QFileInfo(m_captures.first().folder).path());
+    // Not `first`, which would make a copy of the whole list, so that it never were the same again.
+    const QByteArray folder = QFile::encodeName(QFileInfo(m_captures.constFirst().folder).path());
     const quint64 before = std::exchange(m_folder, identity(folder));
     m_canWatch = m_watches.areTold(folder);
     const bool isWhole = m_watches.take([this](int number, QByteArrayView name) {

@@ -24,6 +24,11 @@ bool isAscii(QByteArrayView text) {
     return all < 0x80;
 }
 
+/// By the letter alone first: a search shows thousands of lines, and nearly none has one.
+bool hasLink(QByteArrayView text) {
+    return text.contains('[') && text.contains("[[");
+}
+
 bool continues(char byte) {
     return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80;
 }
@@ -178,7 +183,7 @@ CaptureDocument::Match CaptureDocument::matchAll(std::span<const searchText::Nee
 
 QString CaptureDocument::snippet(size_t line, std::span<const searchText::Needle> needles) const {
     const QByteArrayView shown = text(line);
-    if (!m_lines[line].isAligned || shown.contains("[[")) {
+    if (!m_lines[line].isAligned || hasLink(shown)) {
         QStringList terms;
         for (const searchText::Needle& needle : needles) {
             terms += QString::fromUtf8(needle.term());
