@@ -75,6 +75,8 @@ class Rules {
     std::vector<Rule> m_rules;
     /// Lists of hints; the first is empty.
     std::vector<std::vector<Hint>> m_lists{1};
+    /// For each list and letter, whether a hint goes on with it behind its pair.
+    std::vector<std::array<bool, letters>> m_goesOn{1};
     std::array<uint8_t, letters * letters> m_listOfPair{};
 };
 
@@ -83,8 +85,14 @@ void Rules::addHint(const QString& hint, size_t rule) {
     if (list == 0) {
         list = uint8_t(m_lists.size());
         m_lists.emplace_back();
+        m_goesOn.emplace_back();
     }
     m_lists[list].push_back({hint, rule});
+    if (hint.size() == 2) {
+        m_goesOn[list].fill(true);
+    } else {
+        m_goesOn[list][folded(hint[2])] = true;
+    }
 }
 
 bool Rules::stands(const QString& hint, QStringView text) {
@@ -101,17 +109,20 @@ bool Rules::stands(const QString& hint, QStringView text) {
 
 std::vector<bool> Rules::matching(QStringView text) const {
     std::vector<bool> found(m_rules.size());
-    size_t last = 0;
-    for (qsizetype at = 0; at < text.size(); ++at) {
-        const size_t letter = folded(text[at]);
-        const uint8_t list = m_listOfPair[pair(last, letter)];
-        last = letter;
-        if (list == 0 || at == 0) {
-            continue;
+    size_t first = 0;
+    size_t second = 0;
+    // Pairs are frequent in all texts, so the letter behind them is asked for in the same question. The end
+    // of the text is a letter that no hint has.
+    for (qsizetype at = 0; at <= text.size(); ++at) {
+        const size_t third = at < text.size() ? folded(text[at]) : 0;
+        const uint8_t list = m_listOfPair[pair(first, second)];
+        if (m_goesOn[list][third]) {
+            for (const Hint& hint : m_lists[list]) {
+                found[hint.rule] = found[hint.rule] || stands(hint.text, text.sliced(at - 2));
+            }
         }
-        for (const Hint& hint : m_lists[list]) {
-            found[hint.rule] = found[hint.rule] || stands(hint.text, text.sliced(at - 1));
-        }
+        first = second;
+        second = third;
     }
     return found;
 }
