@@ -27,7 +27,7 @@ std::optional<ActionReport> decode(QStringView text) {
         return std::nullopt;
     }
     ActionReport report{.status = status.toString(), .summary = summary.toString(), .items = {}};
-    for (const QJsonValue& item : items.toArray()) {
+    for (const QJsonValue item : items.toArray()) {
         report.items << ActionRun::Item::fromJson(item);
     }
     return report;

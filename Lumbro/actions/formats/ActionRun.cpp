@@ -185,7 +185,7 @@ std::optional<ActionRun> ActionRun::fromBytes(const QByteArray& bytes) {
                   .items = {},
                   .error = fields.optionalText("error")};
     const auto status = statusFrom(fields.text("status"));
-    for (const QJsonValue& item : fields.array("items")) {
+    for (const QJsonValue item : fields.array("items")) {
         run.items << Item::fromJson(item);
     }
     if (!status || !fields.isSound()) {

@@ -43,12 +43,12 @@ std::optional<ConnectorInit> ConnectorInit::fromLine(const QByteArray& line) {
         return std::nullopt;
     }
     ConnectorInit init;
-    for (const QJsonValue& tool : json.value(u"tools").toArray()) {
+    for (const QJsonValue tool : json.value(u"tools").toArray()) {
         if (tool.toString().startsWith(u"mcp__")) {
             init.tools << tool.toString();
         }
     }
-    for (const QJsonValue& server : json.value(u"mcp_servers").toArray()) {
+    for (const QJsonValue server : json.value(u"mcp_servers").toArray()) {
         const QJsonValue name = server[u"name"];
         if (name.isString()) {
             init.servers << Server{name.toString(), Connector::statusFrom(server[u"status"].toString())};
