@@ -12,7 +12,7 @@ constexpr int mostChangesDescribed = 64;
 /// Seconds since 1970 as if the clocks showed UTC.
 qint64 asUtc(const icaltimetype& wall) {
     const qint64 days = dayOf(wall).toJulianDay() - QDate(1970, 1, 1).toJulianDay();
-    return days * secondsPerDay + wall.hour * 3600 + wall.minute * 60 + wall.second;
+    return days * secondsPerDay + qint64(wall.hour) * 3600 + qint64(wall.minute) * 60 + wall.second;
 }
 
 icaltimetype wallOf(const QDateTime& moment) {
