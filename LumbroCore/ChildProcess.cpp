@@ -114,7 +114,11 @@ void ChildProcess::Private::start() {
         process->setProcessEnvironment(command.environment);
     }
     if (command.ownSession) {
-        process->setChildProcessModifier([] { ::setsid(); });
+        process->setChildProcessModifier([] {
+            ::setsid();
+            // What we ignore, a program that we start would ignore too.
+            std::signal(SIGXFSZ, SIG_DFL);
+        });
     }
     process->start();
 }
@@ -185,6 +189,13 @@ void ChildProcess::terminate() {
     const auto pid = static_cast<pid_t>(m_private->process->processId());
     if (m_private->command.ownSession && pid > 1) {
         ::kill(-pid, SIGHUP);
+    }
+}
+
+void ChildProcess::kill() {
+    const auto pid = static_cast<pid_t>(m_private->process->processId());
+    if (isRunning() && m_private->command.ownSession && m_private->command.mayBeKilled && pid > 1) {
+        ::kill(-pid, SIGKILL);
     }
 }
 

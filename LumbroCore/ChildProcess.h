@@ -28,6 +28,9 @@ struct ChildCommand {
     /// Gives the child a session of its own, so that it can't reach for our terminal. `terminate` then hangs
     /// up on it as well, for shells, which ignore the other signal.
     bool ownSession = false;
+    /// `kill` ends it, with all that it has started in its session. Not for launchers, whose own child would
+    /// live on with our pipes.
+    bool mayBeKilled = false;
 };
 
 /// How a child ended.
@@ -69,6 +72,9 @@ class ChildProcess {
 
     /// Asks the child to end (SIGTERM). Nothing when it is not running.
     void terminate();
+    /// Ends a child that may be killed and has a session of its own (SIGKILL to all of its group). Nothing
+    /// for others.
+    void kill();
     bool isRunning() const;
 
   private:

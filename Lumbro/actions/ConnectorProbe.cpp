@@ -26,7 +26,8 @@ ChildCommand commandFor(const QString& executable) {
             .workingDirectory = QDir::tempPath(),
             // Has the tool wait for its servers: without it, their tools are missing.
             .environment = claude::environment(executable),
-            .input = {}};
+            .input = {},
+            .mayBeKilled = true};
 }
 
 }  // namespace

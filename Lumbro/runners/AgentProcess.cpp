@@ -47,6 +47,7 @@ struct AgentRun {
     void count(bool isAsked) {
         secondsAsked += isAsked ? 1 : 0;
         if (secondsAsked >= longestFarewell) {
+            child->kill();
             finish(ChildExit{.status = SIGTERM, .bySignal = true, .output = {}, .errors = {}});
         }
     }

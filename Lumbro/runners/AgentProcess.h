@@ -18,7 +18,8 @@ struct AgentEnd {
 /// What a run wants after a piece of its output.
 enum class AgentWish { goOn, end };
 
-/// Called with each piece of output. A process that is to end is asked to, and let go when it does not obey.
+/// Called with each piece of output. A process that is to end is asked to; one that does not obey within ten
+/// seconds is killed where its command allows it, and let go.
 using AgentOutput = std::function<AgentWish(const QByteArray&)>;
 
 /// The default for `AgentRequest::timeout`.

@@ -27,7 +27,8 @@ Result<ChildCommand> commandFor(const AgentRequest& request, const QString& exec
                          .arguments = claude::arguments(request),
                          .workingDirectory = request.workingDirectory,
                          .environment = claude::environment(executable),
-                         .input = request.context.toUtf8()};
+                         .input = request.context.toUtf8(),
+                         .mayBeKilled = true};
     if (const auto fits = agents::checkArguments(u"Claude Code"_s, command.arguments); !fits) {
         return std::unexpected(fits.error());
     }

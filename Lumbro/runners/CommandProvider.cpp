@@ -57,7 +57,8 @@ Result<ChildCommand> commandFor(const AgentRequest& request, const QString& comm
                         .arguments = words,
                         .workingDirectory = folder,
                         .environment = environment,
-                        .input = input.toUtf8()};
+                        .input = input.toUtf8(),
+                        .mayBeKilled = true};
 }
 
 Result<QString> judge(const AgentEnd& end) {
