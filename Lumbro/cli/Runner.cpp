@@ -68,6 +68,8 @@ void prepareProcess() {
     close(descriptor);
     umask(077);
     std::signal(SIGPIPE, SIG_IGN);
+    // A file over the user's limit is a failed write, to be told as such.
+    std::signal(SIGXFSZ, SIG_IGN);
 }
 
 bool checkEnvironment(Output& output) {

@@ -5,7 +5,9 @@
 #include "library/model/CaptureNaming.h"
 #include "library/model/LibraryState.h"
 #include "library/model/Pill.h"
+#include "recording/DiskSpace.h"
 
+#include <QDir>
 #include <QFileInfo>
 #include <QPointer>
 
@@ -21,6 +23,25 @@ constexpr auto consentHintShown = 5s;
 
 bool isMeeting(CaptureKind kind, CaptureIntent intent) {
     return kind == CaptureKind::meeting && intent == CaptureIntent::meeting;
+}
+
+/// A recording whose first file can't be written would go on for nothing, in a folder that nobody lists.
+Result<> checkFolder(ContextLibrary& library, const CaptureRecord& record) {
+    if (!QFileInfo(record.folder).isDir()) {
+        return diskSpace::isUsedUp(library.root())
+                   ? fail(u"There is no room to record: the disk is full."_s)
+                   : fail(u"Couldn't make a folder for the recording in %1."_s.arg(library.root()));
+    }
+    if (QFileInfo::exists(record.path(u"meta.json"_s))) {
+        return {};
+    }
+    const auto saved = library.save(record);
+    if (saved) {
+        return {};
+    }
+    QDir(record.folder).removeRecursively();
+    library.reloadCaptures();
+    return fail(u"There is no room to record: %1."_s.arg(saved.error().message));
 }
 
 void link(CaptureMeta& meta, const PrepEvent& event) {
@@ -50,8 +71,8 @@ Task<Result<CaptureRecord>> CaptureFlow::startCapture(CaptureKind kind, CaptureI
     AppLog::info(u"capture"_s,
                  intent == CaptureIntent::note ? u"start pressed (note)"_s : u"start pressed (meeting)"_s);
     const CaptureRecord record = makeRecord(kind, intent, std::move(event));
-    if (!QFileInfo(record.folder).isDir()) {
-        co_return refuse(u"Couldn't make a folder for the recording in %1."_s.arg(m_services.library.root()));
+    if (const auto usable = checkFolder(m_services.library, record); !usable) {
+        co_return refuse(usable.error().message);
     }
     const Session session = m_services.ports.makeSession(record, kind == CaptureKind::meeting);
     session->setIsCall(isMeeting(kind, intent));
