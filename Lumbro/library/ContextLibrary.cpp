@@ -100,11 +100,15 @@ void ContextLibrary::openEngines() {
     reloadVoices();
 }
 
-void ContextLibrary::bootstrap() {
-    open();
+void ContextLibrary::repair() {
     m_private->captures.recoverUnfinished();
     m_private->captures.trashEmpty();
     m_private->leftovers.start(capturesFolder(), m_private->hooks.packTracks);
+}
+
+void ContextLibrary::bootstrap() {
+    open();
+    repair();
     if (m_private->hooks.bootMemory) {
         m_private->hooks.bootMemory();
     }

@@ -51,14 +51,17 @@ class ContextLibrary final : public QObject {
     QString enginesFolder() const;
     QString voicesFolder() const;
 
-    /// Start-up of the application: `open`, repair of what a crash left, audio packing, memory, the watch
-    /// timer.
+    /// Start-up of the application: `open`, `repair`, memory, the watch timer.
     void bootstrap();
     /// For one command beside a running application: makes the folders, installs engines and reads all lists,
     /// but repairs nothing and starts no timer.
     void open();
     /// The same, but the list of captures stays as it is: for what needs engines and voices alone.
     void openEngines();
+
+    /// Repairs what a crash left, after `open`: captures without an end get one, empty ones go to the Trash,
+    /// and a background thread packs their audio. Those that some process records stay as they are.
+    void repair();
 
     const QList<CaptureRecord>& captures() const;
     std::optional<CaptureRecord> record(const QString& id) const;

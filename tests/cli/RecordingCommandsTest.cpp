@@ -23,6 +23,14 @@ QString spoken(const QJsonObject& capture, const QString& speaker) {
     return texts.join(u' ').toLower();
 }
 
+// Half a second of silence: a WAV head of 16 kHz, 16 bit, one channel.
+QByteArray silence() {
+    return QByteArray::fromHex(
+               "524946468c3e000057415645666d74201000000001000100803e0000007d000002001000"
+               "64617461803e0000") +
+           QByteArray(16000, '\0');
+}
+
 }  // namespace
 
 TEST(RecordingCommands, importEndsWithNotesTitleAndPackedAudio) {
@@ -156,11 +164,7 @@ TEST(RecordingCommands, failWithWhatToDoWhenTheWordsCannotBeSaved) {
 
 TEST(RecordingCommands, leaveNothingOfASilentFile) {
     const CommandLine line;
-    // Half a second of silence: a WAV head of 16 kHz, 16 bit, one channel.
-    QByteArray wav = QByteArray::fromHex(
-        "524946468c3e000057415645666d74201000000001000100803e0000007d000002001000"
-        "64617461803e0000");
-    line.home().write(u"silence.wav"_s, wav + QByteArray(16000, '\0'));
+    line.home().write(u"silence.wav"_s, silence());
     const Finished run = line.run({u"import"_s, line.home().path(u"silence.wav"_s)});
     EXPECT_EQ(run.status, 1);
     EXPECT_TRUE(run.errors.contains(u"Nothing was heard"_s)) << qPrintable(run.errors);
@@ -168,4 +172,49 @@ TEST(RecordingCommands, leaveNothingOfASilentFile) {
     const Finished split = line.run({u"import"_s, line.home().path(u"silence.wav"_s), u"--split"_s});
     EXPECT_EQ(split.status, 1);
     EXPECT_TRUE(split.errors.contains(u"one channel only"_s));
+}
+
+TEST(RecordingCommands, leaveNothingWhereThereIsNoRoom) {
+    const CommandLine line;
+    QProcess shell;
+    shell.setProcessEnvironment(line.environment());
+    shell.start(u"/bin/sh"_s, {u"-c"_s, u"ulimit -f 0; exec \"$0\" import \"$1\""_s, CommandLine::program(),
+                               CommandLine::demoSide(u"me"_s)});
+    shell.waitForFinished(-1);
+    const QString errors = QString::fromUtf8(shell.readAllStandardError());
+    EXPECT_EQ(shell.exitStatus(), QProcess::NormalExit);
+    EXPECT_EQ(shell.exitCode(), 1);
+    EXPECT_TRUE(errors.contains(u"There is no room to record: "_s)) << qPrintable(errors);
+    EXPECT_TRUE(QDir(line.home().path(u"Quillet/captures"_s)).isEmpty());
+}
+
+TEST(RecordingCommands, repairWhatAKilledRecordingLeft) {
+    const CommandLine line;
+    const QString id = u"2026-03-01-0914-meeting"_s;
+    line.write(id, u"meta.json"_s,
+               R"({"kind":"meeting","sources":["mic"],"startedAt":"2026-03-01T08:14:00Z","title":"Cut"})");
+    line.write(id, u"notes.md"_s, "Mine");
+    line.home().write(u"silence.wav"_s, silence());
+    line.run({u"import"_s, line.home().path(u"silence.wav"_s)});
+    EXPECT_TRUE(line.run({u"show"_s, id, u"--json"_s}).object().contains(u"endedAt"_s));
+}
+
+TEST(RecordingCommands, refuseWhatHoldsNoSoundAndMakeNothing) {
+    const CommandLine line;
+    line.home().write(u"cut.wav"_s, silence().left(100));
+    const struct {
+        QString path;
+        QString says;
+    } rows[] = {
+        {line.home().path(u"cut.wav"_s), u"cut.wav” holds no sound."_s},
+        {line.home().path(), u"“%1” is a folder"_s.arg(line.home().path())},
+        {u"/dev/zero"_s, u"“/dev/zero” isn't a regular file"_s},
+    };
+    for (const auto& row : rows) {
+        const Finished run = line.run({u"import"_s, row.path});
+        EXPECT_EQ(run.status, 1);
+        EXPECT_TRUE(run.errors.contains(row.says)) << qPrintable(run.errors);
+    }
+    EXPECT_FALSE(line.home().has(u".local/share/Trash"_s));
+    EXPECT_FALSE(line.home().has(u"Quillet/.trash"_s));
 }

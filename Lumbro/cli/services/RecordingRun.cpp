@@ -72,6 +72,7 @@ Task<Result<RecordingRun::Outcome>> RecordingRun::run() {
         co_return std::unexpected(usable.error());
     }
     m_services.library().open();
+    m_services.library().repair();
     if (const auto found = co_await findDevices(); !found) {
         co_return std::unexpected(found.error());
     }
@@ -197,6 +198,9 @@ void RecordingRun::sayAboutSpeech() {
             u"No speech model for %1 is installed, so there will be audio but no words; "
             u"`lumbro speech list` names the models, `lumbro speech install` fetches one."_s.arg(
                 speech.resolvedLocale().value_or(u"your language"_s)));
+    } else if (const auto broken = m_services.speechAssets().models().brokenChoice()) {
+        m_output.say(u"The speech model %1 can't be read, so another one stands in; install it again."_s.arg(
+            broken->id));
     }
 }
 
