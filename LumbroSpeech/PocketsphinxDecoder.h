@@ -11,7 +11,8 @@
 
 namespace lumbro::speech {
 
-/// One pocketsphinx decoder. It searches while audio comes in, so guesses and finals cost little.
+/// One pocketsphinx decoder. It searches while audio comes in, so guesses and finals cost little. It learns
+/// how the speaker sounds from the beginning of the first utterance, which it then hears once more.
 class PocketsphinxDecoder final : public UtteranceDecoder {
   public:
     /// Loads the model, which takes some hundred milliseconds. Fails when the library refuses it.
@@ -23,15 +24,21 @@ class PocketsphinxDecoder final : public UtteranceDecoder {
     bool isGuessDue(Moment now) const override;
     QString guess(Moment now) override;
     std::optional<QString> finish() override;
+    void forget() override;
 
   private:
     struct Handle;
 
     explicit PocketsphinxDecoder(std::unique_ptr<Handle> handle);
     QString hypothesis() const;
+    void search(std::span<const int16_t> samples);
+    void learn();
 
     std::unique_ptr<Handle> m_handle;
     std::vector<int16_t> m_samples;
+    /// The utterance so far, until something is learnt.
+    std::vector<int16_t> m_heard;
+    bool m_hasLearned = false;
     size_t m_sinceGuess = 0;
     bool m_isOpen = false;
 };

@@ -105,6 +105,7 @@ Task<Result<OpenedStream>> PocketsphinxRecognizer::open(RecognitionEvents events
         co_return std::unexpected(loaded.error());
     }
     const auto recycle = [decoders](std::unique_ptr<UtteranceDecoder> used) {
+        used->forget();
         decoders->idle.push_back(std::move(used));
     };
     auto cutter = std::make_unique<UtteranceCutter>(std::make_unique<WebRtcVoiceDetector>());

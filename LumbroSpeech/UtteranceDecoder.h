@@ -29,6 +29,8 @@ class UtteranceDecoder {
     virtual QString guess(Moment now) = 0;
     /// The words of the whole utterance, which is closed by this. None when the decoder has failed.
     virtual std::optional<QString> finish() = 0;
+    /// What comes next is another stream's: what was learnt of the speaker goes.
+    virtual void forget() {}
     /// Long work asks this now and then and gives up when it says true. Set before the first use.
     std::function<bool()> shouldAbort;
 };

@@ -127,6 +127,32 @@ TEST_F(PocketsphinxTest, aCallOfTwoIsHeardWithFewEnoughErrors) {
     EXPECT_LT(sum.rate(), 0.33);
 }
 
+TEST_F(PocketsphinxTest, theFirstUtteranceOfEveryStreamIsHeardLikeLaterOnes) {
+    const QByteArray table = readFile(test::speechData(u"transcripts.tsv"_s)).value_or(QByteArray());
+    if (table.isEmpty()) {
+        GTEST_SKIP() << "the speech evaluation set is not on this machine";
+    }
+    PocketsphinxRecognizer recognizer;
+    test::WordErrors sum;
+    for (const QByteArray& line : table.split('\n')) {
+        const auto fields = line.split('\t');
+        if (fields.size() != 2 || !QList<QByteArray>{"lj_0001", "lj_0004", "lj_0007"}.contains(fields[0])) {
+            continue;
+        }
+        Heard heard;
+        const auto stream = openOn(recognizer, heard);
+        feed(*stream, test::readWav(test::speechData(QString::fromUtf8(fields[0]) + u".wav"_s)));
+        stream->finish();
+        ASSERT_TRUE(test::eventually([&] { return heard.isEnded; }));
+        EXPECT_FALSE(heard.finals.join(QString()).isEmpty()) << fields[0].constData();
+        const auto errors = test::wordErrors(QString::fromUtf8(fields[1]), heard.finals.join(u' '));
+        sum.errors += errors.errors;
+        sum.words += errors.words;
+    }
+    EXPECT_GT(sum.words, 40);
+    EXPECT_LT(sum.rate(), 0.33);
+}
+
 TEST_F(PocketsphinxTest, aStreamMayGoWhileItIsHeard) {
     PocketsphinxRecognizer recognizer;
     Heard gone;
