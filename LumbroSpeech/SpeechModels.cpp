@@ -112,8 +112,47 @@ bool SpeechModels::isInstalled(const SpeechModel& model) const {
     if (model.id == embedded().id) {
         return PocketsphinxRecognizer::isInstalled(m_embeddedPath);
     }
-    return model.kind == SpeechModel::Kind::voiceDetector ? isVoiceModelFile(path(model))
-                                                          : QFileInfo(path(model)).isFile();
+    return isSound(path(model), model.kind);
+}
+
+bool SpeechModels::isBroken(const SpeechModel& model) const {
+    return model.id != embedded().id && QFileInfo(path(model)).isFile() && !isInstalled(model);
+}
+
+bool SpeechModels::isSound(const QString& filePath, SpeechModel::Kind kind) const {
+    const QFileInfo file(filePath);
+    if (!file.isFile()) {
+        m_looks.remove(filePath);
+        return false;
+    }
+    Look& look = m_looks[filePath];
+    if (look.bytes != file.size() || look.changed != file.lastModified()) {
+        const bool isVoice = kind == SpeechModel::Kind::voiceDetector;
+        look = {file.size(), file.lastModified(),
+                isVoice ? isVoiceModelFile(filePath) : readWhisperFile(filePath).has_value()};
+    }
+    return look.isSound;
+}
+
+std::optional<SpeechModel> SpeechModels::brokenChoice(const QString& locale) const {
+    const QString wanted = m_settings.string(setting);
+    const auto current = inUse(locale);
+    if (wanted == (current ? current->id : embedded().id)) {
+        return std::nullopt;
+    }
+    std::optional<SpeechModel> best;
+    for (const SpeechModel& model : presentModels()) {
+        if (model.kind != SpeechModel::Kind::recognizer || !isBroken(model)) {
+            continue;
+        }
+        if (model.id == wanted) {
+            return model;
+        }
+        if (model.rank > (best ? best->rank : current ? current->rank : embedded().rank)) {
+            best = model;
+        }
+    }
+    return best;
 }
 
 QList<SpeechModel> SpeechModels::importedModels() const {
@@ -138,18 +177,24 @@ QList<SpeechModel> SpeechModels::importedModels() const {
     return models;
 }
 
-QList<SpeechModel> SpeechModels::installedModels() const {
+QList<SpeechModel> SpeechModels::presentModels() const {
     QList<SpeechModel> models = importedModels();
     for (const SpeechModel& model : catalogue()) {
-        if (isInstalled(model)) {
+        if (QFileInfo(path(model)).isFile()) {
             models.append(model);
         }
     }
     return models;
 }
 
-std::optional<SpeechModel> SpeechModels::installedModel(const QString& id) const {
-    const auto models = installedModels();
+QList<SpeechModel> SpeechModels::installedModels() const {
+    QList<SpeechModel> models = presentModels();
+    models.removeIf([this](const SpeechModel& model) { return !isInstalled(model); });
+    return models;
+}
+
+std::optional<SpeechModel> SpeechModels::presentModel(const QString& id) const {
+    const auto models = presentModels();
     const auto found = std::ranges::find(models, id, &SpeechModel::id);
     return found == models.end() ? std::nullopt : std::optional(*found);
 }
@@ -177,20 +222,22 @@ std::optional<SpeechModel> SpeechModels::inUse(const QString& locale) const {
 QList<SpeechModelStatus> SpeechModels::list(const QString& locale) const {
     const auto current = inUse(locale);
     QList<SpeechModelStatus> all;
-    const auto add = [&](SpeechModel model, bool isHere) {
+    const auto add = [&](SpeechModel model) {
+        const bool isHere = isInstalled(model);
         const bool isCurrent = current ? current->id == model.id : isHere && model.id == embedded().id;
-        all.append({std::move(model), isHere, isCurrent});
+        const bool isUnreadable = isBroken(model);
+        all.append({std::move(model), isHere, isCurrent, isUnreadable});
     };
     SpeechModel builtIn = embedded();
     builtIn.bytes = folderSize(m_embeddedPath);
-    add(builtIn, isInstalled(builtIn));
+    add(builtIn);
     for (SpeechModel model : catalogue()) {
-        const bool isHere = isInstalled(model);
-        model.bytes = isHere ? QFileInfo(path(model)).size() : model.bytes;
-        add(std::move(model), isHere);
+        const QFileInfo file(path(model));
+        model.bytes = file.isFile() ? file.size() : model.bytes;
+        add(std::move(model));
     }
     for (const SpeechModel& model : importedModels()) {
-        add(model, true);
+        add(model);
     }
     return all;
 }
@@ -271,7 +318,7 @@ Result<> SpeechModels::remove(const QString& id) {
     if (id == embedded().id) {
         return fail(u"The built-in speech model belongs to the system; remove it with its package."_s);
     }
-    const auto model = installedModel(id);
+    const auto model = presentModel(id);
     if (!model) {
         return fail(FailureKind::notFound, u"The speech model \"%1\" is not installed."_s.arg(id));
     }
@@ -288,7 +335,11 @@ Result<> SpeechModels::remove(const QString& id) {
 
 Result<> SpeechModels::use(const QString& id) {
     const bool isEmbedded = id == embedded().id && isInstalled(embedded());
-    const auto model = installedModel(id);
+    const auto model = presentModel(id);
+    if (model && isBroken(*model)) {
+        return fail(FailureKind::speech,
+                    u"The file of the speech model \"%1\" can't be read; install it again."_s.arg(id));
+    }
     if (!id.isEmpty() && !isEmbedded && !(model && model->kind == SpeechModel::Kind::recognizer)) {
         return fail(FailureKind::notFound, u"The speech model \"%1\" is not installed."_s.arg(id));
     }

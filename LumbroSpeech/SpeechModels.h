@@ -3,7 +3,10 @@
 #include "LumbroCore/Failure.h"
 #include "LumbroCore/Settings.h"
 #include "LumbroCore/Task.h"
+#include "LumbroSpeech/SpeechModel.h"
 
+#include <QDateTime>
+#include <QHash>
 #include <QObject>
 #include <QString>
 #include <QStringList>
@@ -15,36 +18,6 @@
 #include <span>
 
 namespace lumbro::speech {
-
-/// One model that can be installed.
-struct SpeechModel {
-    enum class Kind { recognizer, voiceDetector };
-
-    QString id;
-    QString name;
-    /// The file's name, on the server and in the models folder.
-    QString fileName;
-    Kind kind = Kind::recognizer;
-    /// Locale identifiers that the model can write down.
-    QStringList languages;
-    /// About the file's size in bytes; exact once it is here.
-    qint64 bytes = 0;
-    /// Lower case hexadecimal digest that the file must have; empty means what the server says.
-    QString sha1;
-    /// From 0 for the quickest; a higher one is better and slower.
-    int rank = 0;
-
-    bool operator==(const SpeechModel&) const = default;
-};
-
-/// A model as the user sees it.
-struct SpeechModelStatus {
-    SpeechModel model;
-    bool isInstalled = false;
-    bool isInUse = false;
-
-    bool operator==(const SpeechModelStatus&) const = default;
-};
 
 /// The model files of the good recogniser: what there is, what is here, fetching and removing. They live in
 /// one folder, one file each. Main thread.
@@ -69,7 +42,10 @@ class SpeechModels final : public QObject {
     QString folder() const { return m_folder; }
     /// Where the model's file is or would be.
     QString path(const SpeechModel& model) const;
+    /// Whether the model is here and its file is sound. A look at a large file takes some milliseconds once.
     bool isInstalled(const SpeechModel& model) const;
+    /// The model that would be in use if its file could be read; another one stands in for it.
+    std::optional<SpeechModel> brokenChoice(const QString& locale = QStringLiteral("en-US")) const;
     /// The embedded model, the catalogue and imported files. What is in use is told for `locale`.
     QList<SpeechModelStatus> list(const QString& locale = QStringLiteral("en-US")) const;
     /// The recogniser model to use for the locale: the one set, else the best installed one that knows it.
@@ -96,9 +72,18 @@ class SpeechModels final : public QObject {
 
   private:
     struct Downloads;
+    /// What was found in a file of this size and time.
+    struct Look {
+        qint64 bytes = 0;
+        QDateTime changed;
+        bool isSound = false;
+    };
 
+    bool isBroken(const SpeechModel& model) const;
+    bool isSound(const QString& filePath, SpeechModel::Kind kind) const;
+    QList<SpeechModel> presentModels() const;
+    std::optional<SpeechModel> presentModel(const QString& id) const;
     QList<SpeechModel> installedModels() const;
-    std::optional<SpeechModel> installedModel(const QString& id) const;
     QList<SpeechModel> importedModels() const;
     QUrl address(const SpeechModel& model) const;
 
@@ -106,6 +91,8 @@ class SpeechModels final : public QObject {
     QString m_folder;
     QString m_embeddedPath;
     std::unique_ptr<Downloads> m_downloads;
+    /// What was found in files, by path.
+    mutable QHash<QString, Look> m_looks;
 };
 
 }  // namespace lumbro::speech

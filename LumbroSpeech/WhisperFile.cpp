@@ -20,7 +20,10 @@ constexpr qint32 longestName = 256;
 /// Little-endian numbers of a file, with a sticky failure.
 class Reader {
   public:
-    explicit Reader(const QString& path) : m_file(path) { m_isGood = m_file.open(QIODevice::ReadOnly); }
+    explicit Reader(const QString& path) : m_file(path) {
+        m_isGood = m_file.open(QIODevice::ReadOnly);
+        m_size = m_file.size();
+    }
 
     qint32 number() {
         std::array<char, 4> bytes{};
@@ -33,8 +36,8 @@ class Reader {
         return read;
     }
     void skip(qint64 count) {
-        m_isGood = m_isGood && count >= 0 && count <= m_file.size() - m_file.pos() &&
-                   m_file.seek(m_file.pos() + count);
+        m_isGood =
+            m_isGood && count >= 0 && count <= m_size - m_file.pos() && m_file.seek(m_file.pos() + count);
     }
     bool require(bool condition) { return m_isGood = m_isGood && condition; }
     bool isGood() const { return m_isGood; }
@@ -42,6 +45,7 @@ class Reader {
 
   private:
     QFile m_file;
+    qint64 m_size = 0;
     bool m_isGood = false;
 };
 
@@ -49,8 +53,14 @@ bool isBetween(qint32 value, qint32 low, qint32 high) {
     return low <= value && value <= high;
 }
 
-/// The sizes at the file's beginning; gives the vocabulary's.
-qint32 readSizes(Reader& in) {
+/// The sizes at the file's beginning that say what follows.
+struct Sizes {
+    qint32 vocabulary = 0;
+    /// Of a whole model.
+    qint32 tensors = 0;
+};
+
+Sizes readSizes(Reader& in) {
     in.require(in.number() == magic);
     const qint32 vocabulary = in.number();
     const qint32 audioContext = in.number();
@@ -69,7 +79,10 @@ qint32 readSizes(Reader& in) {
     in.require(isBetween(audioHeads, 1, 20) && state % audioHeads == 0 && textHeads == audioHeads &&
                std::ranges::find(knownLayers, audioLayers) != knownLayers.end() &&
                isBetween(textLayers, 1, 32) && (bands == 80 || bands == 128) && isBetween(type, 0, 9999));
-    return vocabulary;
+    if (!in.isGood()) {
+        return {};
+    }
+    return {vocabulary, 11 + (15 * audioLayers) + (24 * textLayers)};
 }
 
 void skipFiltersAndWords(Reader& in, qint32 vocabulary) {
@@ -135,13 +148,15 @@ Result<WhisperFileInfo> readWhisperFile(const QString& path) {
         return fail(FailureKind::notFound, u"There is no model file %1."_s.arg(path));
     }
     Reader in(path);
-    const qint32 vocabulary = readSizes(in);
-    skipFiltersAndWords(in, vocabulary);
-    WhisperFileInfo info{vocabulary >= firstMultilingualVocabulary, 0};
+    const Sizes sizes = readSizes(in);
+    skipFiltersAndWords(in, sizes.vocabulary);
+    WhisperFileInfo info{sizes.vocabulary >= firstMultilingualVocabulary, 0};
     while (in.isGood() && !in.atEnd()) {
         skipTensor(in);
         ++info.tensors;
     }
+    // A file that was cut between two tensors looks whole; one of none at all the library takes.
+    in.require(info.tensors == 0 || info.tensors == sizes.tensors);
     if (!in.isGood()) {
         return fail(FailureKind::speech,
                     u"%1 is no whisper model, or not all of it."_s.arg(QFileInfo(path).fileName()));

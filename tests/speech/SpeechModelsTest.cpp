@@ -179,6 +179,38 @@ TEST_F(SpeechModelsTest, theMirrorIsAskedAndWhatIsNoModelIsRemoved) {
     EXPECT_EQ(status(u"base.en-q5_1"_s).model.bytes, mirror.content.size());
 }
 
+TEST_F(SpeechModelsTest, aFileThatCannotBeReadIsNeverInUse) {
+    const QString locale = u"en-US"_s;
+    const QByteArray whole =
+        readFile(test::testModel(u"for-tests-ggml-tiny.en.bin"_s)).value_or(QByteArray());
+    for (const QByteArray& bytes : {QByteArray(), QByteArray(1000, 'x'), whole.left(whole.size() / 2)}) {
+        folder.write(u"models/ggml-base.en.bin"_s, bytes);
+        folder.write(u"models/ggml-own.bin"_s, bytes);
+        settings.set(u"speechModel"_s, u"base.en"_s);
+        for (const QString& id : {u"base.en"_s, u"own"_s}) {
+            EXPECT_TRUE(status(id).isBroken);
+            EXPECT_FALSE(status(id).isInstalled || status(id).isInUse);
+            const auto used = models.use(id);
+            ASSERT_FALSE(used);
+            EXPECT_TRUE(used.error().message.contains(u"can't be read"_s))
+                << qPrintable(used.error().message);
+        }
+        EXPECT_FALSE(models.inUse(locale));
+        ASSERT_TRUE(models.brokenChoice());
+        EXPECT_EQ(models.brokenChoice()->id, u"base.en"_s);
+    }
+    EXPECT_TRUE(models.remove(u"base.en"_s)) << "what is broken can be removed";
+    EXPECT_FALSE(status(u"base.en"_s).isBroken);
+    EXPECT_EQ(models.brokenChoice()->id, u"own"_s) << "the best one here, had it been whole";
+    settings.set(u"speechModel"_s, SpeechModels::embedded().id);
+    EXPECT_FALSE(models.brokenChoice());
+    settings.set(u"speechModel"_s, QVariant());
+    if (!whole.isEmpty()) {
+        folder.write(u"models/ggml-own.bin"_s, whole);
+        EXPECT_EQ(models.inUse(locale)->id, u"own"_s) << "a file that was mended is looked at again";
+    }
+}
+
 TEST_F(SpeechModelsTest, modelsAreImportedChosenAndRemoved) {
     const QString file = test::testModel(u"for-tests-ggml-tiny.en.bin"_s);
     if (file.isEmpty()) {
