@@ -1,5 +1,6 @@
 #include "cli/services/ChatImportCommand.h"
 
+#include "LumbroCore/Clock.h"
 #include "LumbroCore/Dates.h"
 #include "app/QuitSignals.h"
 #include "app/Services.h"
@@ -67,7 +68,12 @@ Task<int> chatsImport(CommandContext context) {
     if (const auto text = context.arguments.value("since")) {
         since = dates::fromIso(*text);
         if (!since) {
-            co_return output.fail(u"--since takes a date such as 2026-03-02, not \"%1\"."_s.arg(*text));
+            output.fail(u"--since takes a date such as 2026-03-02, not \"%1\"."_s.arg(*text));
+            co_return wrongUsage;
+        }
+        if (*since > SystemClock(SystemClock::dateFromEnvironment()).now()) {
+            output.fail(u"--since takes a date that has been, not \"%1\"."_s.arg(*text));
+            co_return wrongUsage;
         }
     }
     Services services;
