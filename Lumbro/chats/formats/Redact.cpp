@@ -127,16 +127,35 @@ std::vector<bool> Rules::matching(QStringView text) const {
     return found;
 }
 
+/// Marks that an earlier pass has left, as the rules would take a part of one for a password. No rule takes
+/// anything between two quotes and two quotes.
+struct Mark {
+    QString text;
+    QString standIn;
+};
+
+const std::array<Mark, 2>& marks() {
+    static const std::array all{Mark{u"[hidden key]"_s, u"''\ue0f1''"_s},
+                                Mark{u"[hidden token]"_s, u"''\ue0f2''"_s}};
+    return all;
+}
+
 }  // namespace
 
 QString Redact::secrets(const QString& text) {
     static const Rules rules;
-    const std::vector<bool> matching = rules.matching(text);
     QString result = text;
+    for (const Mark& mark : marks()) {
+        result.replace(mark.text, mark.standIn);
+    }
+    const std::vector<bool> matching = rules.matching(result);
     for (size_t i = 0; i < matching.size(); ++i) {
         if (matching[i]) {
             result.replace(rules.at(i).pattern, rules.at(i).replacement);
         }
+    }
+    for (const Mark& mark : marks()) {
+        result.replace(mark.standIn, mark.text);
     }
     return result;
 }

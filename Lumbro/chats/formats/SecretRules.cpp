@@ -157,6 +157,35 @@ constexpr std::array rules{
         R"((?i)((?:auth|access|refresh|bearer|api|id|session|secret|private|client)[_\-]?(?:token|key|secret))"
         R"(\s*[:=]\s*)(?=[A-Za-z0-9+/=_\-]*\d)[A-Za-z0-9+/=_\-]{16,}+(?![A-Za-z0-9.(\[]))",
         R"(\1[hidden])"},
+    // client_secret: …, SECRET_KEY=…, shorter, with letters and a digit.
+    SecretRule{"secret",
+               R"((?i)((?:(?:client|session|app|consumer|signing|shared|webhook|jwt|oauth|cookie)[_\-]?)"
+               R"(secret(?:[_\-]?key)?|secret[_\-]?key)\s*[:=]\s*))"
+               R"((?=[A-Za-z0-9+/=_\-]*\d)(?=[A-Za-z0-9+/=_\-]*[A-Za-z])[A-Za-z0-9+/=_\-]{8,}+(?![.(\[]))",
+               R"(\1[hidden])"},
+    SecretRule{"mysql mariadb",
+               R"((\b(?:mysql|mariadb)(?:-?dump|-?admin|-?import)?[ \t]+-(?:[^\n|;&]{0,300}?[ \t]-)?p["']?))"
+               R"((?![$<{\[])[^\s"']{3,})",
+               R"(\1[hidden])"},
+    SecretRule{"sshpass", R"((\bsshpass[ \t]+(?:-[a-z]+[ \t]+){0,4}-p[ \t]*["']?)(?![$<{\[])[^\s"']{3,})",
+               R"(\1[hidden])"},
+    // A bot's token begins with its number in base64.
+    SecretRule{"md mt mj mz nd nt nj nz od ot oj oz",
+               R"((?<![A-Za-z0-9_\-.])[MNO][DTjz][A-Za-z0-9]{21,27}\.[A-Za-z0-9_\-]{6}\.)"
+               R"([A-Za-z0-9_\-]{27,40}(?![A-Za-z0-9_\-.]))",
+               token},
+    // All long values of a line of cookies.
+    SecretRule{
+        "cookie",
+        R"((?i)((?:\bcookie["']?:[ \t]*["']?|(?!^)\G;[ \t]*)(?:[^\s;="']{1,80}=[^\s;"']{0,15};[ \t]*){0,20})"
+        R"([^\s;="']{1,80}=)[^\s;"']{16,})",
+        R"(\1[hidden])"},
+    // Several words to the end of the line, or one with a digit.
+    SecretRule{
+        "passphrase pass-phrase pass_phrase",
+        R"((?im)(\bpass[_\-]?phrase[ \t]*[:=][ \t]*)(?![$<{\["'`(])(?!(?:string|str|bytes|null|none)\b))"
+        R"((?:[^\s()=;{}]+[ \t]+[^\n()=;{}]+$|(?=[^\s()]*\d)[^\s()=;{}.]{6,}))",
+        R"(\1[hidden])"},
 };
 
 #undef LUMBRO_EDGE
