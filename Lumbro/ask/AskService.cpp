@@ -6,6 +6,7 @@
 #include "ask/formats/AnswerStream.h"
 #include "ask/formats/AskPrompt.h"
 #include "ask/formats/AskReply.h"
+#include "chats/formats/Redact.h"
 #include "library/ContextLibrary.h"
 
 #include <QFileInfo>
@@ -170,7 +171,8 @@ Task<> AskService::run(AskQuestion question, AskThread thread, AgentRequest requ
             question.onAnswer({turn.question, turn.answer, turn.sources, id, turn.action});
         }
     } else if (reply.error().kind != FailureKind::cancelled) {
-        AppLog::error(u"ask"_s, reply.error().message);
+        // An agent says what it was given, keys and all.
+        AppLog::error(u"ask"_s, Redact::secrets(reply.error().message));
         m_errors[thread.id] = reply.error().message;
         Q_EMIT errorsChanged();
         if (question.onError) {

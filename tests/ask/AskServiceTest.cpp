@@ -1,3 +1,5 @@
+#include "LumbroCore/AppLog.h"
+#include "LumbroCore/AtomicFile.h"
 #include "LumbroCore/Dates.h"
 #include "LumbroCore/LockedUpdate.h"
 #include "ask/AskService.h"
@@ -278,6 +280,15 @@ TEST_F(AskServiceTest, aCancelledQuestionLeavesNoTrace) {
     EXPECT_TRUE(QDir(m_folder.path(u"asks"_s)).isEmpty());
     service.reload();
     EXPECT_TRUE(service.threads().isEmpty());
+}
+
+TEST_F(AskServiceTest, noSecretOfAnAgentsFailureReachesTheLog) {
+    ask(u"One"_s);
+    call().answer(fail(u"boom password=hunter22-of-ask"_s));
+    AppLog::flush();
+    const QByteArray log = readFile(AppLog::url()).value_or(QByteArray());
+    EXPECT_TRUE(log.contains("boom password=[hidden]"));
+    EXPECT_FALSE(log.contains("hunter22-of-ask"));
 }
 
 TEST_F(AskServiceTest, aFailureIsToldUntilTheNextQuestion) {
