@@ -43,7 +43,9 @@ QString reasonText(const QByteArray& bytes) {
     }
     QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
     const QString text = decoder(QByteArrayView(bytes).first(end));
-    return decoder.hasError() ? QString() : text.trimmed();
+    // What shows nothing is no reason, so that the caller tells another one.
+    const bool shows = std::ranges::any_of(text, [](QChar c) { return c.isPrint() && !c.isSpace(); });
+    return decoder.hasError() || !shows ? QString() : text.trimmed();
 }
 
 Failure classify(const QString& text) {

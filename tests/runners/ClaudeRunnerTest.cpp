@@ -53,6 +53,7 @@ TEST_F(ClaudeRunnerTest, everyEndOfTheAgentIsAnAnswerOrATypedFailure) {
         {"error", failed, "API Error: 529 Overloaded", "API Error: 529 Overloaded"},
         {"error", failed, "Claude Code failed", ""},
         {"stderr", failed, "prompt exceeds the maximum", "  prompt exceeds the maximum"},
+        {"stderr", failed, "Claude Code failed", "\x01\x7f \x02"},
         {"stderr", limit, "rate limit", "rate limit", 0},
         {"cut-last-line", std::nullopt, "whole", "", 0, true},
         {"killed", timedOut, "Claude took too long. Try again.", "", 0, true},
