@@ -11,6 +11,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QStandardPaths>
+#include <QUrl>
 
 #include <algorithm>
 #include <array>
@@ -125,6 +126,11 @@ QString rawText(const QString& path, const QString& name, const QStringList& lis
     return list.join(u", "_s);
 }
 
+bool isWebAddress(const QString& text) {
+    const QUrl url(text, QUrl::StrictMode);
+    return url.isValid() && !url.host().isEmpty() && (url.scheme() == u"https" || url.scheme() == u"http");
+}
+
 }  // namespace
 
 Settings::Settings() : Settings(userFile()) {}
@@ -192,6 +198,10 @@ Result<> Settings::setFromText(const QString& name, const QString& text) {
     if (name == u"customCommand" && !shellWords(text)) {
         return fail(
             u"customCommand takes a command line whose quotes are closed and that doesn't end in \\."_s);
+    }
+    if (name == u"speechMirror" && !text.isEmpty() && !isWebAddress(text)) {
+        return fail(
+            u"speechMirror takes an address that begins with https:// or http://, not \"%1\"."_s.arg(text));
     }
     if (!keepDamaged()) {
         return fail(u"The settings file %1 can't be read, and no copy of it can be made; move it away."_s.arg(

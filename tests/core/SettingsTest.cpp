@@ -36,6 +36,8 @@ TEST(Settings, refuseUnknownKeysAndValuesThatTheyDoNotTake) {
         {u"onboarded"_s, u"maybe"_s, u"takes true or false"_s},
         {u"customCommand"_s, u"say 'hello"_s, u"quotes are closed"_s},
         {u"customCommand"_s, u"say \\"_s, u"quotes are closed"_s},
+        {u"speechMirror"_s, u"foo bar"_s, u"takes an address that begins with https://"_s},
+        {u"speechMirror"_s, u"ftp://here/"_s, u"takes an address that begins with https://"_s},
     };
     for (const auto& row : rows) {
         const QVariant before = settings.value(row.name);
@@ -44,13 +46,15 @@ TEST(Settings, refuseUnknownKeysAndValuesThatTheyDoNotTake) {
         EXPECT_TRUE(set.error().message.contains(row.says)) << set.error().message.toStdString();
         EXPECT_EQ(settings.value(row.name), before);
         settings.set(row.name, row.text);
-        EXPECT_TRUE(row.name == u"customCommand" || settings.value(row.name) == before)
+        EXPECT_TRUE(row.name == u"customCommand" || row.name == u"speechMirror" ||
+                    settings.value(row.name) == before)
             << row.text.toStdString();
         settings.set(row.name, {});
     }
     for (const char* good : {"0", "1439"}) {
         EXPECT_TRUE(settings.setFromText(u"dailyIdeasMinute"_s, QString::fromLatin1(good)));
     }
+    EXPECT_TRUE(settings.setFromText(u"speechMirror"_s, u"http://127.0.0.1:8000/models"_s));
     EXPECT_TRUE(settings.setFromText(u"customCommand"_s, u"say 'it is' a,b"_s));
     EXPECT_EQ(settings.string(u"customCommand"_s), u"say 'it is' a,b"_s);
 }
