@@ -99,6 +99,11 @@ Task<Result<>> ModelDownload::run() {
 Task<Result<>> ModelDownload::fetch() {
     const auto self = shared_from_this();
     QUrl address = m_request.address;
+    if (m_request.needsHttps && address.scheme() != u"https"_s) {
+        co_return fail(
+            u"%1 has no known checksum, so it is only fetched over https; give a mirror that has it."_s.arg(
+                name()));
+    }
     for (int hop = 0; hop <= redirectLimit; ++hop) {
         request(address);
         const std::unique_ptr<QNetworkReply, QScopedPointerDeleteLater> reply(m_reply.data());

@@ -21,6 +21,8 @@ struct DownloadRequest {
     QString target;
     /// Expected SHA-1, lower case hexadecimal; empty when unknown.
     QString sha1;
+    /// Whether nothing but https will do, as without a digest nobody else vouches for the bytes.
+    bool needsHttps = false;
 };
 
 /// One file's download: into "<target>.part", from where an earlier try ended, verified, then moved into

@@ -273,7 +273,7 @@ Task<Result<>> SpeechModels::install(QString id, Progress progress) {
         co_return fail(u"The models folder %1 cannot be made."_s.arg(m_folder));
     }
     const QPointer<SpeechModels> self(this);
-    const DownloadRequest request{address(*model), path(*model), model->sha1};
+    const DownloadRequest request{address(*model), path(*model), model->sha1, model->sha1.isEmpty()};
     const auto download = std::make_shared<ModelDownload>(m_downloads->network, request, std::move(progress));
     m_downloads->running.insert(id, download);
     auto outcome = co_await download->run();
