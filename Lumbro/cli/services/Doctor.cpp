@@ -123,6 +123,11 @@ DoctorCheck Doctor::speech() {
         return {u"speech model"_s, PermissionState::denied(),
                 u"None for your language is installed; `lumbro speech list` names those to install."_s};
     }
+    if (const auto broken = assets.models().brokenChoice()) {
+        return {u"speech model"_s, PermissionState::denied(),
+                u"The file of %1 can't be read, so another one stands in; install it again or choose another "
+                "with `lumbro speech use`."_s.arg(broken->id)};
+    }
     for (const auto& status : assets.models().list()) {
         if (status.isInUse) {
             return {u"speech model"_s, PermissionState::allowed(), status.model.name};

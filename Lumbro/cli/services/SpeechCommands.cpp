@@ -39,6 +39,9 @@ QString languagesText(const QStringList& languages) {
 }
 
 QString stateText(const SpeechModelStatus& status) {
+    if (status.isBroken) {
+        return u"can't be read"_s;
+    }
     return status.isInUse ? u"in use"_s : status.isInstalled ? u"installed"_s : QString();
 }
 
