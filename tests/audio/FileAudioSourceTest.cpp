@@ -194,8 +194,8 @@ TEST(FileAudioSource, saysWhatItCannotRead) {
         const auto started = test::wait(source.start([](const AudioBuffer&) {}));
         return started ? u"fine"_s : started.error().message;
     };
-    EXPECT_EQ(words(u"missing.wav"_s), u"There is no file “missing.wav”."_s);
-    EXPECT_EQ(words({}), u"There is no file “"_s + QFileInfo(folder.path()).fileName() + u"”."_s);
+    EXPECT_EQ(words(u"missing.wav"_s), u"There is no file “%1”."_s.arg(folder.path(u"missing.wav"_s)));
+    EXPECT_TRUE(words({}).endsWith(u"” is a folder; give a file in it."_s));
     for (const QString& name : {u"text.wav"_s, u"empty.m4a"_s, u"list.m3u8"_s}) {
         EXPECT_EQ(words(name), u"“"_s + name + u"” isn't an audio file that Lumbro can read."_s);
     }

@@ -40,6 +40,16 @@ SideSource fileSide(const QString& path, std::optional<int> channel = {}) {
     return {SideSource::Kind::file, QFileInfo(path).absoluteFilePath(), channel};
 }
 
+/// A file that ends within its first moment would only make a capture to throw away.
+Result<AudioFileInfo> probeSound(const QString& path) {
+    constexpr double leastSeconds = 0.05;
+    auto info = FileAudioSource::probe(path);
+    if (info && info->duration > 0 && info->duration < leastSeconds) {
+        return fail(u"“%1” holds no sound."_s.arg(path));
+    }
+    return info;
+}
+
 Result<> readSides(const Arguments& arguments, const AudioFileInfo& info, RecordingPlan& plan) {
     const auto them = arguments.value("them");
     const bool splits = arguments.has("split");
@@ -56,7 +66,7 @@ Result<> readSides(const Arguments& arguments, const AudioFileInfo& info, Record
     if (splits) {
         plan.system = fileSide(arguments.at(0), 1);
     } else if (them) {
-        const auto other = FileAudioSource::probe(*them);
+        const auto other = probeSound(*them);
         if (!other) {
             return fail(FailureKind::notFound, other.error().message);
         }
@@ -107,7 +117,7 @@ Result<RecordingPlan> RecordingPlan::forImport(const Arguments& arguments) {
     RecordingPlan plan;
     plan.fast = true;
     plan.title = arguments.value("title").value_or(QString()).simplified();
-    const auto info = FileAudioSource::probe(arguments.at(0));
+    const auto info = probeSound(arguments.at(0));
     if (!info) {
         return fail(FailureKind::notFound, info.error().message);
     }

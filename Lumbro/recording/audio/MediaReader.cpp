@@ -100,7 +100,11 @@ Result<> MediaReader::open(const QString& file) {
     const QFileInfo info(file);
     const QString name = u"“"_s + info.fileName() + u"”"_s;
     if (!info.isFile()) {
-        return fail(FailureKind::notFound, u"There is no file "_s + name + u'.');
+        const QString given = u"“"_s + file + u"”"_s;
+        return fail(FailureKind::notFound, !info.exists() ? u"There is no file "_s + given + u'.'
+                                           : info.isDir()
+                                               ? given + u" is a folder; give a file in it."_s
+                                               : given + u" isn't a regular file, so it can't be played."_s);
     }
     if (!info.isReadable()) {
         return fail(u"The file "_s + name + u" can't be read: permission denied."_s);
