@@ -237,6 +237,17 @@ TEST_P(DeviceRecording, goesOnInTimeWhenDevicesChangeVanishAndComeBack) {
     }
 }
 
+TEST_P(DeviceRecording, refusesANameThatSeveralOutputsHave) {
+    for (const QString& id : {u"left"_s, u"right"_s}) {
+        m_server.pactl({u"load-module"_s, u"module-null-sink"_s, u"sink_name="_s + id,
+                        u"sink_properties=device.description=Screen"_s});
+    }
+    const Finished run = m_line.run({u"record"_s, u"--system"_s, u"Screen"_s});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_TRUE(run.errors.contains(u"2 devices are called \"Screen\"; give the id of one: "_s))
+        << qPrintable(run.errors);
+}
+
 INSTANTIATE_TEST_SUITE_P(Devices, DeviceRecording,
                          testing::Values(PrivateAudioServer::Kind::pulseAudio,
                                          PrivateAudioServer::Kind::pipeWire),

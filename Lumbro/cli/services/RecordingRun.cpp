@@ -39,13 +39,24 @@ Services::Replacements replacementsFor(const RecordingPlan& plan) {
 }
 
 Result<QString> deviceID(const QList<AudioDevice>& devices, const QString& wanted) {
+    QStringList named;
     for (const AudioDevice& device : devices) {
-        if (device.id == wanted || device.name == wanted) {
+        if (device.id == wanted) {
             return device.id;
         }
+        if (device.name == wanted) {
+            named += device.id;
+        }
     }
-    return fail(FailureKind::notFound,
-                u"There is no device \"%1\"; `lumbro devices` lists them all."_s.arg(wanted));
+    if (named.isEmpty()) {
+        return fail(FailureKind::notFound,
+                    u"There is no device \"%1\"; `lumbro devices` lists them all."_s.arg(wanted));
+    }
+    if (named.size() > 1) {
+        return fail(FailureKind::notFound, u"%1 devices are called \"%2\"; give the id of one: %3."_s.arg(
+                                               QString::number(named.size()), wanted, named.join(u", "_s)));
+    }
+    return named.first();
 }
 
 }  // namespace
@@ -103,7 +114,8 @@ Task<Result<RecordingRun::Outcome>> RecordingRun::run() {
 Task<Result<>> RecordingRun::findDevices() {
     const bool choosesMicrophone = m_plan.microphone.kind == SideSource::Kind::device;
     const bool choosesOutput = m_plan.system.kind == SideSource::Kind::device;
-    if (!choosesMicrophone && !choosesOutput) {
+    // The server's own sentence says what to do, unlike that of a microphone which could not be started.
+    if (m_plan.microphone.kind == SideSource::Kind::file && !choosesOutput) {
         co_return Result<>();
     }
     AudioServer& server = m_services.audioServer();
