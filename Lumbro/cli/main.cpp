@@ -10,10 +10,12 @@
 #include "cli/SearchCommand.h"
 #include "cli/SettingsCommands.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -63,6 +65,13 @@ constexpr std::array entries{
     CommandEntry{"log", log},
 };
 
+/// Only the other program knows the speech models.
+bool choosesSpeechModel(std::span<char*> arguments) {
+    return arguments.size() > 1 && std::string_view(arguments[1]) == "settings" &&
+           std::ranges::any_of(arguments, [](std::string_view word) { return word == "speechModel"; }) &&
+           std::ranges::any_of(arguments, [](std::string_view word) { return word == "set"; });
+}
+
 int becomeServices(char** argv) {
     std::error_code error;
     const auto folder = std::filesystem::read_symlink("/proc/self/exe", error).parent_path();
@@ -91,7 +100,7 @@ int main(int argc, char** argv) {
         output.print(cli::programHelp());
         return output.finalStatus(0);
     }
-    if (first.empty() || first == "--dock") {
+    if (first.empty() || first == "--dock" || cli::choosesSpeechModel({argv, size_t(argc)})) {
         return cli::becomeServices(argv);
     }
     return cli::runCommand(argc, argv, cli::entries, cli::becomeServices);

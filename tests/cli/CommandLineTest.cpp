@@ -107,6 +107,7 @@ TEST(CommandLine, failsWithOneSentenceThatSaysWhatToDo) {
         {{u"engine-run"_s, u"nothing"_s, u"last"_s}, u"`lumbro engines` lists them all"_s},
         {{u"settings"_s, u"set"_s, u"dailyIdeasMinute"_s, u"noon"_s}, u"takes a whole number"_s},
         {{u"settings"_s, u"set"_s, u"aiProvider"_s, u"gpt"_s}, u"takes claude or codex, not \"gpt\"."_s},
+        {{u"settings"_s, u"set"_s, u"speechModel"_s, u"nonsense"_s}, u"`lumbro speech list` names"_s},
         {{u"settings"_s, u"set"_s, u"nothing"_s, u"-5"_s}, u"nothing"_s},
         {{u"settings"_s, u"get"_s, u"nothing"_s}, u"`lumbro settings list` names them all"_s},
         {{u"import"_s, u"/nothing.wav"_s}, u"nothing.wav"_s},
@@ -172,6 +173,15 @@ TEST(CommandLine, listsReadsAndChangesSettings) {
     EXPECT_EQ(line.run({u"settings"_s, u"--json"_s}).object().value(u"meetingPrepEnabled"_s).toBool(true),
               false);
     EXPECT_TRUE(line.home().has(u".config/Lumbro/Lumbro.ini"_s));
+}
+
+TEST(CommandLine, examinesTheAgentsAndTheUsersOwnCommand) {
+    const CommandLine line;
+    line.installAgent();
+    ASSERT_EQ(line.run({u"settings"_s, u"set"_s, u"customCommand"_s, u"/nothing/here -x"_s}).status, 0);
+    const QString doctor = line.run({u"doctor"_s, u"--json"_s}).output;
+    EXPECT_TRUE(doctor.contains(u"There is no program \\\"/nothing/here\\\""_s)) << qPrintable(doctor);
+    EXPECT_TRUE(doctor.contains(line.home().path(u".local/bin/claude"_s))) << qPrintable(doctor);
 }
 
 TEST(CommandLine, printsTheEndOfTheLog) {

@@ -2,13 +2,16 @@
 
 #include "LumbroCore/AtomicFile.h"
 #include "LumbroCore/Settings.h"
+#include "LumbroCore/ShellWords.h"
 #include "cli/Table.h"
 #include "library/ContextLibrary.h"
 #include "platform/AudioServer.h"
 #include "recording/transcription/SpeechAssets.h"
 #include "surfaces/SetupChecks.h"
 
+#include <QDir>
 #include <QFile>
+#include <QStandardPaths>
 #include <QStorageInfo>
 
 namespace lumbro::cli {
@@ -22,7 +25,7 @@ constexpr qint64 spaceForADay = qint64(2) * 16000 * 2 * 8 * 3600;
 QString agentText(const QString& message, const std::optional<QString>& path, const QString& install) {
     QString text = message.isEmpty() ? path.value_or(QString()) : message;
     if (path) {
-        return text;
+        return message.isEmpty() ? text : u"%1 (%2)"_s.arg(text, *path);
     }
     text += text.endsWith(u'.') ? QString() : u"."_s;
     return text + u" To have it: "_s + install;
@@ -52,6 +55,9 @@ Task<QList<DoctorCheck>> Doctor::examine() {
     checks += co_await claude();
     begin(u"Codex"_s);
     checks += co_await codex();
+    if (const QString command = m_services.settings().string(u"customCommand"_s); !command.isEmpty()) {
+        checks += ownCommand(command);
+    }
     co_return checks;
 }
 
@@ -150,6 +156,21 @@ Task<DoctorCheck> Doctor::codex() {
     co_return {u"Codex"_s, checks.codex(),
                agentText(checks.codexMessage(), checks.codexPath(),
                          u"`npm install -g @openai/codex`, then `codex login`."_s)};
+}
+
+DoctorCheck Doctor::ownCommand(const QString& command) {
+    const QString name = u"your command"_s;
+    QString program = shellWords(command).value_or(QStringList()).value(0);
+    if (program.startsWith(u"~/")) {
+        program = QDir::homePath() + program.sliced(1);
+    }
+    const QString path = QStandardPaths::findExecutable(program);
+    if (path.isEmpty()) {
+        return {name, PermissionState::denied(),
+                u"There is no program \"%1\"; mend the setting customCommand, or empty it to use the agent."_s
+                    .arg(program)};
+    }
+    return {name, PermissionState::allowed(), path};
 }
 
 void Doctor::begin(const QString& name) const {

@@ -42,6 +42,7 @@ class Doctor {
     DoctorCheck speech();
     Task<DoctorCheck> claude();
     Task<DoctorCheck> codex();
+    static DoctorCheck ownCommand(const QString& command);
     void begin(const QString& name) const;
 
     Services& m_services;

@@ -10,6 +10,7 @@
 #include "cli/services/MemoryUpdateCommands.h"
 #include "cli/services/RecordingCommands.h"
 #include "cli/services/SpeechCommands.h"
+#include "cli/services/SpeechSetting.h"
 #include "library/ContextLibrary.h"
 
 #include <QCoreApplication>
@@ -38,6 +39,7 @@ constexpr std::array entries{
     CommandEntry{"speech import", speechImport},
     CommandEntry{"speech remove", speechRemove},
     CommandEntry{"speech use", speechUse},
+    CommandEntry{"settings set", setSpeechSetting},
     CommandEntry{"doctor", doctor},
 };
 
