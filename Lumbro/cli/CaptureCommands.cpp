@@ -1,11 +1,13 @@
 #include "cli/CaptureCommands.h"
 
+#include "LumbroCore/AtomicFile.h"
 #include "cli/CaptureLookup.h"
 #include "cli/CaptureText.h"
 #include "cli/Table.h"
 #include "library/CaptureRename.h"
 #include "library/CaptureScan.h"
 #include "library/ContextLibrary.h"
+#include "library/EngineCatalogue.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -26,8 +28,38 @@ int printPart(Output& output, const QString& text, const QString& missing) {
     return 0;
 }
 
+/// Of a file that is there: nobody shall be told to write it anew.
+QString unreadableFile(const CaptureRecord& record, const QString& name) {
+    return u"%1/%2 can't be read; it isn't text in UTF-8."_s.arg(record.id(), name);
+}
+
+bool isEngine(const QString& id) {
+    // Those that come with the application are in the user's folder only once something has opened it.
+    const QString builtIns = u":/engines"_s;
+    for (const QString& folder : {ContextLibrary::rootFromEnvironment() + u"/engines"_s, builtIns}) {
+        EngineCatalogue catalogue(builtIns, folder);
+        catalogue.reload(true);
+        if (catalogue.engine(id)) {
+            return true;
+        }
+    }
+    return false;
+}
+
 int showHandoff(Output& output, const CaptureDetails& details, const QString& engine) {
-    const QString id = details.summary.record.id();
+    const CaptureRecord& record = details.summary.record;
+    const QString id = record.id();
+    const QString file = u"handoffs/"_s + engine + u".md"_s;
+    if (!details.handoffs.contains(engine)) {
+        if (!engine.contains(u'/') && QFileInfo::exists(record.path(file))) {
+            return output.fail(unreadableFile(record, file));
+        }
+        if (!isEngine(engine)) {
+            return output.fail(
+                u"There is no engine \"%1\", nor a result of one; `lumbro engines` lists them all."_s.arg(
+                    engine));
+        }
+    }
     QString missing = u"%1 has no result of \"%2\"; `lumbro engine-run %2 %1` makes one."_s.arg(id, engine);
     if (!details.handoffs.isEmpty()) {
         missing += u" It has: %1."_s.arg(QStringList(details.handoffs.keys()).join(u", "_s));
@@ -52,6 +84,11 @@ int showText(Output& output, const Arguments& arguments, const CaptureDetails& d
                          u"%1 has no transcript."_s.arg(id));
     }
     if (arguments.has("notes")) {
+        const CaptureRecord& record = details.summary.record;
+        const QString path = record.path(u"notes.md"_s);
+        if (QFileInfo::exists(path) && !readTextFile(path)) {
+            return output.fail(unreadableFile(record, u"notes.md"_s));
+        }
         return printPart(output, Output::cleanLines(details.notes),
                          u"%1 has no notes of yours; write them into %2/notes.md."_s.arg(
                              id, details.summary.record.folder));

@@ -119,6 +119,25 @@ TEST_F(CaptureCommands, tellWhatCannotBeRead) {
     EXPECT_TRUE(line.run({u"captures"_s}).errors.contains(u"and 1 other can't be read"_s));
 }
 
+TEST_F(CaptureCommands, adviseNothingThatWouldOverwriteWhatCannotBeRead) {
+    line.write(newer, u"notes.md"_s, "caf\xe9 noir\n");
+    line.write(newer, u"handoffs/notes.md"_s, "caf\xe9 noir\n");
+    const struct {
+        QStringList part;
+        QString says;
+    } rows[] = {
+        {{u"--notes"_s}, u"/notes.md can't be read"_s},
+        {{u"--handoff"_s, u"notes"_s}, u"/handoffs/notes.md can't be read"_s},
+        {{u"--handoff"_s, u"nope"_s}, u"There is no engine \"nope\""_s},
+    };
+    for (const auto& row : rows) {
+        const Finished shown = line.run(QStringList{u"show"_s, newer} + row.part);
+        EXPECT_EQ(shown.status, 1);
+        EXPECT_TRUE(shown.errors.contains(row.says)) << qPrintable(shown.errors);
+        EXPECT_FALSE(shown.errors.contains(u"engine-run"_s)) << qPrintable(shown.errors);
+    }
+}
+
 TEST_F(CaptureCommands, worksInAnEmptyHome) {
     const CommandLine empty;
     EXPECT_EQ(empty.run({u"captures"_s, u"--json"_s}).output, u"[]\n"_s);
