@@ -1,6 +1,7 @@
 #include "memory/Librarian.h"
 
 #include "LumbroCore/AppLog.h"
+#include "chats/formats/Redact.h"
 #include "library/CaptureFiles.h"
 #include "library/ContextLibrary.h"
 #include "memory/LibrarianInput.h"
@@ -30,11 +31,6 @@ bool isProjectOf(const LibrarianOps::Entity& entity, const QList<MemoryEntity>& 
 bool concernsAgent(const Failure& failure) {
     return failure.kind == FailureKind::notInstalled || failure.kind == FailureKind::notLoggedIn ||
            failure.kind == FailureKind::limit || failure.kind == FailureKind::cancelled;
-}
-
-/// The store could not begin, so that the capture must be read again.
-bool isUntouched(const Failure& failure) {
-    return failure.kind == FailureKind::notFound || failure.kind == FailureKind::timedOut;
 }
 
 /// The capture as it is now: the application and commands change it beside each other.
@@ -170,7 +166,8 @@ Task<Result<LibrarianOps>> Librarian::ask(AgentRequest request, Cancel cancel) {
     for (int attempt = 1; attempt <= attempts; ++attempt) {
         const Result<QString> reply = co_await m_agent.run(request, cancel);
         if (!reply) {
-            AppLog::error(u"memory"_s, u"librarian failed: "_s + reply.error().message.simplified());
+            AppLog::error(u"memory"_s,
+                          u"librarian failed: "_s + Redact::secrets(reply.error().message.simplified()));
             co_return std::unexpected(reply.error());
         }
         if (auto ops = LibrarianOps::decode(*reply)) {
@@ -192,7 +189,8 @@ Result<MemoryPass> Librarian::apply(const CaptureRecord& record, LibrarianOps op
         ops = sessionOps(std::move(ops), m_memory.projects());
     }
     const Result<> applied = m_memory.apply(ops, fresh(record).value_or(record));
-    if (!applied && isUntouched(applied.error())) {
+    if (!applied) {
+        // What is missing may be written by a later pass, which adds nothing twice.
         return std::unexpected(applied.error());
     }
     AppLog::info(u"memory"_s, u"updated from %1: people=%2 promises=%3 ideas=%4"_s.arg(record.id())
@@ -205,9 +203,6 @@ Result<MemoryPass> Librarian::apply(const CaptureRecord& record, LibrarianOps op
             saved->meta.sessionCursor = through;
         }
         [[maybe_unused]] const Result<> logged = m_library.save(*saved);
-    }
-    if (!applied) {
-        return std::unexpected(applied.error());
     }
     return MemoryPass{.captureID = record.id(),
                       .updated = true,

@@ -26,8 +26,8 @@ struct LibrarianInput;
 
 /// Turns finished captures, and what is new in a log of chats, into lasting memory: shows the model the
 /// capture and what is known, and has the store apply what it proposes. The model itself gets no tools and
-/// writes nothing. Every failure is logged; a capture that the model did not read stays unread for a later
-/// pass. Several passes may be under way at once. Main thread.
+/// writes nothing. Every failure is logged; a capture that the model did not read, or of which something
+/// could not be written, stays unread for a later pass. Several passes may be under way at once. Main thread.
 class Librarian final : public QObject {
     Q_OBJECT
 

@@ -3,6 +3,7 @@
 #include "LumbroCore/AppLog.h"
 #include "LumbroCore/Dates.h"
 #include "LumbroCore/Literals.h"
+#include "LumbroCore/Text.h"
 #include "memory/Bounded.h"
 #include "memory/PageUpdate.h"
 #include "memory/formats/EmailAddresses.h"
@@ -27,7 +28,11 @@ constexpr qsizetype mostText = 1000;
 
 /// Text inside a line whose parts are separated by signs, without these signs.
 QString withoutSigns(QString text) {
-    return text.replace(u" · "_s, u" • "_s).replace(u'→', u"->"_s);
+    // With a blank at the end, as one follows there in the line.
+    for (text += u' '; text.contains(u" · "_s);) {
+        text.replace(u" · "_s, u" • "_s);
+    }
+    return trimmedBlanks(text.replace(u'→', u"->"_s)).toString();
 }
 
 bool isNobody(const QString& name) {
@@ -174,7 +179,7 @@ QStringList MemoryMerge::promiseLines(const QList<LibrarianOps::Promise>& promis
     }
     QStringList lines;
     for (const LibrarianOps::Promise& promise : bounded(promises, mostLines, u"promises"_s)) {
-        const QString text = oneLine(promise.text, mostText);
+        const QString text = withoutSigns(oneLine(promise.text, mostText));
         if (text.isEmpty() || known.contains(text.toLower())) {
             continue;
         }

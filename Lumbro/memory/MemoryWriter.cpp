@@ -14,6 +14,7 @@
 #include <QDateTime>
 #include <QFileInfo>
 
+#include <algorithm>
 #include <utility>
 
 namespace lumbro {
@@ -32,6 +33,19 @@ Result<T> logged(Result<T> result) {
         AppLog::error(u"memory"_s, result.error().message);
     }
     return result;
+}
+
+/// The lines without ideas that the file has already from the same capture.
+QStringList newIdeaLines(const QByteArray& file, QStringList lines) {
+    const QList<IdeaItem> known = memoryLists::ideas(file);
+    lines.removeIf([&known](const QString& line) {
+        const auto idea = IdeaItem::parse(line);
+        return idea && idea->source && std::ranges::any_of(known, [&idea](const IdeaItem& one) {
+                   return one.source && one.source->target == idea->source->target &&
+                          one.hook.compare(idea->hook, Qt::CaseInsensitive) == 0;
+               });
+    });
+    return lines;
 }
 
 void makeList(const QString& path, const QByteArray& text) {
@@ -135,13 +149,16 @@ Result<QStringList> MemoryWriter::addIdeas(const QList<NewIdea>& items, QDate to
     if (lines.isEmpty()) {
         return lines;
     }
-    const auto written = logged(updateFile(ideasFile(), [&lines](const std::optional<QByteArray>& bytes) {
-        return std::optional(memoryLists::withIdeas(bytes.value_or("# Ideas\n"), lines));
+    QStringList added;
+    const auto written = logged(updateFile(ideasFile(), [&](const auto& bytes) -> std::optional<QByteArray> {
+        const QByteArray file = bytes.value_or("# Ideas\n");
+        added = newIdeaLines(file, lines);
+        return added.isEmpty() ? std::nullopt : std::optional(memoryLists::withIdeas(file, added));
     }));
     if (!written) {
         return std::unexpected(written.error());
     }
-    return lines;
+    return added;
 }
 
 Result<QString> MemoryWriter::createProject(const QString& name) const {

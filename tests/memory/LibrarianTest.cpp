@@ -167,6 +167,23 @@ TEST_F(LibrarianTest, leavesTheCaptureUnreadWhenTheAgentFails) {
     EXPECT_EQ(librarian.unread().size(), 1);
 }
 
+TEST_F(LibrarianTest, readsACaptureAgainOfWhichSomethingCouldNotBeWritten) {
+    const CaptureRecord record = capture(CaptureKind::meeting, u"Weekly"_s, 20);
+    const QString answer =
+        ann.chopped(1) + uR"(,"ideas":[{"hook":"Why **tea** · now","angle":"it works"}]})"_s;
+    const QString list = memory.root() + u"/promises.md"_s;
+    ASSERT_TRUE(QFile::remove(list) && QDir().mkpath(list));
+    EXPECT_FALSE(pass(record, {answer})->has_value());
+    EXPECT_FALSE(meta(record).memorizedAt.has_value());
+    EXPECT_EQ(librarian.unread().size(), 1);
+    ASSERT_TRUE(QDir().rmdir(list));
+    EXPECT_TRUE((*pass(record, {answer}))->updated);
+    EXPECT_TRUE(meta(record).memorizedAt.has_value());
+    EXPECT_EQ(memory.promises().size(), 1);
+    EXPECT_EQ(memory.ideas().size(), 1);
+    EXPECT_EQ(memory.people().first().timeline.size(), 1);
+}
+
 TEST_F(LibrarianTest, losesNothingOfTwoPassesAtOnce) {
     const CaptureRecord one = capture(CaptureKind::meeting, u"One"_s, 20);
     const CaptureRecord two = capture(CaptureKind::meeting, u"Two"_s, 20, 10);

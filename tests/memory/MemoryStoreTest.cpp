@@ -107,18 +107,21 @@ TEST_F(MemoryStoreTest, aChangeAfterALongRestIsSeen) {
 TEST_F(MemoryStoreTest, handEditsSurviveEveryWrite) {
     const QByteArray promises =
         "\xEF\xBB\xBF# My list\r\n\r\nnot \xFF utf-8 \r\n  - [ ]  odd  spacing ^p-1 \t\r\n"
-        "- [X] call Ann · snoozed 2026-01-01 · snoozed 2026-01-02 ^p-2\r\n- [ ] bare\r\n- [ ] last";
+        "- [X] call Ann · snoozed 2026-01-01 · snoozed 2026-01-02 ^p-2\r\n- [ ] l\xE9 ^p-3\r\n- [ ] "
+        "bare\r\n- [ ] last";
     put(u"promises.md"_s, promises);
     m_store.reload(false);
     EXPECT_TRUE(m_store.setPromise(u"p-1"_s, true));
     EXPECT_TRUE(m_store.setPromise(u"p-2"_s, false));
     EXPECT_TRUE(m_store.snoozePromise(u"p-2"_s, 3));
-    EXPECT_TRUE(m_store.setPromise(m_store.promises()[2].id, true));
+    EXPECT_TRUE(m_store.snoozePromise(u"p-3"_s, 3));
+    EXPECT_TRUE(m_store.setPromise(m_store.promises()[3].id, true));
     EXPECT_FALSE(m_store.setPromise(u"p-none"_s, true));
     EXPECT_FALSE(m_store.setPromise({}, true));
     const QByteArray changed =
         "\xEF\xBB\xBF# My list\r\n\r\nnot \xFF utf-8 \r\n  - [x]  odd  spacing ^p-1 \t\r\n"
-        "- [ ] call Ann · snoozed 2026-03-05 ^p-2\r\n- [x] bare\r\n- [ ] last";
+        "- [ ] call Ann · snoozed 2026-03-05 ^p-2\r\n- [ ] l\xE9 · snoozed 2026-03-05 ^p-3\r\n"
+        "- [x] bare\r\n- [ ] last";
     EXPECT_EQ(file(u"promises.md"_s), changed);
 
     put(u"ideas.md"_s, "intro\r\n- old \xFF");

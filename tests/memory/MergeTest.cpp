@@ -64,8 +64,11 @@ TEST_F(MergeTest, readingAMeetingAgainAddsNothing) {
     ops.people = {entity(u"Dana Kim"_s)};
     ops.people[0].about = QStringList{u"Likes tea"_s};
     ops.people[0].timeline = u"Met"_s;
-    ops.promises = {promise(u"Me"_s, u"Send it"_s)};
+    ops.promises = {promise(u"Me"_s, u"Send it"_s), promise(u"Me"_s, u"Book · · 2020-01-01 ·"_s)};
     ASSERT_TRUE(m_store.apply(ops, meeting()));
+    ASSERT_EQ(m_store.promises().size(), 2);
+    EXPECT_EQ(m_store.promises()[1].text, u"Book • • 2020-01-01 •"_s);
+    EXPECT_EQ(m_store.promises()[1].date, u"2026-03-02"_s);
     const QByteArray page = file(u"people/dana-kim.md"_s);
     const QByteArray promises = file(u"promises.md"_s);
     ops.people[0].timeline = u"Told otherwise"_s;
@@ -76,7 +79,7 @@ TEST_F(MergeTest, readingAMeetingAgainAddsNothing) {
 
     ops.closedPromises = QStringList{m_store.promises().first().id};
     ASSERT_TRUE(m_store.apply(ops, meeting()));
-    EXPECT_EQ(file(u"promises.md"_s), QByteArray(promises).replace("- [ ]", "- [x]"));
+    EXPECT_EQ(file(u"promises.md"_s), QByteArray(promises).replace(promises.indexOf("- [ ]"), 5, "- [x]"));
 }
 
 TEST_F(MergeTest, theSlugComesFromWhatIsKnownFirst) {

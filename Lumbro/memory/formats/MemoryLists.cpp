@@ -12,7 +12,7 @@ namespace {
 
 constexpr QByteArrayView openBox = "- [ ] ";
 constexpr QByteArrayView tickedBox = "- [x] ";
-constexpr QStringView snoozedMark = u" · snoozed ";
+constexpr QByteArrayView snoozedMark = " · snoozed ";
 
 /// Calls `read` with each line, without its "\n".
 void forEachLine(const QByteArray& file, const std::function<void(const QString& line)>& read) {
@@ -59,13 +59,14 @@ void replaceFirst(QByteArray& line, QByteArrayView before, QByteArrayView after)
     }
 }
 
-QString withoutSnooze(QString line) {
+/// In bytes: what is no UTF-8 text elsewhere in the line stays.
+QByteArray withoutSnooze(QByteArray line) {
     constexpr qsizetype daySize = 10;
     qsizetype at = 0;
     while ((at = line.indexOf(snoozedMark, at)) >= 0) {
         const qsizetype day = at + snoozedMark.size();
         if (PromiseDates::looksLikeDay(
-                QStringView(line).sliced(day).first(std::min(daySize, line.size() - day)))) {
+                QString::fromLatin1(line.sliced(day, std::min(daySize, line.size() - day))))) {
             line.remove(at, snoozedMark.size() + daySize);
         } else {
             ++at;
@@ -136,16 +137,15 @@ std::optional<QByteArray> withBox(const QByteArray& file, const QString& id, boo
 }
 
 std::optional<QByteArray> withSnooze(const QByteArray& file, const QString& id, QDate until) {
-    const QString mark = snoozedMark.toString() + PromiseDates::text(until);
-    return changed(file, id, [&](QByteArray& bytes) {
-        QString line = withoutSnooze(QString::fromUtf8(bytes));
-        const qsizetype anchor = line.lastIndexOf(u" ^"_s + id);
+    const QByteArray mark = snoozedMark.toByteArray() + PromiseDates::text(until).toUtf8();
+    return changed(file, id, [&](QByteArray& line) {
+        line = withoutSnooze(line);
+        const qsizetype anchor = line.lastIndexOf(" ^" + id.toUtf8());
         if (anchor >= 0) {
             line.insert(anchor, mark);
         } else {
-            line.insert(line.endsWith(u'\r') ? line.size() - 1 : line.size(), mark);
+            line.insert(line.endsWith('\r') ? line.size() - 1 : line.size(), mark);
         }
-        bytes = line.toUtf8();
     });
 }
 
