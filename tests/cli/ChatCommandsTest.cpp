@@ -63,7 +63,7 @@ TEST_F(ChatCommands, importFilesLogsThatShowPrints) {
     EXPECT_EQ(line.run(today).object()[u"requests"_s], 0);
     EXPECT_EQ(line.run(today + QStringList{u"--since"_s, u"2026-03-01"_s}).object()[u"projectDays"_s], 2);
     EXPECT_EQ(line.run({u"captures"_s, u"--json"_s}).array().size(), 2);
-    EXPECT_EQ(line.run({u"chats"_s, u"import"_s, u"--since"_s, u"soon"_s}).status, 1);
+    EXPECT_EQ(line.run({u"chats"_s, u"import"_s, u"--since"_s, u"soon"_s}).status, 2);
 
     const Finished shown = line.run({u"show"_s, id});
     EXPECT_TRUE(shown.output.contains(u"1 request\n"_s)) << qPrintable(shown.output);
