@@ -165,13 +165,13 @@ CaptureRecord CaptureFlow::makeRecord(CaptureKind kind, CaptureIntent intent,
     }
     if (event) {
         link(record.meta, *event);
-        library.save(record);
+        [[maybe_unused]] const Result<> logged = library.save(record);
         AppLog::info(u"prep"_s, u"capture linked to event '%1'"_s.arg(event->title));
     }
     if (const auto app = m_services.ports.callApp(event)) {
         record.meta.callApp = app->name;
         record.meta.callAppBundleID = app->bundleID;
-        library.save(record);
+        [[maybe_unused]] const Result<> logged = library.save(record);
     }
     return record;
 }
