@@ -23,11 +23,11 @@ class VdirCalendarTest : public testing::Test {
         tzset();
         m_settings.set(u"calendarFolder"_s, m_folder.path(u"calendars"_s));
         m_settings.set(u"ownEmail"_s, u"me@example.org"_s);
-        m_folder.write(u"calendars/work/displayname"_s, "Work\n");
+        m_folder.write(u"calendars/office/displayname"_s, "Work\n");
     }
 
     void put(const QString& name, const QByteArray& lines) {
-        m_folder.write(u"calendars/work/"_s + name + u".ics"_s,
+        m_folder.write(u"calendars/office/"_s + name + u".ics"_s,
                        "BEGIN:VCALENDAR\r\nVERSION:2.0\r\n" + lines + "END:VCALENDAR\r\n");
     }
     static QByteArray vevent(const QByteArray& lines, const QByteArray& id = "one") {
@@ -187,15 +187,15 @@ TEST_F(VdirCalendarTest, readsWhoIsInvitedAndWhatItMeans) {
 
 TEST_F(VdirCalendarTest, brokenFilesLeaveTheOthersReadable) {
     put(u"good"_s, vevent("DTSTART:20260302T090000\r\n", "good"));
-    m_folder.write(u"calendars/work/empty.ics"_s, {});
-    m_folder.write(u"calendars/work/half.ics"_s, "BEGIN:VCALENDAR\r\nBEGIN:VEVENT\r\nDTSTART:2026");
-    m_folder.write(u"calendars/work/bytes.ics"_s, QByteArray("\xFF\xFE\0\x80 BEGIN", 10));
-    m_folder.write(u"calendars/work/deep.ics"_s, QByteArray("BEGIN:VCALENDAR\r\n").repeated(50'000));
-    m_folder.write(u"calendars/work/huge.ics"_s, QByteArray(3 << 20, 'x'));
-    m_folder.write(u"calendars/work/.hidden.ics"_s,
+    m_folder.write(u"calendars/office/empty.ics"_s, {});
+    m_folder.write(u"calendars/office/half.ics"_s, "BEGIN:VCALENDAR\r\nBEGIN:VEVENT\r\nDTSTART:2026");
+    m_folder.write(u"calendars/office/bytes.ics"_s, QByteArray("\xFF\xFE\0\x80 BEGIN", 10));
+    m_folder.write(u"calendars/office/deep.ics"_s, QByteArray("BEGIN:VCALENDAR\r\n").repeated(50'000));
+    m_folder.write(u"calendars/office/huge.ics"_s, QByteArray(3 << 20, 'x'));
+    m_folder.write(u"calendars/office/.hidden.ics"_s,
                    "BEGIN:VCALENDAR\r\n" + vevent("DTSTART:20260302T090000\r\n"));
     put(u"latin"_s, vevent("DTSTART:20260303T090000\r\nLOCATION:Caf\xE9\r\n", "latin"));
-    QDir().mkpath(m_folder.path(u"calendars/work/folder.ics"_s));
+    QDir().mkpath(m_folder.path(u"calendars/office/folder.ics"_s));
     EXPECT_EQ(starts(march1, april10), (QStringList{u"03-02 09:00"_s, u"03-03 09:00"_s}));
 }
 
@@ -210,9 +210,9 @@ TEST_F(VdirCalendarTest, seesWhatOtherProgramsChange) {
     EXPECT_TRUE(test::eventually([&] { return wasTold; }));
     EXPECT_EQ(starts(march1, april10).size(), 2);
     // A file that another program has only begun to write again keeps what it said.
-    m_folder.write(u"calendars/work/two.ics"_s, "BEGIN:VCALENDAR\r\nBEGIN:VEV");
+    m_folder.write(u"calendars/office/two.ics"_s, "BEGIN:VCALENDAR\r\nBEGIN:VEV");
     EXPECT_EQ(starts(march1, april10).size(), 2);
-    QFile::remove(m_folder.path(u"calendars/work/two.ics"_s));
+    QFile::remove(m_folder.path(u"calendars/office/two.ics"_s));
     EXPECT_EQ(starts(march1, april10).size(), 1);
 }
 
