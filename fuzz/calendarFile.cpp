@@ -1,7 +1,7 @@
 // A calendar file: reading and expanding end in bounded time, occurrences touch the time that was asked for,
 // and any title can be written into a file of its own.
 #include "Check.h"
-#include "platform/linux/IcalFile.h"
+#include "platform/linux/desktop/IcalFile.h"
 
 using namespace lumbro;
 

@@ -2,6 +2,7 @@
 
 #include "LumbroCore/Clock.h"
 #include "LumbroCore/Settings.h"
+#include "actions/CalendarExport.h"
 #include "ask/AskService.h"
 #include "chats/SessionImporter.h"
 #include "library/ContextLibrary.h"
@@ -9,6 +10,7 @@
 #include "memory/Librarian.h"
 #include "memory/MemoryStore.h"
 #include "platform/linux/PulseAudioServer.h"
+#include "platform/linux/desktop/OpenOrganizer.h"
 #include "recording/audio/AudioArchive.h"
 #include "recording/audio/MicSource.h"
 #include "recording/audio/SystemAudioSource.h"
@@ -67,6 +69,7 @@ struct Services::Private {
     std::unique_ptr<CodexRunner> codex;
     std::unique_ptr<AgentProvider> agent;
     std::unique_ptr<AudioServer> audioServer;
+    std::unique_ptr<Organizer> organizer;
     std::unique_ptr<SpeechAssets> speechAssets;
     std::unique_ptr<ContextLibrary> library;
     std::unique_ptr<MemoryStore> memory;
@@ -151,7 +154,11 @@ SessionImporter& Services::sessionImporter() {
 
 AskService& Services::ask() {
     return once(m_private->ask, [this] {
-        return std::make_unique<AskService>(clock(), settings(), library(), memory(), agent());
+        AskPorts ports;
+        ports.calendarIsDenied = [this] { return calendar().access() == CalendarAccess::denied; };
+        ports.calendarContext = [this] { return calendarExport::context(&calendar(), clock().now()); };
+        return std::make_unique<AskService>(clock(), settings(), library(), memory(), agent(),
+                                            std::move(ports));
     });
 }
 
@@ -174,6 +181,20 @@ AudioServer& Services::audioServer() {
     return once(
         m_private->audioServer, m_private->replacements.audioServer,
         [this]() -> std::unique_ptr<AudioServer> { return std::make_unique<PulseAudioServer>(clock()); });
+}
+
+Organizer& Services::organizer() {
+    return once(m_private->organizer, [this] { return openOrganizer(settings(), clock()); });
+}
+
+CalendarStore& Services::calendar() {
+    CalendarStore* standIn = m_private->replacements.calendar.get();
+    return standIn == nullptr ? organizer() : *standIn;
+}
+
+TaskStore& Services::tasks() {
+    TaskStore* standIn = m_private->replacements.tasks.get();
+    return standIn == nullptr ? organizer() : *standIn;
 }
 
 SpeechAssets& Services::speechAssets() {

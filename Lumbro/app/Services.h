@@ -3,6 +3,8 @@
 #include "LumbroCore/Clock.h"
 #include "LumbroCore/Settings.h"
 #include "platform/AudioServer.h"
+#include "platform/CalendarStore.h"
+#include "platform/TaskStore.h"
 #include "recording/CaptureSession.h"
 #include "runners/AgentRequest.h"
 
@@ -21,6 +23,7 @@ class ContextLibrary;
 class FeedGate;
 class Librarian;
 class MemoryStore;
+class Organizer;
 class SessionImporter;
 class SetupChecks;
 class SpeechAssets;
@@ -36,6 +39,8 @@ class Services {
         std::unique_ptr<Settings> settings;
         std::unique_ptr<AgentProvider> agent;
         std::unique_ptr<AudioServer> audioServer;
+        std::unique_ptr<CalendarStore> calendar;
+        std::unique_ptr<TaskStore> tasks;
         /// Fills in or replaces what a new recording works with, after the devices have been put in; asked
         /// at the start of every recording. May be empty.
         std::function<void(CaptureSession::Ports&)> prepareSession;
@@ -68,11 +73,15 @@ class Services {
     ClaudeRunner& claude();
     CodexRunner& codex();
     AudioServer& audioServer();
+    /// The user's events and tasks, where the settings say that they are kept.
+    CalendarStore& calendar();
+    TaskStore& tasks();
     SpeechAssets& speechAssets();
     SetupChecks& setupChecks();
     AppModel& model();
 
   private:
+    Organizer& organizer();
     std::unique_ptr<RecordingSession> makeSession(const CaptureRecord& record, bool includeSystemAudio);
 
     struct Private;

@@ -22,7 +22,21 @@ AskContext::AskContext(const Clock& clock, const Settings& settings, const Conte
                        const MemoryStore& memory, AskPorts ports)
     : m_clock(clock), m_settings(settings), m_library(library), m_memory(memory), m_ports(std::move(ports)) {}
 
-QString AskContext::input(const AskQuestion& question, const AskThread& thread) const {
+Task<AskDates> AskContext::read(AskPorts ports, QDateTime now) {
+    AskDates read;
+    if (ports.calendarContext) {
+        read.text = co_await ports.calendarContext();
+    }
+    if (read.text.isEmpty()) {
+        read.text = u"TODAY: "_s + dates::longReadable(now);
+    }
+    if (ports.nextMeetings) {
+        read.meetings = co_await ports.nextMeetings(toldMeetings);
+    }
+    co_return read;
+}
+
+QString AskContext::input(const AskQuestion& question, const AskThread& thread, const AskDates& dates) const {
     AskInput input;
     input.question = question.question;
     input.turns = thread.turns;
@@ -32,9 +46,8 @@ QString AskContext::input(const AskQuestion& question, const AskThread& thread) 
     input.voice = voice();
     m_ports.refreshConnectors();
     input.apps = apps();
-    const QString calendar = m_ports.calendarContext ? m_ports.calendarContext() : QString();
-    input.calendar = calendar.isEmpty() ? u"TODAY: "_s + dates::longReadable(m_clock.now()) : calendar;
-    input.meetings = m_ports.nextMeetings(toldMeetings);
+    input.calendar = dates.text;
+    input.meetings = dates.meetings;
     return input.text();
 }
 

@@ -17,6 +17,13 @@ namespace lumbro {
 class ContextLibrary;
 class MemoryStore;
 
+/// What one question tells of the calendar.
+struct AskDates {
+    /// Today's date and the free times, with their heading.
+    QString text;
+    QList<AskMeeting> meetings;
+};
+
 /// What the library and the memory know for a question and its answer. Main thread. Everything borrowed must
 /// outlive it.
 class AskContext {
@@ -24,8 +31,10 @@ class AskContext {
     AskContext(const Clock& clock, const Settings& settings, const ContextLibrary& library,
                const MemoryStore& memory, AskPorts ports);
 
+    /// What the calendar says now. It runs on when this object goes.
+    Task<AskDates> dates() const { return read(m_ports, m_clock.now()); }
     /// The text for the model. `thread` has the earlier turns and the scope.
-    QString input(const AskQuestion& question, const AskThread& thread) const;
+    QString input(const AskQuestion& question, const AskThread& thread, const AskDates& dates) const;
     /// What the names in answers mean now. It must not outlive this.
     AskLookup lookup() const;
     /// What the scope is called, for people; nothing for the library and unknown captures.
@@ -34,6 +43,7 @@ class AskContext {
     QString scopeBlock(const AskScope& scope) const;
 
   private:
+    static Task<AskDates> read(AskPorts ports, QDateTime now);
     QString nameOf(const AskScope& scope) const;
     QStringList apps() const;
     std::optional<Voice> voice() const;

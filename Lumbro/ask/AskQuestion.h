@@ -1,6 +1,7 @@
 #pragma once
 
 #include "LumbroCore/Failure.h"
+#include "LumbroCore/Task.h"
 #include "ask/formats/AskAnswer.h"
 #include "ask/formats/AskInput.h"
 #include "ask/formats/AskScope.h"
@@ -25,9 +26,9 @@ struct AskPorts {
     /// The user has said no to the calendar, or may not say yes.
     std::function<bool()> calendarIsDenied = [] { return false; };
     /// Today's date and the free times. Empty: the date alone.
-    std::function<QString()> calendarContext;
-    /// At most `limit` meetings to come; none without access to the calendar.
-    std::function<QList<AskMeeting>(int limit)> nextMeetings = [](int) { return QList<AskMeeting>(); };
+    std::function<Task<QString>()> calendarContext;
+    /// At most `limit` meetings to come; none without access to the calendar. Empty: none.
+    std::function<Task<QList<AskMeeting>>(int limit)> nextMeetings;
 };
 
 /// One question.

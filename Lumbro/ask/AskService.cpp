@@ -123,7 +123,7 @@ QString AskService::ask(const AskQuestion& asked) {
     Q_EMIT errorsChanged();
     const auto handle = std::make_shared<CancellationHandle>();
     m_handles[id] = handle;
-    runDetached(run(question, thread, request(question, thread), handle));
+    runDetached(run(question, thread, handle));
     return id;
 }
 
@@ -137,10 +137,10 @@ AskThread AskService::threadFor(const AskQuestion& question) const {
     return found;
 }
 
-AgentRequest AskService::request(const AskQuestion& question, const AskThread& thread) const {
+AgentRequest AskService::request(const AskQuestion& question) const {
     return {.systemPrompt = askPrompt::systemPrompt(),
             .instruction = askPrompt::instruction(),
-            .context = m_context.input(question, thread),
+            .context = {},
             .model = question.engine ? question.engine->model : u"sonnet"_s,
             .tools = {u"Read"_s, u"Grep"_s, u"Glob"_s},
             .workingDirectory = m_library.root(),
@@ -148,8 +148,14 @@ AgentRequest AskService::request(const AskQuestion& question, const AskThread& t
             .onText = shownText(question.onText)};
 }
 
-Task<> AskService::run(AskQuestion question, AskThread thread, AgentRequest request, Handle handle) {
+Task<> AskService::run(AskQuestion question, AskThread thread, Handle handle) {
     const QPointer<AskService> alive(this);
+    AgentRequest request = this->request(question);
+    const AskDates dates = co_await m_context.dates();
+    if (!alive) {
+        co_return;
+    }
+    request.context = m_context.input(question, thread, dates);
     const auto reply = co_await m_agent.run(std::move(request), handle);
     if (!alive) {
         co_return;

@@ -73,8 +73,8 @@ class AskService final : public QObject {
     };
 
     AskThread threadFor(const AskQuestion& question) const;
-    AgentRequest request(const AskQuestion& question, const AskThread& thread) const;
-    Task<> run(AskQuestion question, AskThread thread, AgentRequest request, Handle handle);
+    AgentRequest request(const AskQuestion& question) const;
+    Task<> run(AskQuestion question, AskThread thread, Handle handle);
     AskTurn turnFrom(const AskQuestion& question, const QString& output) const;
     QString save(const AskThread& asked, const AskTurn& turn, bool isLocked);
     Result<AskThread> write(const AskThread& thread, const QList<AskTurn>& turns, bool isLocked) const;

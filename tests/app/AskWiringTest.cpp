@@ -32,6 +32,7 @@ struct AskWiringTest : testing::Test {
         made.clock = std::make_unique<test::TestClock>();
         made.agent = std::move(scripted);
         made.settings = std::make_unique<Settings>(scratch.path(u"settings.ini"_s));
+        made.settings->set(u"calendarFolder"_s, scratch.path(u"calendars"_s));
         made.audioServer = std::make_unique<FakeAudioServer>();
         made.prepareSession = [](CaptureSession::Ports& ports) { ports.warmSpeech = {}; };
         made.libraryRoot = scratch.path(u"library"_s);
@@ -64,6 +65,19 @@ TEST_F(AskWiringTest, aQuestionInThePillIsAnsweredWithTheCallThatIsRecorded) {
     EXPECT_EQ(shown->answer.text, u"Milk."_s);
     EXPECT_EQ(shown->answer.captureIDs(), QStringList{record->id()});
     EXPECT_TRUE(scratch.has(u"library/asks/%1.md"_s.arg(shown->answer.thread)));
+}
+
+TEST_F(AskWiringTest, aQuestionTellsTheFreeTimesOfTheUsersCalendar) {
+    // A Monday at a quarter past nine.
+    scratch.write(u"calendars/work/one.ics"_s,
+                  "BEGIN:VCALENDAR\r\nBEGIN:VEVENT\r\nUID:1\r\nSUMMARY:Long\r\nDTSTART:20260302T113000\r\n"
+                  "DTEND:20260302T163000\r\nEND:VEVENT\r\nEND:VCALENDAR\r\n");
+    services.model().asks().setAskDraft(u"When am I free?"_s);
+    services.model().asks().submitAsk();
+    ASSERT_TRUE(test::eventually([this] { return !agent->calls.empty(); }));
+    EXPECT_TRUE(agent->calls.back()->request.context.contains(
+        u"TODAY: Monday, March 2, 2026 at 9:14 AM\n\n## MY FREE TIMES (weekdays 9:00–17:00, my time zone)\n"
+        u"- 2026-03-02 Mon: 10:30–11:30, 16:30–17:00\n- 2026-03-03 Tue: 09:00–17:00\n"_s));
 }
 
 TEST_F(AskWiringTest, closingTheFieldGivesTheQuestionUp) {

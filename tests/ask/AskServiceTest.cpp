@@ -18,6 +18,11 @@ namespace {
 const QString reply =
     u"She wants it on Friday.\nSOURCES: captures/2026-03-01-0900-meeting/notes.md, people/dana-kim.md, x"_s;
 
+template <typename T>
+Task<T> later(T value) {
+    co_return value;
+}
+
 struct AskServiceTest : test::LibraryTest {
     AskServiceTest() {
         put(u"2026-03-01-0900-meeting"_s, meta("meeting"));
@@ -25,6 +30,12 @@ struct AskServiceTest : test::LibraryTest {
         m_library.open();
         memory.bootstrap();
         service.reload();
+    }
+    ~AskServiceTest() override {
+        // What still runs is to end with the test.
+        for (const auto& each : agent.calls) {
+            each->answer(fail(FailureKind::cancelled, u"the test is over"_s));
+        }
     }
 
     QString ask(const QString& text, const QString& thread = {}) {
@@ -401,9 +412,9 @@ TEST_F(AskServiceTest, connectorsAndMeetingsAreTold) {
     ports.connectors = [] { return QList<AskConnector>{{u"slack"_s, u"Slack"_s}}; };
     ports.calendarIsDenied = [] { return true; };
     ports.nextMeetings = [this](int limit) {
-        return QList<AskMeeting>(limit, AskMeeting{u"Sync"_s, m_clock.now(), {u"Ada"_s}, {}});
+        return later(QList<AskMeeting>(limit, AskMeeting{u"Sync"_s, m_clock.now(), {u"Ada"_s}, {}}));
     };
-    ports.calendarContext = [] { return u"TODAY: x"_s; };
+    ports.calendarContext = [] { return later(u"TODAY: x"_s); };
     AskService other(m_clock, settings, m_library, memory, agent, ports);
     AskQuestion question;
     question.question = u"One"_s;

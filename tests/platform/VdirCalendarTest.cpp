@@ -1,4 +1,4 @@
-#include "platform/linux/VdirCalendar.h"
+#include "platform/linux/desktop/VdirCalendar.h"
 #include "tests/support/ScratchFolder.h"
 #include "tests/support/TestClock.h"
 #include "tests/support/Wait.h"

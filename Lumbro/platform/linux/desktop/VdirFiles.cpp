@@ -1,4 +1,4 @@
-#include "platform/linux/VdirFiles.h"
+#include "platform/linux/desktop/VdirFiles.h"
 
 #include "LumbroCore/AtomicFile.h"
 

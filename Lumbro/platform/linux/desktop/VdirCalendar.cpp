@@ -1,4 +1,4 @@
-#include "platform/linux/VdirCalendar.h"
+#include "platform/linux/desktop/VdirCalendar.h"
 
 #include "LumbroCore/AtomicFile.h"
 #include "LumbroCore/InBackground.h"

@@ -2,9 +2,8 @@
 
 #include "LumbroCore/Clock.h"
 #include "LumbroCore/Settings.h"
-#include "platform/CalendarStore.h"
-#include "platform/TaskStore.h"
-#include "platform/linux/VdirFiles.h"
+#include "platform/Organizer.h"
+#include "platform/linux/desktop/VdirFiles.h"
 
 #include <memory>
 
@@ -14,7 +13,7 @@ namespace lumbro {
 
 /// The user's calendars and tasks as plain files, in the folder of the setting `calendarFolder`. Main thread;
 /// files are read on a thread of their own.
-class VdirCalendar final : public CalendarStore, public TaskStore {
+class VdirCalendar final : public Organizer {
     Q_OBJECT
 
   public:

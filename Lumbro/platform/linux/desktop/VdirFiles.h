@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/linux/IcalFile.h"
+#include "platform/linux/desktop/IcalFile.h"
 
 #include <QHash>
 #include <QString>

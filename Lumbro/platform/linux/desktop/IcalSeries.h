@@ -1,7 +1,7 @@
 #pragma once
 
 #include "platform/CalendarStore.h"
-#include "platform/linux/IcalTime.h"
+#include "platform/linux/desktop/IcalTime.h"
 
 #include <QSet>
 

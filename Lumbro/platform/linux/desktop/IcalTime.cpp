@@ -1,4 +1,4 @@
-#include "platform/linux/IcalTime.h"
+#include "platform/linux/desktop/IcalTime.h"
 
 #include <algorithm>
 

@@ -1,4 +1,4 @@
-#include "platform/linux/IcalSeries.h"
+#include "platform/linux/desktop/IcalSeries.h"
 
 #include <algorithm>
 

@@ -1,6 +1,6 @@
-#include "platform/linux/IcalFile.h"
+#include "platform/linux/desktop/IcalFile.h"
 
-#include "platform/linux/IcalSeries.h"
+#include "platform/linux/desktop/IcalSeries.h"
 
 #include <algorithm>
 #include <utility>
