@@ -140,11 +140,23 @@ QList<CaptureRecord> Librarian::unread() const {
     return records;
 }
 
-LibrarianOps Librarian::sessionOps(LibrarianOps ops, const QList<MemoryEntity>& projects) {
-    ops.people.clear();
-    ops.projects.removeIf([&](const LibrarianOps::Entity& entity) { return !isProjectOf(entity, projects); });
-    ops.promises.resize(std::min(ops.promises.size(), promisesOfSession));
-    ops.ideas.resize(std::min(ops.ideas.size(), ideasOfSession));
+LibrarianOps Librarian::sessionOps(LibrarianOps ops, const QList<MemoryEntity>& projects,
+                                   ReplyChanges& changes) {
+    const auto textOf = [](const LibrarianOps::Promise& promise) { return promise.text; };
+    const auto hookOf = [](const LibrarianOps::Idea& idea) { return idea.hook; };
+    if (!ops.people.isEmpty()) {
+        changes.note(u"people of chats"_s, ops.people.first().name, ops.people.size());
+        ops.people.clear();
+    }
+    ops.projects.removeIf([&](const LibrarianOps::Entity& entity) {
+        const bool isUnknown = !isProjectOf(entity, projects);
+        if (isUnknown) {
+            changes.note(u"unknown projects of chats"_s, entity.name);
+        }
+        return isUnknown;
+    });
+    ops.promises = bounded(ops.promises, promisesOfSession, u"promises of chats"_s, textOf, changes);
+    ops.ideas = bounded(ops.ideas, ideasOfSession, u"ideas of chats"_s, hookOf, changes);
     return ops;
 }
 
@@ -185,10 +197,11 @@ Result<MemoryPass> Librarian::apply(const CaptureRecord& record, LibrarianOps op
                                     std::optional<QDateTime> through) {
     // Another process may have written while the model was thinking, and the title may have been found.
     m_memory.reload(false);
+    ReplyChanges changes;
     if (record.meta.kind == CaptureKind::session) {
-        ops = sessionOps(std::move(ops), m_memory.projects());
+        ops = sessionOps(std::move(ops), m_memory.projects(), changes);
     }
-    const Result<> applied = m_memory.apply(ops, fresh(record).value_or(record));
+    const Result<> applied = m_memory.apply(ops, fresh(record).value_or(record), std::move(changes));
     if (!applied) {
         // What is missing may be written by a later pass, which adds nothing twice.
         return std::unexpected(applied.error());

@@ -5,6 +5,7 @@
 #include "LumbroCore/Task.h"
 #include "library/formats/CaptureMeta.h"
 #include "memory/MemoryPass.h"
+#include "memory/ReplyChanges.h"
 #include "memory/formats/LibrarianOps.h"
 #include "memory/formats/MemoryEntity.h"
 #include "runners/AgentRequest.h"
@@ -51,8 +52,10 @@ class Librarian final : public QObject {
     /// What `catchUp` would read now, oldest first.
     QList<CaptureRecord> unread() const;
 
-    /// What a log of chats may change: no people, known projects only, two promises and one idea.
-    static LibrarianOps sessionOps(LibrarianOps ops, const QList<MemoryEntity>& projects);
+    /// What a log of chats may change: no people, known projects only, two promises and one idea. What is
+    /// left out is noted in `changes`.
+    static LibrarianOps sessionOps(LibrarianOps ops, const QList<MemoryEntity>& projects,
+                                   ReplyChanges& changes);
 
   private:
     class Busy;

@@ -4,7 +4,6 @@
 #include "LumbroCore/Dates.h"
 #include "LumbroCore/Literals.h"
 #include "LumbroCore/Text.h"
-#include "memory/Bounded.h"
 #include "memory/PageUpdate.h"
 #include "memory/formats/EmailAddresses.h"
 #include "memory/formats/IdeaItem.h"
@@ -13,6 +12,7 @@
 #include <QSet>
 
 #include <algorithm>
+#include <functional>
 #include <utility>
 
 namespace lumbro {
@@ -26,13 +26,26 @@ constexpr qsizetype mostName = 200;
 constexpr qsizetype mostPhrase = 300;
 constexpr qsizetype mostText = 1000;
 
+/// One line; what gets lost on the way is noted.
+QString line(const QString& text, qsizetype most, ReplyChanges& changes) {
+    if (memoryText::losesCharacters(text, most)) {
+        changes.note(u"texts cut or rid of hidden characters"_s, text);
+    }
+    return oneLine(text, most);
+}
+
 /// Text inside a line whose parts are separated by signs, without these signs.
-QString withoutSigns(QString text) {
+QString withoutSigns(const QString& plain, ReplyChanges& changes) {
     // With a blank at the end, as one follows there in the line.
-    for (text += u' '; text.contains(u" · "_s);) {
+    QString text = plain + u' ';
+    while (text.contains(u" · "_s)) {
         text.replace(u" · "_s, u" • "_s);
     }
-    return trimmedBlanks(text.replace(u'→', u"->"_s)).toString();
+    text = trimmedBlanks(text.replace(u'→', u"->"_s)).toString();
+    if (text != plain) {
+        changes.note(u"texts with signs of the line"_s, plain);
+    }
+    return text;
 }
 
 bool isNobody(const QString& name) {
@@ -46,15 +59,20 @@ const MemoryEntity* withName(const QList<MemoryEntity>& entities, const QString&
     return found == entities.end() ? nullptr : &*found;
 }
 
+QString nameOf(const LibrarianOps::Entity& entity) {
+    return entity.name;
+}
+
 bool hasId(const QList<MemoryEntity>& entities, const QString& id) {
     return std::ranges::find(entities, id, &MemoryEntity::id) != entities.end();
 }
 
 }  // namespace
 
-MemoryMerge::MemoryMerge(QString root, Known known, const CaptureRecord& record)
+MemoryMerge::MemoryMerge(QString root, Known known, const CaptureRecord& record, ReplyChanges& changes)
     : m_root(std::move(root)),
       m_known(known),
+      m_changes(changes),
       m_day(dates::day(record.meta.startedAt)),
       m_link(WikiLink::capture(record)),
       m_addresses(emailAddresses::ofAttendees(record.meta)) {
@@ -71,7 +89,9 @@ MemoryMerge::MemoryMerge(QString root, Known known, const CaptureRecord& record)
 Result<> MemoryMerge::mergeEntities(const LibrarianOps& ops) {
     Result<> first;
     const auto merge = [&](Kind kind, const QList<Entity>& entities) {
-        for (const Entity& entity : bounded(entities, mostEntities, MemoryEntity::folderName(kind))) {
+        const auto taken =
+            bounded(entities, mostEntities, MemoryEntity::folderName(kind), &nameOf, m_changes);
+        for (const Entity& entity : taken) {
             const Result<> done = upsert(kind, entity);
             if (!done) {
                 AppLog::error(u"memory"_s, done.error().message);
@@ -101,58 +121,74 @@ std::optional<QString> MemoryMerge::slugFor(Kind kind, const QString& name,
     return made.isEmpty() ? std::nullopt : std::optional(made);
 }
 
-Result<> MemoryMerge::upsert(Kind kind, const Entity& entity) {
-    const QString name = oneLine(entity.name, mostName);
-    if (isNobody(name)) {
+MemoryMerge::Entity MemoryMerge::fitted(const Entity& entity) const {
+    const auto text = [this](const std::optional<QString>& one, qsizetype most) {
+        return line(one.value_or(QString()), most, m_changes);
+    };
+    Entity fit{.slug = entity.slug,
+               .name = text(entity.name, mostName),
+               .company = text(entity.company, mostName),
+               .role = text(entity.role, mostName),
+               .status = text(entity.status, mostName),
+               .about = {},
+               .timeline = text(entity.timeline, mostText)};
+    for (const QString& about : bounded(entity.about, mostFacts, u"facts"_s, std::identity(), m_changes)) {
+        fit.about.append(text(about, mostText));
+    }
+    return fit;
+}
+
+Result<> MemoryMerge::upsert(Kind kind, const Entity& proposed) {
+    const Entity entity = fitted(proposed);
+    const auto slug = isNobody(entity.name) ? std::nullopt : slugFor(kind, entity.name, entity.slug);
+    if (!slug) {
+        m_changes.note(u"entries without a name of their own"_s, proposed.name);
         return {};
     }
-    const auto slug = slugFor(kind, name, entity.slug);
-    if (!slug) {
-        return {};
+    if (!entity.slug.value_or(QString()).isEmpty() && entity.slug != slug) {
+        m_changes.note(u"slugs of no page"_s, *entity.slug);
     }
     const QString path = m_root + u'/' + MemoryEntity::folderName(kind) + u'/' + *slug + u".md"_s;
     const auto written = updatePage(path, [&](MarkdownDoc& page, bool isNew) {
-        fill(page, kind, name, entity, isNew);
+        fill(page, kind, entity, isNew);
         return true;
     });
     if (!written) {
         return std::unexpected(written.error());
     }
     if (kind == Kind::person) {
-        m_slugs.insert(name.toLower(), *slug);
+        m_slugs.insert(entity.name.toLower(), *slug);
     }
     return {};
 }
 
-void MemoryMerge::fill(MarkdownDoc& page, Kind kind, const QString& name, const Entity& entity,
-                       bool isNew) const {
-    page.setField(u"name"_s, name, true);
+void MemoryMerge::fill(MarkdownDoc& page, Kind kind, const Entity& entity, bool isNew) const {
+    page.setField(u"name"_s, entity.name, true);
     if (kind == Kind::person) {
-        page.setField(u"company"_s, oneLine(entity.company.value_or(QString()), mostName), true);
-        page.setField(u"role"_s, oneLine(entity.role.value_or(QString()), mostName), true);
-        const auto email = emailAddresses::forName(name, m_addresses);
+        page.setField(u"company"_s, entity.company.value_or(QString()), true);
+        page.setField(u"role"_s, entity.role.value_or(QString()), true);
+        const auto email = emailAddresses::forName(entity.name, m_addresses);
         if (email && page.field(u"email").isEmpty()) {
             page.setField(u"email"_s, oneLine(*email, mostName));
         }
     } else {
-        page.setField(u"status"_s, oneLine(entity.status.value_or(QString()), mostName));
+        page.setField(u"status"_s, entity.status.value_or(QString()));
     }
     page.setField(u"last_seen"_s, m_day);
     if (isNew || page.preamble().isEmpty()) {
-        page.setPreamble({QString(), u"# "_s + name, QString()});
+        page.setPreamble({QString(), u"# "_s + entity.name, QString()});
     }
     QSet<QString> facts;
     for (const QString& fact : page.bullets(u"About")) {
         facts.insert(fact.toLower());
     }
-    for (const QString& about : bounded(entity.about, mostFacts, u"facts"_s)) {
-        const QString fact = oneLine(about, mostText);
+    for (const QString& fact : entity.about) {
         if (!fact.isEmpty() && !facts.contains(fact.toLower())) {
             facts.insert(fact.toLower());
             page.appendBullet(fact, u"About"_s);
         }
     }
-    const QString happened = oneLine(entity.timeline.value_or(QString()), mostText);
+    const QString happened = entity.timeline.value_or(QString());
     const QStringList timeline = page.lines(u"Timeline").value_or(QStringList());
     const bool isTold =
         std::ranges::any_of(timeline, [this](const QString& line) { return line.contains(m_link.target); });
@@ -162,12 +198,12 @@ void MemoryMerge::fill(MarkdownDoc& page, Kind kind, const QString& name, const 
 }
 
 QString MemoryMerge::personLink(const QString& name) const {
-    const QString plain = oneLine(WikiLink::plain(name), mostName);
+    const QString plain = line(WikiLink::plain(name), mostName, m_changes);
     const auto slug = m_slugs.constFind(plain.toLower());
     if (slug != m_slugs.constEnd()) {
         return WikiLink::person(*slug, m_names.value(*slug, plain)).text();
     }
-    return plain.isEmpty() ? u"Them"_s : withoutSigns(plain);
+    return plain.isEmpty() ? u"Them"_s : withoutSigns(plain, m_changes);
 }
 
 QStringList MemoryMerge::promiseLines(const QList<LibrarianOps::Promise>& promises) const {
@@ -178,8 +214,12 @@ QStringList MemoryMerge::promiseLines(const QList<LibrarianOps::Promise>& promis
         ids.insert(promise.id);
     }
     QStringList lines;
-    for (const LibrarianOps::Promise& promise : bounded(promises, mostLines, u"promises"_s)) {
-        const QString text = withoutSigns(oneLine(promise.text, mostText));
+    const auto textOf = [](const LibrarianOps::Promise& promise) { return promise.text; };
+    for (const auto& promise : bounded(promises, mostLines, u"promises"_s, textOf, m_changes)) {
+        const QString text = withoutSigns(line(promise.text, mostText, m_changes), m_changes);
+        if (text.isEmpty()) {
+            m_changes.note(u"promises without a text"_s, promise.text);
+        }
         if (text.isEmpty() || known.contains(text.toLower())) {
             continue;
         }
@@ -191,7 +231,7 @@ QStringList MemoryMerge::promiseLines(const QList<LibrarianOps::Promise>& promis
         item.text = text;
         item.owner = personLink(promise.owner);
         item.recipient = personLink(promise.to.value_or(QString()));
-        item.due = withoutSigns(oneLine(promise.due.value_or(QString()), mostName));
+        item.due = withoutSigns(line(promise.due.value_or(QString()), mostName, m_changes), m_changes);
         item.source = m_link;
         item.date = m_day;
         lines.append(item.line());
@@ -199,20 +239,20 @@ QStringList MemoryMerge::promiseLines(const QList<LibrarianOps::Promise>& promis
     return lines;
 }
 
-std::optional<QString> ideaLine(const QString& hook, const QString& angle,
-                                const std::optional<CaptureRecord>& source, const QString& today) {
+std::optional<QString> ideaLine(const NewIdea& item, const QString& today, ReplyChanges& changes) {
     IdeaItem idea;
-    idea.hook = oneLine(QString(hook).remove(u"**"_s), mostPhrase);
+    idea.hook = line(QString(item.hook).remove(u"**"_s), mostPhrase, changes);
     if (idea.hook.isEmpty()) {
+        changes.note(u"ideas without a hook"_s, item.angle);
         return std::nullopt;
     }
     idea.id = memoryText::anchor(u"i-");
-    idea.angle = oneLine(angle, mostText);
+    idea.angle = line(item.angle, mostText, changes);
     idea.date = today;
-    if (source) {
-        idea.source = WikiLink::capture(*source);
+    if (item.source) {
+        idea.source = WikiLink::capture(*item.source);
         idea.source->title = oneLine(idea.source->title, mostPhrase);
-        idea.date = dates::day(source->meta.startedAt);
+        idea.date = dates::day(item.source->meta.startedAt);
     }
     return idea.line();
 }

@@ -2,6 +2,8 @@
 
 #include "LumbroCore/Failure.h"
 #include "library/formats/CaptureMeta.h"
+#include "memory/NewIdea.h"
+#include "memory/ReplyChanges.h"
 #include "memory/formats/LibrarianOps.h"
 #include "memory/formats/MarkdownDoc.h"
 #include "memory/formats/MemoryEntity.h"
@@ -34,8 +36,8 @@ class MemoryMerge {
     static constexpr qsizetype mostLines = 500;
     static constexpr qsizetype mostFacts = 20;
 
-    /// `root` is the memory's folder.
-    MemoryMerge(QString root, Known known, const CaptureRecord& record);
+    /// `root` is the memory's folder. What is not taken as it stands is noted in `changes`.
+    MemoryMerge(QString root, Known known, const CaptureRecord& record, ReplyChanges& changes);
 
     /// Writes the pages of people, then of projects. A failure is logged and leaves that page as it was; the
     /// first one is given back.
@@ -49,12 +51,14 @@ class MemoryMerge {
     using Kind = MemoryEntity::Kind;
 
     std::optional<QString> slugFor(Kind kind, const QString& name, const std::optional<QString>& slug) const;
-    Result<> upsert(Kind kind, const Entity& entity);
-    void fill(MarkdownDoc& page, Kind kind, const QString& name, const Entity& entity, bool isNew) const;
+    Entity fitted(const Entity& entity) const;
+    Result<> upsert(Kind kind, const Entity& proposed);
+    void fill(MarkdownDoc& page, Kind kind, const Entity& entity, bool isNew) const;
     QString personLink(const QString& name) const;
 
     QString m_root;
     Known m_known;
+    ReplyChanges& m_changes;
     QString m_day;
     WikiLink m_link;
     QMap<QString, QString> m_addresses;
@@ -64,7 +68,6 @@ class MemoryMerge {
 };
 
 /// One idea's line, made fit for the file; nothing without a hook.
-std::optional<QString> ideaLine(const QString& hook, const QString& angle,
-                                const std::optional<CaptureRecord>& source, const QString& today);
+std::optional<QString> ideaLine(const NewIdea& item, const QString& today, ReplyChanges& changes);
 
 }  // namespace lumbro

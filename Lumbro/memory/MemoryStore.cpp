@@ -227,11 +227,15 @@ QString MemoryStore::index() const {
     return memoryIndex(people(), projects(), companies(), promises());
 }
 
-Result<> MemoryStore::apply(const LibrarianOps& ops, const CaptureRecord& record) {
-    return change([&] {
+Result<> MemoryStore::apply(const LibrarianOps& ops, const CaptureRecord& record, ReplyChanges changes) {
+    const auto applied = change([&] {
         const MemoryMerge::Known known{people(), projects(), promises()};
-        return m_private->writer.apply(known, ops, record, m_private->today());
+        return m_private->writer.apply(known, ops, record, m_private->today(), changes);
     });
+    if (const QString told = changes.summary(); !told.isEmpty()) {
+        AppLog::info(u"memory"_s, u"reply for %1 was not taken as it stands: %2"_s.arg(record.id(), told));
+    }
+    return applied;
 }
 
 bool MemoryStore::setPromise(const QString& id, bool done) {
@@ -260,7 +264,8 @@ NudgeDraft MemoryStore::nudge(const PromiseItem& promise) const {
 }
 
 QStringList MemoryStore::addIdeas(const QList<NewIdea>& items) {
-    return change([&] { return m_private->writer.addIdeas(items, m_private->today()); })
+    ReplyChanges changes;
+    return change([&] { return m_private->writer.addIdeas(items, m_private->today(), changes); })
         .value_or(QStringList());
 }
 

@@ -5,6 +5,7 @@
 #include "LumbroCore/Settings.h"
 #include "library/ContextLibrary.h"
 #include "memory/NewIdea.h"
+#include "memory/ReplyChanges.h"
 #include "memory/formats/Company.h"
 #include "memory/formats/IdeaItem.h"
 #include "memory/formats/LibrarianOps.h"
@@ -65,8 +66,9 @@ class MemoryStore final : public QObject {
     QString index() const;
     /// Merges what a model proposed after reading the capture. Everything is checked and bounded. What could
     /// be written stays when a part fails; the first failure is logged and given back. It is `notFound` or
-    /// `timedOut` when there is no folder for it or another process kept that, and nothing was changed.
-    Result<> apply(const LibrarianOps& ops, const CaptureRecord& record);
+    /// `timedOut` when there is no folder for it or another process kept that, and nothing was changed. One
+    /// line in the log tells what was not taken as it stands, after what `changes` tells already.
+    Result<> apply(const LibrarianOps& ops, const CaptureRecord& record, ReplyChanges changes = {});
 
     /// Ticks or unticks a promise by its id. False when there is none or it could not be written.
     bool setPromise(const QString& id, bool done);

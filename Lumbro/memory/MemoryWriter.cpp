@@ -4,7 +4,6 @@
 #include "LumbroCore/AtomicFile.h"
 #include "LumbroCore/Literals.h"
 #include "library/CaptureRepair.h"
-#include "memory/Bounded.h"
 #include "memory/PageUpdate.h"
 #include "memory/formats/MarkdownDoc.h"
 #include "memory/formats/MemoryLists.h"
@@ -15,6 +14,7 @@
 #include <QFileInfo>
 
 #include <algorithm>
+#include <functional>
 #include <utility>
 
 namespace lumbro {
@@ -92,8 +92,8 @@ void MemoryWriter::start() const {
 }
 
 Result<> MemoryWriter::apply(MemoryMerge::Known known, const LibrarianOps& ops, const CaptureRecord& record,
-                             QDate today) const {
-    MemoryMerge merge(m_root, known, record);
+                             QDate today, ReplyChanges& changes) const {
+    MemoryMerge merge(m_root, known, record, changes);
     Result<> outcome = merge.mergeEntities(ops);
     const auto note = [&outcome](const auto& result) {
         if (!result && outcome) {
@@ -106,14 +106,21 @@ Result<> MemoryWriter::apply(MemoryMerge::Known known, const LibrarianOps& ops, 
             return std::optional(memoryLists::withPromises(bytes.value_or("# Promises\n\n"), promises));
         })));
     }
-    for (const QString& id : bounded(ops.closedPromises, MemoryMerge::mostLines, u"closed promises"_s)) {
-        note(setPromise(id, true));
+    const auto closed =
+        bounded(ops.closedPromises, MemoryMerge::mostLines, u"closed promises"_s, std::identity(), changes);
+    for (const QString& id : closed) {
+        const Result<bool> ticked = setPromise(id, true);
+        note(ticked);
+        if (ticked == false) {
+            changes.note(u"ids of no promise"_s, id);
+        }
     }
     QList<NewIdea> ideas;
-    for (const LibrarianOps::Idea& idea : bounded(ops.ideas, MemoryMerge::mostLines, u"ideas"_s)) {
+    const auto hookOf = [](const LibrarianOps::Idea& idea) { return idea.hook; };
+    for (const auto& idea : bounded(ops.ideas, MemoryMerge::mostLines, u"ideas"_s, hookOf, changes)) {
         ideas.append({idea.hook, idea.angle.value_or(QString()), record});
     }
-    note(addIdeas(ideas, today));
+    note(addIdeas(ideas, today, changes));
     return outcome;
 }
 
@@ -138,11 +145,12 @@ Result<bool> MemoryWriter::snoozePromise(const QString& id, QDate until) const {
     return changePromises([&](const QByteArray& file) { return memoryLists::withSnooze(file, id, until); });
 }
 
-Result<QStringList> MemoryWriter::addIdeas(const QList<NewIdea>& items, QDate today) const {
+Result<QStringList> MemoryWriter::addIdeas(const QList<NewIdea>& items, QDate today,
+                                           ReplyChanges& changes) const {
     const QString day = PromiseDates::text(today);
     QStringList lines;
-    for (const NewIdea& item : bounded(items, MemoryMerge::mostLines, u"ideas"_s)) {
-        if (const auto line = ideaLine(item.hook, item.angle, item.source, day)) {
+    for (const NewIdea& item : items) {
+        if (const auto line = ideaLine(item, day, changes)) {
             lines.append(*line);
         }
     }

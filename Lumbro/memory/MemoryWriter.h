@@ -41,14 +41,15 @@ class MemoryWriter {
 
     /// Makes the lists where they are missing and removes what killed writes left behind.
     void start() const;
-    /// Everything that could be written stays when a part fails; the first failure is given back.
+    /// Everything that could be written stays when a part fails; the first failure is given back. What is
+    /// not taken as it stands is noted in `changes`.
     Result<> apply(MemoryMerge::Known known, const LibrarianOps& ops, const CaptureRecord& record,
-                   QDate today) const;
+                   QDate today, ReplyChanges& changes) const;
     /// False when there is no promise with the id.
     Result<bool> setPromise(const QString& id, bool done) const;
     Result<bool> snoozePromise(const QString& id, QDate until) const;
     /// The lines written.
-    Result<QStringList> addIdeas(const QList<NewIdea>& items, QDate today) const;
+    Result<QStringList> addIdeas(const QList<NewIdea>& items, QDate today, ReplyChanges& changes) const;
     /// The new page's slug.
     Result<QString> createProject(const QString& name) const;
     /// False when nothing was to be changed.

@@ -308,7 +308,11 @@ TEST_F(LibrarianTest, changesLittleForAChatWhateverTheModelSays) {
         ops.closedPromises += text;
         ops.ideas += LibrarianOps::Idea{text, {}};
     }
-    const LibrarianOps narrowed = Librarian::sessionOps(ops, memory.projects());
+    ReplyChanges changes;
+    const LibrarianOps narrowed = Librarian::sessionOps(ops, memory.projects(), changes);
+    EXPECT_EQ(changes.summary(),
+              u"1 people of chats, 2 unknown projects of chats, 1 promises of chats too many, "
+              "2 ideas of chats too many; first: people of chats \"Ann\""_s);
     EXPECT_TRUE(narrowed.people.isEmpty());
     EXPECT_EQ(narrowed.projects, ops.projects.first(2));
     EXPECT_EQ(narrowed.promises, ops.promises.first(2));

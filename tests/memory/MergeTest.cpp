@@ -147,7 +147,32 @@ TEST_F(MergeTest, whatIsTooMuchIsCut) {
     EXPECT_EQ(m_store.ideas().size(), MemoryMerge::mostLines);
     EXPECT_EQ(m_store.promises().size(), MemoryMerge::mostLines);
     EXPECT_LT(file(u"promises.md"_s).size(), 1'000'000);
-    EXPECT_TRUE(log().contains(u"only the first 500 of 1000000 ideas were taken"_s));
+}
+
+TEST_F(MergeTest, theLogTellsInOneLineWhatWasNotTakenAsItStands) {
+    m_store.bootstrap();
+    LibrarianOps ops;
+    ops.people = {entity(u"Dana Kim"_s), entity(u"Me"_s)};
+    ASSERT_TRUE(m_store.apply(ops, meeting()));
+    const QString secret = u"sk-ant-api03-"_s + QString(80, u'x');
+    ops.people = {entity(u"Bo\u202E with "_s + secret + QString(60, u'b')), entity(u"Dana Kim"_s)};
+    ops.people[1].slug = u"dana"_s;
+    ops.people[1].about = QStringList(25, u"tall\n"_s);
+    ops.promises = {promise(u"Me"_s, u"a → b"_s), promise(u"Me"_s, u"\u200B"_s)};
+    ops.ideas = QList<LibrarianOps::Idea>(503, {u"hook"_s, std::nullopt});
+    ops.closedPromises = QStringList{u"p-none"_s};
+    const qsizetype before = log().size();
+    ASSERT_TRUE(m_store.apply(ops, meeting()));
+    const QStringList lines = log().sliced(before).trimmed().split(u'\n');
+    ASSERT_EQ(lines.size(), 1) << qPrintable(lines.join(u'\n'));
+    EXPECT_TRUE(lines.first().contains(
+        u"reply for 2026-03-02-1430-meeting was not taken as it stands: 2 texts cut or rid of hidden "
+        "characters, 5 facts too many, 1 slugs of no page, 1 texts with signs of the line, 1 promises "
+        "without "
+        "a text, 1 ids of no promise, 3 ideas too many; first: texts cut or rid of hidden characters \"Bo "
+        "with [hidden key]"_s))
+        << qPrintable(lines.first());
+    EXPECT_FALSE(lines.first().contains(u"sk-ant"_s));
 }
 
 TEST_F(MergeTest, aPageThatIsNoTextIsLeftAlone) {

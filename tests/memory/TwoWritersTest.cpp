@@ -74,6 +74,7 @@ TEST(TwoWritersTest, manyWritersLoseNoLine) {
         const MemoryWriter writer(root);
         const QList<MemoryEntity> none;
         const QList<PromiseItem> noPromises;
+        ReplyChanges changes;
         for (int i = 0; i < rounds; ++i) {
             const QString mark = u"%1-%2"_s.arg(number).arg(i);
             LibrarianOps ops;
@@ -88,7 +89,7 @@ TEST(TwoWritersTest, manyWritersLoseNoLine) {
             ops.ideas = {{mark, std::nullopt}};
             const MemoryWriter::Lock lock(writer);
             EXPECT_TRUE(lock.held());
-            EXPECT_TRUE(writer.apply({none, none, noPromises}, ops, record, QDate(2026, 3, 2)));
+            EXPECT_TRUE(writer.apply({none, none, noPromises}, ops, record, QDate(2026, 3, 2), changes));
         }
     };
     {

@@ -33,6 +33,11 @@ bool isLoneSurrogate(QStringView text, qsizetype at) {
     return text[at].isLowSurrogate() && (at == 0 || !text[at - 1].isHighSurrogate());
 }
 
+bool isKept(QStringView text, qsizetype at) {
+    return text[at].category() != QChar::Other_Control && !turnsOrHides(text[at]) &&
+           !isLoneSurrogate(text, at);
+}
+
 bool isAnchorCharacter(QChar c) {
     return (c >= u'a' && c <= u'z') || (c >= u'A' && c <= u'Z') || (c >= u'0' && c <= u'9') || c == u'-';
 }
@@ -48,7 +53,7 @@ QString oneLine(const QString& text, qsizetype most) {
             if (c != u'\n' || i == 0 || text[i - 1] != u'\r') {
                 line += u' ';
             }
-        } else if (c.category() != QChar::Other_Control && !turnsOrHides(c) && !isLoneSurrogate(text, i)) {
+        } else if (isKept(text, i)) {
             line += c;
         }
     }
@@ -56,6 +61,16 @@ QString oneLine(const QString& text, qsizetype most) {
         line.chop(1);
     }
     return trimmedBlanks(line).toString();
+}
+
+bool losesCharacters(const QString& text, qsizetype most) {
+    const QStringView whole = trimmedBlanks(text);
+    for (qsizetype i = 0; i < whole.size(); ++i) {
+        if (!becomesBlank(whole[i]) && !isKept(whole, i)) {
+            return true;
+        }
+    }
+    return whole.size() > most;
 }
 
 QString fileSlug(const QString& name) {

@@ -9,6 +9,8 @@ namespace lumbro::memoryText {
 /// One line, without blanks at its ends and with at most `most` characters: line ends and tabs become blanks,
 /// other control characters and those that turn or hide text are dropped.
 QString oneLine(const QString& text, qsizetype most = 2000);
+/// True when `oneLine` drops characters other than blanks and line ends, or cuts the text.
+bool losesCharacters(const QString& text, qsizetype most);
 /// `slugified`, cut to a length that every file system takes as a name.
 QString fileSlug(const QString& name);
 /// A new id: the prefix and six hexadecimal digits.
