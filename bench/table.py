@@ -11,12 +11,17 @@ import platform
 import subprocess
 import sys
 
+PAGE = "docs/benchmarks.md"
+
 HEAD = """# Benchmarks
 
 What `bench/run` measured on the machine named below. A row with a limit fails the run when it breaks it. Times and
-memory are those the kernel counts for whole processes, of the median of several runs taken in turns, and nothing is taken off them.
+memory are those the kernel counts for whole processes, of the median of several runs taken in turns, and nothing is
+taken off them.
 
 """
+
+NOTES = "\n## About single rows\n"
 
 
 def verdict(row):
@@ -48,14 +53,22 @@ def machine():
             f"Linux {platform.release()}.\n\n")
 
 
+def notes():
+    """What people have written below the table: it outlives a new table."""
+    with open(PAGE) as file:
+        text = file.read()
+    return text[text.index(NOTES):] if NOTES in text else ""
+
+
 def main():
     with open(sys.argv[1]) as file:
         rows = [json.loads(line) for line in file if line.startswith("{")]
     text = table(rows)
     print(text, end="")
     if "--write" in sys.argv[2:]:
-        with open("docs/benchmarks.md", "w") as file:
-            file.write(HEAD + machine() + text)
+        page = HEAD + machine() + text + notes()
+        with open(PAGE, "w") as file:
+            file.write(page)
     return any(verdict(row) == "BROKEN" for row in rows)
 
 
