@@ -71,9 +71,9 @@ TEST_F(EngineInputTest, addsTheVoiceAndTheCalendarOnlyWhereTheyAreAskedFor) {
     EXPECT_EQ(EngineInput::systemPrompt(engine, std::nullopt), u"Write."_s + end);
     EXPECT_EQ(EngineInput::systemPrompt(engine, voice), u"Write.\n\n# VOICE: Me\nShort."_s + end);
 
-    const auto calendar = [] { return u"free"_s; };
+    const QString calendar = u"free"_s;
     EXPECT_EQ(EngineInput::extras(engine, calendar), QString());
     engine.prompt += u" Use MY FREE TIMES."_s;
     EXPECT_EQ(EngineInput::extras(engine, calendar), u"\n\nfree"_s);
-    EXPECT_EQ(EngineInput::extras(engine), QString());
+    EXPECT_EQ(EngineInput::extras(engine, {}), QString());
 }

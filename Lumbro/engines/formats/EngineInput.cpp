@@ -65,11 +65,12 @@ QString EngineInput::build(const CaptureRecord& record, const TranscriptSegments
     return sections.join(u"\n\n"_s);
 }
 
-QString EngineInput::extras(const Engine& engine, const std::function<QString()>& calendarContext) {
-    if (!calendarContext || !engine.prompt.contains(u"MY FREE TIMES")) {
-        return {};
-    }
-    return u"\n\n"_s + calendarContext();
+bool EngineInput::wantsCalendar(const Engine& engine) {
+    return engine.prompt.contains(u"MY FREE TIMES");
+}
+
+QString EngineInput::extras(const Engine& engine, const QString& calendarContext) {
+    return calendarContext.isEmpty() || !wantsCalendar(engine) ? QString() : u"\n\n"_s + calendarContext;
 }
 
 QString EngineInput::systemPrompt(const Engine& engine, const std::optional<Voice>& voice) {

@@ -19,9 +19,11 @@ class EngineInput {
     /// `screen.md` and `session.md` from the capture's folder; unreadable ones count as empty.
     static QString build(const CaptureRecord& record, const TranscriptSegments& segments,
                          const QString& notes);
-    /// What the engine's prompt asks for beside the capture, to be appended to it: the calendar when the
-    /// prompt names MY FREE TIMES. `calendarContext` is called only then; an empty function gives "".
-    static QString extras(const Engine& engine, const std::function<QString()>& calendarContext = {});
+    /// The prompt names MY FREE TIMES.
+    static bool wantsCalendar(const Engine& engine);
+    /// What the engine's prompt asks for beside the capture, to be appended to it: the free times where it
+    /// wants them.
+    static QString extras(const Engine& engine, const QString& calendarContext);
     /// The engine's prompt, its voice when it uses one, and the word on the output's form.
     static QString systemPrompt(const Engine& engine, const std::optional<Voice>& voice);
 };

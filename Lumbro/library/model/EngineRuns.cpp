@@ -75,7 +75,7 @@ Task<Result<QString>> EngineRuns::runEngine(Engine engine, QString captureID, st
     const QPointer<EngineRuns> alive(this);
     Run run{engine, *record, m_ports.library.segments(*record), m_ports.library.notes(*record), focus, quiet};
     begin(run);
-    const auto reply = m_ports.agent.run(request(run), run.handle);
+    const auto reply = answer(run);
     if (!quiet) {
         m_ports.naming.nameIfNeeded(run.record, run.segments, run.notes);
     }
@@ -84,6 +84,18 @@ Task<Result<QString>> EngineRuns::runEngine(Engine engine, QString captureID, st
         co_return fail(FailureKind::cancelled, u"Lumbro was closed."_s);
     }
     co_return finish(run, text);
+}
+
+Task<Result<QString>> EngineRuns::answer(Run run) {
+    const QPointer<EngineRuns> alive(this);
+    QString calendar;
+    if (m_ports.calendarContext && EngineInput::wantsCalendar(run.engine)) {
+        calendar = co_await m_ports.calendarContext();
+    }
+    if (!alive) {
+        co_return fail(FailureKind::cancelled, u"Lumbro was closed."_s);
+    }
+    co_return co_await m_ports.agent.run(request(run, calendar), run.handle);
 }
 
 void EngineRuns::cancelRun(const QString& captureID, const QString& engineID) {
@@ -122,12 +134,12 @@ void EngineRuns::makeIdea(const DailyIdea& idea, const QList<DailyIdea>& ideas) 
     handOff(*engine, idea.capture, u"%1 — %2"_s.arg(idea.hook, idea.angle));
 }
 
-AgentRequest EngineRuns::request(const Run& run) const {
+AgentRequest EngineRuns::request(const Run& run, const QString& calendar) const {
     AgentRequest request;
     request.systemPrompt = EngineInput::systemPrompt(run.engine, m_ports.voice());
     request.instruction = u"Run the %1 engine on the capture in stdin."_s.arg(run.engine.name);
-    request.context = EngineInput::build(run.record, run.segments, run.notes) +
-                      EngineInput::extras(run.engine, m_ports.calendarContext);
+    request.context =
+        EngineInput::build(run.record, run.segments, run.notes) + EngineInput::extras(run.engine, calendar);
     if (run.focus && !run.focus->isEmpty()) {
         request.context += u"\n\n## FOCUS\nBuild everything around this idea: "_s + *run.focus;
     }
@@ -165,7 +177,7 @@ Result<QString> EngineRuns::finish(const Run& run, Result<QString> reply) {
         }
         return reply;
     }
-    setState(key, EngineRunState{false, failure.message});
+    setState(key, EngineRunState{false, failure.message, failure.detail});
     if (mayUsePill(run)) {
         m_ports.pill.sayError(failure.message);
     }

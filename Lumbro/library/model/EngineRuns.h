@@ -28,6 +28,8 @@ struct EngineRunState {
     bool running = false;
     /// The sentence for the user when the run has failed.
     QString failure;
+    /// `Failure::detail` of it.
+    QString detail = {};
 
     bool operator==(const EngineRunState&) const = default;
 };
@@ -46,7 +48,7 @@ class EngineRuns final : public QObject {
         Background& background;
         std::function<bool()> isRecording;
         std::function<std::optional<Voice>()> voice;
-        std::function<QString()> calendarContext;
+        std::function<Task<QString>()> calendarContext;
         std::function<void(QString text, CaptureRecord)> exportSlides;
     };
 
@@ -82,7 +84,8 @@ class EngineRuns final : public QObject {
   private:
     struct Run;
 
-    AgentRequest request(const Run& run) const;
+    AgentRequest request(const Run& run, const QString& calendar) const;
+    Task<Result<QString>> answer(Run run);
     void begin(const Run& run);
     Result<QString> finish(const Run& run, Result<QString> reply);
     Result<QString> succeed(const Run& run, const QString& text);

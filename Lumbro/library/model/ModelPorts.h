@@ -64,8 +64,8 @@ struct ModelPorts {
     std::function<std::optional<PrepEvent>()> eventNow = [] { return std::optional<PrepEvent>(); };
     /// The meeting link of an event, by the event's id.
     std::function<std::optional<QUrl>(QString)> eventLink = [](auto) { return std::optional<QUrl>(); };
-    /// Free times, for engines that ask for them.
-    std::function<QString()> calendarContext = [] { return QString(); };
+    /// Today's date and the free times, for engines that ask for them. May be empty.
+    std::function<Task<QString>()> calendarContext;
 
     // Work that a capture or a result starts.
     /// The memory pass over a finished capture. May be empty.
