@@ -4,10 +4,11 @@
 #include "LumbroCore/Dates.h"
 #include "LumbroCore/Json.h"
 #include "LumbroCore/Literals.h"
+#include "LumbroCore/LockedUpdate.h"
 #include "LumbroCore/Text.h"
-#include "actions/RunLock.h"
 
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 
 #include <algorithm>
@@ -55,6 +56,28 @@ std::optional<ActionRun> ActionFiles::read(const QString& id) const {
     return run && run->id == id ? run : std::nullopt;
 }
 
+ActionRun ActionFiles::settled(const ActionRun& run) const {
+    const RunLock lock(lockPath(run.id));
+    // Read once nobody writes it any more: it may have been finished since.
+    ActionRun found = read(run.id).value_or(run);
+    if (lock.isMine() && found.isLive()) {
+        found.status = ActionRun::Status::interrupted;
+        found.finished.reset();
+    }
+    return found;
+}
+
+QList<ActionRun> ActionFiles::readSettled() const {
+    QList<ActionRun> runs = readAll();
+    if (std::ranges::any_of(runs, &ActionRun::isLive)) {
+        const FolderLock lock(m_folder);
+        for (ActionRun& run : runs) {
+            run = run.isLive() ? settled(run) : run;
+        }
+    }
+    return runs;
+}
+
 Result<> ActionFiles::write(const ActionRun& run) const {
     makeFolder();
     return writeFileAtomically(path(run.id), json::encode(run.toJson()));
@@ -74,11 +97,45 @@ QString ActionFiles::lockPath(const QString& id) const {
     return u"%1/.%2.lock"_s.arg(m_folder, id);
 }
 
-void ActionFiles::removeStaleLocks() const {
-    const auto names = QDir(m_folder).entryList({u".*.lock"_s}, QDir::Files | QDir::Hidden);
-    for (const QString& name : names) {
+void ActionFiles::removeStaleMarks() const {
+    const auto marks = [this](const QString& pattern) {
+        return QDir(m_folder).entryList({pattern}, QDir::Files | QDir::Hidden);
+    };
+    for (const QString& name : marks(u".*.lock"_s)) {
         const RunLock taken(m_folder + u'/' + name);
     }
+    for (const QString& name : marks(u".*.stop"_s)) {
+        const QString id = name.sliced(1).chopped(5);
+        if (RunLock(lockPath(id)).isMine()) {
+            forgetStop(id);
+        }
+    }
+}
+
+std::optional<RunLock> ActionFiles::takePlace(int count) const {
+    for (int number = 1; number <= count; ++number) {
+        RunLock place(u"%1/.place-%2.lock"_s.arg(m_folder).arg(number));
+        if (place.isMine()) {
+            return place;
+        }
+    }
+    return std::nullopt;
+}
+
+Result<> ActionFiles::askToStop(const QString& id) const {
+    return writeFileAtomically(stopPath(id), {});
+}
+
+bool ActionFiles::isAskedToStop(const QString& id) const {
+    return QFileInfo::exists(stopPath(id));
+}
+
+void ActionFiles::forgetStop(const QString& id) const {
+    QFile::remove(stopPath(id));
+}
+
+QString ActionFiles::stopPath(const QString& id) const {
+    return u"%1/.%2.stop"_s.arg(m_folder, id);
 }
 
 QString ActionFiles::path(const QString& id) const {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "LumbroCore/Failure.h"
+#include "actions/RunLock.h"
 #include "actions/formats/ActionRun.h"
 
 #include <QDateTime>
@@ -25,6 +26,11 @@ class ActionFiles {
     /// Those whose key begins like this one and may hence be the same.
     QList<ActionRun> readLike(const QString& key) const;
     std::optional<ActionRun> read(const QString& id) const;
+    /// The run as it stands now: one that is queued or running while nobody works on it is interrupted. With
+    /// the folder locked, so that nobody else looks at the same moment. Writes nothing.
+    ActionRun settled(const ActionRun& run) const;
+    /// Every run as it stands now, newest first. Writes nothing.
+    QList<ActionRun> readSettled() const;
     /// Writes the run's file, making the folder.
     Result<> write(const ActionRun& run) const;
 
@@ -32,12 +38,21 @@ class ActionFiles {
     QString newID(const QDateTime& now, const QString& app, const QString& key) const;
     /// The file that marks a run as under way.
     QString lockPath(const QString& id) const;
-    /// Removes the marks of processes that have ended.
-    void removeStaleLocks() const;
+    /// Removes what processes that have ended left behind.
+    void removeStaleMarks() const;
+
+    /// One of the `count` places for runs under way, which all processes share; nothing when all are taken.
+    std::optional<RunLock> takePlace(int count) const;
+
+    /// Asks the process that works on a run to stop it.
+    Result<> askToStop(const QString& id) const;
+    bool isAskedToStop(const QString& id) const;
+    void forgetStop(const QString& id) const;
 
   private:
     QList<ActionRun> readMatching(const QString& pattern) const;
     QString path(const QString& id) const;
+    QString stopPath(const QString& id) const;
 
     QString m_folder;
 };

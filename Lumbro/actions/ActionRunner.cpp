@@ -23,7 +23,7 @@ constexpr auto mostRunning = 2;
 constexpr int mostAttempts = 4;
 constexpr auto attemptPause = 3s;
 constexpr auto longestRun = 600s;
-constexpr auto watchInterval = 2s;
+constexpr auto watchInterval = 1s;
 constexpr qsizetype longestSummary = 140;
 
 const QString& tag() {
@@ -92,7 +92,7 @@ void ActionRunner::load() {
     m_files.makeFolder();
     {
         const FolderLock lock(m_files.folder());
-        m_files.removeStaleLocks();
+        m_files.removeStaleMarks();
     }
     reload();
 }
@@ -114,55 +114,70 @@ void ActionRunner::reload() {
 }
 
 void ActionRunner::show(QList<ActionRun> runs) {
-    QStringList dead;
-    if (hasOthers(runs)) {
-        const FolderLock lock(m_files.folder());
-        for (ActionRun& each : runs) {
-            if (each.isLive() && !isOurs(each.id)) {
-                each = settled(each);
-                if (each.status == Status::interrupted) {
-                    dead << each.id;
-                }
-            }
-        }
-    }
-    if (hasOthers(runs) && !m_watch.isRunning()) {
-        m_watch.start(m_clock, watchInterval, Clock::Repeat::always, [this] { lookAtOthers(); });
-    } else if (!hasOthers(runs)) {
-        m_watch.stop();
-    }
-    if (std::exchange(m_runs, runs) != runs) {
+    const QStringList dead = settle(runs);
+    const bool isChanged = std::exchange(m_runs, runs) != runs;
+    keepLooking();
+    const QPointer<ActionRunner> alive(this);
+    if (isChanged) {
         Q_EMIT runsChanged();
     }
     for (const QString& id : dead) {
-        Q_EMIT interrupted(id);
+        if (alive) {
+            Q_EMIT interrupted(id);
+        }
     }
 }
 
-ActionRun ActionRunner::settled(ActionRun run) const {
-    const RunLock lock(m_files.lockPath(run.id));
-    // Read once nobody writes it any more: it may have been finished since.
-    run = m_files.read(run.id).value_or(run);
-    if (lock.isMine() && run.isLive()) {
-        run.status = Status::interrupted;
-        run.finished = m_clock.now();
-        write(run);
+QStringList ActionRunner::settle(QList<ActionRun>& runs) const {
+    const auto isTheirs = [this](const ActionRun& each) { return each.isLive() && !isOurs(each.id); };
+    QStringList dead;
+    if (std::ranges::none_of(runs, isTheirs)) {
+        return dead;
     }
-    return run;
+    const FolderLock lock(m_files.folder());
+    for (ActionRun& each : runs) {
+        if (!isTheirs(each)) {
+            continue;
+        }
+        each = m_files.settled(each);
+        if (each.status == Status::interrupted && !each.finished) {
+            each.finished = m_clock.now();
+            write(each);
+            dead << each.id;
+        }
+    }
+    return dead;
 }
 
-bool ActionRunner::hasOthers(const QList<ActionRun>& runs) const {
-    return std::ranges::any_of(runs,
-                               [this](const ActionRun& each) { return each.isLive() && !isOurs(each.id); });
+void ActionRunner::keepLooking() {
+    if (!hasActive()) {
+        m_watch.stop();
+    } else if (!m_watch.isRunning()) {
+        m_watch.start(m_clock, watchInterval, Clock::Repeat::always, [this] { look(); });
+    }
 }
 
-void ActionRunner::lookAtOthers() {
-    show(m_runs);
+void ActionRunner::look() {
+    const QPointer<ActionRunner> alive(this);
+    QStringList unwanted;
+    for (const auto& [id, lock] : m_locks) {
+        unwanted += m_files.isAskedToStop(id) ? QStringList(id) : QStringList();
+    }
+    for (const QString& id : unwanted) {
+        m_files.forgetStop(id);
+        stop(id);
+    }
+    if (alive) {
+        show(m_runs);
+    }
+    if (alive) {
+        pump();
+    }
 }
 
 ActionRun ActionRunner::submit(const Connector& connector, const ActionRequest& request) {
     load();
-    lookAtOthers();
+    show(m_runs);
     const QString key = ActionRun::keyFor(connector.id, request.content);
     const auto isSame = [&](const ActionRun& each) { return each.isLive() && each.key == key; };
     if (const auto live = firstOf(m_runs, isSame)) {
@@ -222,10 +237,14 @@ std::optional<ActionRun> ActionRunner::retry(const ActionRun& run) {
 
 void ActionRunner::stop(const QString& id) {
     const auto found = run(id);
-    if (!found || !isOurs(id)) {
+    if (!found || !found->isLive()) {
         return;
     }
-    if (found->status == Status::queued) {
+    if (!isOurs(id)) {
+        if (const auto asked = m_files.askToStop(id); !asked) {
+            AppLog::error(tag(), asked.error().message);
+        }
+    } else if (found->status == Status::queued) {
         finish(*found, Status::stopped);
     } else if (const auto handle = m_handles.value(id)) {
         handle->cancel();
@@ -242,11 +261,15 @@ void ActionRunner::pump() {
         if (found == std::views::reverse(m_runs).end()) {
             return;
         }
-        execute(*found);
+        auto place = m_files.takePlace(mostRunning);
+        if (!place) {
+            return;
+        }
+        execute(*found, std::move(*place));
     }
 }
 
-void ActionRunner::execute(ActionRun run) {
+void ActionRunner::execute(ActionRun run, RunLock place) {
     const auto connector = m_connector(run.connectorID);
     if (!connector) {
         finish(run, Status::failed,
@@ -256,6 +279,7 @@ void ActionRunner::execute(ActionRun run) {
     run.status = Status::running;
     const auto handle = std::make_shared<CancellationHandle>();
     m_handles.insert(run.id, handle);
+    m_places.emplace(run.id, std::move(place));
     update(run);
     runDetached(carryOut(run, requestFor(run, *connector), handle));
 }
@@ -284,6 +308,7 @@ Task<> ActionRunner::carryOut(ActionRun run, AgentRequest request, Handle handle
         }
     }
     m_handles.remove(run.id);
+    m_places.erase(run.id);
     if (output) {
         complete(run, *output);
     } else {
@@ -340,12 +365,14 @@ void ActionRunner::finish(ActionRun run, Status status, const std::optional<QStr
 void ActionRunner::update(const ActionRun& run) {
     write(run);
     if (!run.isLive()) {
+        m_files.forgetStop(run.id);
         m_locks.erase(run.id);
     }
     const auto place = std::ranges::find(m_runs, run.id, &ActionRun::id);
     if (place != m_runs.end()) {
         *place = run;
     }
+    keepLooking();
     Q_EMIT runsChanged();
 }
 

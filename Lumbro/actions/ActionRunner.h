@@ -30,10 +30,10 @@ struct ActionRequest {
     std::optional<QString> askThread{};
 };
 
-/// Carries work into connected apps: a queue of runs, of which at most two are under way in this process.
-/// Every run is a file, written on each change. Runs of other processes are shown and never touched while
-/// those live. Main thread. The clock and the agent must outlive it; when it goes, what runs is cancelled and
-/// becomes interrupted at the next load.
+/// Carries work into connected apps: a queue of runs, of which at most two are under way, in whatever
+/// process. Every run is a file, written on each change. Runs of other processes are shown and never touched
+/// while those live. Main thread. The clock and the agent must outlive it; when it goes, what runs is
+/// cancelled and becomes interrupted at the next load.
 class ActionRunner final : public QObject {
     Q_OBJECT
 
@@ -65,8 +65,8 @@ class ActionRunner final : public QObject {
     ActionRun submit(const Connector& connector, const ActionRequest& request);
     /// Sends the same work again; nothing when the connector is gone.
     std::optional<ActionRun> retry(const ActionRun& run);
-    /// Ends a run of this process: a queued one at once, a running one when its process has gone. Nothing for
-    /// any other.
+    /// Ends a run: a queued one of this process at once, a running one when its agent has gone, one of
+    /// another process when that has seen the request. Nothing for one that has ended.
     void stop(const QString& id);
 
   Q_SIGNALS:
@@ -81,13 +81,13 @@ class ActionRunner final : public QObject {
 
     ActionRun make(const Connector& connector, const ActionRequest& request, const QString& key) const;
     bool isOurs(const QString& id) const { return m_locks.contains(id); }
-    bool hasOthers(const QList<ActionRun>& runs) const;
     void show(QList<ActionRun> runs);
-    /// A live run of some other process as it really stands. The folder is locked.
-    ActionRun settled(ActionRun run) const;
-    void lookAtOthers();
+    /// Runs of other processes as they really stand.
+    QStringList settle(QList<ActionRun>& runs) const;
+    void look();
+    void keepLooking();
     void pump();
-    void execute(ActionRun run);
+    void execute(ActionRun run, RunLock place);
     Task<> carryOut(ActionRun run, AgentRequest request, Handle handle);
     void complete(ActionRun run, const QString& output);
     void giveUp(const ActionRun& run, const Failure& failure);
@@ -101,8 +101,9 @@ class ActionRunner final : public QObject {
     ActionFiles m_files;
     QList<ActionRun> m_runs;
     QMap<QString, Handle> m_handles;
-    /// The live runs of this process.
+    /// The live runs of this process, and the places of those that are running.
     std::map<QString, RunLock> m_locks;
+    std::map<QString, RunLock> m_places;
     Timer m_watch;
     bool m_loaded = false;
 };

@@ -32,7 +32,7 @@ ChildCommand commandFor(const QString& executable) {
 
 }  // namespace
 
-Task<ConnectorInit> probeConnectors(QString executable, Clock& clock) {
+Task<Result<ConnectorInit>> probeConnectors(QString executable, Clock& clock) {
     std::optional<ConnectorInit> init;
     int lines = 0;
     LineReader reader([&](const QByteArray& line) {
@@ -48,14 +48,15 @@ Task<ConnectorInit> probeConnectors(QString executable, Clock& clock) {
     const auto end = co_await runAgentProcess(commandFor(executable), clock, longestProbe, nullptr, onOutput);
     if (!end) {
         AppLog::error(u"action"_s, u"connector check couldn't start Claude Code: "_s + end.error().message);
-        co_return ConnectorInit();
+        co_return fail(u"Couldn't start Claude Code: "_s + end.error().message);
     }
     reader.finish();
     if (!init) {
+        const QString reason = agents::reasonText(end->exit.errors).right(shownErrors);
         AppLog::error(u"action"_s, u"connector check: no init event (lines=%1, exit=%2): %3"_s.arg(
-                                       QString::number(lines), QString::number(end->exit.status),
-                                       agents::reasonText(end->exit.errors).right(shownErrors)));
-        co_return ConnectorInit();
+                                       QString::number(lines), QString::number(end->exit.status), reason));
+        co_return fail(u"Claude Code didn't tell its connectors"_s +
+                       (reason.isEmpty() ? u"; `lumbro doctor` checks it."_s : u": "_s + reason));
     }
     co_return ConnectorInit(*init);
 }

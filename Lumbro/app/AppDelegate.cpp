@@ -1,6 +1,8 @@
 #include "app/AppDelegate.h"
 
 #include "LumbroCore/AppLog.h"
+#include "actions/ActionRunner.h"
+#include "actions/Connectors.h"
 #include "app/Services.h"
 #include "app/StatusText.h"
 #include "ask/AskService.h"
@@ -35,6 +37,7 @@ Task<> prepareSpeech(SpeechAssets* speech) {
 }  // namespace
 
 AppDelegate::AppDelegate(Services& services) : m_services(services) {
+    m_services.followConnectors();
     setUpSteps();
 }
 
@@ -85,12 +88,24 @@ void AppDelegate::setUpSteps() {
         every({u"sessions"_s, sessionsInterval, [this] { m_services.sessionImporter().check(); }});
         m_services.sessionImporter().check();
     });
+    m_startup.set(u"connectors"_s, [this] { m_services.connectors().refresh(); });
+    m_startup.set(u"actionRunner"_s, [this] { startActions(); });
     m_startup.set(u"ask"_s, [this] { m_services.ask().reload(); });
     m_startup.set(u"statusItem"_s, [this] {
         updateStatusTitle();
         every({u"status"_s, statusInterval, [this] { updateStatusTitle(); }});
     });
     m_startup.set(u"speechAssets"_s, [this] { runDetached(prepareSpeech(&m_services.speechAssets())); });
+}
+
+void AppDelegate::startActions() {
+    ActionRunner& runner = m_services.actionRunner();
+    AppModel& model = m_services.model();
+    connect(&runner, &ActionRunner::finished, &model,
+            [&model](const ActionRun& run) { model.actionFinished(run.id); });
+    connect(&runner, &ActionRunner::interrupted, &model,
+            [&model](const QString& runID) { model.pill().addToInbox(pill::Action{runID}); });
+    runner.load();
 }
 
 Task<> AppDelegate::finishRecording() {

@@ -1,8 +1,12 @@
 #include "app/Services.h"
 
+#include "LumbroCore/AppLog.h"
 #include "LumbroCore/Clock.h"
 #include "LumbroCore/Settings.h"
+#include "actions/ActionLinks.h"
+#include "actions/ActionRunner.h"
 #include "actions/CalendarExport.h"
+#include "actions/Connectors.h"
 #include "ask/AskService.h"
 #include "chats/SessionImporter.h"
 #include "library/ContextLibrary.h"
@@ -10,6 +14,7 @@
 #include "memory/Librarian.h"
 #include "memory/MemoryStore.h"
 #include "platform/linux/PulseAudioServer.h"
+#include "platform/linux/desktop/DesktopLinks.h"
 #include "platform/linux/desktop/OpenOrganizer.h"
 #include "recording/audio/AudioArchive.h"
 #include "recording/audio/MicSource.h"
@@ -51,6 +56,22 @@ Task<> memorize(Librarian* librarian, CaptureRecord record) {
     [[maybe_unused]] const auto logged = co_await librarian->run(std::move(record));
 }
 
+QList<AskConnector> askConnectors(const QList<Connector>& connectors) {
+    QList<AskConnector> list;
+    for (const Connector& connector : connectors) {
+        list.append({connector.id, connector.app});
+    }
+    return list;
+}
+
+/// Shows what a run made.
+void openResult(const ActionRunner& runner, const QString& runID) {
+    const ActionLinks links(desktopLinks::open, desktopLinks::hasHandler);
+    if (const auto run = runner.run(runID); run && !links.open(*run)) {
+        AppLog::error(u"action"_s, u"%1 couldn't be opened."_s.arg(runID));
+    }
+}
+
 Task<bool> tryMicrophone(std::shared_ptr<AudioSource> source) {
     const Result<> started = co_await source->start([](const AudioBuffer&) {});
     source->stop();
@@ -75,6 +96,9 @@ struct Services::Private {
     std::unique_ptr<MemoryStore> memory;
     std::unique_ptr<Librarian> librarian;
     std::unique_ptr<SessionImporter> sessionImporter;
+    std::unique_ptr<Connectors> connectors;
+    bool followsConnectors = false;
+    std::unique_ptr<ActionRunner> actionRunner;
     std::unique_ptr<AskService> ask;
     std::unique_ptr<AppModel> model;
     std::unique_ptr<SetupChecks> setupChecks;
@@ -155,6 +179,15 @@ SessionImporter& Services::sessionImporter() {
 AskService& Services::ask() {
     return once(m_private->ask, [this] {
         AskPorts ports;
+        ports.refreshConnectors = [this] {
+            if (m_private->followsConnectors) {
+                connectors().refresh();
+            }
+        };
+        ports.connectors = [this] {
+            return askConnectors(m_private->followsConnectors ? connectors().usable()
+                                                              : connectors().remembered());
+        };
         ports.calendarIsDenied = [this] { return calendar().access() == CalendarAccess::denied; };
         ports.calendarContext = [this] { return calendarExport::context(&calendar(), clock().now()); };
         return std::make_unique<AskService>(clock(), settings(), library(), memory(), agent(),
@@ -174,6 +207,23 @@ AgentProvider& Services::agent() {
     return once(m_private->agent, m_private->replacements.agent, [this]() -> std::unique_ptr<AgentProvider> {
         return std::make_unique<PreferredAgent>(settings(), clock(), m_private->commandProviders, claude(),
                                                 codex());
+    });
+}
+
+Connectors& Services::connectors() {
+    return once(m_private->connectors, [this] {
+        return std::make_unique<Connectors>(clock(), [this] { return claude().locate(); });
+    });
+}
+
+void Services::followConnectors() {
+    m_private->followsConnectors = true;
+}
+
+ActionRunner& Services::actionRunner() {
+    return once(m_private->actionRunner, [this] {
+        return std::make_unique<ActionRunner>(
+            clock(), agent(), [this](const QString& id) { return connectors().find(id); }, library().root());
     });
 }
 
@@ -229,7 +279,9 @@ AppModel& Services::model() {
             return makeSession(record, includeSystemAudio);
         };
         ports.memorize = [this](CaptureRecord record) { return memorize(&librarian(), std::move(record)); };
+        ports.calendarContext = [this] { return calendarExport::context(&calendar(), clock().now()); };
         ports.ask = [this](AskCall call) { return ask().ask(questionOf(std::move(call))); };
+        ports.openActionResult = [this](const QString& runID) { openResult(actionRunner(), runID); };
         ports.cancelAsk = [this](const QString& thread) { ask().cancel(thread); };
         return std::make_unique<AppModel>(library(), settings(), clock(), agent(), std::move(ports));
     });

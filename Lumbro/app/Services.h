@@ -15,10 +15,12 @@
 
 namespace lumbro {
 
+class ActionRunner;
 class AppModel;
 class AskService;
 class ClaudeRunner;
 class CodexRunner;
+class Connectors;
 class ContextLibrary;
 class FeedGate;
 class Librarian;
@@ -72,6 +74,13 @@ class Services {
     AgentProvider& agent();
     ClaudeRunner& claude();
     CodexRunner& codex();
+    /// Not yet checked: whoever needs them calls `refresh`.
+    Connectors& connectors();
+    /// From now on questions have the connectors checked. Until then they know those of the last check of any
+    /// process, since a command ends too soon to hear of its own.
+    void followConnectors();
+    /// Its runs are not yet read: the application calls `load`.
+    ActionRunner& actionRunner();
     AudioServer& audioServer();
     /// The user's events and tasks, where the settings say that they are kept.
     CalendarStore& calendar();

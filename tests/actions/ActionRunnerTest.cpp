@@ -218,6 +218,9 @@ TEST_F(ActionRunnerTest, whatEndedWithItsProcessIsInterruptedAndNeverRunsAgain) 
         waiting = earlier.submit(u"c"_s).id;
     }
     m_folder.write(u"actions/broken.json"_s, "{");
+    m_folder.write(u"actions/.%1.stop"_s.arg(id), "");
+    EXPECT_EQ(ActionFiles(m_folder.path()).readSettled().first().status, Status::interrupted);
+    EXPECT_EQ(onDisk(id).status, Status::running);
     m_folder.write(u"actions/copy.json"_s, m_folder.read(u"actions/%1.json"_s.arg(id)));
     m_clock.advance(60s);
     Process later(m_clock, m_folder.path());
@@ -229,6 +232,7 @@ TEST_F(ActionRunnerTest, whatEndedWithItsProcessIsInterruptedAndNeverRunsAgain) 
     }
     EXPECT_TRUE(later.agent.calls.empty());
     EXPECT_TRUE(m_folder.has(u"actions/broken.json"_s));
+    EXPECT_FALSE(m_folder.has(u"actions/.%1.stop"_s.arg(id)));
     later.runner.load();
     EXPECT_EQ(later.interrupted.size(), 3);
 }
@@ -242,9 +246,6 @@ TEST_F(ActionRunnerTest, aRunOfAnotherProcessIsShownAndLeftAlone) {
     EXPECT_TRUE(m_process.interrupted.isEmpty());
     EXPECT_EQ(m_process.submit(u"a"_s).id, theirs.id);
     EXPECT_TRUE(m_process.agent.calls.empty());
-    m_process.runner.stop(theirs.id);
-    EXPECT_EQ(onDisk(theirs.id).status, Status::running);
-
     other->agent.calls.at(0)->answer(good);
     m_clock.advance(2s);
     EXPECT_EQ(m_process.status(theirs), Status::done);
@@ -261,6 +262,52 @@ TEST_F(ActionRunnerTest, aRunOfAnotherProcessIsShownAndLeftAlone) {
     // Two that send the same in the same minute write two files.
     EXPECT_NE(m_process.submit(u"b"_s).id, second.id);
     EXPECT_EQ(onDisk(second.id).status, Status::interrupted);
+}
+
+TEST_F(ActionRunnerTest, twoRunAtATimeInAllProcessesTogether) {
+    Process other(m_clock, m_folder.path());
+    const ActionRun first = m_process.submit(u"a"_s);
+    const ActionRun second = other.submit(u"b"_s);
+    const ActionRun third = other.submit(u"c"_s);
+    const ActionRun fourth = m_process.submit(u"d"_s);
+    EXPECT_EQ(onDisk(second.id).status, Status::running);
+    EXPECT_EQ(onDisk(third.id).status, Status::queued);
+    EXPECT_EQ(onDisk(fourth.id).status, Status::queued);
+    m_clock.advance(5s);
+    EXPECT_EQ(m_process.agent.calls.size() + other.agent.calls.size(), 2U);
+    m_process.agent.calls.at(0)->answer(good);
+    m_clock.advance(1s);
+    EXPECT_EQ(onDisk(first.id).status, Status::done);
+    EXPECT_EQ(m_process.agent.calls.size() + other.agent.calls.size(), 3U);
+    m_process.agent.calls.at(1)->answer(good);
+    other.agent.calls.at(0)->answer(good);
+    m_clock.advance(1s);
+    EXPECT_EQ(onDisk(third.id).status, Status::running);
+}
+
+TEST_F(ActionRunnerTest, anotherProcessIsAskedToStopItsRun) {
+    Process other(m_clock, m_folder.path());
+    const ActionRun running = other.submit(u"a"_s);
+    const ActionRun between = other.submit(u"b"_s);
+    const ActionRun queued = other.submit(u"c"_s);
+    other.agent.calls.at(1)->answer(fail(FailureKind::toolsNotReady, u"Late"_s));
+    m_process.runner.reload();
+    for (const QString& id : {running.id, between.id, queued.id}) {
+        m_process.runner.stop(id);
+    }
+    m_clock.advance(1s);
+    EXPECT_EQ(onDisk(queued.id).status, Status::stopped);
+    EXPECT_TRUE(other.agent.calls.at(0)->cancel->isCancelled);
+    m_clock.advance(2s);
+    EXPECT_EQ(m_process.status(between), Status::stopped);
+    // It was faster than the request.
+    other.agent.calls.at(0)->answer(good);
+    m_clock.advance(1s);
+    EXPECT_EQ(m_process.status(running), Status::done);
+    m_process.runner.stop(running.id);
+    EXPECT_EQ(m_clock.timerCount(), 0U);
+    EXPECT_EQ(QDir(m_folder.path(u"actions"_s)).entryList({u".*"_s}, QDir::Files | QDir::Hidden),
+              QStringList());
 }
 
 TEST_F(ActionRunnerTest, aRunWhoseFileCannotBeWrittenGoesOn) {

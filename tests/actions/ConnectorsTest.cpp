@@ -32,7 +32,9 @@ struct ConnectorsTest : ::testing::Test {
 
     test::ScratchFolder m_folder;
     test::TestClock m_clock;
-    Connectors m_connectors{m_clock, [this] { return locate(); }, m_folder.path(u"claude.json"_s)};
+    Connectors m_connectors{m_clock,
+                            [this] { return locate(); },
+                            {m_folder.path(u"claude.json"_s), m_folder.path(u"cache/found.json"_s)}};
 };
 
 const QByteArray init =
@@ -58,6 +60,13 @@ TEST_F(ConnectorsTest, theInitEventIsEnoughAndEndsTheProcess) {
     const auto linear = m_connectors.find(u"my-linear"_s);
     ASSERT_TRUE(linear);
     EXPECT_EQ(linear->tools, QStringList{u"mcp__my-linear__add"_s});
+    EXPECT_FALSE(m_connectors.failure());
+    // Another process knows them without a check of its own, and nobody's configuration is copied.
+    const Connectors other(m_clock, [this] { return locate(); },
+                           {m_folder.path(u"claude.json"_s), m_folder.path(u"cache/found.json"_s)});
+    EXPECT_TRUE(other.all().isEmpty());
+    EXPECT_EQ(other.remembered(), m_connectors.usable());
+    EXPECT_FALSE(m_folder.read(u"cache/found.json"_s).contains("command"));
     EXPECT_EQ(linear->status, Connector::Status::unknown);
     AppLog::flush();
     EXPECT_TRUE(readFile(AppLog::url())
@@ -70,6 +79,8 @@ TEST_F(ConnectorsTest, aCheckHoldsForAnHourAlsoAFailedOne) {
     agent("echo '{}'\necho broken >&2\nexit 3\n");
     ASSERT_TRUE(check());
     EXPECT_TRUE(m_connectors.all().isEmpty());
+    ASSERT_TRUE(m_connectors.failure());
+    EXPECT_EQ(m_connectors.failure()->message, u"Claude Code didn't tell its connectors: broken"_s);
     AppLog::flush();
     EXPECT_TRUE(readFile(AppLog::url())
                     .value_or(QByteArray())
@@ -85,6 +96,8 @@ TEST_F(ConnectorsTest, aCheckHoldsForAnHourAlsoAFailedOne) {
     m_clock.advance(3601s);
     ASSERT_TRUE(check());
     EXPECT_TRUE(m_connectors.all().isEmpty());
+    EXPECT_EQ(m_connectors.failure().value_or(Failure()).kind, FailureKind::notInstalled);
+    EXPECT_EQ(m_connectors.remembered().size(), 2);
 }
 
 TEST_F(ConnectorsTest, aSilentAgentIsGivenUpAfterAMinute) {

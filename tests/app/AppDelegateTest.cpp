@@ -24,6 +24,7 @@ class AppDelegateTest : public testing::Test {
   protected:
     AppDelegateTest() : services(replacements()), delegate(services) {
         delegate.startup().set(u"speechAssets"_s, Startup::Step());
+        delegate.startup().set(u"connectors"_s, Startup::Step());
         QObject::connect(&delegate, &AppDelegate::readyToTerminate, [this] { ++ready; });
         QObject::connect(&delegate, &AppDelegate::terminationDelayed, [this] { ++delayed; });
     }

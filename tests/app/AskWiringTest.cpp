@@ -21,6 +21,7 @@ struct AskWiringTest : testing::Test {
         scratch.write(u"library/asks/2026-03-01-0900-old.md"_s,
                       "### Me · 2026-03-01T09:00:00Z\nOld\n### Lumbro\nYes\n");
         delegate.startup().set(u"speechAssets"_s, Startup::Step());
+        delegate.startup().set(u"connectors"_s, Startup::Step());
         delegate.startup().set(u"sessionImporter"_s, Startup::Step());
         delegate.applicationDidFinishLaunching();
     }

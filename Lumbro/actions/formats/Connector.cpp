@@ -102,6 +102,10 @@ Connector::Status Connector::statusFrom(const QString& word) {
     return word == u"failed" ? Status::failed : Status::unknown;
 }
 
+QString Connector::wordFor(Status status) {
+    return status == Status::needsLogin ? u"needs-auth"_s : rawValue(status);
+}
+
 const KnownApp* KnownApp::find(const QString& serverName) {
     const QString lower = serverName.toLower();
     const auto& apps = knownApps();

@@ -43,6 +43,7 @@ struct Connector {
     static QString rawValue(Status status);
     /// The status that Claude Code's word for it stands for.
     static Status statusFrom(const QString& word);
+    static QString wordFor(Status status);
 };
 
 /// A name and symbol of an app that is known by a piece of its server's name.

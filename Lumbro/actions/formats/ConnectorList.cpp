@@ -57,6 +57,15 @@ std::optional<ConnectorInit> ConnectorInit::fromLine(const QByteArray& line) {
     return init;
 }
 
+QByteArray ConnectorInit::toLine() const {
+    QJsonArray all;
+    for (const Server& server : servers) {
+        all << QJsonObject{{u"name"_s, server.name}, {u"status"_s, Connector::wordFor(server.status)}};
+    }
+    return json::encodeCompact(QJsonObject{
+        {u"subtype"_s, u"init"_s}, {u"tools"_s, QJsonArray::fromStringList(tools)}, {u"mcp_servers"_s, all}});
+}
+
 QMap<QString, QString> localConnectorConfigs(const QByteArray& bytes) {
     const QString key = u"mcpServers"_s;
     const QJsonObject servers = json::object(bytes).value(key).toObject();

@@ -29,6 +29,8 @@ struct ConnectorInit {
 
     /// Nothing when the line is no such event.
     static std::optional<ConnectorInit> fromLine(const QByteArray& line);
+    /// A line that gives the same back.
+    QByteArray toLine() const;
 };
 
 /// By server name: the configuration to run a server of the user's own with, out of the bytes of
