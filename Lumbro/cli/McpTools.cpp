@@ -205,7 +205,7 @@ McpTools::Answer McpTools::askContext(const QJsonObject& arguments) {
     question.question = arguments[u"question"_s].toString();
     AskThread thread;
     thread.scope = *scope;
-    const QString input = m_context.input(question, thread);
+    const QString input = m_context.input(question, thread, {});
     return McpToolResult{.text = input, .structured = {{u"scope"_s, scope->token()}, {u"input"_s, input}}};
 }
 
