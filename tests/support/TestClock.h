@@ -20,6 +20,8 @@ class TestClock final : public Clock {
 
     /// Moves the time on, firing what falls due, and lets queued events run after each step.
     void advance(Duration by);
+    /// Sets the wall clock, as a user or a time server would; timers don't notice.
+    void setNow(const QDateTime& now) { m_start = now.addMSecs(-m_elapsed.count()); }
     /// How many timers are running.
     size_t timerCount() const { return m_timers.size(); }
 

@@ -1,0 +1,280 @@
+#include "meetings/MeetingPrep.h"
+
+#include "LumbroCore/AppLog.h"
+#include "engines/formats/EngineInput.h"
+#include "library/ContextLibrary.h"
+#include "meetings/Agenda.h"
+#include "meetings/PrepInput.h"
+#include "memory/MemoryStore.h"
+
+#include <QPointer>
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+namespace lumbro {
+
+using namespace std::chrono_literals;
+
+namespace {
+
+constexpr auto interval = 30s;
+const QString area = u"prep"_s;
+const QString engineID = u"prep"_s;
+
+// Seconds until the start, each window from its first moment to after its last; the first holds the others.
+constexpr double briefFrom = 1800;
+constexpr double briefUntil = -300;
+/// A tick every 30 seconds must not pass the five minutes.
+constexpr double showFrom = 315;
+constexpr double showUntil = -300;
+constexpr double promptFrom = 75;
+constexpr double promptUntil = -120;
+
+/// A brief is for the meeting that starts within this many milliseconds of its date.
+constexpr qint64 sameStart = 60'000;
+
+QString rawValue(CalendarAccess access) {
+    switch (access) {
+        case CalendarAccess::full:
+            return u"full"_s;
+        case CalendarAccess::denied:
+            return u"denied"_s;
+        case CalendarAccess::notDetermined:
+            break;
+    }
+    return u"not determined"_s;
+}
+
+Task<> dropResult(Task<Result<CaptureRecord>> brief) {
+    [[maybe_unused]] const auto logged = co_await std::move(brief);
+}
+
+}  // namespace
+
+/// The meeting's brief is being written, until the end of the scope.
+class MeetingPrep::Busy {
+  public:
+    Busy(MeetingPrep& prep, QString key) : m_prep(&prep), m_key(std::move(key)) {
+        prep.m_preparing.insert(m_key);
+        Q_EMIT prep.preparingChanged();
+    }
+    Busy(const Busy&) = delete;
+    Busy& operator=(const Busy&) = delete;
+    ~Busy() {
+        if (m_prep && m_prep->m_preparing.remove(m_key)) {
+            Q_EMIT m_prep->preparingChanged();
+        }
+    }
+
+  private:
+    QPointer<MeetingPrep> m_prep;
+    QString m_key;
+};
+
+MeetingPrep::MeetingPrep(Ports ports) : m_ports(std::move(ports)) {}
+
+MeetingPrep::~MeetingPrep() = default;
+
+void MeetingPrep::start() {
+    connect(&m_ports.calendar, &CalendarStore::changed, this, [this] { runDetached(refresh()); });
+    m_timer.start(m_ports.clock, interval, Clock::Repeat::always, [this] { runDetached(tick()); });
+    runDetached(tick());
+}
+
+Task<CalendarAccess> MeetingPrep::requestAccess() {
+    const CalendarAccess access = co_await m_ports.calendar.requestAccess();
+    AppLog::info(area, u"calendar access: "_s + rawValue(access));
+    co_return access;
+}
+
+Task<> MeetingPrep::refresh() {
+    const QPointer<MeetingPrep> alive(this);
+    const int run = ++m_refreshes;
+    const CalendarAccess access = m_ports.calendar.access();
+    if (access != CalendarAccess::full) {
+        assign(access, {});
+        note(u"no calendar access (%1)"_s.arg(rawValue(access)));
+        co_return;
+    }
+    const auto span = agenda::span(m_ports.clock.now());
+    const QList<CalendarEvent> events = co_await m_ports.calendar.events(span.from, span.to);
+    if (!alive || run != m_refreshes) {
+        co_return;
+    }
+    assign(access, agenda::of(events));
+    note(u"agenda: %1 events through tomorrow, %2 with people"_s.arg(m_agenda.size()).arg(m_upcoming.size()));
+}
+
+QList<PrepEvent> MeetingPrep::nextEvents(int limit) const {
+    QList<PrepEvent> events = m_upcoming;
+    const QDateTime now = m_ports.clock.now();
+    events.removeIf([&now](const PrepEvent& event) { return event.start <= now; });
+    events.resize(std::min<qsizetype>(events.size(), std::max(limit, 0)));
+    return events;
+}
+
+std::optional<PrepEvent> MeetingPrep::eventNow() const {
+    return agenda::eventNow(m_agenda, m_ports.clock.now());
+}
+
+std::optional<QUrl> MeetingPrep::link(const QString& eventID) const {
+    std::optional<QUrl> link;
+    for (const PrepEvent& event : m_agenda) {
+        if (event.id == eventID) {
+            link = event.link;
+            if (event.end >= m_ports.clock.now()) {
+                break;
+            }
+        }
+    }
+    return link;
+}
+
+std::optional<CaptureRecord> MeetingPrep::brief(const PrepEvent& event) const {
+    const QList<CaptureRecord>& captures = m_ports.library.captures();
+    const auto found = std::ranges::find_if(captures, [&event](const CaptureRecord& record) {
+        return record.meta.kind == CaptureKind::prep && record.meta.title == event.title &&
+               std::abs(record.meta.startedAt.msecsTo(event.start)) < sameStart;
+    });
+    return found == captures.end() ? std::nullopt : std::optional(*found);
+}
+
+QString MeetingPrep::context(const PrepEvent& event) const {
+    return PrepInput(m_ports.library, m_ports.memory).text(event);
+}
+
+Task<Result<CaptureRecord>> MeetingPrep::prepare(PrepEvent event, Cancel cancel) {
+    const auto engine = m_ports.library.engine(engineID);
+    if (!engine) {
+        const QString sentence = u"no prep engine in ~/Quillet/engines"_s;
+        AppLog::error(area, sentence);
+        co_return fail(FailureKind::notFound,
+                       u"The engine \"prep\" is missing in %1."_s.arg(m_ports.library.enginesFolder()));
+    }
+    const QPointer<MeetingPrep> alive(this);
+    const Busy busy(*this, event.key());
+    m_ports.memory.reload(false);
+    AgentRequest asked = request(event, EngineInput::systemPrompt(*engine, std::nullopt), engine->model);
+    if (!cancel) {
+        cancel = std::make_shared<CancellationHandle>();
+    }
+    const Result<QString> reply = co_await m_ports.agent.run(std::move(asked), std::move(cancel));
+    if (!alive) {
+        co_return fail(FailureKind::cancelled, u"Lumbro was closed."_s);
+    }
+    const Result<CaptureRecord> filed = reply ? file(event, *reply) : std::unexpected(reply.error());
+    if (!filed) {
+        AppLog::error(area, u"prep failed for '%1': %2"_s.arg(event.title, filed.error().message));
+    } else {
+        AppLog::info(area, u"brief ready for '%1' in %2"_s.arg(event.title, filed->id()));
+    }
+    co_return filed;
+}
+
+Task<> MeetingPrep::tick() {
+    const QPointer<MeetingPrep> alive(this);
+    co_await refresh();
+    if (!alive || !m_ports.settings.boolean(u"meetingPrepEnabled"_s)) {
+        co_return;
+    }
+    // What an offer sets going may refresh the list.
+    const QList<PrepEvent> events = m_upcoming;
+    const QDateTime now = m_ports.clock.now();
+    for (const PrepEvent& event : events) {
+        consider(event, now);
+    }
+}
+
+void MeetingPrep::consider(const PrepEvent& event, const QDateTime& now) {
+    const double until = double(now.msecsTo(event.start)) / 1000;
+    const auto isWithin = [until](double from, double last) { return until <= from && until > last; };
+    if (!isWithin(briefFrom, briefUntil)) {
+        return;
+    }
+    const QString key = event.key();
+    if (wantsBrief(event)) {
+        m_attempted.insert(key);
+        runDetached(dropResult(prepare(event)));
+    }
+    const auto record = brief(event);
+    const auto present = [&] {
+        if (m_ports.present) {
+            m_ports.present({event, record ? std::optional(record->id()) : std::nullopt});
+        }
+    };
+    if (isWithin(showFrom, showUntil) && !m_shown.contains(key) && record) {
+        m_shown.insert(key);
+        present();
+    }
+    if (isWithin(promptFrom, promptUntil) && !m_prompted.contains(key)) {
+        m_prompted.insert(key);
+        if (!m_ports.isPresented || !m_ports.isPresented(event)) {
+            present();
+        }
+    }
+}
+
+bool MeetingPrep::wantsBrief(const PrepEvent& event) {
+    if (m_attempted.contains(event.key()) || m_preparing.contains(event.key()) || brief(event)) {
+        return false;
+    }
+    // A command beside us may have had it written.
+    m_ports.library.reloadCaptures();
+    return !brief(event);
+}
+
+void MeetingPrep::assign(CalendarAccess access, const QList<PrepEvent>& agenda) {
+    const bool sameAccess = std::exchange(m_access, access) == access;
+    m_upcoming = agenda::upcoming(agenda, m_ports.clock.now());
+    const bool sameAgenda = std::exchange(m_agenda, agenda) == agenda;
+    if (!sameAccess) {
+        Q_EMIT accessChanged();
+    }
+    if (!sameAgenda) {
+        Q_EMIT agendaChanged();
+    }
+}
+
+/// Logs what a reading found, unless the last one found the same: the log is for people.
+void MeetingPrep::note(const QString& line) {
+    if (std::exchange(m_lastNote, line) != line) {
+        AppLog::info(area, line);
+    }
+}
+
+AgentRequest MeetingPrep::request(const PrepEvent& event, const QString& prompt, const QString& model) const {
+    AgentRequest request;
+    request.systemPrompt = prompt;
+    request.instruction = u"Prepare me for the meeting in stdin."_s;
+    request.context = context(event);
+    request.model = model;
+    request.workingDirectory = m_ports.library.root();
+    return request;
+}
+
+Result<CaptureRecord> MeetingPrep::file(const PrepEvent& event, const QString& text) {
+    ContextLibrary& library = m_ports.library;
+    library.reloadCaptures();
+    const auto earlier = brief(event);
+    CaptureRecord record =
+        earlier ? *earlier : library.createCapture(CaptureKind::prep, event.title, {}, event.start);
+    if (const auto written = library.writeHandoff(text, engineID, record); !written) {
+        if (!earlier) {
+            [[maybe_unused]] const Result<> logged = library.deleteCapture(record);
+        }
+        return std::unexpected(written.error());
+    }
+    record.meta.endedAt = std::max(event.end, record.meta.startedAt);
+    record.meta.attendees = event.attendeeNames();
+    record.meta.attendeeEmails = event.attendeeEmails();
+    record.meta.eventID = event.id;
+    if (const auto saved = library.save(record); !saved) {
+        return std::unexpected(saved.error());
+    }
+    library.reloadCaptures();
+    return record;
+}
+
+}  // namespace lumbro

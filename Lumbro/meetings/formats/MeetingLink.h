@@ -1,0 +1,18 @@
+#pragma once
+
+#include <QString>
+#include <QUrl>
+
+#include <optional>
+
+/// Where an online meeting is joined. Invitations come from strangers: only the web addresses of known
+/// services are links, never files or other programs' schemes. Any text.
+namespace lumbro::meetingLink {
+
+/// The service that the address belongs to, such as "Zoom" or "Teams"; nothing for any other address.
+std::optional<QString> app(const QString& url);
+
+/// The first address that `app` knows: the event's own link, else one in its location, else one in its notes.
+std::optional<QUrl> find(const QString& url, const QString& location, const QString& notes);
+
+}  // namespace lumbro::meetingLink
