@@ -91,10 +91,13 @@ Task<int> projectNew(CommandContext context) {
     if (!memory.usable()) {
         co_return output.fail(memory.usable().error());
     }
-    const QString slug = memory->createProject(name);
-    const auto page = memory->entity(Kind::project, slug);
+    const Result<QString> slug = co_await memory->createProject(name);
+    if (!slug) {
+        co_return output.fail(slug.error());
+    }
+    const auto page = memory->entity(Kind::project, *slug);
     if (!page) {
-        co_return output.fail(u"The page could not be written; `lumbro log` says why."_s);
+        co_return output.fail(u"The page is gone already."_s);
     }
     if (context.arguments.wantsJson()) {
         output.printJson(memoryJson(*page));
@@ -119,10 +122,13 @@ Task<int> projectRename(CommandContext context) {
     if (!before) {
         co_return output.fail(before.error());
     }
-    const bool renamed = memory->renameProject(before->id, name);
+    const Result<bool> renamed = co_await memory->renameProject(before->id, name);
+    if (!renamed) {
+        co_return output.fail(renamed.error());
+    }
     const auto page = memory->entity(Kind::project, before->id);
-    if (!page || (!renamed && page->name != name)) {
-        co_return output.fail(u"%1 could not be written; `lumbro log` says why."_s.arg(before->url));
+    if (!page) {
+        co_return output.fail(u"%1 is gone."_s.arg(before->url));
     }
     if (context.arguments.wantsJson()) {
         output.printJson(memoryJson(*page));

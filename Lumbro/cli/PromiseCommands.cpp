@@ -7,6 +7,7 @@
 #include "cli/Table.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace lumbro::cli {
 
@@ -43,35 +44,45 @@ void printSides(Output& output, const PromiseFilter& wanted, const QList<Promise
     }
 }
 
-/// Changes one promise and prints it; `change` is false when it could not be written.
-template <typename Change, typename Sentence>
-int changePromise(CommandContext& context, const Change& change, const Sentence& sentence) {
+/// The promise that the command names and that has an id of its own.
+Result<PromiseItem> changeablePromise(const MemoryStore& memory, const QString& text) {
+    auto found = findPromise(memory, text);
+    if (found && found->id.startsWith(u"p-line-")) {
+        return fail(
+            u"That line of %1 has no id of its own; change it there, or end it with one such as \" ^p-a1b2c3\"."_s
+                .arg(memory.root() + u"/promises.md"_s));
+    }
+    return found;
+}
+
+using Change = Task<Result<bool>> (*)(MemoryStore& memory, QString id, int days);
+using Sentence = QString (*)(const PromiseItem& promise);
+
+/// Changes one promise and prints it.
+Task<int> changePromise(CommandContext context, Change change, int days, Sentence sentence) {
     Output& output = context.output;
     OpenMemory memory(LibraryUse::read, OpenMemory::Captures::unread);
     if (!memory.usable()) {
-        return output.fail(memory.usable().error());
+        co_return output.fail(memory.usable().error());
     }
-    const auto found = findPromise(*memory, context.arguments.at(0));
+    const auto found = changeablePromise(*memory, context.arguments.at(0));
     if (!found) {
-        return output.fail(found.error());
+        co_return output.fail(found.error());
     }
-    const QString file = memory->root() + u"/promises.md"_s;
-    if (found->id.startsWith(u"p-line-")) {
-        return output.fail(
-            u"That line of %1 has no id of its own; change it there, or end it with one such as \" ^p-a1b2c3\"."_s
-                .arg(file));
+    const Result<bool> changed = co_await change(*memory, found->id, days);
+    if (!changed) {
+        co_return output.fail(changed.error());
     }
-    const bool changed = change(*memory, *found);
     const auto after = findPromise(*memory, found->id);
-    if (!changed || !after) {
-        return output.fail(u"%1 could not be written; `lumbro log` says why."_s.arg(file));
+    if (!after) {
+        co_return output.fail(after.error());
     }
     if (context.arguments.wantsJson()) {
         output.printJson(memoryJson(*after, memory.today()));
     } else {
         output.printLine(Output::clean(sentence(*after)));
     }
-    return 0;
+    co_return 0;
 }
 
 }  // namespace
@@ -106,20 +117,16 @@ Task<int> promises(CommandContext context) {
 }
 
 Task<int> promisesDone(CommandContext context) {
-    co_return changePromise(
-        context,
-        [](MemoryStore& memory, const PromiseItem& promise) {
-            return promise.done || memory.setPromise(promise.id, true);
-        },
+    return changePromise(
+        std::move(context),
+        [](MemoryStore& memory, QString id, int) { return memory.setPromise(std::move(id), true); }, 0,
         [](const PromiseItem& promise) { return u"%1 is done: %2"_s.arg(promise.id, promise.text); });
 }
 
 Task<int> promisesReopen(CommandContext context) {
-    co_return changePromise(
-        context,
-        [](MemoryStore& memory, const PromiseItem& promise) {
-            return !promise.done || memory.setPromise(promise.id, false);
-        },
+    return changePromise(
+        std::move(context),
+        [](MemoryStore& memory, QString id, int) { return memory.setPromise(std::move(id), false); }, 0,
         [](const PromiseItem& promise) { return u"%1 is open: %2"_s.arg(promise.id, promise.text); });
 }
 
@@ -133,16 +140,16 @@ Task<int> promisesSnooze(CommandContext context) {
                 context.arguments.at(1)),
             u"promises snooze"_s);
     }
-    co_return changePromise(
-        context,
-        [days](MemoryStore& memory, const PromiseItem& promise) {
-            return memory.snoozePromise(promise.id, days);
-        },
-        [days](const PromiseItem& promise) {
-            return days == 0
-                       ? u"%1 is no longer snoozed: %2"_s.arg(promise.id, promise.text)
-                       : u"%1 is snoozed until %2: %3"_s.arg(promise.id, promise.snoozedUntil, promise.text);
-        });
+    const Sentence sentence = [](const PromiseItem& promise) {
+        return u"%1 is snoozed until %2: %3"_s.arg(promise.id, promise.snoozedUntil, promise.text);
+    };
+    const Sentence ended = [](const PromiseItem& promise) {
+        return u"%1 is no longer snoozed: %2"_s.arg(promise.id, promise.text);
+    };
+    co_return co_await changePromise(
+        std::move(context),
+        [](MemoryStore& memory, QString id, int count) { return memory.snoozePromise(std::move(id), count); },
+        days, days == 0 ? ended : sentence);
 }
 
 }  // namespace lumbro::cli

@@ -94,7 +94,7 @@ Task<Result<MemoryPass>> Librarian::run(CaptureRecord record, Cancel cancel) {
     if (!alive) {
         co_return fail(FailureKind::cancelled, u"The memory pass was cancelled."_s);
     }
-    co_return apply(record, *std::move(ops), input.through);
+    co_return co_await apply(record, *std::move(ops), input.through);
 }
 
 Task<MemoryCatchUp> Librarian::catchUp(std::function<void(const CaptureRecord&)> onBegin, Cancel cancel) {
@@ -193,18 +193,22 @@ Task<Result<LibrarianOps>> Librarian::ask(AgentRequest request, Cancel cancel) {
     co_return fail(u"The agent's answer could not be read, so nothing was changed. Try again."_s);
 }
 
-Result<MemoryPass> Librarian::apply(const CaptureRecord& record, LibrarianOps ops,
-                                    std::optional<QDateTime> through) {
+Task<Result<MemoryPass>> Librarian::apply(CaptureRecord record, LibrarianOps ops,
+                                          std::optional<QDateTime> through) {
+    const QPointer<Librarian> alive(this);
     // Another process may have written while the model was thinking, and the title may have been found.
     m_memory.reload(false);
     ReplyChanges changes;
     if (record.meta.kind == CaptureKind::session) {
         ops = sessionOps(std::move(ops), m_memory.projects(), changes);
     }
-    const Result<> applied = m_memory.apply(ops, fresh(record).value_or(record), std::move(changes));
+    const Result<> applied = co_await m_memory.apply(ops, fresh(record).value_or(record), std::move(changes));
     if (!applied) {
         // What is missing may be written by a later pass, which adds nothing twice.
-        return std::unexpected(applied.error());
+        co_return std::unexpected(applied.error());
+    }
+    if (!alive) {
+        co_return fail(FailureKind::cancelled, u"Lumbro was closed."_s);
     }
     AppLog::info(u"memory"_s, u"updated from %1: people=%2 promises=%3 ideas=%4"_s.arg(record.id())
                                   .arg(ops.people.size())
@@ -217,13 +221,13 @@ Result<MemoryPass> Librarian::apply(const CaptureRecord& record, LibrarianOps op
         }
         [[maybe_unused]] const Result<> logged = m_library.save(*saved);
     }
-    return MemoryPass{.captureID = record.id(),
-                      .updated = true,
-                      .people = ops.people.size(),
-                      .projects = ops.projects.size(),
-                      .promises = ops.promises.size(),
-                      .closedPromises = ops.closedPromises.size(),
-                      .ideas = ops.ideas.size()};
+    co_return MemoryPass{.captureID = record.id(),
+                         .updated = true,
+                         .people = ops.people.size(),
+                         .projects = ops.projects.size(),
+                         .promises = ops.promises.size(),
+                         .closedPromises = ops.closedPromises.size(),
+                         .ideas = ops.ideas.size()};
 }
 
 void Librarian::markRead(const CaptureRecord& record, const QDateTime& through) {

@@ -62,7 +62,7 @@ class Librarian final : public QObject {
 
     AgentRequest request(const CaptureRecord& record, const LibrarianInput& input) const;
     Task<Result<LibrarianOps>> ask(AgentRequest request, Cancel cancel);
-    Result<MemoryPass> apply(const CaptureRecord& record, LibrarianOps ops, std::optional<QDateTime> through);
+    Task<Result<MemoryPass>> apply(CaptureRecord record, LibrarianOps ops, std::optional<QDateTime> through);
     void markRead(const CaptureRecord& record, const QDateTime& through);
 
     ContextLibrary& m_library;

@@ -2,10 +2,10 @@
 
 #include "LumbroCore/AppLog.h"
 #include "LumbroCore/Literals.h"
-#include "LumbroCore/Trash.h"
 #include "memory/CompanyList.h"
 #include "memory/FolderWatch.h"
 #include "memory/ListFile.h"
+#include "memory/MemoryLock.h"
 #include "memory/MemoryWriter.h"
 #include "memory/PageFolder.h"
 #include "memory/formats/EmailAddresses.h"
@@ -13,7 +13,7 @@
 #include "memory/formats/MemoryLists.h"
 #include "memory/formats/PromiseSides.h"
 
-#include <QFileInfo>
+#include <QPointer>
 #include <QSet>
 
 #include <algorithm>
@@ -43,7 +43,7 @@ std::optional<Item> found(const QList<Item>& list, QString Item::* field, const 
 }  // namespace
 
 struct MemoryStore::Private {
-    Private(ContextLibrary& theLibrary, const Clock& theClock, const Settings& settings)
+    Private(ContextLibrary& theLibrary, Clock& theClock, const Settings& settings)
         : library(theLibrary),
           clock(theClock),
           root(theLibrary.root() + u"/memory"_s),
@@ -76,7 +76,7 @@ struct MemoryStore::Private {
     }
 
     ContextLibrary& library;
-    const Clock& clock;
+    Clock& clock;
     QString root;
     MemoryWriter writer;
     PageFolder peopleFolder;
@@ -92,7 +92,7 @@ struct MemoryStore::Private {
     QString status;
 };
 
-MemoryStore::MemoryStore(ContextLibrary& library, const Clock& clock, const Settings& settings)
+MemoryStore::MemoryStore(ContextLibrary& library, Clock& clock, const Settings& settings)
     : m_private(std::make_unique<Private>(library, clock, settings)) {
     connect(&library, &ContextLibrary::capturesChanged, this,
             [this] { m_private->companies.capturesChanged(); });
@@ -105,14 +105,14 @@ QString MemoryStore::root() const {
 }
 
 void MemoryStore::bootstrap() {
-    const auto started = change([this] {
+    const MemoryLock lock(m_private->root);
+    const auto held = lock.held();
+    if (held) {
         m_private->writer.start();
-        return Result<>();
-    });
-    if (!started) {
-        // What cannot be changed may still be read.
-        reload(true);
+    } else if (held.error().kind != FailureKind::timedOut) {
+        AppLog::error(u"memory"_s, held.error().message);
     }
+    reload(true);
 }
 
 void MemoryStore::reload(bool force) {
@@ -143,15 +143,20 @@ void MemoryStore::reload(bool force) {
 }
 
 template <typename Work>
-auto MemoryStore::change(const Work& work) -> decltype(work()) {
-    const MemoryWriter::Lock lock(m_private->writer);
-    if (const auto held = lock.held(); !held) {
-        return std::unexpected(held.error());
+auto MemoryStore::change(Work work) -> Task<decltype(work())> {
+    const QPointer<MemoryStore> alive(this);
+    const auto lock = co_await MemoryLock::wait(m_private->root, &m_private->clock);
+    if (!alive) {
+        co_return fail(FailureKind::cancelled, u"Lumbro was closed."_s);
+    }
+    if (const auto held = lock->held(); !held) {
+        AppLog::error(u"memory"_s, held.error().message);
+        co_return std::unexpected(held.error());
     }
     reload(false);
-    const auto outcome = work();
+    auto outcome = work();
     reload(true);
-    return outcome;
+    co_return outcome;
 }
 
 const QList<MemoryEntity>& MemoryStore::people() const {
@@ -227,24 +232,27 @@ QString MemoryStore::index() const {
     return memoryIndex(people(), projects(), companies(), promises());
 }
 
-Result<> MemoryStore::apply(const LibrarianOps& ops, const CaptureRecord& record, ReplyChanges changes) {
-    const auto applied = change([&] {
+Task<Result<>> MemoryStore::apply(LibrarianOps ops, CaptureRecord record, ReplyChanges changes) {
+    return change([this, ops = std::move(ops), record = std::move(record),
+                   changes = std::move(changes)]() mutable -> Result<> {
         const MemoryMerge::Known known{people(), projects(), promises()};
-        return m_private->writer.apply(known, ops, record, m_private->today(), changes);
+        Result<> applied = m_private->writer.apply(known, ops, record, m_private->today(), changes);
+        if (const QString told = changes.summary(); !told.isEmpty()) {
+            AppLog::info(u"memory"_s,
+                         u"reply for %1 was not taken as it stands: %2"_s.arg(record.id(), told));
+        }
+        return applied;
     });
-    if (const QString told = changes.summary(); !told.isEmpty()) {
-        AppLog::info(u"memory"_s, u"reply for %1 was not taken as it stands: %2"_s.arg(record.id(), told));
-    }
-    return applied;
 }
 
-bool MemoryStore::setPromise(const QString& id, bool done) {
-    return change([&] { return m_private->writer.setPromise(id, done); }).value_or(false);
+Task<Result<bool>> MemoryStore::setPromise(QString id, bool done) {
+    return change([this, id = std::move(id), done] { return m_private->writer.setPromise(id, done); });
 }
 
-bool MemoryStore::snoozePromise(const QString& id, int days) {
-    const QDate until = m_private->today().addDays(days);
-    return change([&] { return m_private->writer.snoozePromise(id, until); }).value_or(false);
+Task<Result<bool>> MemoryStore::snoozePromise(QString id, int days) {
+    return change([this, id = std::move(id), days] {
+        return m_private->writer.snoozePromise(id, m_private->today().addDays(days));
+    });
 }
 
 QList<PromiseItem> MemoryStore::promisesInvolving(const QString& slug) const {
@@ -263,32 +271,20 @@ NudgeDraft MemoryStore::nudge(const PromiseItem& promise) const {
     return NudgeDraft::of(promise, email(promise.otherSlug(), promise.otherName()));
 }
 
-QStringList MemoryStore::addIdeas(const QList<NewIdea>& items) {
-    ReplyChanges changes;
-    return change([&] { return m_private->writer.addIdeas(items, m_private->today(), changes); })
-        .value_or(QStringList());
+Task<Result<QStringList>> MemoryStore::addIdeas(QList<NewIdea> items) {
+    return change([this, items = std::move(items)] {
+        ReplyChanges changes;
+        return m_private->writer.addIdeas(items, m_private->today(), changes);
+    });
 }
 
-QString MemoryStore::createProject(const QString& name) {
-    return change([&] { return m_private->writer.createProject(name); }).value_or(QString());
+Task<Result<QString>> MemoryStore::createProject(QString name) {
+    return change([this, name = std::move(name)] { return m_private->writer.createProject(name); });
 }
 
-bool MemoryStore::renameProject(const QString& slug, const QString& name) {
-    return change([&] { return m_private->writer.renameProject(slug, name); }).value_or(false);
-}
-
-Result<> MemoryStore::removePage(MemoryEntity::Kind kind, const QString& slug) {
-    return change([&]() -> Result<> {
-        const auto page = entity(kind, slug);
-        if (!page) {
-            return fail(FailureKind::notFound, u"There is no page \"%1\"."_s.arg(slug));
-        }
-        const auto moved = moveToTrash(page->url);
-        if (!moved) {
-            AppLog::error(u"memory"_s, moved.error().message);
-            return std::unexpected(moved.error());
-        }
-        return {};
+Task<Result<bool>> MemoryStore::renameProject(QString slug, QString name) {
+    return change([this, slug = std::move(slug), name = std::move(name)] {
+        return m_private->writer.renameProject(slug, name);
     });
 }
 

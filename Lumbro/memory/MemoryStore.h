@@ -3,6 +3,7 @@
 #include "LumbroCore/Clock.h"
 #include "LumbroCore/Failure.h"
 #include "LumbroCore/Settings.h"
+#include "LumbroCore/Task.h"
 #include "library/ContextLibrary.h"
 #include "memory/NewIdea.h"
 #include "memory/ReplyChanges.h"
@@ -25,20 +26,22 @@ namespace lumbro {
 
 /// The memory: the folder "memory" of the library with pages of people and projects, promises and ideas, all
 /// plain markdown that people may edit while the program runs. The only reader and writer of it. The files
-/// are the truth; the lists here are rebuilt from them. Failures are logged under "memory" and leave the file
-/// as it was. Main thread only.
+/// are the truth; the lists here are rebuilt from them. Changes wait up to five seconds, without holding up
+/// the thread, for another process that changes the memory; after that they are a failure `timedOut`.
+/// Failures are logged under "memory" and leave the file as it was. Main thread only.
 class MemoryStore final : public QObject {
     Q_OBJECT
 
   public:
     /// Touches nothing yet; the lists are empty until `bootstrap` or `reload`. Companies are made from the
     /// library's captures as they are when the lists are read, and anew when those change.
-    MemoryStore(ContextLibrary& library, const Clock& clock, const Settings& settings);
+    MemoryStore(ContextLibrary& library, Clock& clock, const Settings& settings);
     ~MemoryStore() override;
 
     /// The folder "memory".
     QString root() const;
-    /// Makes the folders and the two lists where they are missing, and reads all.
+    /// Makes the folders and the two lists where they are missing, and reads all. Never waits: a process that
+    /// changes the memory just now makes them itself.
     void bootstrap();
     /// Reads what has changed. Without `force`, only the folders' metadata when nothing has.
     void reload(bool force);
@@ -68,12 +71,12 @@ class MemoryStore final : public QObject {
     /// be written stays when a part fails; the first failure is logged and given back. It is `notFound` or
     /// `timedOut` when there is no folder for it or another process kept that, and nothing was changed. One
     /// line in the log tells what was not taken as it stands, after what `changes` tells already.
-    Result<> apply(const LibrarianOps& ops, const CaptureRecord& record, ReplyChanges changes = {});
+    Task<Result<>> apply(LibrarianOps ops, CaptureRecord record, ReplyChanges changes = {});
 
-    /// Ticks or unticks a promise by its id. False when there is none or it could not be written.
-    bool setPromise(const QString& id, bool done);
-    /// Hides a promise from reminders for some days from today. False as for `setPromise`.
-    bool snoozePromise(const QString& id, int days);
+    /// Ticks or unticks a promise by its id. False when there is none.
+    Task<Result<bool>> setPromise(QString id, bool done);
+    /// Hides a promise from reminders for some days from today. False when there is none.
+    Task<Result<bool>> snoozePromise(QString id, int days);
     /// All promises that link to the person, done ones too.
     QList<PromiseItem> promisesInvolving(const QString& slug) const;
     /// The promises to remind of, the most pressing first.
@@ -82,17 +85,14 @@ class MemoryStore final : public QObject {
     NudgeDraft nudge(const PromiseItem& promise) const;
 
     using NewIdea = lumbro::NewIdea;
-    /// Puts ideas on top of the list, in the order given. Those without a hook are dropped. The lines
-    /// written.
-    QStringList addIdeas(const QList<NewIdea>& items);
+    /// Puts ideas on top of the list, in the order given. Those without a hook, and those that the list has
+    /// from the same capture, are dropped. The lines written.
+    Task<Result<QStringList>> addIdeas(QList<NewIdea> items);
 
-    /// Makes a project's page and gives its slug, which stays when the project is renamed. Empty when it
-    /// could not be written.
-    QString createProject(const QString& name);
-    /// Nothing happens for an empty name or the one that it has. False when the page could not be changed.
-    bool renameProject(const QString& slug, const QString& name);
-    /// Moves a page to the Trash.
-    Result<> removePage(MemoryEntity::Kind kind, const QString& slug);
+    /// Makes a project's page and gives its slug, which stays when the project is renamed.
+    Task<Result<QString>> createProject(QString name);
+    /// False when nothing was to be changed: no such page, an empty name, or the one that it has.
+    Task<Result<bool>> renameProject(QString slug, QString name);
 
     /// A person's address: from the page, else from the newest capture that has one for the name.
     std::optional<QString> email(const std::optional<QString>& slug, const QString& name) const;
@@ -110,7 +110,7 @@ class MemoryStore final : public QObject {
   private:
     /// Runs a change of the files under the lock, with the lists read before and after it.
     template <typename Work>
-    auto change(const Work& work) -> decltype(work());
+    auto change(Work work) -> Task<decltype(work())>;
 
     struct Private;
     std::unique_ptr<Private> m_private;

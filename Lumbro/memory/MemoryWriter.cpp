@@ -1,8 +1,8 @@
 #include "memory/MemoryWriter.h"
 
 #include "LumbroCore/AppLog.h"
-#include "LumbroCore/AtomicFile.h"
 #include "LumbroCore/Literals.h"
+#include "LumbroCore/LockedUpdate.h"
 #include "library/CaptureRepair.h"
 #include "memory/PageUpdate.h"
 #include "memory/formats/MarkdownDoc.h"
@@ -57,29 +57,7 @@ void makeList(const QString& path, const QByteArray& text) {
 
 }  // namespace
 
-MemoryWriter::Lock::Lock(const MemoryWriter& writer)
-    : m_hasFolders(writer.makeFolders()), m_lock(writer.m_root) {
-    if (const auto is = held(); !is) {
-        AppLog::error(u"memory"_s, is.error().message);
-    }
-}
-
-Result<> MemoryWriter::Lock::held() const {
-    if (!m_hasFolders) {
-        return fail(FailureKind::notFound, u"The memory's folder can't be made."_s);
-    }
-    if (!m_lock.isLocked()) {
-        return fail(FailureKind::timedOut, u"The memory is being changed by another process."_s);
-    }
-    return {};
-}
-
 MemoryWriter::MemoryWriter(QString root) : m_root(std::move(root)) {}
-
-bool MemoryWriter::makeFolders() const {
-    return makePrivateFolder(m_root) && makePrivateFolder(folder(Kind::person)) &&
-           makePrivateFolder(folder(Kind::project));
-}
 
 void MemoryWriter::start() const {
     makeList(promisesFile(), memoryLists::newPromises());

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "LumbroCore/Failure.h"
-#include "LumbroCore/LockedUpdate.h"
 #include "memory/MemoryMerge.h"
 #include "memory/NewIdea.h"
 
@@ -17,21 +16,9 @@
 namespace lumbro {
 
 /// Changes the files of the memory. Every change reads the file anew, so that none is made to what another
-/// one wrote meanwhile. Failures are logged and given back. The caller holds a `Lock`.
+/// one wrote meanwhile. Failures are logged and given back. The caller holds a `MemoryLock`.
 class MemoryWriter {
   public:
-    /// Makes the folders where they are missing and keeps our other processes out.
-    class Lock {
-      public:
-        explicit Lock(const MemoryWriter& writer);
-        /// Why there is none; logged.
-        Result<> held() const;
-
-      private:
-        bool m_hasFolders;
-        FolderLock m_lock;
-    };
-
     /// `root` is the memory's folder.
     explicit MemoryWriter(QString root);
 
@@ -59,7 +46,6 @@ class MemoryWriter {
     using ListChange = std::function<std::optional<QByteArray>(const QByteArray& file)>;
 
     Result<bool> changePromises(const ListChange& change) const;
-    bool makeFolders() const;
 
     QString m_root;
 };

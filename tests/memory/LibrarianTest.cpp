@@ -99,7 +99,7 @@ class LibrarianTest : public ::testing::Test {
 }  // namespace
 
 TEST_F(LibrarianTest, showsTheModelTheCaptureItsPeopleAndWhatIsKnown) {
-    memory.createProject(u"Apollo"_s);
+    ASSERT_TRUE(wait(memory.createProject(u"Apollo"_s)));
     CaptureRecord record = capture(CaptureKind::meeting, u"Weekly"_s, 15);
     record.meta.attendees = QStringList{u"Ann Lee"_s, u"Bo"_s};
     ASSERT_TRUE(library.save(record));
@@ -290,8 +290,8 @@ TEST_F(LibrarianTest, passesOverTheChatterOfALogForGood) {
 }
 
 TEST_F(LibrarianTest, changesLittleForAChatWhateverTheModelSays) {
-    const QString slug = memory.createProject(u"Apollo"_s);
-    const QString other = memory.createProject(u"Beta"_s);
+    const QString slug = wait(memory.createProject(u"Apollo"_s)).value_or(QString());
+    const QString other = wait(memory.createProject(u"Beta"_s)).value_or(QString());
     LibrarianOps ops;
     ops.people = {
         {.slug = {}, .name = u"Ann"_s, .company = {}, .role = {}, .status = {}, .about = {}, .timeline = {}}};

@@ -1,3 +1,4 @@
+#include "LumbroCore/LockedUpdate.h"
 #include "tests/memory/MemoryFixture.h"
 #include "tests/support/Wait.h"
 
@@ -15,6 +16,11 @@ QStringList names(const QList<MemoryEntity>& entities) {
         names.append(entity.name);
     }
     return names;
+}
+
+template <typename T>
+Task<> keep(Task<T> task, std::optional<T>& result) {
+    result = co_await std::move(task);
 }
 
 TEST_F(MemoryStoreTest, pagesAreListedLastSeenFirst) {
@@ -111,13 +117,13 @@ TEST_F(MemoryStoreTest, handEditsSurviveEveryWrite) {
         "bare\r\n- [ ] last";
     put(u"promises.md"_s, promises);
     m_store.reload(false);
-    EXPECT_TRUE(m_store.setPromise(u"p-1"_s, true));
-    EXPECT_TRUE(m_store.setPromise(u"p-2"_s, false));
-    EXPECT_TRUE(m_store.snoozePromise(u"p-2"_s, 3));
-    EXPECT_TRUE(m_store.snoozePromise(u"p-3"_s, 3));
-    EXPECT_TRUE(m_store.setPromise(m_store.promises()[3].id, true));
-    EXPECT_FALSE(m_store.setPromise(u"p-none"_s, true));
-    EXPECT_FALSE(m_store.setPromise({}, true));
+    EXPECT_EQ(wait(m_store.setPromise(u"p-1"_s, true)), true);
+    EXPECT_EQ(wait(m_store.setPromise(u"p-2"_s, false)), true);
+    EXPECT_EQ(wait(m_store.snoozePromise(u"p-2"_s, 3)), true);
+    EXPECT_EQ(wait(m_store.snoozePromise(u"p-3"_s, 3)), true);
+    EXPECT_EQ(wait(m_store.setPromise(m_store.promises()[3].id, true)), true);
+    EXPECT_EQ(wait(m_store.setPromise(u"p-none"_s, true)), false);
+    EXPECT_EQ(wait(m_store.setPromise({}, true)), false);
     const QByteArray changed =
         "\xEF\xBB\xBF# My list\r\n\r\nnot \xFF utf-8 \r\n  - [x]  odd  spacing ^p-1 \t\r\n"
         "- [ ] call Ann · snoozed 2026-03-05 ^p-2\r\n- [ ] l\xE9 · snoozed 2026-03-05 ^p-3\r\n"
@@ -132,7 +138,7 @@ TEST_F(MemoryStoreTest, handEditsSurviveEveryWrite) {
     ops.people[0].about = QStringList{u"Likes tea"_s};
     ops.promises = {promise(u"Me"_s, u"New"_s)};
     ops.ideas = {{u"Hook"_s, u"Angle"_s}};
-    ASSERT_TRUE(m_store.apply(ops, meeting()));
+    ASSERT_TRUE(wait(m_store.apply(ops, meeting())));
     EXPECT_TRUE(file(u"promises.md"_s).startsWith(changed + "\r\n- [ ] New · "));
     EXPECT_TRUE(file(u"promises.md"_s).endsWith("\r\n"));
     EXPECT_TRUE(file(u"ideas.md"_s).startsWith("intro\r\n- **Hook** — Angle"));
@@ -143,40 +149,57 @@ TEST_F(MemoryStoreTest, handEditsSurviveEveryWrite) {
               "# D\r\n|t|\r\n\r\n## Mine\r\n\r\n  x\r\n\r\n## About\r\n- Likes tea\r\n");
 }
 
+TEST_F(MemoryStoreTest, aChangeWaitsForAnotherProcessWithoutHoldingUpTheThread) {
+    put(u"promises.md"_s, "- [ ] call ^p-1\n");
+    m_store.bootstrap();
+    std::optional<Result<bool>> outcome;
+    auto other = std::make_unique<FolderLock>(m_store.root());
+    const Task<> first = keep(m_store.setPromise(u"p-1"_s, true), outcome);
+    m_clock.advance(std::chrono::seconds(4));
+    EXPECT_FALSE(outcome.has_value());
+    put(u"promises.md"_s, "- [ ] call ^p-1\n- [ ] write ^p-2\n");
+    other.reset();
+    m_clock.advance(std::chrono::milliseconds(100));
+    EXPECT_EQ(outcome, Result<bool>(true));
+    EXPECT_EQ(file(u"promises.md"_s), "- [x] call ^p-1\n- [ ] write ^p-2\n");
+
+    other = std::make_unique<FolderLock>(m_store.root());
+    const Task<> second = keep(m_store.setPromise(u"p-2"_s, true), outcome);
+    m_clock.advance(std::chrono::seconds(6));
+    ASSERT_TRUE(outcome && !*outcome);
+    EXPECT_EQ(outcome->error().message, u"Another process is changing the memory; try again."_s);
+    EXPECT_EQ(m_clock.timerCount(), 0U);
+    m_store.bootstrap();
+    EXPECT_EQ(m_store.promises().size(), 2) << "what cannot be changed may still be read";
+}
+
 TEST_F(MemoryStoreTest, ideasGoOnTopInTheirOrder) {
     m_store.bootstrap();
-    m_store.addIdeas({{u"one"_s, {}, std::nullopt}, {u" ** "_s, {}, std::nullopt}});
-    EXPECT_EQ(m_store.addIdeas({{u"two"_s, {}, std::nullopt}, {u"three"_s, {}, meeting()}}).size(), 2);
+    wait(m_store.addIdeas({{u"one"_s, {}, std::nullopt}, {u" ** "_s, {}, std::nullopt}}));
+    EXPECT_EQ(wait(m_store.addIdeas({{u"two"_s, {}, std::nullopt}, {u"three"_s, {}, meeting()}}))->size(), 2);
     QStringList hooks;
     for (const IdeaItem& idea : m_store.ideas()) {
         hooks.append(idea.hook);
     }
     EXPECT_EQ(hooks, (QStringList{u"two"_s, u"three"_s, u"one"_s}));
     const QByteArray before = file(u"ideas.md"_s);
-    EXPECT_TRUE(m_store.addIdeas({}).isEmpty());
+    EXPECT_EQ(wait(m_store.addIdeas({})), QStringList());
     EXPECT_EQ(file(u"ideas.md"_s), before);
 }
 
-TEST_F(MemoryStoreTest, projectsAreMadeRenamedAndRemoved) {
-    EXPECT_EQ(m_store.createProject(u"!!!"_s), u"project"_s);
-    EXPECT_EQ(m_store.createProject(u"!!!"_s), u"project-2"_s);
-    EXPECT_EQ(m_store.createProject(u"Big\nDeal"_s), u"big-deal"_s);
+TEST_F(MemoryStoreTest, projectsAreMadeAndRenamed) {
+    EXPECT_EQ(wait(m_store.createProject(u"!!!"_s)), u"project"_s);
+    EXPECT_EQ(wait(m_store.createProject(u"!!!"_s)), u"project-2"_s);
+    EXPECT_EQ(wait(m_store.createProject(u"Big\nDeal"_s)), u"big-deal"_s);
     EXPECT_EQ(file(u"projects/big-deal.md"_s), "---\nname: Big Deal\nstatus: \n---\n\n# Big Deal\n");
     put(u"projects/big-deal.md"_s, "---\nname: Big Deal\nstatus: \n---\ntext\n# Big Deal\n# other");
-    EXPECT_FALSE(m_store.renameProject(u"big-deal"_s, u" Big Deal\t"_s));
-    EXPECT_FALSE(m_store.renameProject(u"big-deal"_s, u"\n"_s));
-    EXPECT_FALSE(m_store.renameProject(u"none"_s, u"X"_s));
-    EXPECT_FALSE(m_store.renameProject(u"../promises"_s, u"X"_s));
+    EXPECT_EQ(wait(m_store.renameProject(u"big-deal"_s, u" Big Deal\t"_s)), false);
+    EXPECT_EQ(wait(m_store.renameProject(u"big-deal"_s, u"\n"_s)), false);
+    EXPECT_EQ(wait(m_store.renameProject(u"none"_s, u"X"_s)), false);
+    EXPECT_EQ(wait(m_store.renameProject(u"../promises"_s, u"X"_s)), false);
     EXPECT_TRUE(file(u"projects/big-deal.md"_s).endsWith("other"));
-    EXPECT_TRUE(m_store.renameProject(u"big-deal"_s, u"Small"_s));
+    EXPECT_EQ(wait(m_store.renameProject(u"big-deal"_s, u"Small"_s)), true);
     EXPECT_EQ(file(u"projects/big-deal.md"_s), "---\nname: Small\nstatus: \n---\ntext\n# Small\n# other\n");
-
-    qputenv("XDG_DATA_HOME", m_folder.path(u"data"_s).toUtf8());
-    EXPECT_TRUE(m_store.removePage(Kind::project, u"big-deal"_s));
-    qunsetenv("XDG_DATA_HOME");
-    EXPECT_EQ(m_store.entity(Kind::project, u"big-deal"_s), std::nullopt);
-    EXPECT_TRUE(m_folder.has(u"data/Trash/files/big-deal.md"_s));
-    EXPECT_FALSE(m_store.removePage(Kind::project, u"none"_s));
 }
 
 TEST_F(MemoryStoreTest, peopleAreFoundThroughTheirMeetings) {
@@ -213,7 +236,7 @@ TEST_F(MemoryStoreTest, whatCannotBeWrittenIsAFailureAndStays) {
     LibrarianOps ops;
     ops.promises = {promise(u"Me"_s, u"New"_s)};
     ops.ideas = {{u"Hook"_s, std::nullopt}};
-    EXPECT_FALSE(m_store.apply(ops, meeting()));
+    EXPECT_FALSE(wait(m_store.apply(ops, meeting())));
     EXPECT_EQ(m_store.ideas().size(), 1);
     EXPECT_TRUE(log().contains(u"promises.md can't be read and was left as it is."_s));
     EXPECT_TRUE(QDir(m_store.root()).entryList({u"*.md.*"_s}).isEmpty());

@@ -1,5 +1,6 @@
 #include "memory/MemoryMerge.h"
 #include "tests/memory/MemoryFixture.h"
+#include "tests/support/Wait.h"
 
 #include <QDir>
 
@@ -26,7 +27,7 @@ TEST_F(MergeTest, aMeetingLeavesPagesPromisesAndIdeas) {
     ops.promises[0].to = u"Dana Kim"_s;
     ops.promises[0].due = u"Friday"_s;
     ops.ideas = {{u"**Tea** first"_s, u"Ask before you pitch"_s}, {u" "_s, u"nothing"_s}};
-    ASSERT_TRUE(m_store.apply(ops, record));
+    ASSERT_TRUE(wait(m_store.apply(ops, record)));
 
     EXPECT_EQ(
         file(u"people/dana-kim.md"_s),
@@ -65,7 +66,7 @@ TEST_F(MergeTest, readingAMeetingAgainAddsNothing) {
     ops.people[0].about = QStringList{u"Likes tea"_s};
     ops.people[0].timeline = u"Met"_s;
     ops.promises = {promise(u"Me"_s, u"Send it"_s), promise(u"Me"_s, u"Book · · 2020-01-01 ·"_s)};
-    ASSERT_TRUE(m_store.apply(ops, meeting()));
+    ASSERT_TRUE(wait(m_store.apply(ops, meeting())));
     ASSERT_EQ(m_store.promises().size(), 2);
     EXPECT_EQ(m_store.promises()[1].text, u"Book • • 2020-01-01 •"_s);
     EXPECT_EQ(m_store.promises()[1].date, u"2026-03-02"_s);
@@ -73,12 +74,12 @@ TEST_F(MergeTest, readingAMeetingAgainAddsNothing) {
     const QByteArray promises = file(u"promises.md"_s);
     ops.people[0].timeline = u"Told otherwise"_s;
     ops.closedPromises = QStringList{u"p-none"_s, QString(), u"^"_s};
-    ASSERT_TRUE(m_store.apply(ops, meeting()));
+    ASSERT_TRUE(wait(m_store.apply(ops, meeting())));
     EXPECT_EQ(file(u"people/dana-kim.md"_s), page);
     EXPECT_EQ(file(u"promises.md"_s), promises);
 
     ops.closedPromises = QStringList{m_store.promises().first().id};
-    ASSERT_TRUE(m_store.apply(ops, meeting()));
+    ASSERT_TRUE(wait(m_store.apply(ops, meeting())));
     EXPECT_EQ(file(u"promises.md"_s), QByteArray(promises).replace(promises.indexOf("- [ ]"), 5, "- [x]"));
 }
 
@@ -92,7 +93,7 @@ TEST_F(MergeTest, theSlugComesFromWhatIsKnownFirst) {
     ops.people[1].slug = u"dk"_s;
     ops.people[2].slug = u"made-up"_s;
     ops.projects = {entity(u"apollo"_s), entity(u"Them"_s)};
-    ASSERT_TRUE(m_store.apply(ops, meeting()));
+    ASSERT_TRUE(wait(m_store.apply(ops, meeting())));
     EXPECT_EQ(QDir(m_store.root() + u"/people"_s).entryList(QDir::Files),
               (QStringList{u"dk.md"_s, u"other.md"_s}));
     EXPECT_EQ(
@@ -117,7 +118,7 @@ TEST_F(MergeTest, hostileTextStaysInItsLine) {
     ops.promises[0].to = u"x · due 1999-01-01 ^p-abcdef"_s;
     ops.promises[0].due = u"soon · 1999-01-01"_s;
     ops.ideas = {{nasty, nasty}};
-    ASSERT_TRUE(m_store.apply(ops, meeting(nasty)));
+    ASSERT_TRUE(wait(m_store.apply(ops, meeting(nasty))));
 
     EXPECT_EQ(QDir(m_folder.path()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden),
               QStringList{u"memory"_s});
@@ -143,7 +144,7 @@ TEST_F(MergeTest, whatIsTooMuchIsCut) {
     LibrarianOps ops;
     ops.ideas = QList<LibrarianOps::Idea>(1'000'000, {u"hook"_s, std::nullopt});
     ops.promises = QList<LibrarianOps::Promise>(10'000, promise(u"Me"_s, u"x"_s.repeated(100'000)));
-    ASSERT_TRUE(m_store.apply(ops, meeting()));
+    ASSERT_TRUE(wait(m_store.apply(ops, meeting())));
     EXPECT_EQ(m_store.ideas().size(), MemoryMerge::mostLines);
     EXPECT_EQ(m_store.promises().size(), MemoryMerge::mostLines);
     EXPECT_LT(file(u"promises.md"_s).size(), 1'000'000);
@@ -153,7 +154,7 @@ TEST_F(MergeTest, theLogTellsInOneLineWhatWasNotTakenAsItStands) {
     m_store.bootstrap();
     LibrarianOps ops;
     ops.people = {entity(u"Dana Kim"_s), entity(u"Me"_s)};
-    ASSERT_TRUE(m_store.apply(ops, meeting()));
+    ASSERT_TRUE(wait(m_store.apply(ops, meeting())));
     const QString secret = u"sk-ant-api03-"_s + QString(80, u'x');
     ops.people = {entity(u"Bo\u202E with "_s + secret + QString(60, u'b')), entity(u"Dana Kim"_s)};
     ops.people[1].slug = u"dana"_s;
@@ -162,7 +163,7 @@ TEST_F(MergeTest, theLogTellsInOneLineWhatWasNotTakenAsItStands) {
     ops.ideas = QList<LibrarianOps::Idea>(503, {u"hook"_s, std::nullopt});
     ops.closedPromises = QStringList{u"p-none"_s};
     const qsizetype before = log().size();
-    ASSERT_TRUE(m_store.apply(ops, meeting()));
+    ASSERT_TRUE(wait(m_store.apply(ops, meeting())));
     const QStringList lines = log().sliced(before).trimmed().split(u'\n');
     ASSERT_EQ(lines.size(), 1) << qPrintable(lines.join(u'\n'));
     EXPECT_TRUE(lines.first().contains(
@@ -180,7 +181,7 @@ TEST_F(MergeTest, aPageThatIsNoTextIsLeftAlone) {
     m_store.bootstrap();
     LibrarianOps ops;
     ops.people = {entity(u"Dana Kim"_s), entity(u"Bob"_s)};
-    EXPECT_FALSE(m_store.apply(ops, meeting()));
+    EXPECT_FALSE(wait(m_store.apply(ops, meeting())));
     EXPECT_EQ(file(u"people/dana-kim.md"_s), "caf\xE9\n");
     EXPECT_TRUE(m_folder.has(u"memory/people/bob.md"_s));
 }

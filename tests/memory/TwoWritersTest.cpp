@@ -1,12 +1,12 @@
 #include "LumbroCore/LockedUpdate.h"
-#include "memory/MemoryWriter.h"
 #include "memory/formats/MemoryLists.h"
+#include "tests/support/Program.h"
 #include "tests/support/ScratchFolder.h"
 
 #include <QDir>
 
 #include <chrono>
-#include <thread>
+#include <memory>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -63,40 +63,18 @@ TEST(LockedUpdateTest, theLockKeepsOthersOutUntilItEnds) {
     EXPECT_FALSE(FolderLock(folder.path(u"none"_s)).isLocked());
 }
 
-TEST(TwoWritersTest, manyWritersLoseNoLine) {
+TEST(TwoWritersTest, processesThatWriteAtOnceLoseNoLine) {
     const ScratchFolder folder;
-    constexpr int writers = 4;
+    constexpr int writers = 3;
     constexpr int rounds = 12;
-    const QString root = folder.path(u"memory"_s);
-    CaptureRecord record{.folder = u"/captures/2026-03-02-1430-meeting"_s, .meta = {}};
-    record.meta.startedAt = QDateTime(QDate(2026, 3, 2), QTime(14, 30));
-    const auto write = [&root, &record](int number) {
-        const MemoryWriter writer(root);
-        const QList<MemoryEntity> none;
-        const QList<PromiseItem> noPromises;
-        ReplyChanges changes;
-        for (int i = 0; i < rounds; ++i) {
-            const QString mark = u"%1-%2"_s.arg(number).arg(i);
-            LibrarianOps ops;
-            ops.people = {{.slug = {},
-                           .name = u"Dana Kim"_s,
-                           .company = {},
-                           .role = {},
-                           .status = {},
-                           .about = {mark},
-                           .timeline = {}}};
-            ops.promises = {{u"Me"_s, std::nullopt, mark, std::nullopt}};
-            ops.ideas = {{mark, std::nullopt}};
-            const MemoryWriter::Lock lock(writer);
-            EXPECT_TRUE(lock.held());
-            EXPECT_TRUE(writer.apply({none, none, noPromises}, ops, record, QDate(2026, 3, 2), changes));
-        }
-    };
-    {
-        std::vector<std::jthread> threads;
-        for (int i = 0; i < writers; ++i) {
-            threads.emplace_back(write, i);
-        }
+    std::vector<std::unique_ptr<Program>> programs;
+    programs.reserve(writers);
+    for (int i = 0; i < writers; ++i) {
+        programs.push_back(std::make_unique<Program>(QStringList{
+            QStringLiteral(WRITER_PROGRAM), folder.path(), QString::number(i), QString::number(rounds)}));
+    }
+    for (const auto& program : programs) {
+        EXPECT_EQ(program->wait(), 0);
     }
     EXPECT_EQ(memoryLists::promises(folder.read(u"memory/promises.md"_s)).size(), writers * rounds);
     EXPECT_EQ(memoryLists::ideas(folder.read(u"memory/ideas.md"_s)).size(), writers * rounds);
