@@ -1,16 +1,38 @@
 #include "LumbroCore/ChildProcess.h"
 
 #include <QProcess>
+#include <QSet>
 
 #include <coroutine>
 #include <csignal>
 #include <utility>
 
+#include <sys/prctl.h>
 #include <unistd.h>
 
 namespace lumbro {
 
 namespace {
+
+/// The children that may be killed with their groups, until they are reaped: then the number may be
+/// another's.
+QSet<pid_t>& killable() {
+    static QSet<pid_t> pids;
+    return pids;
+}
+
+void forgetAtEnd(QProcess* process) {
+    const auto pid = static_cast<pid_t>(process->processId());
+    QObject::connect(process, &QProcess::finished, process, [pid] { killable().remove(pid); });
+}
+
+/// Lists the child from its start to its end.
+void watchKillable(QProcess* process) {
+    QObject::connect(process, &QProcess::started, process, [process] {
+        killable().insert(static_cast<pid_t>(process->processId()));
+        forgetAtEnd(process);
+    });
+}
 
 /// Lets a child that still runs go: its process object deletes itself once the child has ended. QProcess's
 /// own destructor would kill the child and block until it is gone.
@@ -22,6 +44,7 @@ void letGo(QProcess* process) {
     };
     QObject::connect(process, &QProcess::readyReadStandardOutput, process, dropOutput);
     QObject::connect(process, &QProcess::readyReadStandardError, process, dropOutput);
+    forgetAtEnd(process);
     QObject::connect(process, &QProcess::finished, process, &QObject::deleteLater);
     QObject::connect(process, &QProcess::errorOccurred, process, [process](QProcess::ProcessError error) {
         if (error == QProcess::FailedToStart) {
@@ -116,9 +139,14 @@ void ChildProcess::Private::start() {
     if (command.ownSession) {
         process->setChildProcessModifier([] {
             ::setsid();
+            // Killed, we can't ask it any more, and it must not go on with what nobody hears of.
+            ::prctl(PR_SET_PDEATHSIG, SIGTERM);
             // What we ignore, a program that we start would ignore too.
             std::signal(SIGXFSZ, SIG_DFL);
         });
+    }
+    if (command.ownSession && command.mayBeKilled) {
+        watchKillable(process);
     }
     process->start();
 }
@@ -195,6 +223,12 @@ void ChildProcess::terminate() {
 void ChildProcess::kill() {
     const auto pid = static_cast<pid_t>(m_private->process->processId());
     if (isRunning() && m_private->command.ownSession && m_private->command.mayBeKilled && pid > 1) {
+        ::kill(-pid, SIGKILL);
+    }
+}
+
+void ChildProcess::killAll() {
+    for (const pid_t pid : std::as_const(killable())) {
         ::kill(-pid, SIGKILL);
     }
 }

@@ -26,7 +26,8 @@ struct ChildCommand {
     /// How many bytes of each of the two outputs are kept. What comes beyond is read and dropped.
     qsizetype keptBytes = qsizetype(64) * 1024 * 1024;
     /// Gives the child a session of its own, so that it can't reach for our terminal. `terminate` then hangs
-    /// up on it as well, for shells, which ignore the other signal.
+    /// up on it as well, for shells, which ignore the other signal. Such a child is asked to end when we end,
+    /// however that comes.
     bool ownSession = false;
     /// `kill` ends it, with all that it has started in its session. Not for launchers, whose own child would
     /// live on with our pipes.
@@ -76,6 +77,10 @@ class ChildProcess {
     /// for others.
     void kill();
     bool isRunning() const;
+
+    /// Does so to every child that still runs, those that were let go included. For a program that ends at
+    /// once and leaves nobody behind.
+    static void killAll();
 
   private:
     struct Private;
