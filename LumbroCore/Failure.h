@@ -29,6 +29,8 @@ enum class FailureKind {
 struct [[nodiscard]] Failure {
     FailureKind kind = FailureKind::failed;
     QString message;
+    /// What else is known of it, for the log and a second line: a few words, mostly empty.
+    QString detail = {};
 
     bool operator==(const Failure&) const = default;
 };

@@ -126,6 +126,14 @@ int Output::fail(const QString& sentence) {
     return 1;
 }
 
+int Output::fail(const Failure& failure) {
+    const int status = fail(failure.message);
+    if (!failure.detail.isEmpty()) {
+        say(styledError(u"  "_s + clean(failure.detail), Look::dim));
+    }
+    return status;
+}
+
 QString Output::clean(const QString& text) {
     return cleaned(text, false);
 }

@@ -39,7 +39,8 @@ class Output {
     void clearShown();
     /// The sentence of a failure. Gives the exit status 1.
     int fail(const QString& sentence);
-    int fail(const Failure& failure) { return fail(failure.message); }
+    /// With the failure's detail on a second line.
+    int fail(const Failure& failure);
 
     /// `text` in a look, for standard output and for standard error.
     QString styled(const QString& text, Look look) const { return inLook(text, look, m_outColours); }

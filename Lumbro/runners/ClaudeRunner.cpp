@@ -1,5 +1,6 @@
 #include "runners/ClaudeRunner.h"
 
+#include "runners/AgentFailure.h"
 #include "runners/AgentProcess.h"
 #include "runners/AgentText.h"
 #include "runners/ClaudeCommand.h"
@@ -72,16 +73,18 @@ Task<Result<QString>> runClaude(Settings& settings, Clock& clock, AgentRequest r
         co_return std::unexpected(agents::cancelled());
     }
     if (!end) {
-        co_return fail(u"Couldn't start Claude Code: "_s + end.error().message);
+        co_return agents::explained(u"claude"_s,
+                                    fail(u"Couldn't start Claude Code: "_s + end.error().message));
     }
     if (!events) {
-        co_return claude::judge(*end, claude::plainResult(end->exit.output));
+        co_return agents::explained(u"claude"_s, claude::judge(*end, claude::plainResult(end->exit.output)),
+                                    end->exit);
     }
     if (events->toolsAreMissing()) {
-        co_return std::unexpected(agents::toolsNotReady());
+        co_return agents::explained(u"claude"_s, std::unexpected(agents::toolsNotReady()));
     }
     events->finish();
-    co_return claude::judge(*end, events->result());
+    co_return agents::explained(u"claude"_s, claude::judge(*end, events->result()), end->exit);
 }
 
 }  // namespace

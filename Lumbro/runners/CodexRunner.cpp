@@ -1,5 +1,6 @@
 #include "runners/CodexRunner.h"
 
+#include "runners/AgentFailure.h"
 #include "runners/AgentProcess.h"
 #include "runners/AgentText.h"
 #include "runners/CodexCommand.h"
@@ -75,10 +76,10 @@ Task<Result<QString>> runCodex(Settings& settings, Clock& clock, AgentRequest re
         co_return std::unexpected(agents::cancelled());
     }
     if (!end) {
-        co_return fail(u"Couldn't start Codex: "_s + end.error().message);
+        co_return agents::explained(u"codex"_s, fail(u"Couldn't start Codex: "_s + end.error().message));
     }
     events.finish();
-    co_return codex::judge(*end, events);
+    co_return agents::explained(u"codex"_s, codex::judge(*end, events), end->exit);
 }
 
 Task<bool> checkSignedIn(Settings& settings, Clock& clock) {

@@ -1,6 +1,7 @@
 #include "runners/CommandProvider.h"
 
 #include "LumbroCore/ShellWords.h"
+#include "runners/AgentFailure.h"
 #include "runners/AgentProcess.h"
 #include "runners/AgentText.h"
 #include "runners/ExecutableSearch.h"
@@ -114,9 +115,10 @@ Task<Result<QString>> runCommand(Clock& clock, QString commandLine, AgentRequest
         co_return std::unexpected(agents::cancelled());
     }
     if (!end) {
-        co_return fail(u"Couldn't start %1: %2"_s.arg(program, end.error().message));
+        co_return agents::explained(u"customCommand"_s,
+                                    fail(u"Couldn't start %1: %2"_s.arg(program, end.error().message)));
     }
-    co_return judge(*end);
+    co_return agents::explained(u"customCommand"_s, judge(*end), end->exit);
 }
 
 }  // namespace

@@ -1,3 +1,4 @@
+#include "LumbroCore/AppLog.h"
 #include "LumbroCore/ChildProcess.h"
 #include "runners/ClaudeRunner.h"
 #include "runners/ClaudeText.h"
@@ -71,7 +72,38 @@ TEST_F(ClaudeRunnerTest, aHundredMegabytesOfGarbageEndInOneSentence) {
     agents.mode("flood");
     const auto result = run();
     ASSERT_FALSE(result.has_value());
-    EXPECT_EQ(result.error(), (Failure{FailureKind::failed, QString(240, u'g')}));
+    EXPECT_EQ(result.error(), (Failure{FailureKind::failed, QString(240, u'g'), u"exit status 0"_s}));
+}
+
+TEST_F(ClaudeRunnerTest, aFailureSaysHowTheAgentEndedAndItsLastWordsInTheLogToo) {
+    const QByteArray trace = "node:internal/modules\n" + QByteArray(300, 'x') + "\nError: no such model\n";
+    const struct {
+        const char* mode;
+        QByteArray text;
+        const char* detail;
+    } rows[] = {
+        {"silent", "", "exit status 0"},
+        {"killed", "", "ended by signal 9"},
+        {"stderr", "\xff\xfe", "exit status 7: \ufffd\ufffd"},
+        {"stderr", trace, "exit status 7: Error: no such model"},
+        {"stderr", "said in the message", "exit status 7"},
+        {"stderr", "bad\n" + QByteArray(240, 'x') + "\nkey sk-ant-api03-" + QByteArray(90, 'k'), nullptr},
+    };
+    for (const auto& row : rows) {
+        agents.mode(row.mode);
+        agents.set("TEXT", row.text);
+        agents.set("STATUS", "7");
+        const auto result = run();
+        ASSERT_FALSE(result.has_value());
+        AppLog::flush();
+        const QString logged = QString::fromUtf8(readFile(AppLog::url()).value_or(QByteArray()));
+        if (row.detail != nullptr) {
+            EXPECT_EQ(result.error().detail, QString::fromUtf8(row.detail));
+            EXPECT_TRUE(logged.endsWith(u" ("_s + result.error().detail + u")\n"_s)) << qPrintable(logged);
+        }
+        EXPECT_TRUE(logged.contains(u"ERROR [agent] claude: "_s));
+        EXPECT_FALSE(logged.contains(u"kkkkkkkk"_s));
+    }
 }
 
 TEST_F(ClaudeRunnerTest, theWatchdogEndsASilentAgentAndWaitsForItsEnd) {

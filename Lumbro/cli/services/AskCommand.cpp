@@ -118,8 +118,8 @@ Task<int> askAndPrint(Services& services, AskQuestion question, CommandContext c
     const auto outcome = co_await askAndWait(services.ask(), question);
     if (!outcome || !*outcome) {
         live.giveUp();
-        co_return output.fail(outcome ? outcome->error().message
-                                      : u"The question was given up; nothing was kept."_s);
+        co_return outcome ? output.fail(outcome->error())
+                          : output.fail(u"The question was given up; nothing was kept."_s);
     }
     const AskAnswer& answer = **outcome;
     const int status = printAnswer(output, context.arguments, live, answer);

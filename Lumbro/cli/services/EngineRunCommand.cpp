@@ -44,8 +44,8 @@ Task<int> engineRun(CommandContext context) {
     steps.end();
     if (!text) {
         const bool cancelled = text.error().kind == FailureKind::cancelled;
-        co_return output.fail(cancelled ? u"The run was cancelled; nothing was written."_s
-                                        : text.error().message);
+        co_return cancelled ? output.fail(u"The run was cancelled; nothing was written."_s)
+                            : output.fail(text.error());
     }
     const QString path = record->path(u"handoffs/%1.md"_s.arg(engine->id));
     if (context.arguments.wantsJson()) {

@@ -122,8 +122,8 @@ Task<int> memoryUpdate(CommandContext context) {
     run.steps().end();
     if (!pass) {
         const bool cancelled = pass.error().kind == FailureKind::cancelled;
-        co_return output.fail(cancelled ? u"The run was cancelled; nothing was changed."_s
-                                        : pass.error().message);
+        co_return cancelled ? output.fail(u"The run was cancelled; nothing was changed."_s)
+                            : output.fail(pass.error());
     }
     if (context.arguments.wantsJson()) {
         output.printJson(passJson(*pass));

@@ -1,0 +1,54 @@
+#include "runners/AgentFailure.h"
+
+#include "LumbroCore/AppLog.h"
+#include "chats/formats/Redact.h"
+#include "runners/AgentText.h"
+
+#include <QStringList>
+
+namespace lumbro::agents {
+
+namespace {
+
+/// Where programs give a reason at the end of many lines, it stands in the last.
+QString lastLine(const QByteArray& bytes) {
+    constexpr qsizetype enough = 4096;
+    constexpr qsizetype longest = 200;
+    const QString text = QString::fromUtf8(bytes.last(std::min(bytes.size(), enough)));
+    const QStringList lines = text.split(u'\n', Qt::SkipEmptyParts);
+    for (auto line = lines.rbegin(); line != lines.rend(); ++line) {
+        if (!line->trimmed().isEmpty()) {
+            return head(line->trimmed(), longest);
+        }
+    }
+    return {};
+}
+
+}  // namespace
+
+QString endText(const ChildExit& exit, const QString& message) {
+    QStringList parts{
+        exit.bySignal ? u"ended by signal %1"_s.arg(exit.status) : u"exit status %1"_s.arg(exit.status),
+        lastLine(exit.errors)};
+    if (message.contains(u"status %1"_s.arg(exit.status))) {
+        parts.removeFirst();
+    }
+    parts.removeIf([&message](const QString& part) { return part.isEmpty() || message.contains(part); });
+    return parts.join(u": "_s);
+}
+
+Result<QString> explained(const QString& tool, Result<QString> result, const std::optional<ChildExit>& exit) {
+    if (result || result.error().kind == FailureKind::cancelled) {
+        return result;
+    }
+    Failure& failure = result.error();
+    if (exit) {
+        failure.detail = endText(*exit, failure.message);
+    }
+    const QString detail = failure.detail.isEmpty() ? QString() : u" ("_s + failure.detail + u')';
+    AppLog::error(u"agent"_s,
+                  Redact::secrets(tool + u": "_s + failure.message + detail).replace(u'\n', u' '));
+    return result;
+}
+
+}  // namespace lumbro::agents

@@ -1,0 +1,22 @@
+#pragma once
+
+#include "LumbroCore/ChildProcess.h"
+#include "LumbroCore/Failure.h"
+
+#include <QString>
+
+#include <optional>
+
+/// What is told of a run that failed, beside the sentence for the user.
+namespace lumbro::agents {
+
+/// How a process ended, in a few words: "exit status 2: <last line of its error output>". What `message`
+/// holds already is left out.
+QString endText(const ChildExit& exit, const QString& message);
+
+/// Adds to a failure how the process ended, where there was one, and logs both without secrets. Answers and
+/// cancelled runs pass as they are. `tool` names the program in the log.
+Result<QString> explained(const QString& tool, Result<QString> result,
+                          const std::optional<ChildExit>& exit = std::nullopt);
+
+}  // namespace lumbro::agents
