@@ -1,11 +1,13 @@
 #include "recording/CaptureSaving.h"
 
 #include "LumbroCore/AppLog.h"
+#include "LumbroCore/AtomicFile.h"
 #include "LumbroCore/InBackground.h"
 #include "library/CaptureFiles.h"
 #include "library/ContextLibrary.h"
 #include "recording/DiskSpace.h"
 
+#include <algorithm>
 #include <mutex>
 #include <utility>
 
@@ -39,7 +41,10 @@ Result<> CaptureSaving::Shared::write(int number, const CaptureRecord& record,
 }
 
 CaptureSaving::CaptureSaving(ContextLibrary& library, CaptureRecord record)
-    : m_library(library), m_record(std::move(record)), m_shared(std::make_shared<Shared>()) {}
+    : m_library(library),
+      m_record(std::move(record)),
+      m_reserve(m_record.folder),
+      m_shared(std::make_shared<Shared>()) {}
 
 CaptureSaving::~CaptureSaving() = default;
 
@@ -88,7 +93,21 @@ Task<bool> CaptureSaving::writeInBackground(std::shared_ptr<Shared> shared, Capt
 }
 
 void CaptureSaving::write(const TranscriptSegments& segments) {
+    m_lastWords = segments;
     m_wordsSaved = m_shared->write(++m_shared->lastBegun, m_record, segments);
+}
+
+TranscriptSegments CaptureSaving::unsaved() const {
+    if (m_wordsSaved) {
+        return {};
+    }
+    const TranscriptSegments onDisk =
+        transcript::decode(readFile(m_record.path(u"transcript.json"_s)).value_or(QByteArray()));
+    const auto isSame = [](const TranscriptSegment& one, const TranscriptSegment& other) {
+        return one.speaker == other.speaker && one.text == other.text;
+    };
+    const auto first = std::ranges::mismatch(m_lastWords, onDisk, isSame).in1;
+    return m_lastWords.sliced(first - m_lastWords.begin());
 }
 
 std::optional<QString> CaptureSaving::loss() const {

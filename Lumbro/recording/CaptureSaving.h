@@ -4,6 +4,7 @@
 #include "LumbroCore/Task.h"
 #include "library/formats/CaptureMeta.h"
 #include "library/formats/TranscriptSegment.h"
+#include "recording/SpaceReserve.h"
 
 #include <QString>
 
@@ -37,10 +38,14 @@ class CaptureSaving {
     Task<bool> writeInBackground(TranscriptSegments segments);
     /// Writes the words at once. Nothing that was begun before is written after it.
     void write(const TranscriptSegments& segments);
+    /// The recording writes no more audio: from now on its texts may use the space that was held for them.
+    void useReserve() { m_reserve.release(); }
 
     /// Why the last write of the words, else of the record, came to nothing: a sentence that says what to do.
     /// Nothing when all is on the disk.
     std::optional<QString> loss() const;
+    /// What `transcript.json` lacks of the words that were to be written last.
+    TranscriptSegments unsaved() const;
 
   private:
     struct Shared;
@@ -54,6 +59,8 @@ class CaptureSaving {
     bool m_isTitleNew = false;
     Result<> m_recordSaved;
     Result<> m_wordsSaved;
+    TranscriptSegments m_lastWords;
+    SpaceReserve m_reserve;
     std::shared_ptr<Shared> m_shared;
 };
 

@@ -211,6 +211,7 @@ void CaptureSession::halt() {
     m_levelTimer.stop();
     m_saveTimer.stop();
     stopAudio();
+    m_saving.useReserve();
     m_saving.ownMeta().endedAt = endTime();
     writeAll(segments() + m_transcript.leftover(secondsFrom(record().meta.startedAt, endTime())));
 }

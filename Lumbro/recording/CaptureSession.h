@@ -64,6 +64,7 @@ class CaptureSession final : public RecordingSession {
     int wordCount() const override { return m_transcript.wordCount(); }
     std::optional<QString> lostAudio() const override { return m_lostAudio; }
     std::optional<QString> lostText() const override { return m_saving.loss(); }
+    TranscriptSegments unsavedWords() const override { return m_saving.unsaved(); }
 
   Q_SIGNALS:
     void recordChanged();

@@ -3,6 +3,7 @@
 #include "LumbroCore/Failure.h"
 #include "LumbroCore/Task.h"
 #include "library/formats/CaptureMeta.h"
+#include "library/formats/TranscriptSegment.h"
 
 #include <QObject>
 #include <QString>
@@ -37,6 +38,8 @@ class RecordingSession : public QObject {
     /// Why words or the record are missing from the disk after `stop`, in a sentence for the user that says
     /// what to do; nothing when all of it was written.
     virtual std::optional<QString> lostText() const { return std::nullopt; }
+    /// With `lostText`, the words that are only here and go with this.
+    virtual TranscriptSegments unsavedWords() const { return {}; }
 };
 
 }  // namespace lumbro

@@ -132,6 +132,33 @@ TEST(RecordingCommands, sayWhereCtrlCStoppedTheFiles) {
         << qPrintable(errors);
 }
 
+TEST(RecordingCommands, endingAtOnceLeavesNoAgentBehindThatIgnoresTheRequest) {
+    const CommandLine line;
+    const QString agent = line.home().path(u".local/bin/claude"_s);
+    line.home().write(u".local/bin/claude"_s,
+                      "#!/bin/sh\ntrap '' TERM HUP\nsleep 300 &\necho $! >> \"$0.pids\"\n"
+                      "echo $$ >> \"$0.pids\"\nwhile :; do sleep 0.05; done\n");
+    QFile::setPermissions(agent, QFile::ReadOwner | QFile::ExeOwner);
+    QProcess process;
+    process.setProcessEnvironment(line.environment());
+    process.start(CommandLine::program(), {u"import"_s, CommandLine::demoSide(u"me"_s)});
+    const auto pids = [&line] { return line.home().read(u".local/bin/claude.pids"_s).trimmed().split('\n'); };
+    // The memory and the notes, each with a child of its own.
+    ASSERT_TRUE(eventually([&] { return pids().size() == 4; }));
+    QByteArray said;
+    for (int i = 0; i < 2 && process.state() == QProcess::Running; ++i) {
+        ::kill(pid_t(process.processId()), SIGINT);
+        while (i == 0 && !said.contains("press Ctrl-C once more") && process.waitForReadyRead()) {
+            said += process.readAllStandardError();
+        }
+    }
+    process.waitForFinished(-1);
+    EXPECT_EQ(process.exitCode(), 130) << said.constData();
+    for (const QByteArray& pid : pids()) {
+        EXPECT_TRUE(eventually([&] { return ::kill(pid.toInt(), 0) != 0; })) << pid.constData();
+    }
+}
+
 TEST(RecordingCommands, importWhatCanBeReadOfADamagedFileAndSaySo) {
     const CommandLine line;
     line.home().write(u"cut.flac"_s, readFile(CommandLine::demoSide(u"me"_s))->left(130000));
@@ -159,6 +186,8 @@ TEST(RecordingCommands, failWithWhatToDoWhenTheWordsCannotBeSaved) {
     EXPECT_EQ(process.exitCode(), 1);
     const QString errors = QString::fromUtf8(process.readAllStandardError());
     EXPECT_TRUE(errors.contains(u"the last words of this recording couldn't be saved: "_s))
+        << qPrintable(errors);
+    EXPECT_TRUE(errors.contains(QRegularExpression(u"not on the disk:\n\\[00:00:0\\d\\] Me: \\w"_s)))
         << qPrintable(errors);
     EXPECT_EQ(QString::fromUtf8(process.readAllStandardOutput()), folder + u'\n') << "the audio is kept";
 }

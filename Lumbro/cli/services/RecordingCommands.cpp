@@ -48,6 +48,19 @@ void printOutcome(Output& output, const Arguments& arguments, const RecordingRun
     output.printLine(outcome.record.id());
 }
 
+// Nobody can get them back once this program has ended.
+int failOfLostText(Output& output, const RecordingRun::Outcome& outcome) {
+    const int status = output.fail(*outcome.lostText);
+    const TranscriptSegments paragraphs = transcript::merged(outcome.unsavedWords);
+    if (!paragraphs.isEmpty()) {
+        output.say(u"The words that are not on the disk:"_s);
+    }
+    for (const TranscriptSegment& paragraph : paragraphs) {
+        output.say(Output::clean(transcript::line(paragraph)));
+    }
+    return status;
+}
+
 // A part of a file is less than was asked of an import; a recording is as long as the user lets it be.
 enum class EarlyEnd { fine, failure };
 
@@ -60,9 +73,9 @@ Task<int> runAndPrint(CommandContext context, RecordingPlan plan, EarlyEnd early
     // The title may have come after the recording's end.
     const auto record = run.services().library().record(outcome->record.id());
     printOutcome(context.output, context.arguments,
-                 {record.value_or(outcome->record), outcome->remarks, outcome->stoppedEarly, {}});
+                 {record.value_or(outcome->record), outcome->remarks, outcome->stoppedEarly, {}, {}});
     if (outcome->lostText) {
-        co_return context.output.fail(*outcome->lostText);
+        co_return failOfLostText(context.output, *outcome);
     }
     co_return outcome->stoppedEarly&& earlyEnd == EarlyEnd::failure ? 1 : 0;
 }
@@ -138,7 +151,7 @@ Task<int> demo(CommandContext context) {
         printDemo(output, record, plan->libraryRoot);
     }
     sayRemarks(output, outcome->remarks);
-    co_return outcome->lostText ? output.fail(*outcome->lostText) : 0;
+    co_return outcome->lostText ? failOfLostText(output, *outcome) : 0;
 }
 
 }  // namespace lumbro::cli

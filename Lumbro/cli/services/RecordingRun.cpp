@@ -1,6 +1,7 @@
 #include "cli/services/RecordingRun.h"
 
 #include "LumbroCore/AppLog.h"
+#include "LumbroCore/ChildProcess.h"
 #include "LumbroCore/Settings.h"
 #include "cli/CaptureLookup.h"
 #include "cli/services/DeviceWatch.h"
@@ -272,6 +273,8 @@ void RecordingRun::endAtOnce() {
     m_steps.end();
     m_output.say(u"Ended. The recording is in %1."_s.arg(m_services.library().capturesFolder()));
     AppLog::flush();
+    // Nobody is left to see to an agent that doesn't obey the request to end.
+    ChildProcess::killAll();
     _exit(endedByInterrupt);
 }
 
@@ -300,7 +303,8 @@ Task<Result<RecordingRun::Outcome>> RecordingRun::finish() {
     if (end.lostAudio) {
         remarks.prepend(*end.lostAudio);
     }
-    co_return Outcome{end.record, remarks + failures(end.record.id()), m_stoppedAt.has_value(), end.lostText};
+    co_return Outcome{end.record, remarks + failures(end.record.id()), m_stoppedAt.has_value(), end.lostText,
+                      end.unsavedWords};
 }
 
 QStringList RecordingRun::failures(const QString& captureID) {
@@ -313,6 +317,7 @@ QStringList RecordingRun::failures(const QString& captureID) {
             continue;
         }
         seen += reason;
+        reason += it.value().detail.isEmpty() ? QString() : u" ("_s + it.value().detail + u')';
         reason += reason.endsWith(u'.') ? QString() : u"."_s;
         const QString engine = it.key().section(u'/', 1);
         sentences +=

@@ -46,6 +46,8 @@ class RecordingRun final : public QObject {
         bool stoppedEarly = false;
         /// Why words are missing on the disk, in a sentence that says what to do.
         std::optional<QString> lostText;
+        /// These words.
+        TranscriptSegments unsavedWords;
     };
 
     RecordingRun(Output& output, RecordingPlan plan);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "library/formats/CaptureMeta.h"
+#include "library/formats/TranscriptSegment.h"
 
 #include <QString>
 
@@ -32,6 +33,8 @@ struct CaptureEnd {
     /// Why words or the record are missing, in a sentence that says what to do; nothing when they are on
     /// disk.
     std::optional<QString> lostText;
+    /// The words that are missing on the disk, so that whoever shows `lostText` can show them too.
+    TranscriptSegments unsavedWords;
 };
 
 }  // namespace lumbro

@@ -53,8 +53,10 @@ Task<CaptureEnd> CaptureFlow::stopCapture() {
     const bool transcribed = session->transcribing();
     const QPointer<CaptureFlow> alive(this);
     const CaptureRecord record = co_await session->stop();
-    CaptureEnd end{CaptureEnd::Kind::kept, record, session->wordCount(), transcribed, session->lostAudio(),
-                   session->lostText()};
+    CaptureEnd end{CaptureEnd::Kind::kept, record,
+                   session->wordCount(),   transcribed,
+                   session->lostAudio(),   session->lostText(),
+                   session->unsavedWords()};
     if (!alive) {
         co_return end;
     }
