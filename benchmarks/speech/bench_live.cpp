@@ -7,7 +7,7 @@
 #include "LumbroCore/AtomicFile.h"
 #include "LumbroCore/Literals.h"
 #include "LumbroSpeech/PocketsphinxRecognizer.h"
-#include "bench/speech/LiveCall.h"
+#include "benchmarks/speech/LiveCall.h"
 #include "tests/speech/SpeechData.h"
 
 #include <QCommandLineParser>

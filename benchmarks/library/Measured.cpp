@@ -1,4 +1,4 @@
-#include "bench/library/Measured.h"
+#include "benchmarks/library/Measured.h"
 
 #include "LumbroCore/Json.h"
 #include "LumbroCore/Literals.h"

@@ -1,7 +1,7 @@
-#include "bench/library/ChatRows.h"
+#include "benchmarks/library/ChatRows.h"
 
 #include "LumbroCore/Literals.h"
-#include "bench/library/Measured.h"
+#include "benchmarks/library/Measured.h"
 #include "chats/ClaudeChatReader.h"
 
 #include <QDirIterator>

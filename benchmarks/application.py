@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
-"""Measures the whole program from outside: bench/application.py PROGRAM
+"""Measures the whole program from outside: benchmarks/application.py PROGRAM
 
-Prints one JSON object a line, as bench/CMakeLists.txt says. Times and memory are those the kernel counts for a
+Prints one JSON object a line, as benchmarks/CMakeLists.txt says. Times and memory are those the kernel counts for a
 process and its children, so nothing that the program says about itself is taken on trust.
 """
 

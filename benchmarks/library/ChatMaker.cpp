@@ -1,6 +1,6 @@
-#include "bench/library/LibraryMaker.h"
-#include "bench/library/MadeFiles.h"
-#include "bench/library/Words.h"
+#include "benchmarks/library/LibraryMaker.h"
+#include "benchmarks/library/MadeFiles.h"
+#include "benchmarks/library/Words.h"
 
 #include <algorithm>
 

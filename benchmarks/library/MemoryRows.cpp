@@ -1,9 +1,9 @@
-#include "bench/library/MemoryRows.h"
+#include "benchmarks/library/MemoryRows.h"
 
 #include "LumbroCore/Clock.h"
 #include "LumbroCore/Literals.h"
 #include "LumbroCore/Settings.h"
-#include "bench/library/Measured.h"
+#include "benchmarks/library/Measured.h"
 #include "library/ContextLibrary.h"
 #include "memory/Librarian.h"
 #include "memory/MemoryStore.h"

@@ -1,4 +1,4 @@
-#include "bench/library/Words.h"
+#include "benchmarks/library/Words.h"
 
 #include <algorithm>
 #include <array>

@@ -1,12 +1,12 @@
-#include "bench/library/SearchRows.h"
+#include "benchmarks/library/SearchRows.h"
 
 #include "LumbroCore/Clock.h"
 #include "LumbroCore/Json.h"
 #include "LumbroCore/Literals.h"
 #include "LumbroCore/Settings.h"
 #include "ask/SearchIndex.h"
-#include "bench/library/Measured.h"
-#include "bench/library/Words.h"
+#include "benchmarks/library/Measured.h"
+#include "benchmarks/library/Words.h"
 #include "library/ContextLibrary.h"
 #include "memory/MemoryStore.h"
 

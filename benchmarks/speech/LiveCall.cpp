@@ -1,4 +1,4 @@
-#include "bench/speech/LiveCall.h"
+#include "benchmarks/speech/LiveCall.h"
 
 #include "LumbroCore/AtomicFile.h"
 #include "LumbroCore/Literals.h"

@@ -4,10 +4,10 @@
 // It runs itself as a child for what must begin in a fresh process.
 
 #include "LumbroCore/Literals.h"
-#include "bench/library/ChatRows.h"
-#include "bench/library/LibraryMaker.h"
-#include "bench/library/MemoryRows.h"
-#include "bench/library/SearchRows.h"
+#include "benchmarks/library/ChatRows.h"
+#include "benchmarks/library/LibraryMaker.h"
+#include "benchmarks/library/MemoryRows.h"
+#include "benchmarks/library/SearchRows.h"
 
 #include <QCoreApplication>
 #include <QFile>

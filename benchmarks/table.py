@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Prints measured rows as one table: bench/table.py ROWS [--write]
+"""Prints measured rows as one table: benchmarks/table.py ROWS [--write]
 
 Status 1 when a row breaks its limit. --write puts the table into docs/benchmarks.md.
 """
@@ -15,7 +15,7 @@ PAGE = "docs/benchmarks.md"
 
 HEAD = """# Benchmarks
 
-What `bench/run` measured on the machine named below. A row with a limit fails the run when it breaks it. Times and
+What `./bench` measured on the machine named below. A row with a limit fails the run when it breaks it. Times and
 memory are those the kernel counts for whole processes, of the median of several runs taken in turns, and nothing is
 taken off them.
 

@@ -1,4 +1,4 @@
-#include "bench/library/MadeFiles.h"
+#include "benchmarks/library/MadeFiles.h"
 
 #include <array>
 #include <ctime>
