@@ -4,6 +4,7 @@
 #include "meetings/formats/MeetingLink.h"
 
 #include <algorithm>
+#include <cmath>
 
 namespace lumbro::agenda {
 
@@ -13,6 +14,8 @@ constexpr qint64 lookBack = 14'400;
 constexpr qint64 twoDays = 172'800;
 constexpr qint64 ahead = 43'200;
 constexpr qint64 beforeStart = 600;
+/// A brief's date and the start that it is for differ by less, in milliseconds.
+constexpr qint64 sameStart = 60'000;
 
 std::optional<PrepEvent::Attendee> other(const CalendarAttendee& attendee) {
     if (attendee.isCurrentUser || attendee.kind != CalendarAttendee::Kind::person ||
@@ -118,6 +121,14 @@ std::optional<PrepEvent> find(const QList<PrepEvent>& agenda, const QString& tex
         }
     }
     return std::nullopt;
+}
+
+std::optional<CaptureRecord> brief(const QList<CaptureRecord>& captures, const PrepEvent& event) {
+    const auto found = std::ranges::find_if(captures, [&event](const CaptureRecord& record) {
+        return record.meta.kind == CaptureKind::prep && record.meta.title == event.title &&
+               std::abs(record.meta.startedAt.msecsTo(event.start)) < sameStart;
+    });
+    return found == captures.end() ? std::nullopt : std::optional(*found);
 }
 
 }  // namespace lumbro::agenda

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "library/formats/CaptureMeta.h"
 #include "meetings/formats/PrepEvent.h"
 #include "platform/CalendarStore.h"
 
@@ -38,5 +39,8 @@ std::optional<PrepEvent> eventNow(const QList<PrepEvent>& agenda, const QDateTim
 /// part of it, in any case; of several the next one, past ones last. Without a text the meeting that is on or
 /// comes next, one with people before one without.
 std::optional<PrepEvent> find(const QList<PrepEvent>& agenda, const QString& text, const QDateTime& now);
+
+/// The first of the captures that holds the brief for this event: it has its title and its start.
+std::optional<CaptureRecord> brief(const QList<CaptureRecord>& captures, const PrepEvent& event);
 
 }  // namespace lumbro::agenda

@@ -10,7 +10,6 @@
 #include <QPointer>
 
 #include <algorithm>
-#include <cmath>
 #include <utility>
 
 namespace lumbro {
@@ -31,9 +30,6 @@ constexpr double showFrom = 315;
 constexpr double showUntil = -300;
 constexpr double promptFrom = 75;
 constexpr double promptUntil = -120;
-
-/// A brief is for the meeting that starts within this many milliseconds of its date.
-constexpr qint64 sameStart = 60'000;
 
 QString rawValue(CalendarAccess access) {
     switch (access) {
@@ -133,12 +129,7 @@ std::optional<QUrl> MeetingPrep::link(const QString& eventID) const {
 }
 
 std::optional<CaptureRecord> MeetingPrep::brief(const PrepEvent& event) const {
-    const QList<CaptureRecord>& captures = m_ports.library.captures();
-    const auto found = std::ranges::find_if(captures, [&event](const CaptureRecord& record) {
-        return record.meta.kind == CaptureKind::prep && record.meta.title == event.title &&
-               std::abs(record.meta.startedAt.msecsTo(event.start)) < sameStart;
-    });
-    return found == captures.end() ? std::nullopt : std::optional(*found);
+    return agenda::brief(m_ports.library.captures(), event);
 }
 
 QString MeetingPrep::context(const PrepEvent& event) const {

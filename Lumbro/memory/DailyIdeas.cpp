@@ -1,0 +1,287 @@
+#include "memory/DailyIdeas.h"
+
+#include "LumbroCore/AppLog.h"
+#include "LumbroCore/AtomicFile.h"
+#include "LumbroCore/Dates.h"
+#include "engines/formats/EngineInput.h"
+#include "library/ContextLibrary.h"
+#include "memory/DailyPass.h"
+#include "memory/MemoryStore.h"
+
+#include <QDir>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QPointer>
+
+#include <algorithm>
+#include <utility>
+
+namespace lumbro {
+
+using namespace std::chrono_literals;
+
+namespace {
+
+constexpr auto interval = 60s;
+constexpr qsizetype mostIdeas = 3;
+const QString area = u"ideas"_s;
+const QString lastRun = u"dailyIdeasLastRun"_s;
+const QString noNotes = u"No notes from today yet."_s;
+
+/// One item of the reply.
+struct ReplyItem {
+    QString hook;
+    QString angle;
+    QString capture;
+};
+
+/// A text that may be absent; nothing when it is something else.
+std::optional<QString> optionalText(const QJsonValue& value) {
+    if (value.isUndefined() || value.isNull()) {
+        return QString();
+    }
+    return value.isString() ? std::optional(value.toString()) : std::nullopt;
+}
+
+/// The reply's items; nothing when it is not what was asked for.
+std::optional<QList<ReplyItem>> decoded(const QString& text) {
+    const qsizetype begin = text.indexOf(u'{');
+    const qsizetype end = text.lastIndexOf(u'}');
+    if (begin < 0 || end < begin) {
+        return std::nullopt;
+    }
+    const QByteArray bytes = QStringView(text).sliced(begin, end - begin + 1).toUtf8();
+    const QJsonValue ideas = QJsonDocument::fromJson(bytes).object().value(u"ideas"_s);
+    if (!ideas.isArray()) {
+        return std::nullopt;
+    }
+    QList<ReplyItem> items;
+    for (const QJsonValue& value : ideas.toArray()) {
+        const QJsonObject item = value.toObject();
+        const auto angle = optionalText(item.value(u"angle"_s));
+        const auto capture = optionalText(item.value(u"capture"_s));
+        if (!item.value(u"hook"_s).isString() || !angle || !capture) {
+            return std::nullopt;
+        }
+        items.append({item.value(u"hook"_s).toString(), *angle, *capture});
+    }
+    return items;
+}
+
+/// The ideas of lines that were written.
+QList<DailyIdea> added(const QStringList& lines) {
+    QList<DailyIdea> ideas;
+    for (const QString& line : lines) {
+        if (const auto item = IdeaItem::parse(line)) {
+            const auto capture = item->source ? item->source->captureID() : std::nullopt;
+            ideas.append({item->hook, item->angle, capture.value_or(QString())});
+        }
+    }
+    return ideas;
+}
+
+/// The first folder that the text names, else the last one. A name that goes on is another one's:
+/// "…-meeting-2" is not "…-meeting".
+QString folderIn(const QString& text, const QStringList& folders) {
+    QString named;
+    for (const QString& folder : folders) {
+        if (text.contains(folder) && (named.isEmpty() || folder.startsWith(named))) {
+            named = folder;
+        }
+    }
+    return named.isEmpty() ? folders.last() : named;
+}
+
+Task<> dropResult(Task<Result<QList<DailyIdea>>> run) {
+    [[maybe_unused]] const auto shown = co_await std::move(run);
+}
+
+}  // namespace
+
+/// A pass is under way, until the end of the scope.
+class DailyIdeas::Busy {
+  public:
+    explicit Busy(DailyIdeas& ideas) : m_ideas(&ideas) { set(true); }
+    Busy(const Busy&) = delete;
+    Busy& operator=(const Busy&) = delete;
+    ~Busy() { set(false); }
+
+  private:
+    void set(bool isRunning) {
+        if (m_ideas) {
+            m_ideas->m_isRunning = isRunning;
+            Q_EMIT m_ideas->isRunningChanged();
+        }
+    }
+
+    QPointer<DailyIdeas> m_ideas;
+};
+
+DailyIdeas::DailyIdeas(Ports ports) : m_ports(std::move(ports)) {}
+
+DailyIdeas::~DailyIdeas() = default;
+
+void DailyIdeas::start() {
+    m_timer.start(m_ports.clock, interval, Clock::Repeat::always, [this] { check(); });
+    check();
+}
+
+void DailyIdeas::check() {
+    const Settings& settings = m_ports.settings;
+    if (!settings.boolean(u"dailyIdeasEnabled"_s) || m_isRunning || m_ports.isRecording()) {
+        return;
+    }
+    const QDateTime now = m_ports.clock.now();
+    if (dailyPass::minuteOfDay(now) < settings.integer(u"dailyIdeasMinute"_s) ||
+        dailyPass::isSpent(now, settings.string(lastRun), m_spentDay) || !hasCaptures(now)) {
+        return;
+    }
+    m_spentDay = dates::day(now);
+    m_ports.settings.set(lastRun, m_spentDay);
+    runDetached(dropResult(run(now, true)));
+}
+
+/// Also those that a command beside us has made. All captures are read again only when there is a folder of
+/// the day, as this is asked every minute.
+bool DailyIdeas::hasCaptures(const QDateTime& day) {
+    if (!captures(day).isEmpty()) {
+        return true;
+    }
+    const QDir folder(m_ports.library.capturesFolder());
+    if (folder.entryList({dates::day(day) + u"-*"_s}, QDir::Dirs).isEmpty()) {
+        return false;
+    }
+    m_ports.library.reloadCaptures();
+    return !captures(day).isEmpty();
+}
+
+QList<CaptureRecord> DailyIdeas::captures(const QDateTime& day) const {
+    QList<CaptureRecord> found;
+    const QDate date = day.toLocalTime().date();
+    for (const CaptureRecord& record : m_ports.library.captures()) {
+        if (record.meta.kind != CaptureKind::prep && record.meta.endedAt &&
+            record.meta.startedAt.toLocalTime().date() == date) {
+            found.append(record);
+        }
+    }
+    std::ranges::stable_sort(found, {}, [](const CaptureRecord& record) { return record.meta.startedAt; });
+    return found;
+}
+
+Task<Result<QList<DailyIdea>>> DailyIdeas::run(QDateTime day, bool present, Cancel cancel) {
+    if (m_isRunning) {
+        co_return fail(FailureKind::cancelled, u"The day is already being looked through."_s);
+    }
+    const QPointer<DailyIdeas> alive(this);
+    const Busy busy(*this);
+    const Result<QList<DailyIdea>> ideas = co_await pass(day, std::move(cancel));
+    if (alive && present) {
+        show(ideas);
+    }
+    co_return ideas;
+}
+
+Task<Result<QList<DailyIdea>>> DailyIdeas::pass(QDateTime day, Cancel cancel) {
+    const QPointer<DailyIdeas> alive(this);
+    co_await m_ports.importChats(day.toLocalTime().date().startOfDay());
+    if (!alive) {
+        co_return fail(FailureKind::cancelled, u"Lumbro was closed."_s);
+    }
+    const QList<CaptureRecord> found = captures(day);
+    const auto engine = m_ports.library.engine(u"ideas"_s);
+    if (found.isEmpty() || !engine) {
+        co_return fail(FailureKind::notFound, noNotes);
+    }
+    const auto begun = m_ports.clock.elapsed();
+    m_ports.memory.reload(false);
+    AgentRequest asked = request(*engine, input(day, found));
+    if (!cancel) {
+        cancel = std::make_shared<CancellationHandle>();
+    }
+    const Result<QString> reply = co_await m_ports.agent.run(std::move(asked), std::move(cancel));
+    if (!reply) {
+        AppLog::error(area, u"ideas pass failed: "_s + reply.error().message);
+        co_return std::unexpected(reply.error());
+    }
+    if (!alive) {
+        co_return fail(FailureKind::cancelled, u"Lumbro was closed."_s);
+    }
+    QStringList folders;
+    std::ranges::transform(found, std::back_inserter(folders), &CaptureRecord::id);
+    const QList<DailyIdea> parsed = parse(*reply, folders);
+    const Result<QStringList> lines = co_await m_ports.memory.addIdeas(newIdeas(parsed));
+    if (!lines) {
+        co_return std::unexpected(lines.error());
+    }
+    if (!alive) {
+        co_return fail(FailureKind::cancelled, u"Lumbro was closed."_s);
+    }
+    QList<DailyIdea> ideas = added(*lines);
+    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(m_ports.clock.elapsed() - begun);
+    AppLog::info(
+        area, u"%1 ideas from %2 captures in %3s"_s.arg(ideas.size()).arg(found.size()).arg(seconds.count()));
+    co_return ideas;
+}
+
+QString DailyIdeas::input(const QDateTime& day, const QList<CaptureRecord>& captures) const {
+    QStringList sections{u"# TODAY'S CAPTURES (%1)"_s.arg(dates::day(day))};
+    for (const CaptureRecord& record : captures) {
+        sections.append(
+            u"## FOLDER: %1\n"_s.arg(record.id()) +
+            EngineInput::build(record, m_ports.library.segments(record), m_ports.library.notes(record)));
+    }
+    const QString known = readTextFile(m_ports.memory.root() + u"/ideas.md"_s).value_or(QString());
+    const QString plain = WikiLink::plain(known).trimmed();
+    sections.append(u"# IDEAS I ALREADY HAVE\n"_s + (plain.isEmpty() ? u"(none)"_s : plain));
+    return sections.join(u"\n\n"_s);
+}
+
+AgentRequest DailyIdeas::request(const Engine& engine, const QString& input) const {
+    AgentRequest request;
+    request.systemPrompt = EngineInput::systemPrompt(engine, m_ports.voice());
+    request.instruction = u"Find today's best content ideas in stdin. JSON only."_s;
+    request.context = input;
+    request.model = engine.model;
+    return request;
+}
+
+QList<NewIdea> DailyIdeas::newIdeas(const QList<DailyIdea>& ideas) const {
+    QList<NewIdea> items;
+    for (const DailyIdea& idea : ideas) {
+        items.append({idea.hook, idea.angle, m_ports.library.record(idea.capture)});
+    }
+    return items;
+}
+
+void DailyIdeas::show(const Result<QList<DailyIdea>>& ideas) {
+    if (!ideas) {
+        const bool isNothing =
+            ideas.error().kind == FailureKind::notFound && ideas.error().message == noNotes;
+        (isNothing ? m_ports.say : m_ports.sayError)(ideas.error().message);
+    } else if (ideas->isEmpty()) {
+        m_ports.say(u"No strong content ideas in today's notes."_s);
+    } else {
+        m_ports.present(*ideas);
+    }
+}
+
+QList<DailyIdea> DailyIdeas::parse(const QString& text, const QStringList& folders) {
+    auto items = decoded(text);
+    if (!items) {
+        AppLog::error(area, u"unreadable JSON"_s);
+        return {};
+    }
+    items->resize(std::min(items->size(), mostIdeas));
+    QList<DailyIdea> ideas;
+    for (const ReplyItem& item : std::as_const(*items)) {
+        const QString hook = item.hook.trimmed();
+        if (hook.isEmpty() || folders.isEmpty()) {
+            continue;
+        }
+        ideas.append({hook, item.angle, folderIn(item.capture, folders)});
+    }
+    return ideas;
+}
+
+}  // namespace lumbro
