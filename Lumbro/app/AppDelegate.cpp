@@ -9,7 +9,10 @@
 #include "chats/SessionImporter.h"
 #include "library/ContextLibrary.h"
 #include "library/model/AppModel.h"
+#include "meetings/MeetingPrep.h"
+#include "memory/DailyIdeas.h"
 #include "memory/Librarian.h"
+#include "memory/PromiseReminder.h"
 #include "recording/transcription/SpeechAssets.h"
 
 #include <QCoroSignal>
@@ -84,6 +87,9 @@ void AppDelegate::setUpSteps() {
     m_startup.set(u"library"_s, [this] { m_services.library().bootstrap(); });
     m_startup.set(u"pill"_s, [this] { m_services.model(); });
     m_startup.set(u"librarianCatchUp"_s, [this] { runDetached(m_services.librarian().catchUp()); });
+    m_startup.set(u"meetingPrep"_s, [this] { startMeetings(); });
+    m_startup.set(u"dailyIdeas"_s, [this] { m_services.dailyIdeas().start(); });
+    m_startup.set(u"promiseReminder"_s, [this] { m_services.promiseReminder().start(); });
     m_startup.set(u"sessionImporter"_s, [this] {
         every({u"sessions"_s, sessionsInterval, [this] { m_services.sessionImporter().check(); }});
         m_services.sessionImporter().check();
@@ -106,6 +112,13 @@ void AppDelegate::startActions() {
     connect(&runner, &ActionRunner::interrupted, &model,
             [&model](const QString& runID) { model.pill().addToInbox(pill::Action{runID}); });
     runner.load();
+}
+
+void AppDelegate::startMeetings() {
+    MeetingPrep& prep = m_services.meetingPrep();
+    agenda = [&prep] { return prep.agenda(); };
+    connect(&prep, &MeetingPrep::agendaChanged, this, &AppDelegate::updateStatusTitle);
+    prep.start();
 }
 
 Task<> AppDelegate::finishRecording() {

@@ -65,6 +65,7 @@ class AppDelegate final : public QObject {
 
   private:
     void setUpSteps();
+    void startMeetings();
     void startActions();
     Task<> finishRecording();
 

@@ -11,8 +11,11 @@
 #include "chats/SessionImporter.h"
 #include "library/ContextLibrary.h"
 #include "library/model/AppModel.h"
+#include "meetings/MeetingPrep.h"
+#include "memory/DailyIdeas.h"
 #include "memory/Librarian.h"
 #include "memory/MemoryStore.h"
+#include "memory/PromiseReminder.h"
 #include "platform/linux/PulseAudioServer.h"
 #include "platform/linux/desktop/DesktopLinks.h"
 #include "platform/linux/desktop/OpenOrganizer.h"
@@ -25,6 +28,8 @@
 #include "runners/CommandProviders.h"
 #include "runners/PreferredAgent.h"
 #include "surfaces/SetupChecks.h"
+
+#include <QPointer>
 
 #include <utility>
 
@@ -50,6 +55,30 @@ AskQuestion questionOf(AskCall call) {
         question.live = AskLiveCall{session->record().id(), session->segments()};
     }
     return question;
+}
+
+Task<QList<AskMeeting>> nextMeetings(QPointer<MeetingPrep> prep, int limit) {
+    co_await prep->refresh();
+    QList<AskMeeting> meetings;
+    if (prep && prep->access() == CalendarAccess::full) {
+        for (const PrepEvent& event : prep->nextEvents(limit)) {
+            const auto brief = prep->brief(event);
+            meetings.append({.title = event.title,
+                             .start = event.start,
+                             .names = event.attendeeNames(),
+                             .brief = brief ? std::optional(brief->id()) : std::nullopt});
+        }
+    }
+    co_return std::move(meetings);
+}
+
+Task<> importChats(SessionImporter* importer, QDateTime since) {
+    [[maybe_unused]] const auto logged = co_await importer->importNow(false, since, false);
+}
+
+bool isOffered(const PillMode& mode, const PrepEvent& event) {
+    const auto* shown = std::get_if<pill::Meeting>(&mode);
+    return shown != nullptr && shown->offer.event.key() == event.key();
 }
 
 Task<> memorize(Librarian* librarian, CaptureRecord record) {
@@ -101,6 +130,9 @@ struct Services::Private {
     std::unique_ptr<ActionRunner> actionRunner;
     std::unique_ptr<AskService> ask;
     std::unique_ptr<AppModel> model;
+    std::unique_ptr<MeetingPrep> meetingPrep;
+    std::unique_ptr<DailyIdeas> dailyIdeas;
+    std::unique_ptr<PromiseReminder> promiseReminder;
     std::unique_ptr<SetupChecks> setupChecks;
 };
 
@@ -188,6 +220,7 @@ AskService& Services::ask() {
             return askConnectors(m_private->followsConnectors ? connectors().usable()
                                                               : connectors().remembered());
         };
+        ports.nextMeetings = [this](int limit) { return nextMeetings(&meetingPrep(), limit); };
         ports.calendarIsDenied = [this] { return calendar().access() == CalendarAccess::denied; };
         ports.calendarContext = [this] { return calendarExport::context(&calendar(), clock().now()); };
         return std::make_unique<AskService>(clock(), settings(), library(), memory(), agent(),
@@ -282,8 +315,55 @@ AppModel& Services::model() {
         ports.calendarContext = [this] { return calendarExport::context(&calendar(), clock().now()); };
         ports.ask = [this](AskCall call) { return ask().ask(questionOf(std::move(call))); };
         ports.openActionResult = [this](const QString& runID) { openResult(actionRunner(), runID); };
+        ports.eventNow = [this] { return meetingPrep().eventNow(); };
+        ports.eventLink = [this](const QString& id) { return meetingPrep().link(id); };
+        ports.openLink = desktopLinks::open;
+        ports.completePromise = [this](const QString& id) { runDetached(memory().setPromise(id, true)); };
         ports.cancelAsk = [this](const QString& thread) { ask().cancel(thread); };
         return std::make_unique<AppModel>(library(), settings(), clock(), agent(), std::move(ports));
+    });
+}
+
+MeetingPrep& Services::meetingPrep() {
+    return once(m_private->meetingPrep, [this] {
+        return std::make_unique<MeetingPrep>(MeetingPrep::Ports{
+            .calendar = calendar(),
+            .clock = clock(),
+            .settings = settings(),
+            .library = library(),
+            .memory = memory(),
+            .agent = agent(),
+            .present = [this](const MeetingOffer& offer) { model().presentMeeting(offer); },
+            .isPresented =
+                [this](const PrepEvent& event) { return isOffered(model().pill().mode(), event); }});
+    });
+}
+
+DailyIdeas& Services::dailyIdeas() {
+    return once(m_private->dailyIdeas, [this] {
+        return std::make_unique<DailyIdeas>(DailyIdeas::Ports{
+            .clock = clock(),
+            .settings = settings(),
+            .library = library(),
+            .memory = memory(),
+            .agent = agent(),
+            .isRecording = [this] { return model().captures().isRecording(); },
+            .voice = [this] { return model().selectedVoice(); },
+            .importChats = [this](const QDateTime& since) { return importChats(&sessionImporter(), since); },
+            .present = [this](const QList<DailyIdea>& ideas) { model().presentIdeas(ideas); },
+            .say = [this](const QString& text) { model().pill().say(text); },
+            .sayError = [this](const QString& text) { model().pill().sayError(text); }});
+    });
+}
+
+PromiseReminder& Services::promiseReminder() {
+    return once(m_private->promiseReminder, [this] {
+        return std::make_unique<PromiseReminder>(PromiseReminder::Ports{
+            .clock = clock(),
+            .settings = settings(),
+            .memory = memory(),
+            .present = [this](const QStringList& ids) { model().presentPromises(ids); },
+            .say = [this](const QString& text) { model().pill().say(text); }});
     });
 }
 

@@ -22,10 +22,13 @@ class ClaudeRunner;
 class CodexRunner;
 class Connectors;
 class ContextLibrary;
+class DailyIdeas;
 class FeedGate;
 class Librarian;
+class MeetingPrep;
 class MemoryStore;
 class Organizer;
+class PromiseReminder;
 class SessionImporter;
 class SetupChecks;
 class SpeechAssets;
@@ -83,14 +86,18 @@ class Services {
     ActionRunner& actionRunner();
     AudioServer& audioServer();
     /// The user's events and tasks, where the settings say that they are kept.
+    Organizer& organizer();
+    /// The same, or their stand-ins.
     CalendarStore& calendar();
     TaskStore& tasks();
     SpeechAssets& speechAssets();
     SetupChecks& setupChecks();
     AppModel& model();
+    MeetingPrep& meetingPrep();
+    DailyIdeas& dailyIdeas();
+    PromiseReminder& promiseReminder();
 
   private:
-    Organizer& organizer();
     std::unique_ptr<RecordingSession> makeSession(const CaptureRecord& record, bool includeSystemAudio);
 
     struct Private;

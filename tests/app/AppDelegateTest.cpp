@@ -139,22 +139,6 @@ TEST_F(AppDelegateTest, aRecordingsEndUpdatesTheMemoryAndIsWaitedFor) {
     EXPECT_TRUE(services.library().record(id)->meta.memorizedAt.has_value());
 }
 
-TEST_F(AppDelegateTest, theStatusLineFollowsTheDay) {
-    PrepEvent standup;
-    standup.title = u"Standup"_s;
-    standup.start = clock->now().addSecs(90);
-    standup.end = standup.start.addSecs(20);
-    delegate.agenda = [standup] { return QList<PrepEvent>{standup}; };
-    QStringList titles;
-    QObject::connect(&delegate, &AppDelegate::statusTitleChanged,
-                     [&] { titles.append(delegate.statusTitle() + u'|' + delegate.statusToolTip()); });
-    const QStringList steps = delegate.applicationDidFinishLaunching();
-    EXPECT_TRUE(steps.contains(u"statusItem"_s));
-    clock->advance(2min);
-    EXPECT_EQ(titles, (QStringList{u" Standup in 2m| Standup in 2m"_s, u" Standup in 1m| Standup in 1m"_s,
-                                   u" Standup · now| Standup · now"_s, u"|Lumbro"_s}));
-}
-
 TEST_F(AppDelegateTest, servicesTouchTheLibraryOnlyWhenItIsOpened) {
     services.model();
     EXPECT_FALSE(scratch.has(u"library"_s));
