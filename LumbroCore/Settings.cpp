@@ -138,10 +138,21 @@ Settings::Settings() : Settings(userFile()) {}
 Settings::Settings(const QString& path) {
     makePrivateFolder(QFileInfo(path).absolutePath());
     m_file = std::make_unique<QSettings>(path, QSettings::IniFormat);
-    if (isDamaged(path)) {
-        AppLog::error(u"settings"_s, u"%1 can't be read whole%2"_s.arg(
-                                         path, keepDamaged() ? u"; a copy is kept beside it"_s : QString()));
+    if (!isDamaged(path)) {
+        return;
     }
+    const QString sentence =
+        u"The settings file %1 can't be read whole; what is lost has its default. %2"_s.arg(
+            path, keepDamaged() ? u"A copy of it is kept beside it."_s : u"It stays as it is."_s);
+    AppLog::error(u"settings"_s, sentence);
+    if (onDamage()) {
+        onDamage()(sentence);
+    }
+}
+
+std::function<void(const QString&)>& Settings::onDamage() {
+    static std::function<void(const QString&)> callback;
+    return callback;
 }
 
 Settings::~Settings() = default;

@@ -7,6 +7,7 @@
 #include <QStringList>
 #include <QVariant>
 
+#include <functional>
 #include <memory>
 #include <span>
 
@@ -32,6 +33,10 @@ struct SettingKey {
 /// it, so a change takes effect at its next use. Main thread only.
 class Settings {
   public:
+    /// Called with a sentence for the user where the file is there and can't be read whole, which the log
+    /// has too. Empty at first; for a program's start to set.
+    static std::function<void(const QString& sentence)>& onDamage();
+
     /// The user's file, `$XDG_CONFIG_HOME/Lumbro/Lumbro.ini`.
     Settings();
     explicit Settings(const QString& path);

@@ -2,11 +2,13 @@
 
 #include "LumbroCore/AppLog.h"
 #include "LumbroCore/Clock.h"
+#include "LumbroCore/Settings.h"
 
 #include <QCoreApplication>
 
 #include <algorithm>
 #include <csignal>
+#include <utility>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -70,6 +72,12 @@ void prepareProcess() {
     std::signal(SIGPIPE, SIG_IGN);
     // A file over the user's limit is a failed write, to be told as such.
     std::signal(SIGXFSZ, SIG_IGN);
+    Settings::onDamage() = [isTold = false](const QString& sentence) mutable {
+        if (!std::exchange(isTold, true)) {
+            Output output;
+            output.say(output.styledError(u"note:"_s, Look::bold) + u' ' + Output::clean(sentence));
+        }
+    };
 }
 
 bool checkEnvironment(Output& output) {

@@ -175,6 +175,20 @@ TEST(CommandLine, listsReadsAndChangesSettings) {
     EXPECT_TRUE(line.home().has(u".config/Lumbro/Lumbro.ini"_s));
 }
 
+TEST(CommandLine, saysOnceThatSettingsCannotBeReadAndKeepsThemBesideTheNewOnes) {
+    const CommandLine line;
+    const QByteArray broken("\x7f garbage\n\0\1\n", 13);
+    line.home().write(u".config/Lumbro/Lumbro.ini"_s, broken);
+    for (const QStringList& words : {QStringList{u"settings"_s}, QStringList{u"engines"_s},
+                                     QStringList{u"settings"_s, u"set"_s, u"aiProvider"_s, u"codex"_s}}) {
+        const Finished run = line.run(words);
+        EXPECT_EQ(run.status, 0);
+        EXPECT_EQ(run.errors.count(u"note: The settings file "_s), words.value(0) == u"settings") << qPrintable(run.errors);
+    }
+    EXPECT_EQ(line.home().read(u".config/Lumbro/Lumbro.ini.broken"_s), broken);
+    EXPECT_FALSE(line.run({u"settings"_s}).errors.contains(u"note: "_s));
+}
+
 TEST(CommandLine, examinesTheAgentsAndTheUsersOwnCommand) {
     const CommandLine line;
     line.installAgent();
