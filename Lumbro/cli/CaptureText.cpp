@@ -3,6 +3,7 @@
 #include "LumbroCore/Dates.h"
 #include "chats/formats/SessionLog.h"
 #include "cli/Table.h"
+#include "library/CaptureLock.h"
 
 namespace lumbro::cli {
 
@@ -18,11 +19,12 @@ QString block(const QString& text) {
 
 }  // namespace
 
-QString lengthText(const CaptureMeta& meta) {
-    if (!meta.endedAt) {
-        return u"not ended"_s;
+QString lengthText(const CaptureRecord& record) {
+    const CaptureMeta& meta = record.meta;
+    if (meta.endedAt) {
+        return durationText(meta.startedAt.secsTo(*meta.endedAt));
     }
-    return durationText(meta.startedAt.secsTo(*meta.endedAt));
+    return CaptureLock::isHeld(record.folder) ? u"recording"_s : u"cut off"_s;
 }
 
 QString captureTable(const Output& output, const QList<CaptureSummary>& summaries) {
@@ -30,7 +32,7 @@ QString captureTable(const Output& output, const QList<CaptureSummary>& summarie
     rows.reserve(summaries.size());
     for (const CaptureSummary& summary : summaries) {
         const CaptureMeta& meta = summary.record.meta;
-        rows += {summary.record.id(), Output::clean(meta.title), lengthText(meta),
+        rows += {summary.record.id(), Output::clean(meta.title), lengthText(summary.record),
                  summary.words == 0 ? QString() : QString::number(summary.words),
                  Output::clean(summary.handoffs.join(u", "_s))};
     }
@@ -57,7 +59,8 @@ QString transcriptText(const Output& output, const TranscriptSegments& paragraph
 QString captureText(const Output& output, const CaptureDetails& details) {
     const CaptureMeta& meta = details.summary.record.meta;
     QString text = output.styled(u"# "_s + Output::clean(meta.title), Look::bold) + u"\n\n"_s;
-    QStringList facts{rawValue(meta.kind), dates::readable(meta.startedAt), lengthText(meta)};
+    QStringList facts{rawValue(meta.kind), dates::readable(meta.startedAt),
+                      lengthText(details.summary.record)};
     facts += meta.kind == CaptureKind::session ? counted(details.entries.size(), u"request"_s, u"requests"_s)
                                                : counted(details.summary.words, u"word"_s, u"words"_s);
     if (meta.attendees && !meta.attendees->isEmpty()) {

@@ -13,7 +13,7 @@ QString captureTable(const Output& output, const QList<CaptureSummary>& summarie
 QString captureText(const Output& output, const CaptureDetails& details);
 QString transcriptText(const Output& output, const TranscriptSegments& paragraphs);
 
-/// "42 min", or what stands in for it while there is no end.
-QString lengthText(const CaptureMeta& meta);
+/// "42 min"; for a recording without an end "recording" while it runs, "cut off" when its process is gone.
+QString lengthText(const CaptureRecord& record);
 
 }  // namespace lumbro::cli

@@ -1,3 +1,4 @@
+#include "library/CaptureLock.h"
 #include "tests/cli/CommandLine.h"
 
 #include <gtest/gtest.h>
@@ -65,6 +66,23 @@ TEST_F(CaptureCommands, showsEverythingOfACapture) {
     EXPECT_EQ(line.run({u"show"_s, older, u"--handoff"_s, u"notes"_s}).output, u"## Summary\n"_s);
     EXPECT_TRUE(line.run({u"show"_s, u"last"_s}).output.startsWith(u"# Review\n"_s));
     EXPECT_TRUE(line.run({u"show"_s, u"2026-03-02"_s}).output.startsWith(u"# Plan\n"_s));
+}
+
+TEST_F(CaptureCommands, tellARunningRecordingFromOneThatWasCutOff) {
+    const QByteArray meta =
+        R"({"kind":"meeting","sources":["mic"],"startedAt":"2026-03-04T08:14:00Z","title":"Open"})";
+    line.write(u"2026-03-04-0914-meeting"_s, u"meta.json"_s, meta);
+    line.write(u"2026-03-05-0914-meeting"_s, u"meta.json"_s, meta);
+    const CaptureLock lock(line.home().path(u"Quillet/captures/2026-03-05-0914-meeting"_s));
+    const auto lengths = [this] {
+        QStringList words;
+        for (const QString& row : line.run({u"captures"_s}).output.split(u'\n').mid(1, 2)) {
+            words += row.simplified().section(u' ', 2);
+        }
+        return words;
+    };
+    EXPECT_EQ(lengths(), QStringList({u"recording"_s, u"cut off"_s}));
+    EXPECT_TRUE(line.run({u"show"_s, u"last"_s}).output.contains(u" · recording · "_s));
 }
 
 TEST_F(CaptureCommands, renamesTheCaptureAndItsTranscript) {

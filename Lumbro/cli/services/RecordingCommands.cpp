@@ -28,7 +28,7 @@ int refuse(Output& output, const Failure& failure, const QString& command) {
 
 QString summaryLine(const CaptureDetails& details) {
     const CaptureMeta& meta = details.summary.record.meta;
-    QString text = u"\"%1\", %2, %3"_s.arg(Output::clean(meta.title), lengthText(meta),
+    QString text = u"\"%1\", %2, %3"_s.arg(Output::clean(meta.title), lengthText(details.summary.record),
                                            counted(details.summary.words, u"word"_s, u"words"_s));
     if (!details.handoffs.isEmpty()) {
         text += u", results: "_s + QStringList(details.handoffs.keys()).join(u", "_s);
