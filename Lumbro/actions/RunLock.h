@@ -1,27 +1,10 @@
 #pragma once
 
-#include <QByteArray>
-#include <QString>
+#include "LumbroCore/LockFile.h"
 
 namespace lumbro {
 
-/// Marks a run as under way, for other processes: a file that is locked until the process ends, however it
-/// ends, and that goes with the lock.
-class RunLock {
-  public:
-    /// Tries to take the lock, at once.
-    explicit RunLock(const QString& path);
-    RunLock(RunLock&& other) noexcept;
-    RunLock& operator=(RunLock&& other) = delete;
-    ~RunLock();
-
-    /// Nobody else has it. True as well where the file can't be made or the file system has no locks.
-    bool isMine() const { return m_isMine; }
-
-  private:
-    QByteArray m_path;
-    int m_descriptor = -1;
-    bool m_isMine = true;
-};
+/// Marks a run as under way.
+using RunLock = LockFile;
 
 }  // namespace lumbro

@@ -1,4 +1,4 @@
-#include "actions/RunLock.h"
+#include "LumbroCore/LockFile.h"
 
 #include <QFile>
 
@@ -26,7 +26,7 @@ bool isStillThere(int descriptor, const QByteArray& path) {
 
 }  // namespace
 
-RunLock::RunLock(const QString& path) : m_path(QFile::encodeName(path)) {
+LockFile::LockFile(const QString& path) : m_path(QFile::encodeName(path)) {
     while (true) {
         m_descriptor = open(m_path.constData(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, privateMode);
         if (m_descriptor < 0) {
@@ -44,12 +44,12 @@ RunLock::RunLock(const QString& path) : m_path(QFile::encodeName(path)) {
     }
 }
 
-RunLock::RunLock(RunLock&& other) noexcept
+LockFile::LockFile(LockFile&& other) noexcept
     : m_path(std::move(other.m_path)),
       m_descriptor(std::exchange(other.m_descriptor, -1)),
       m_isMine(other.m_isMine) {}
 
-RunLock::~RunLock() {
+LockFile::~LockFile() {
     if (m_descriptor >= 0) {
         unlink(m_path.constData());
         close(m_descriptor);
