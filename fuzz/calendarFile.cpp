@@ -10,7 +10,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     constexpr qint64 to = from + qint64(40) * 86400;
     const IcalFile file = IcalFile::read(fuzz::bytes(data, size), QStringLiteral("me@example.org"));
     QList<CalendarEvent> events;
-    file.addEvents(from, to, {}, events);
+    file.addEvents(from, to, events);
     for (const CalendarEvent& event : events) {
         fuzz::check(event.start <= event.end && event.start.toSecsSinceEpoch() < to &&
                     event.end.toSecsSinceEpoch() >= from);

@@ -116,12 +116,16 @@ Task<QList<FreeTime>> freeTimes(CalendarStore* store, int workDays, int minutes,
     co_return free;
 }
 
-Task<QString> context(CalendarStore* store, QDateTime now) {
+QString contextOf(const QList<FreeTime>& free, const QDateTime& now) {
     const QString today = u"TODAY: "_s + dates::longReadable(now);
+    return free.isEmpty()
+               ? today
+               : today + u"\n\n## MY FREE TIMES (weekdays 9:00–17:00, my time zone)"_s + listed(free);
+}
+
+Task<QString> context(CalendarStore* store, QDateTime now) {
     const QList<FreeTime> free = co_await freeTimes(store, 5, 30, now);
-    co_return free.isEmpty()
-        ? today
-        : today + u"\n\n## MY FREE TIMES (weekdays 9:00–17:00, my time zone)"_s + listed(free);
+    co_return contextOf(free, now);
 }
 
 Task<QStringList> conflicts(CalendarStore* store, EventDraft draft) {
@@ -165,7 +169,8 @@ Task<Result<Added>> add(CalendarStore* store, EventDraft draft, QString note) {
         co_return fail(u"Lumbro can't use Calendar. Allow it in Settings: see calendarFolder."_s);
     }
     if (const auto same = co_await sameEvent(store, draft)) {
-        co_return Added{.existed = true, .item = {.id = same->id, .calendar = same->calendar}};
+        co_return Added{.existed = true,
+                        .item = {.id = same->id, .calendar = same->calendar, .path = same->path}};
     }
     if (!store->defaultCalendar()) {
         co_return fail(u"No calendar found. Add one in the Calendar app."_s);

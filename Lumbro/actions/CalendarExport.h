@@ -24,8 +24,11 @@ struct FreeTime {
 /// what is awaited. Without access everything is empty.
 namespace calendarExport {
 
-/// The text for a question's input: today's date, and the free times with their heading where there are any.
+/// The text for a question's input: today's date, and the free times of at least half an hour on the next
+/// five weekdays with their heading where there are any.
 Task<QString> context(CalendarStore* store, QDateTime now);
+/// The same text of other free times.
+QString contextOf(const QList<FreeTime>& free, const QDateTime& now);
 /// The free times of at least `minutes` on the next `workDays` days of the week, 9:00 to 17:00 local time;
 /// none starts within the next hour.
 Task<QList<FreeTime>> freeTimes(CalendarStore* store, int workDays, int minutes, QDateTime from);

@@ -2,6 +2,7 @@
 #include "cli/CaptureCommands.h"
 #include "cli/ChatCommands.h"
 #include "cli/EngineCommands.h"
+#include "cli/ExportCommands.h"
 #include "cli/LogCommand.h"
 #include "cli/McpCommand.h"
 #include "cli/MemoryCommands.h"
@@ -41,6 +42,10 @@ constexpr std::array entries{
     CommandEntry{"asks", asks},
     CommandEntry{"asks show", asksShow},
     CommandEntry{"asks delete", asksDelete},
+    CommandEntry{"free-times", freeTimesCommand},
+    CommandEntry{"tasks add", tasksAdd},
+    CommandEntry{"event add", eventAdd},
+    CommandEntry{"mail draft", mailDraftCommand},
     CommandEntry{"people", people},
     CommandEntry{"person", person},
     CommandEntry{"projects", projects},

@@ -49,6 +49,8 @@ struct CalendarEvent {
     QString url{};
     /// Name of the calendar that it is in.
     QString calendar{};
+    /// The file that holds it, where the store has one.
+    QString path{};
 
     bool operator==(const CalendarEvent&) const = default;
 

@@ -6,6 +6,10 @@
 namespace lumbro {
 
 /// A place that keeps both the user's events and tasks. Main thread.
-class Organizer : public CalendarStore, public TaskStore {};
+class Organizer : public CalendarStore, public TaskStore {
+  public:
+    /// Where it is kept, for people: a folder, or a program.
+    virtual QString place() const = 0;
+};
 
 }  // namespace lumbro

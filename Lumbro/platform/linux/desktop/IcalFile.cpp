@@ -246,14 +246,12 @@ IcalFile IcalFile::read(const QByteArray& bytes, const QString& ownEmail) {
     return file;
 }
 
-void IcalFile::addEvents(qint64 from, qint64 to, const QString& calendar,
-                         QList<CalendarEvent>& events) const {
+void IcalFile::addEvents(qint64 from, qint64 to, QList<CalendarEvent>& events) const {
     for (const Entry& entry : m_events) {
         for (const IcalSpan& span : entry.series->spans(from, to)) {
             CalendarEvent event = entry.event;
             event.start = QDateTime::fromSecsSinceEpoch(span.start);
             event.end = QDateTime::fromSecsSinceEpoch(span.end);
-            event.calendar = calendar;
             events.append(std::move(event));
         }
     }

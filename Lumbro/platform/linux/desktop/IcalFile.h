@@ -27,9 +27,9 @@ class IcalFile {
 
     /// True when the file ends as it should: one that doesn't may be written at this moment.
     bool isWhole() const { return m_isWhole; }
-    /// Adds every occurrence that touches the time from `from` to before `to` (seconds since 1970), with
-    /// `calendar` as its calendar.
-    void addEvents(qint64 from, qint64 to, const QString& calendar, QList<CalendarEvent>& events) const;
+    /// Adds every occurrence that touches the time from `from` to before `to` (seconds since 1970). Neither
+    /// its calendar nor its file is named.
+    void addEvents(qint64 from, qint64 to, QList<CalendarEvent>& events) const;
     const QList<CalendarTask>& tasks() const { return m_tasks; }
     bool hasEvents() const { return !m_events.empty(); }
 

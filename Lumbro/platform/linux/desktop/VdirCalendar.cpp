@@ -235,11 +235,14 @@ Task<Result<QList<AddedCalendarItem>>> VdirCalendar::addTasks(QList<CalendarTask
         }
         list = made->id;
     }
+    const auto lists = taskLists();
+    const auto known = std::ranges::find(lists, list, &CalendarList::id);
+    const QString title = known == lists.end() ? QFileInfo(list).fileName() : known->title;
     QList<AddedCalendarItem> added;
     for (const CalendarTask& task : std::as_const(tasks)) {
         const QString id = newId();
         const QString path = fileOf(list, id);
-        added.append({.id = id, .calendar = QFileInfo(list).fileName(), .account = {}, .path = path});
+        added.append({.id = id, .calendar = title, .account = QFileInfo(folder()).fileName(), .path = path});
         if (const auto done = writeAndReadBack(path, IcalFile::written(task, id, m_clock.now())); !done) {
             for (const AddedCalendarItem& item : std::as_const(added)) {
                 QFile::remove(item.path);

@@ -24,6 +24,7 @@ class VdirCalendar final : public Organizer {
     /// theirs.
     QString folder() const;
 
+    QString place() const override { return folder(); }
     CalendarAccess access() const override;
     /// Makes the folder where it is missing.
     Task<CalendarAccess> requestAccess() override;

@@ -138,8 +138,13 @@ void VdirFiles::expand(qint64 from, qint64 to) {
     m_from = from - before;
     m_to = std::max(to, from + after);
     m_events.clear();
-    for (const File& file : std::as_const(m_files)) {
-        file.content.addEvents(m_from, m_to, file.calendar, m_events);
+    for (const auto& [path, file] : m_files.asKeyValueRange()) {
+        const qsizetype first = m_events.size();
+        file.content.addEvents(m_from, m_to, m_events);
+        for (qsizetype i = first; i < m_events.size(); ++i) {
+            m_events[i].calendar = file.calendar;
+            m_events[i].path = QFile::decodeName(path);
+        }
     }
     std::ranges::sort(m_events, {}, order);
     m_hasChanged = false;
