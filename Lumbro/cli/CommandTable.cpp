@@ -56,35 +56,10 @@ constexpr std::array promiseOptions{
     OptionInfo{"due", "", "only what is late, due within three days, or waiting, and isn't snoozed"},
     OptionInfo{"all", "", "also what is done"},
 };
-constexpr OptionInfo fromOption{"from", "SOURCE", "capture:ID, ask:ID, or - for standard input"};
-constexpr OptionInfo yesOption{"yes", "", "don't ask on the terminal", 'y'};
-constexpr OptionInfo dryRunOption{"dry-run", "", "only show what was understood"};
-constexpr std::array tasksAddOptions{
-    fromOption,
-    OptionInfo{"all", "", "also tasks of others"},
-    yesOption,
-    dryRunOption,
-};
-constexpr std::array eventAddOptions{fromOption, yesOption, dryRunOption};
-constexpr std::array mailDraftOptions{
-    fromOption,
-    OptionInfo{"to", "ADDRESSES", "to these, with commas between them, and nobody else"},
-    OptionInfo{"invite", "", "ask the guests of the event in it whether its time suits them"},
-    OptionInfo{"yes", "", "nothing is asked anyhow; for scripts", 'y'},
-    dryRunOption,
-};
-constexpr std::array freeTimesOptions{
-    OptionInfo{"days", "N", "the next N weekdays; default 5", 0, true},
-    OptionInfo{"minutes", "N", "at least so long; default 30", 0, true},
-};
 constexpr std::span<const OptionInfo> noOptions;
 
 constexpr std::string_view idDetails =
     "ID may be shortened as long as one capture alone begins with it; \"last\" is the newest one.";
-
-constexpr std::string_view draftDetails =
-    "SOURCE is capture:ID (its results and notes), ask:ID (the answers of a conversation) or - (standard "
-    "input); the first text that holds one counts. Asks on the terminal before anything is added.";
 
 constexpr std::array commands{
     CommandInfo{"record", "record until Ctrl-C, then write the notes",
@@ -163,19 +138,6 @@ constexpr std::array commands{
                 {},
                 "lumbro asks delete 2026-03-02-0914-what-did-dana-say",
                 "ID as for `lumbro asks show`."},
-    CommandInfo{"free-times", "list the free times of the next weekdays", "[--days N] [--minutes N]", 0, 0,
-                freeTimesOptions, "lumbro free-times --days 3",
-                "From 9:00 to 17:00, none within the next hour, around the events of your calendars (setting "
-                "calendarFolder)."},
-    CommandInfo{"tasks add", "add the tasks in a text to your list \"Lumbro\"",
-                "--from SOURCE [--all] [--yes] [--dry-run]", 0, 0, tasksAddOptions,
-                "lumbro tasks add --from ask:last", draftDetails},
-    CommandInfo{"event add", "add the event in a text to your calendar", "--from SOURCE [--yes] [--dry-run]",
-                0, 0, eventAddOptions, "lumbro event add --from ask:last", draftDetails},
-    CommandInfo{"mail draft", "open the mail in a text in your mail program",
-                "--from SOURCE [--to ADDRESSES] [--invite] [--dry-run]", 0, 0, mailDraftOptions,
-                "lumbro mail draft --from capture:last",
-                "Nothing is sent. SOURCE as for `lumbro tasks add`."},
     CommandInfo{"voices", "list the writing voices", "", 0, 0, {}, "lumbro voices", ""},
     CommandInfo{
         "search", "find captures, people, promises and more by their words", "WORD... [--limit N]", 1, 64,
@@ -289,40 +251,8 @@ constexpr std::array commands{
     CommandInfo{"log", "print the log", "[--lines N] [--follow]", 0, 0, logOptions, "lumbro log -f", ""},
 };
 
-QString toText(std::string_view text) {
-    return QString::fromUtf8(text.data(), qsizetype(text.size()));
-}
-
 int wordsIn(std::string_view name) {
     return 1 + int(std::ranges::count(name, ' '));
-}
-
-QString row(const QString& name, const QString& meaning, qsizetype width) {
-    return u"  "_s + name.leftJustified(width) + u"  "_s + meaning + u'\n';
-}
-
-QString optionRow(const OptionInfo& option) {
-    QString name = option.letter == 0 ? u"    "_s : u"-%1, "_s.arg(QLatin1Char(option.letter));
-    name += u"--"_s + toText(option.name);
-    if (!option.value.empty()) {
-        name += u' ' + toText(option.value);
-    }
-    return row(name, toText(option.meaning), 20);
-}
-
-// Lines of at most 80 columns.
-QString wrapped(const QString& text) {
-    QString result;
-    qsizetype column = 0;
-    for (const QString& word : text.split(u' ')) {
-        if (column > 0 && column + 1 + word.size() > 80) {
-            result += u'\n';
-            column = 0;
-        }
-        result += column > 0 ? u" "_s + word : word;
-        column += word.size() + (column > 0 ? 1 : 0);
-    }
-    return result;
 }
 
 }  // namespace
@@ -336,65 +266,12 @@ CommandMatch findCommand(const QStringList& words) {
     for (const CommandInfo& command : commands) {
         const int count = wordsIn(command.name);
         if (count > best.words && words.size() >= count &&
-            words.first(count).join(u' ') == toText(command.name)) {
+            words.first(count).join(u' ') ==
+                QLatin1String(command.name.data(), qsizetype(command.name.size()))) {
             best = {&command, count};
         }
     }
     return best;
-}
-
-QString usageLine(const CommandInfo& command) {
-    QString line = u"usage: lumbro "_s + toText(command.name);
-    if (!command.usage.empty()) {
-        line += u' ' + toText(command.usage);
-    }
-    return line + u" [--json]"_s;
-}
-
-QString programHelp() {
-    QString text =
-        u"lumbro records calls, transcribes them on this machine and has your own agent write the "
-        u"notes.\n\n"
-        u"usage: lumbro                 run the application until Ctrl-C\n"
-        u"       lumbro COMMAND [ARGUMENTS] [--json]\n\n"
-        u"commands:\n"_s;
-    for (const CommandInfo& command : commands) {
-        const bool isGroup =
-            command.name == "speech" || command.name == "settings" || command.name == "memory";
-        if (!isGroup) {
-            text += row(toText(command.name), toText(command.summary), 15);
-        }
-    }
-    text +=
-        u"\nFirst steps: `lumbro doctor` says what is missing, `lumbro demo` shows the whole way.\n"
-        u"`lumbro COMMAND --help` explains a command; `lumbro --version` prints the version.\n"
-        u"The library is ~/Quillet, or the folder in QUILLET_ROOT.\n"_s;
-    return text;
-}
-
-QString commandHelp(const CommandInfo& command) {
-    QString text = usageLine(command) + u"\n\n"_s;
-    QString summary = toText(command.summary);
-    summary[0] = summary.at(0).toUpper();
-    text += summary + u".\n"_s;
-    if (!command.details.empty()) {
-        text += wrapped(toText(command.details)) + u'\n';
-    }
-    const QString prefix = toText(command.name) + u' ';
-    QString below;
-    for (const CommandInfo& other : commands) {
-        if (toText(other.name).startsWith(prefix)) {
-            below += row(toText(other.name) + u' ' + toText(other.usage), toText(other.summary), 22);
-        }
-    }
-    text += below.isEmpty() ? u""_s : u"\ncommands:\n"_s + below;
-    text += u"\noptions:\n"_s;
-    for (const OptionInfo& option : command.options) {
-        text += optionRow(option);
-    }
-    text += optionRow({"json", "", "print one JSON document"});
-    text += optionRow({"help", "", "print this help", 'h'});
-    return text + u"\nexample:\n  "_s + toText(command.example) + u'\n';
 }
 
 }  // namespace lumbro::cli

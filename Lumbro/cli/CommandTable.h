@@ -48,6 +48,8 @@ CommandMatch findCommand(const QStringList& words);
 /// The whole program's help, and one command's.
 QString programHelp();
 QString commandHelp(const CommandInfo& command);
+/// The commands that begin with this word, for one that is no command itself; empty when none does.
+QString groupHelp(const QString& word);
 /// "usage: lumbro captures [--limit N] [--json]", one line.
 QString usageLine(const CommandInfo& command);
 

@@ -97,6 +97,11 @@ int runCommand(int& argc, char** argv, std::span<const CommandEntry> entries, in
     Output output;
     const CommandMatch match = findCommand(words);
     if (match.command == nullptr) {
+        const bool isAlone = words.size() == 1 || asksForHelp(words);
+        if (const QString help = groupHelp(words.value(0)); isAlone && !help.isEmpty()) {
+            output.print(help);
+            return output.finalStatus(0);
+        }
         return refuse(output, u"There is no command \"%1\"."_s.arg(words.value(0)),
                       u"`lumbro --help` lists the commands."_s);
     }

@@ -29,6 +29,10 @@ TEST(CommandLine, explainsItselfAndEveryCommand) {
         EXPECT_TRUE(program.output.contains(words(command.name).first())) << command.name;
     }
     EXPECT_FALSE(line.home().has(u"Quillet"_s));
+    const Finished group = line.run({u"chats"_s});
+    EXPECT_EQ(group.status, 0);
+    EXPECT_TRUE(group.output.contains(u"\n  chats import "_s) && group.output.contains(u"\n  chats read "_s));
+    EXPECT_EQ(line.run({u"chats"_s, u"write"_s}).status, 2);
 }
 
 TEST(CommandLine, refusesWrongUsageWithStatusTwoAndTheUsageLine) {
