@@ -1,0 +1,10 @@
+#pragma once
+
+#include "cli/Runner.h"
+
+namespace lumbro::cli {
+
+/// The meetings through tomorrow.
+Task<int> agendaCommand(CommandContext context);
+
+}  // namespace lumbro::cli
