@@ -56,10 +56,35 @@ constexpr std::array promiseOptions{
     OptionInfo{"due", "", "only what is late, due within three days, or waiting, and isn't snoozed"},
     OptionInfo{"all", "", "also what is done"},
 };
+constexpr OptionInfo fromOption{"from", "SOURCE", "capture:ID, ask:ID, or - for standard input"};
+constexpr OptionInfo yesOption{"yes", "", "don't ask on the terminal", 'y'};
+constexpr OptionInfo dryRunOption{"dry-run", "", "only show what was understood"};
+constexpr std::array tasksAddOptions{
+    fromOption,
+    OptionInfo{"all", "", "also tasks of others"},
+    yesOption,
+    dryRunOption,
+};
+constexpr std::array eventAddOptions{fromOption, yesOption, dryRunOption};
+constexpr std::array mailDraftOptions{
+    fromOption,
+    OptionInfo{"to", "ADDRESSES", "to these, with commas between them, and nobody else"},
+    OptionInfo{"invite", "", "ask the guests of the event in it whether its time suits them"},
+    OptionInfo{"yes", "", "nothing is asked anyhow; for scripts", 'y'},
+    dryRunOption,
+};
+constexpr std::array freeTimesOptions{
+    OptionInfo{"days", "N", "the next N weekdays; default 5", 0, true},
+    OptionInfo{"minutes", "N", "at least so long; default 30", 0, true},
+};
 constexpr std::span<const OptionInfo> noOptions;
 
 constexpr std::string_view idDetails =
     "ID may be shortened as long as one capture alone begins with it; \"last\" is the newest one.";
+
+constexpr std::string_view draftDetails =
+    "SOURCE is capture:ID (its results and notes), ask:ID (the answers of a conversation) or - (standard "
+    "input); the first text that holds one counts. Asks on the terminal before anything is added.";
 
 constexpr std::array commands{
     CommandInfo{"record", "record until Ctrl-C, then write the notes",
@@ -138,6 +163,19 @@ constexpr std::array commands{
                 {},
                 "lumbro asks delete 2026-03-02-0914-what-did-dana-say",
                 "ID as for `lumbro asks show`."},
+    CommandInfo{"free-times", "list the free times of the next weekdays", "[--days N] [--minutes N]", 0, 0,
+                freeTimesOptions, "lumbro free-times --days 3",
+                "From 9:00 to 17:00, none within the next hour, around the events of your calendars (setting "
+                "calendarFolder)."},
+    CommandInfo{"tasks add", "add the tasks in a text to your list \"Lumbro\"",
+                "--from SOURCE [--all] [--yes] [--dry-run]", 0, 0, tasksAddOptions,
+                "lumbro tasks add --from ask:last", draftDetails},
+    CommandInfo{"event add", "add the event in a text to your calendar", "--from SOURCE [--yes] [--dry-run]",
+                0, 0, eventAddOptions, "lumbro event add --from ask:last", draftDetails},
+    CommandInfo{"mail draft", "open the mail in a text in your mail program",
+                "--from SOURCE [--to ADDRESSES] [--invite] [--dry-run]", 0, 0, mailDraftOptions,
+                "lumbro mail draft --from capture:last",
+                "Nothing is sent. SOURCE as for `lumbro tasks add`."},
     CommandInfo{"voices", "list the writing voices", "", 0, 0, {}, "lumbro voices", ""},
     CommandInfo{
         "search", "find captures, people, promises and more by their words", "WORD... [--limit N]", 1, 64,
