@@ -77,6 +77,10 @@ constexpr std::array freeTimesOptions{
     OptionInfo{"days", "N", "the next N weekdays; default 5", 0, true},
     OptionInfo{"minutes", "N", "at least so long; default 30", 0, true},
 };
+constexpr std::array prepOptions{
+    OptionInfo{"again", "", "have a new brief written in place of the one that is there"},
+    OptionInfo{"yes", "", "join and record the meeting without asking, when it is on"},
+};
 constexpr std::span<const OptionInfo> noOptions;
 
 constexpr std::string_view idDetails =
@@ -212,7 +216,14 @@ constexpr std::array commands{
                 "lumbro promises reopen p-3f9a1c", ""},
     CommandInfo{"promises snooze", "hide a promise from reminders for some days", "ID DAYS", 2, 2, noOptions,
                 "lumbro promises snooze p-3f9a1c 3", "The list still shows it."},
+    CommandInfo{"remind", "show what you promised and is due", "", 0, 0, noOptions, "lumbro remind",
+                "What is late, due today or within three days, or has waited. The application shows once a day "
+                "what is late or due that day."},
     CommandInfo{"ideas", "list the content ideas, newest first", "", 0, 0, noOptions, "lumbro ideas", ""},
+    CommandInfo{"ideas today", "find content ideas in what was captured today", "", 0, 0, noOptions,
+                "lumbro ideas today",
+                "One run of your agent; what is new joins the list of `lumbro ideas`. The application does so "
+                "once every evening."},
     CommandInfo{"memory", "print all that is known, as the agent sees it", "", 0, 0, noOptions,
                 "lumbro memory", ""},
     CommandInfo{"memory index", "print all that is known, as the agent sees it", "", 0, 0, noOptions,
@@ -222,6 +233,13 @@ constexpr std::array commands{
     CommandInfo{"memory catch-up", "take all captures in that were never read", "", 0, 0, noOptions,
                 "lumbro memory catch-up",
                 "One run of the agent for each. Ctrl-C stops; what is done stays done."},
+    CommandInfo{"agenda", "list the meetings of today and tomorrow", "", 0, 0, noOptions, "lumbro agenda",
+                "From the calendars in the folder of the setting calendarFolder."},
+    CommandInfo{"prep", "have a brief for a meeting written, and join it", "[EVENT] [--again] [--yes]", 0, 1,
+                prepOptions, "lumbro prep \"weekly sync\"",
+                "EVENT is the beginning of a title in `lumbro agenda`, or a key of its JSON; without it, the "
+                "meeting that is on or comes next. A brief that is there already is printed. From 10 minutes "
+                "before the start on, it then asks whether to open the link and record."},
     CommandInfo{
         "chats import", "file your chats with Claude Code", "[--since DATE] [--memorize]", 0, 0,
         chatsImportOptions, "lumbro chats import --since 2026-03-01",

@@ -1,3 +1,4 @@
+#include "cli/AgendaCommand.h"
 #include "cli/AskCommands.h"
 #include "cli/CaptureCommands.h"
 #include "cli/ChatCommands.h"
@@ -39,6 +40,7 @@ constexpr std::array entries{
     CommandEntry{"engines show", enginesShow},
     CommandEntry{"engines check", enginesCheck},
     CommandEntry{"voices", voices},
+    CommandEntry{"agenda", agendaCommand},
     CommandEntry{"asks", asks},
     CommandEntry{"asks show", asksShow},
     CommandEntry{"asks delete", asksDelete},

@@ -116,6 +116,10 @@ Task<int> record(CommandContext context) {
     co_return co_await runAndPrint(context, *plan, EarlyEnd::fine);
 }
 
+Task<int> recordPlan(CommandContext context, RecordingPlan plan) {
+    co_return co_await runAndPrint(std::move(context), std::move(plan), EarlyEnd::fine);
+}
+
 Task<int> importFile(CommandContext context) {
     const auto plan = RecordingPlan::forImport(context.arguments);
     if (!plan) {

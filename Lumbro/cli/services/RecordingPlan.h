@@ -4,6 +4,7 @@
 #include "cli/Arguments.h"
 #include "library/formats/CaptureMeta.h"
 #include "library/model/CaptureFlow.h"
+#include "meetings/formats/PrepEvent.h"
 
 #include <QDateTime>
 #include <QString>
@@ -34,6 +35,8 @@ struct RecordingPlan {
     CaptureIntent intent = CaptureIntent::meeting;
     /// Empty: the agent finds one.
     QString title;
+    /// The meeting that is recorded, where that is known.
+    std::optional<PrepEvent> event;
     SideSource microphone;
     SideSource system;
     /// As fast as the recogniser can, for files on both sides.

@@ -7,6 +7,7 @@
 #include "cli/services/DeviceWatch.h"
 #include "library/ContextLibrary.h"
 #include "library/model/AppModel.h"
+#include "meetings/MeetingPrep.h"
 #include "memory/Librarian.h"
 #include "recording/CaptureSession.h"
 #include "recording/FeedGate.h"
@@ -92,11 +93,15 @@ Task<Result<RecordingRun::Outcome>> RecordingRun::run() {
         prepareSession(ports);
     };
     sayAboutSpeech();
+    if (!m_plan.fromFiles()) {
+        // For the meeting that is on now.
+        co_await m_services.meetingPrep().refresh();
+    }
     CaptureFlow& captures = m_services.model().captures();
     connect(&captures, &CaptureFlow::sessionChanged, this, &RecordingRun::watchSession);
     connect(&captures, &CaptureFlow::finishStep, this, [this](const QString& text) { m_steps.begin(text); });
     const auto started =
-        co_await captures.startCapture(m_plan.kind, m_plan.intent, std::nullopt, NoteSurface::beside);
+        co_await captures.startCapture(m_plan.kind, m_plan.intent, m_plan.event, NoteSurface::beside);
     if (!started) {
         m_live.reset();
         m_files.clear();

@@ -8,6 +8,8 @@
 #include "cli/services/DoctorCommand.h"
 #include "cli/services/EngineRunCommand.h"
 #include "cli/services/MemoryUpdateCommands.h"
+#include "cli/services/PassCommands.h"
+#include "cli/services/PrepCommand.h"
 #include "cli/services/RecordingCommands.h"
 #include "cli/services/SpeechCommands.h"
 #include "cli/services/SpeechSetting.h"
@@ -29,6 +31,9 @@ constexpr std::array entries{
     CommandEntry{"demo", demo},
     CommandEntry{"engine-run", engineRun},
     CommandEntry{"ask", ask},
+    CommandEntry{"prep", prepCommand},
+    CommandEntry{"remind", remind},
+    CommandEntry{"ideas today", ideasToday},
     CommandEntry{"memory update", memoryUpdate},
     CommandEntry{"memory catch-up", memoryCatchUp},
     CommandEntry{"chats import", chatsImport},
