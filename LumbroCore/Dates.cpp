@@ -159,6 +159,10 @@ QString folderStamp(const QDateTime& date) {
     return date.toLocalTime().toString(u"yyyy-MM-dd-HHmm"_s);
 }
 
+QString inboxStamp(const QDateTime& date) {
+    return date.toLocalTime().toString(u"yyyy-MM-dd-HHmmss"_s);
+}
+
 QString day(const QDateTime& date) {
     return date.toLocalTime().toString(u"yyyy-MM-dd"_s);
 }

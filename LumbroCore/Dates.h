@@ -15,6 +15,8 @@ QString iso(const QDateTime& date);
 std::optional<QDateTime> fromIso(QStringView text);
 /// "yyyy-MM-dd-HHmm" in local time: the stamp of capture folders.
 QString folderStamp(const QDateTime& date);
+/// "yyyy-MM-dd-HHmmss" in local time: the stamp of the runs of a watched folder.
+QString inboxStamp(const QDateTime& date);
 /// "yyyy-MM-dd" in local time: the form of dates in memory files.
 QString day(const QDateTime& date);
 /// "yyyy-MM-dd HH:mm:ss.SSS" in local time: the stamp of log lines.

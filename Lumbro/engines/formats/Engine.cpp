@@ -56,25 +56,6 @@ std::optional<QString> folderUrl(const std::optional<QString>& value) {
     return path.startsWith(u'/') ? std::optional(QDir::cleanPath(path)) : std::nullopt;
 }
 
-QStringList defaultPlaces(const Engine& engine) {
-    if (engine.hidden) {
-        return {};
-    }
-    switch (engine.scope) {
-        case EngineScope::meeting:
-            return {u"notes"_s, u"ask"_s};
-        case EngineScope::library:
-            return {u"home"_s, u"ask"_s};
-        case EngineScope::person:
-            return {u"person"_s};
-        case EngineScope::company:
-            return {u"company"_s};
-        case EngineScope::selection:
-            break;
-    }
-    return {};
-}
-
 void readBehaviour(Engine& engine, const Fields& fields) {
     engine.watch = folderUrl(fields.value(u"watch"_s));
     engine.workdir = folderUrl(fields.value(u"workdir"_s));
@@ -82,8 +63,9 @@ void readBehaviour(Engine& engine, const Fields& fields) {
     engine.scope = engineScope(text(fields, u"scope"_s).toLower())
                        .value_or(engine.hidden ? EngineScope::library : EngineScope::meeting);
     engine.result = EngineResult::parsing(fields.value(u"result"_s));
-    engine.suggest =
-        fields.fields.contains(u"suggest"_s) ? lowerList(fields, u"suggest"_s) : defaultPlaces(engine);
+    engine.suggest = fields.fields.contains(u"suggest"_s) ? lowerList(fields, u"suggest"_s)
+                     : engine.hidden                      ? QStringList()
+                                                          : defaultPlaces(engine.scope);
     engine.automatic = isTrue(fields, u"auto"_s);
     engine.inputs = lowerList(fields, u"inputs"_s);
     engine.usesVoice = engine.inputs.contains(u"voice");
@@ -104,6 +86,22 @@ std::optional<EngineScope> engineScope(const QString& rawValue) {
         }
     }
     return std::nullopt;
+}
+
+QStringList defaultPlaces(EngineScope scope) {
+    switch (scope) {
+        case EngineScope::meeting:
+            return {u"notes"_s, u"ask"_s};
+        case EngineScope::library:
+            return {u"home"_s, u"ask"_s};
+        case EngineScope::person:
+            return {u"person"_s};
+        case EngineScope::company:
+            return {u"company"_s};
+        case EngineScope::selection:
+            break;
+    }
+    return {};
 }
 
 std::expected<Engine, Engine::LoadError> Engine::parse(const QString& text, const QString& url) {

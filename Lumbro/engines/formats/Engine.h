@@ -15,6 +15,8 @@ enum class EngineScope { meeting, library, person, company, selection };
 
 QString rawValue(EngineScope scope);
 std::optional<EngineScope> engineScope(const QString& rawValue);
+/// Where engines of a scope are offered unless their file says otherwise.
+QStringList defaultPlaces(EngineScope scope);
 
 /// A saved prompt, read from a markdown file with a front matter block.
 struct Engine {

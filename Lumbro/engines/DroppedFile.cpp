@@ -1,0 +1,85 @@
+#include "engines/DroppedFile.h"
+
+#include <QCryptographicHash>
+#include <QFile>
+#include <QStringDecoder>
+
+#include <cerrno>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace lumbro {
+
+namespace {
+
+constexpr qint64 pieceBytes = qint64(1) << 20;
+
+/// The beginning of a text that comes in pieces.
+class TextStart {
+  public:
+    void feed(const QByteArray& piece) {
+        if (!m_isText) {
+            return;
+        }
+        const QString more = m_decoder(piece);
+        m_isText = !m_decoder.hasError() && !piece.contains('\0');
+        if (m_text.size() <= DroppedFile::mostCharacters) {
+            m_text += more;
+        }
+    }
+
+    std::optional<QString> finish() {
+        // A sequence that the end cuts off shows as an error only when something comes after it.
+        [[maybe_unused]] const QString end = m_decoder(QByteArrayView("\n"));
+        if (!m_isText || m_decoder.hasError()) {
+            return std::nullopt;
+        }
+        if (m_text.size() > DroppedFile::mostCharacters) {
+            m_text.truncate(DroppedFile::mostCharacters);
+            m_text.chop(m_text.back().isHighSurrogate() ? 1 : 0);
+        }
+        return m_text;
+    }
+
+  private:
+    QStringDecoder m_decoder{QStringDecoder::Utf8};
+    QString m_text;
+    bool m_isText = true;
+};
+
+}  // namespace
+
+Result<DroppedFile> DroppedFile::read(const QString& path) {
+    const int descriptor =
+        ::open(QFile::encodeName(path).constData(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+    if (descriptor < 0) {
+        return errno == ELOOP ? fail(u"it is a link"_s) : fail(qt_error_string(errno));
+    }
+    QFile file;
+    struct stat status = {};
+    if (!file.open(descriptor, QIODevice::ReadOnly | QIODevice::Unbuffered, QFile::AutoCloseHandle)) {
+        ::close(descriptor);
+        return fail(file.errorString());
+    }
+    if (::fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode)) {
+        return fail(u"it is no plain file"_s);
+    }
+    QCryptographicHash hash(QCryptographicHash::Sha256);
+    TextStart text;
+    while (true) {
+        const QByteArray piece = file.read(pieceBytes);
+        if (piece.isEmpty()) {
+            break;
+        }
+        hash.addData(piece);
+        text.feed(piece);
+    }
+    if (file.error() != QFileDevice::NoError) {
+        return fail(file.errorString());
+    }
+    return DroppedFile{QString::fromLatin1(hash.result().toHex()), text.finish()};
+}
+
+}  // namespace lumbro
