@@ -1,19 +1,23 @@
 #include "mcp/McpMessage.h"
 
+#include "LumbroCore/Json.h"
 #include "LumbroCore/Literals.h"
+#include "mcp/NumericIds.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
 
 namespace lumbro {
 
-McpMessage McpMessage::from(const QJsonValue& value) {
+McpMessage McpMessage::from(const QJsonValue& value, const QByteArray& numericID) {
     const QJsonObject object = value.toObject();
     const QJsonValue id = object[u"id"_s];
     const bool hasId = object.contains(u"id"_s);
     const bool canBeAnswered = id.isString() || id.isDouble();
     McpMessage message;
-    message.id = canBeAnswered ? id : QJsonValue(QJsonValue::Null);
+    if (canBeAnswered) {
+        message.id = id.isDouble() && !numericID.isEmpty() ? numericID : json::encodeCompact(id);
+    }
     message.params = object[u"params"_s];
     const QJsonValue method = object[u"method"_s];
     if (object[u"jsonrpc"_s].toString() != u"2.0" || (hasId && !canBeAnswered && !method.isUndefined())) {
@@ -37,7 +41,7 @@ McpLine McpLine::parse(const QByteArray& bytes) {
         return line;
     }
     if (document.isObject()) {
-        line.messages = {McpMessage::from(document.object())};
+        line.messages = {McpMessage::from(document.object(), numericIDs(bytes).value(0))};
         return line;
     }
     const QJsonArray array = document.array();
@@ -46,20 +50,20 @@ McpLine McpLine::parse(const QByteArray& bytes) {
         line.error = McpError::invalidRequest;
         return line;
     }
+    const QHash<qsizetype, QByteArray> ids = numericIDs(bytes);
     for (const auto value : array) {
-        line.messages += McpMessage::from(value);
+        line.messages += McpMessage::from(value, ids.value(line.messages.size()));
     }
     return line;
 }
 
-QJsonObject mcpResult(const QJsonValue& id, const QJsonObject& result) {
-    return {{u"jsonrpc"_s, u"2.0"_s}, {u"id"_s, id}, {u"result"_s, result}};
+QByteArray mcpResult(const QByteArray& id, const QJsonObject& result) {
+    return R"({"id":)" + id + R"(,"jsonrpc":"2.0","result":)" + json::encodeCompact(result) + '}';
 }
 
-QJsonObject mcpFailure(const QJsonValue& id, McpError error, const QString& sentence) {
-    return {{u"jsonrpc"_s, u"2.0"_s},
-            {u"id"_s, id},
-            {u"error"_s, QJsonObject{{u"code"_s, int(error)}, {u"message"_s, sentence}}}};
+QByteArray mcpFailure(const QByteArray& id, McpError error, const QString& sentence) {
+    const QJsonObject reason{{u"code"_s, int(error)}, {u"message"_s, sentence}};
+    return R"({"error":)" + json::encodeCompact(reason) + R"(,"id":)" + id + R"(,"jsonrpc":"2.0"})";
 }
 
 }  // namespace lumbro

@@ -23,16 +23,17 @@ struct McpMessage {
     enum class Kind { request, notification, response, invalid };
 
     Kind kind = Kind::invalid;
-    /// Text or a number; null where there is none that could be answered.
-    QJsonValue id = QJsonValue::Null;
+    /// Text or a number, in JSON and a number digit for digit as it came: no type of ours holds them all.
+    /// "null" where there is none that could be answered.
+    QByteArray id = "null";
     QString method;
     /// Undefined when absent.
     QJsonValue params = QJsonValue::Undefined;
 
     bool operator==(const McpMessage&) const = default;
 
-    /// Any value is one.
-    static McpMessage from(const QJsonValue& value);
+    /// Any value is one. `numericID` has the digits of its id when that is a number.
+    static McpMessage from(const QJsonValue& value, const QByteArray& numericID);
 };
 
 /// What stands on one line: a message, or an array of them.
@@ -48,8 +49,8 @@ struct McpLine {
     static McpLine parse(const QByteArray& line);
 };
 
-/// The answers to a request.
-QJsonObject mcpResult(const QJsonValue& id, const QJsonObject& result);
-QJsonObject mcpFailure(const QJsonValue& id, McpError error, const QString& sentence);
+/// The answers to a request, as JSON on one line.
+QByteArray mcpResult(const QByteArray& id, const QJsonObject& result);
+QByteArray mcpFailure(const QByteArray& id, McpError error, const QString& sentence);
 
 }  // namespace lumbro

@@ -1,11 +1,12 @@
 #include "mcp/McpServer.h"
 
 #include "LumbroCore/AppLog.h"
-#include "LumbroCore/Json.h"
 #include "LumbroCore/Literals.h"
 #include "mcp/McpArguments.h"
 
+#include <QByteArrayList>
 #include <QJsonArray>
+#include <QJsonObject>
 #include <QStringList>
 
 #include <algorithm>
@@ -14,6 +15,8 @@
 namespace lumbro {
 
 namespace {
+
+const QByteArray noID = "null";
 
 const QStringList& revisions() {
     static const QStringList all{u"2024-11-05"_s, u"2025-03-26"_s, u"2025-06-18"_s};
@@ -54,27 +57,24 @@ QByteArray McpServer::answer(const QByteArray& bytes) {
         const QString sentence = *line.error == McpError::parse
                                      ? u"The line is no JSON."_s
                                      : u"A batch holds from 1 to %1 messages."_s.arg(McpLine::mostMessages);
-        return json::encodeCompact(mcpFailure(QJsonValue::Null, *line.error, sentence));
+        return mcpFailure(noID, *line.error, sentence);
     }
     m_room = mostText;
-    QJsonArray answers;
+    QByteArrayList answers;
     for (const McpMessage& message : line.messages) {
-        if (const auto given = answer(message, line.isBatch)) {
-            answers += *given;
-        }
+        answers += answer(message, line.isBatch);
     }
-    if (answers.isEmpty()) {
-        return {};
-    }
-    return json::encodeCompact(line.isBatch ? QJsonValue(answers) : answers.first());
+    answers.removeAll({});
+    const QByteArray all = answers.join(',');
+    return line.isBatch && !answers.isEmpty() ? '[' + all + ']' : all;
 }
 
 QByteArray McpServer::answerTooLong() {
     const QString sentence = u"The message is longer than %1 MB."_s.arg(mostBytes / 1024 / 1024);
-    return json::encodeCompact(mcpFailure(QJsonValue::Null, McpError::parse, sentence));
+    return mcpFailure(noID, McpError::parse, sentence);
 }
 
-std::optional<QJsonObject> McpServer::answer(const McpMessage& message, bool isBatch) {
+QByteArray McpServer::answer(const McpMessage& message, bool isBatch) {
     switch (message.kind) {
         case McpMessage::Kind::invalid:
             return mcpFailure(message.id, McpError::invalidRequest, u"This is no request of JSON-RPC 2.0."_s);
@@ -89,10 +89,10 @@ std::optional<QJsonObject> McpServer::answer(const McpMessage& message, bool isB
             break;
     }
     // Nothing is under way between two lines that a notification could change, and nothing was asked.
-    return std::nullopt;
+    return {};
 }
 
-QJsonObject McpServer::respond(const McpMessage& request) {
+QByteArray McpServer::respond(const McpMessage& request) {
     if (!request.params.isUndefined() && !request.params.isObject()) {
         return mcpFailure(request.id, McpError::invalidParams, u"\"params\" must be an object."_s);
     }
@@ -116,7 +116,7 @@ QJsonObject McpServer::respond(const McpMessage& request) {
                       u"There is no method \"%1\"."_s.arg(request.method.left(80)));
 }
 
-QJsonObject McpServer::initialize(const McpMessage& request) {
+QByteArray McpServer::initialize(const McpMessage& request) {
     const QJsonValue revision = request.params.toObject()[u"protocolVersion"_s];
     if (!revision.isString()) {
         return mcpFailure(request.id, McpError::invalidParams, u"\"protocolVersion\" must be a text."_s);
@@ -132,7 +132,7 @@ QJsonObject McpServer::initialize(const McpMessage& request) {
          {u"instructions"_s, m_about.instructions}});
 }
 
-QJsonObject McpServer::listTools(const McpMessage& request) const {
+QByteArray McpServer::listTools(const McpMessage& request) const {
     const QJsonValue cursor = request.params.toObject()[u"cursor"_s];
     if (!cursor.isUndefined() && !cursor.isNull()) {
         return mcpFailure(request.id, McpError::invalidParams, u"The list of tools has one page only."_s);
@@ -144,7 +144,7 @@ QJsonObject McpServer::listTools(const McpMessage& request) const {
     return mcpResult(request.id, {{u"tools"_s, tools}});
 }
 
-QJsonObject McpServer::callTool(const McpMessage& request) {
+QByteArray McpServer::callTool(const McpMessage& request) {
     const QJsonObject params = request.params.toObject();
     const QJsonValue name = params[u"name"_s];
     const QJsonValue arguments = params[u"arguments"_s];

@@ -4,11 +4,8 @@
 #include "mcp/McpTool.h"
 
 #include <QByteArray>
-#include <QJsonObject>
 #include <QList>
 #include <QString>
-
-#include <optional>
 
 namespace lumbro {
 
@@ -35,11 +32,12 @@ class McpServer {
     static QByteArray answerTooLong();
 
   private:
-    std::optional<QJsonObject> answer(const McpMessage& message, bool isBatch);
-    QJsonObject respond(const McpMessage& request);
-    QJsonObject initialize(const McpMessage& request);
-    QJsonObject listTools(const McpMessage& request) const;
-    QJsonObject callTool(const McpMessage& request);
+    /// Empty when there is nothing to say.
+    QByteArray answer(const McpMessage& message, bool isBatch);
+    QByteArray respond(const McpMessage& request);
+    QByteArray initialize(const McpMessage& request);
+    QByteArray listTools(const McpMessage& request) const;
+    QByteArray callTool(const McpMessage& request);
 
     About m_about;
     QList<McpTool> m_tools;

@@ -55,7 +55,13 @@ TEST(McpServer, answersEachLineAsTheProtocolSays) {
     ASSERT_FALSE(server.answer(hello).isEmpty());
     const QList<Row> rows{
         {R"({"jsonrpc":"2.0","id":"a","method":"ping"})", R"({"id":"a","jsonrpc":"2.0","result":{}})"},
-        {R"({"jsonrpc":"2.0","id":9007199254740991,"method":"ping"})", R"("id":9007199254740991,)"},
+        {R"({"jsonrpc":"2.0","id":9007199254740993,"method":"ping"})", R"("id":9007199254740993,)"},
+        {R"({"jsonrpc":"2.0","params":{"id":1},"id" : 18446744073709551615,"method":"ping"})",
+         R"("id":18446744073709551615,)"},
+        {R"({"jsonrpc":"2.0","id":1.50,"method":"none"})", R"("id":1.50,)"},
+        {R"({"jsonrpc":"2.0","id":1,"\u0069d":"a\"b","method":"ping"})", R"("id":"a\"b",)"},
+        {R"([{"jsonrpc":"2.0","id":1e2,"method":"ping"},["id",{"id":5}],{"jsonrpc":"2.0","method":"ping","id":2e2}])",
+         R"({"id":2e2,)"},
         {R"({"jsonrpc":"2.0","method":"notifications/initialized"})", ""},
         {R"({"jsonrpc":"2.0","method":"tools/call","params":{"name":"echo"}})", ""},
         {R"({"jsonrpc":"2.0","id":1,"result":{}})", ""},
