@@ -70,6 +70,9 @@ TEST(Redact, theSevenRulesReplaceInTheirOrder) {
         {u"password: hunter22"_s, u"password: [hidden]"_s},
         {u"API-Key :  abcdef"_s, u"API-Key :  [hidden]"_s},
         {u"mytoken=abcdef"_s, u"mytoken=abcdef"_s},
+        {u"token: sk-"_s + run + u" x"_s, u"token: [hidden key] x"_s},
+        {u"secret='ghp_"_s + run + u"'"_s, u"secret='[hidden key]'"_s},
+        {u"password=hunter22sk-"_s + run, u"password=[hidden][hidden key]"_s},
         {u"the \u017fecret: abcdefg"_s, u"the \u017fecret: [hidden]"_s},
         {u"pa\u00dfwort und password\n=\nabcdefg"_s, u"pa\u00dfwort und password\n=\n[hidden]"_s},
     };

@@ -3,11 +3,16 @@
 #include "LumbroCore/Literals.h"
 #include "chats/formats/SecretRules.h"
 
+#include <QList>
 #include <QRegularExpression>
 #include <QStringList>
 
+#include <algorithm>
 #include <array>
+#include <bitset>
 #include <cstdint>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 namespace lumbro {
@@ -37,97 +42,39 @@ size_t folded(QChar c) {
     return unit == longS ? 's' : unit == kelvin ? 'k' : 0;
 }
 
+/// Letters as the walk over a text tells them apart: capitals and small ones, digits all alike, and what else
+/// hints begin with.
+constexpr size_t codeBits = 6;
+constexpr size_t codes = size_t(1) << codeBits;
+
+constexpr std::array<uint8_t, letters> makeCodes() {
+    std::array<uint8_t, letters> table{};
+    uint8_t next = 1;
+    for (const char c : std::string_view("abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0-_.:/=+;\"")) {
+        table[size_t(c)] = next++;
+    }
+    for (size_t digit = '1'; digit <= '9'; ++digit) {
+        table[digit] = table['0'];
+    }
+    return table;
+}
+
+size_t codeOf(QChar c) {
+    static constexpr std::array<uint8_t, letters> table = makeCodes();
+    return c.unicode() < letters ? table[c.unicode()] : folded(c) == 0 ? 0 : table[folded(c)];
+}
+
+/// The codes for which a letter of a hint stands.
+QList<size_t> codesOf(QChar c) {
+    return c.isLower() ? QList{codeOf(c), codeOf(c.toUpper())} : QList{codeOf(c)};
+}
+
 struct Rule {
     QRegularExpression pattern;
     QString replacement;
 };
 
-/// The rules, and for each pair of letters the hints that begin with it: one walk over a text tells which
-/// rules can have a match.
-class Rules {
-  public:
-    Rules() {
-        for (const SecretRule& rule : secretRules()) {
-            for (const QString& hint : QString::fromLatin1(rule.hints).split(u' ')) {
-                addHint(hint, m_rules.size());
-            }
-            m_rules.push_back({QRegularExpression(QString::fromLatin1(rule.pattern),
-                                                  QRegularExpression::UseUnicodePropertiesOption),
-                               QString::fromLatin1(rule.replacement)});
-            m_rules.back().pattern.optimize();
-        }
-    }
-
-    const Rule& at(size_t index) const { return m_rules[index]; }
-    /// For each rule, whether one of its hints stands in the text.
-    std::vector<bool> matching(QStringView text) const;
-
-  private:
-    struct Hint {
-        QString text;
-        size_t rule;
-    };
-
-    static size_t pair(size_t first, size_t second) { return first * letters + second; }
-    void addHint(const QString& hint, size_t rule);
-    static bool stands(const QString& hint, QStringView text);
-
-    std::vector<Rule> m_rules;
-    /// Lists of hints; the first is empty.
-    std::vector<std::vector<Hint>> m_lists{1};
-    /// For each list and letter, whether a hint goes on with it behind its pair.
-    std::vector<std::array<bool, letters>> m_goesOn{1};
-    std::array<uint8_t, letters * letters> m_listOfPair{};
-};
-
-void Rules::addHint(const QString& hint, size_t rule) {
-    uint8_t& list = m_listOfPair[pair(folded(hint[0]), folded(hint[1]))];
-    if (list == 0) {
-        list = uint8_t(m_lists.size());
-        m_lists.emplace_back();
-        m_goesOn.emplace_back();
-    }
-    m_lists[list].push_back({hint, rule});
-    if (hint.size() == 2) {
-        m_goesOn[list].fill(true);
-    } else {
-        m_goesOn[list][folded(hint[2])] = true;
-    }
-}
-
-bool Rules::stands(const QString& hint, QStringView text) {
-    if (text.size() < hint.size()) {
-        return false;
-    }
-    for (qsizetype i = 0; i < hint.size(); ++i) {
-        if (folded(text[i]) != hint[i].unicode()) {
-            return false;
-        }
-    }
-    return true;
-}
-
-std::vector<bool> Rules::matching(QStringView text) const {
-    std::vector<bool> found(m_rules.size());
-    size_t first = 0;
-    size_t second = 0;
-    // Pairs are frequent in all texts, so the letter behind them is asked for in the same question. The end
-    // of the text is a letter that no hint has.
-    for (qsizetype at = 0; at <= text.size(); ++at) {
-        const size_t third = at < text.size() ? folded(text[at]) : 0;
-        const uint8_t list = m_listOfPair[pair(first, second)];
-        if (m_goesOn[list][third]) {
-            for (const Hint& hint : m_lists[list]) {
-                found[hint.rule] = found[hint.rule] || stands(hint.text, text.sliced(at - 2));
-            }
-        }
-        first = second;
-        second = third;
-    }
-    return found;
-}
-
-/// Marks that an earlier pass has left, as the rules would take a part of one for a password. No rule takes
+/// What an earlier rule or pass has left, as the rules would take a part of it for a password. No rule takes
 /// anything between two quotes and two quotes.
 struct Mark {
     QString text;
@@ -140,24 +87,120 @@ const std::array<Mark, 2>& marks() {
     return all;
 }
 
+QString withStandIns(QString text) {
+    // Most texts have neither, which is found out at the speed of memory.
+    if (text.contains(u'[') && text.contains(u"[hidden "_s)) {
+        for (const Mark& mark : marks()) {
+            text.replace(mark.text, mark.standIn);
+        }
+    }
+    return text;
+}
+
+QString withMarks(QString text) {
+    for (const Mark& mark : marks()) {
+        if (text.contains(mark.standIn.at(2))) {
+            text.replace(mark.standIn, mark.text);
+        }
+    }
+    return text;
+}
+
+/// The rules, and what tells in one walk over a text which of them can have a match: the hints, in lists by
+/// their first two letters, and a table of the three letters with which a hint may begin.
+class Rules {
+  public:
+    static constexpr size_t most = 128;
+
+    Rules() {
+        for (const SecretRule& rule : secretRules().first(std::min(most, secretRules().size()))) {
+            for (const QString& hint : QString::fromLatin1(rule.hints).split(u' ')) {
+                addHint(hint, m_rules.size());
+            }
+            m_rules.push_back({QRegularExpression(QString::fromLatin1(rule.pattern),
+                                                  QRegularExpression::UseUnicodePropertiesOption),
+                               withStandIns(QString::fromLatin1(rule.replacement))});
+        }
+    }
+
+    const Rule& at(size_t index) const { return m_rules[index]; }
+    size_t size() const { return m_rules.size(); }
+    /// For each rule, whether one of its hints stands in the text.
+    std::bitset<most> matching(QStringView text) const;
+
+  private:
+    struct Hint {
+        QString text;
+        size_t rule;
+    };
+
+    static constexpr size_t triples = codes * codes * codes;
+    /// The codes of the last three letters as one number.
+    static size_t next(size_t last, size_t code) { return (last * codes + code) % triples; }
+    static size_t pair(QStringView text) { return folded(text[0]) * letters + folded(text[1]); }
+    void addHint(const QString& hint, size_t rule);
+    static bool stands(const QString& hint, QStringView text);
+
+    std::vector<Rule> m_rules;
+    /// Lists of hints; the first is empty.
+    std::vector<std::vector<Hint>> m_lists{1};
+    std::array<uint8_t, letters * letters> m_listOfPair{};
+    std::bitset<triples> m_begins;
+};
+
+void Rules::addHint(const QString& hint, size_t rule) {
+    uint8_t& list = m_listOfPair[pair(hint)];
+    if (list == 0) {
+        list = uint8_t(m_lists.size());
+        m_lists.emplace_back();
+    }
+    m_lists[list].push_back({hint, rule});
+    const QList<size_t> thirds = hint.size() > 2 ? codesOf(hint[2]) : QList<size_t>();
+    for (const size_t first : codesOf(hint[0])) {
+        for (const size_t second : codesOf(hint[1])) {
+            for (size_t third = 0; third < codes; ++third) {
+                const size_t begin = next(next(first, second), third);
+                m_begins[begin] = m_begins[begin] || hint.size() == 2 || thirds.contains(third);
+            }
+        }
+    }
+}
+
+bool Rules::stands(const QString& hint, QStringView text) {
+    return text.size() >= hint.size() &&
+           std::ranges::equal(hint, text.first(hint.size()), [](QChar wanted, QChar c) {
+               return wanted.unicode() == folded(c) || (wanted == c && c >= u'A' && c <= u'Z');
+           });
+}
+
+std::bitset<Rules::most> Rules::matching(QStringView text) const {
+    std::bitset<most> found;
+    size_t last = 0;
+    // The end of the text is a letter that no hint has.
+    for (qsizetype at = 0; at <= text.size(); ++at) {
+        last = next(last, at < text.size() ? codeOf(text[at]) : 0);
+        if (m_begins.test(last) && at >= 2) {
+            const QStringView rest = text.sliced(at - 2);
+            for (const Hint& hint : m_lists[m_listOfPair[pair(rest)]]) {
+                found[hint.rule] = found[hint.rule] || stands(hint.text, rest);
+            }
+        }
+    }
+    return found;
+}
+
 }  // namespace
 
 QString Redact::secrets(const QString& text) {
     static const Rules rules;
-    QString result = text;
-    for (const Mark& mark : marks()) {
-        result.replace(mark.text, mark.standIn);
-    }
-    const std::vector<bool> matching = rules.matching(result);
-    for (size_t i = 0; i < matching.size(); ++i) {
+    QString result = withStandIns(text);
+    const auto matching = rules.matching(result);
+    for (size_t i = 0; matching.any() && i < rules.size(); ++i) {
         if (matching[i]) {
             result.replace(rules.at(i).pattern, rules.at(i).replacement);
         }
     }
-    for (const Mark& mark : marks()) {
-        result.replace(mark.standIn, mark.text);
-    }
-    return result;
+    return withMarks(std::move(result));
 }
 
 }  // namespace lumbro

@@ -18,11 +18,11 @@ constexpr const char* token = "[hidden token]";
 constexpr std::array rules{
     // What is hidden first, and everywhere.
     SecretRule{"sk-", R"(sk-[A-Za-z0-9_\-]{16,})", key},
-    SecretRule{"gh", R"(gh[pousr]_[A-Za-z0-9]{20,})", key},
+    SecretRule{"ghp_ gho_ ghu_ ghs_ ghr_", R"(gh[pousr]_[A-Za-z0-9]{20,})", key},
     SecretRule{"xox", R"(xox[abprs]-[A-Za-z0-9\-]{10,})", key},
-    SecretRule{"akia", R"(AKIA[0-9A-Z]{16})", key},
-    SecretRule{"aiza", R"(AIza[0-9A-Za-z_\-]{35})", key},
-    SecretRule{"eyj", R"(eyJ[A-Za-z0-9_\-]{10,}+(*SKIP)\.[A-Za-z0-9_\-]{10,}+\.[A-Za-z0-9_\-]{10,})", token},
+    SecretRule{"AKIA", R"(AKIA[0-9A-Z]{16})", key},
+    SecretRule{"AIza", R"(AIza[0-9A-Za-z_\-]{35})", key},
+    SecretRule{"eyJ", R"(eyJ[A-Za-z0-9_\-]{10,}+(*SKIP)\.[A-Za-z0-9_\-]{10,}+\.[A-Za-z0-9_\-]{10,})", token},
     SecretRule{"api secret token passw",
                R"((?i)\b(api[_-]?key|secret|token|password|passwd)(\s*[:=]\s*)["']?[^\s"']{6,})",
                R"(\1\2[hidden])"},
@@ -35,7 +35,7 @@ constexpr std::array rules{
     SecretRule{"private-lines", R"((Private-Lines:\s*\d+\s+)[A-Za-z0-9+/=\s]{40,})", R"(\1[hidden key])"},
 
     // Clouds.
-    SecretRule{"asia abia acca", LUMBRO_EDGE R"(A(?:SIA|BIA|CCA)[0-9A-Z]{16}(?![0-9A-Za-z]))", key},
+    SecretRule{"ASIA ABIA ACCA", LUMBRO_EDGE R"(A(?:SIA|BIA|CCA)[0-9A-Z]{16}(?![0-9A-Za-z]))", key},
     SecretRule{
         "aws",
         R"re((?i)(aws[_\-]?(?:secret|session)[_\-]?(?:access[_\-]?)?(?:key|token)["']?\s*[:=]\s*["']?))re"
@@ -56,7 +56,7 @@ constexpr std::array rules{
     SecretRule{"sbp_ sb_secret_", LUMBRO_EDGE R"(sb(?:p_[a-f0-9]{40}|_secret_[A-Za-z0-9_\-]{20,}))", key},
     SecretRule{"fm2_ fo1_", LUMBRO_EDGE R"((?:fm2_[A-Za-z0-9+/=_\-]{40,}|fo1_[A-Za-z0-9_\-]{40,}))", key},
     SecretRule{"nfp_", LUMBRO_EDGE R"(nfp_[A-Za-z0-9]{36,})", key},
-    SecretRule{"hrku-", R"(HRKU-[A-Za-z0-9_\-]{36,})", key},
+    SecretRule{"HRKU-", R"(HRKU-[A-Za-z0-9_\-]{36,})", key},
     SecretRule{"dp.", LUMBRO_EDGE R"(dp\.(?:pt|st|ct|sa|scim|audit)\.[A-Za-z0-9_.\-]{40,})", key},
 
     // Code and packages.
@@ -70,7 +70,7 @@ constexpr std::array rules{
     SecretRule{"atatt3 atctt3", R"(AT[AC]TT3[A-Za-z0-9_\-=]{40,})", key},
     SecretRule{"ccipat_", R"(CCIPAT_[A-Za-z0-9_]{30,})", key},
     SecretRule{"pul-", LUMBRO_EDGE R"(pul-[a-f0-9]{40})", key},
-    SecretRule{"pmak-", R"(PMAK-[a-f0-9]{24}-[a-f0-9]{34})", key},
+    SecretRule{"PMAK-", R"(PMAK-[a-f0-9]{24}-[a-f0-9]{34})", key},
     SecretRule{"sntrys_ sntryu_", LUMBRO_EDGE R"(sntry[su]_[A-Za-z0-9+/=_\-]{40,})", key},
     SecretRule{"glsa_ glc_", LUMBRO_EDGE R"(gl(?:sa|c)_[A-Za-z0-9+/=_]{32,})", key},
     SecretRule{"nrak-", LUMBRO_EDGE R"(NRAK-[A-Z0-9]{27})", key},
@@ -87,7 +87,7 @@ constexpr std::array rules{
     SecretRule{"k_live_ k_test_", LUMBRO_EDGE R"([sr]k_(?:live|test)_[A-Za-z0-9]{10,})", key},
     SecretRule{"whsec_", LUMBRO_EDGE R"(whsec_[A-Za-z0-9+/=]{20,})", key},
     SecretRule{"sq0", LUMBRO_EDGE R"(sq0(?:atp|csp|idp)-[A-Za-z0-9_\-]{22,})", key},
-    SecretRule{"eaaa", LUMBRO_EDGE R"(EAAA[A-Za-z0-9_\-]{60,})", key},
+    SecretRule{"EAAA", LUMBRO_EDGE R"(EAAA[A-Za-z0-9_\-]{60,})", key},
     SecretRule{"shpat_ shpca_ shppa_ shpss_", LUMBRO_EDGE R"(shp(?:at|ca|pa|ss)_[a-fA-F0-9]{32})", key},
     SecretRule{"hooks.slack.com/",
                R"((hooks\.slack\.com/(?:services|workflows|triggers)/)[A-Za-z0-9+/_\-]{20,})",
@@ -97,8 +97,8 @@ constexpr std::array rules{
     SecretRule{"/api/webhooks/", R"((discord(?:app)?\.com/api/webhooks/\d+/)[A-Za-z0-9_\-]{40,})",
                R"(\1[hidden key])"},
     SecretRule{":aa", R"((?<![A-Za-z0-9])\d{8,10}:AA[A-Za-z0-9_\-]{33}(?![A-Za-z0-9_\-]))", key},
-    SecretRule{"sg.", LUMBRO_EDGE R"(SG\.[A-Za-z0-9_\-]{16,32}\.[A-Za-z0-9_\-]{16,64})", key},
-    SecretRule{"sk", LUMBRO_EDGE R"(SK[0-9a-f]{32}(?![0-9A-Za-z]))", key},
+    SecretRule{"SG.", LUMBRO_EDGE R"(SG\.[A-Za-z0-9_\-]{16,32}\.[A-Za-z0-9_\-]{16,64})", key},
+    SecretRule{"SK", LUMBRO_EDGE R"(SK[0-9a-f]{32}(?![0-9A-Za-z]))", key},
     SecretRule{"key-", R"((?<![A-Za-z0-9_\-])key-[0-9a-f]{32}(?![0-9A-Za-z]))", key},
     SecretRule{"-us", LUMBRO_EDGE R"([0-9a-f]{32}-us\d{1,2}(?![0-9A-Za-z]))", key},
     SecretRule{"xkeysib-", R"(xkeysib-[a-f0-9]{64}-[A-Za-z0-9]{16})", key},
@@ -110,7 +110,7 @@ constexpr std::array rules{
     SecretRule{"secret_", LUMBRO_EDGE R"(secret_[A-Za-z0-9]{43}(?![0-9A-Za-z]))", key},
     SecretRule{"figd_", LUMBRO_EDGE R"(figd_[A-Za-z0-9_\-]{40,})", key},
     SecretRule{"pat", LUMBRO_EDGE R"(pat[A-Za-z0-9]{14}\.[a-f0-9]{64})", key},
-    SecretRule{"cfpat-", R"(CFPAT-[A-Za-z0-9_\-]{40,})", key},
+    SecretRule{"CFPAT-", R"(CFPAT-[A-Za-z0-9_\-]{40,})", key},
     SecretRule{"sl.", LUMBRO_EDGE R"(sl\.[A-Za-z0-9_\-]{100,})", token},
     SecretRule{"sk.eyj", R"(sk\.eyJ[A-Za-z0-9_\-]{20,}\.[A-Za-z0-9_\-]{10,})", token},
     SecretRule{"ops_eyj", R"(ops_eyJ[A-Za-z0-9_\-]{60,})", token},
@@ -170,7 +170,7 @@ constexpr std::array rules{
     SecretRule{"sshpass", R"((\bsshpass[ \t]+(?:-[a-z]+[ \t]+){0,4}-p[ \t]*["']?)(?![$<{\[])[^\s"']{3,})",
                R"(\1[hidden])"},
     // A bot's token begins with its number in base64.
-    SecretRule{"md mt mj mz nd nt nj nz od ot oj oz",
+    SecretRule{"MD MT Mj Mz ND NT Nj Nz OD OT Oj Oz",
                R"((?<![A-Za-z0-9_\-.])[MNO][DTjz][A-Za-z0-9]{21,27}\.[A-Za-z0-9_\-]{6}\.)"
                R"([A-Za-z0-9_\-]{27,40}(?![A-Za-z0-9_\-.]))",
                token},

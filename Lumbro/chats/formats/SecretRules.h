@@ -6,8 +6,8 @@ namespace lumbro {
 
 /// One form of secret.
 struct SecretRule {
-    /// Words in lower case, divided by blanks: a text with none of them, in whatever case, can't match. Each
-    /// has two characters or more, of which the first two are ASCII.
+    /// Words divided by blanks: a text with none of them can't match. A lower-case letter stands for either
+    /// case, a capital for itself. Each has two characters or more, of which the first two are ASCII.
     const char* hints;
     const char* pattern;
     const char* replacement;
