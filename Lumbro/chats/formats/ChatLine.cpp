@@ -164,19 +164,26 @@ struct Members {
     Content content;
     Titles titles;
 
+    void takeOfAnswer(JsonScanner& scanner, const QByteArray& key);
     void take(JsonScanner& scanner, const QByteArray& key);
     ChatLine finished() &&;
 };
 
-void Members::take(JsonScanner& scanner, const QByteArray& key) {
-    const auto text = [&] { return field(scanner).value_or(QString()); };
+void Members::takeOfAnswer(JsonScanner& scanner, const QByteArray& key) {
     if (key == "type") {
-        line.type = lineType(text());
+        line.type = lineType(field(scanner).value_or(QString()));
     } else if (key == "isSidechain") {
         line.isSidechain = scanner.isTrue();
     } else if (key == "message") {
         content = messageContent(scanner);
-    } else if (key == "uuid") {
+    } else {
+        scanner.skip();
+    }
+}
+
+void Members::take(JsonScanner& scanner, const QByteArray& key) {
+    const auto text = [&] { return field(scanner).value_or(QString()); };
+    if (key == "uuid") {
         line.id = text();
     } else if (key == "sessionId") {
         line.session = text();
@@ -201,7 +208,7 @@ void Members::take(JsonScanner& scanner, const QByteArray& key) {
     } else if (key == "customTitle") {
         titles.customTitle = text();
     } else {
-        scanner.skip();
+        takeOfAnswer(scanner, key);
     }
 }
 
@@ -217,13 +224,14 @@ ChatLine Members::finished() && {
 
 }  // namespace
 
-std::optional<ChatLine> ChatLine::parse(QByteArrayView bytes) {
+std::optional<ChatLine> ChatLine::parse(QByteArrayView bytes, Part part) {
     if (!QByteArray::fromRawData(bytes.data(), bytes.size()).isValidUtf8()) {
         return std::nullopt;
     }
     JsonScanner scanner(bytes);
     Members members;
-    const bool isObject = scanner.members([&](const QByteArray& key) { members.take(scanner, key); });
+    const auto take = part == Part::answer ? &Members::takeOfAnswer : &Members::take;
+    const bool isObject = scanner.members([&](const QByteArray& key) { (members.*take)(scanner, key); });
     if (!isObject || !scanner.isDone()) {
         return std::nullopt;
     }

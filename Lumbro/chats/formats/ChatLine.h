@@ -30,8 +30,11 @@ struct ChatLine {
     /// Texts longer than this are cut before anything else is done with them; bytes.
     static constexpr qsizetype maxTextBytes = qsizetype(4) * 1024 * 1024;
 
+    /// What is wanted of a line: all, or of an answer its type, its text and whether it is a subagent's.
+    enum class Part { all, answer };
+
     /// Nothing when the bytes are not one JSON object in UTF-8. Any thread.
-    static std::optional<ChatLine> parse(QByteArrayView bytes);
+    static std::optional<ChatLine> parse(QByteArrayView bytes, Part part = Part::all);
 };
 
 }  // namespace lumbro

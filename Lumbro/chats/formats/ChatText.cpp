@@ -37,15 +37,30 @@ void replaceBlocks(QString& text, QStringView open, QStringView close, QStringVi
     text = result;
 }
 
+/// As nearly all ids are; no secret looks like it.
+bool isUuid(QStringView text) {
+    constexpr QStringView form = u"00000000-0000-0000-0000-000000000000";
+    const auto fits = [](QChar c, QChar wanted) {
+        const bool isDigit = (c >= u'0' && c <= u'9') || (c >= u'a' && c <= u'f') || (c >= u'A' && c <= u'F');
+        return wanted == u'-' ? c == u'-' : isDigit;
+    };
+    return text.size() == form.size() && std::ranges::equal(text, form, fits);
+}
+
 }  // namespace
 
 QString tidy(QString text) {
-    replaceBlocks(text, u"<pasted_content", u"</pasted_content", u"[pasted text]");
-    replaceBlocks(text, u"<system-reminder>", u"</system-reminder>", u"");
+    if (text.contains(u'<')) {
+        replaceBlocks(text, u"<pasted_content", u"</pasted_content", u"[pasted text]");
+        replaceBlocks(text, u"<system-reminder>", u"</system-reminder>", u"");
+    }
     return Redact::secrets(text).trimmed();
 }
 
 QString tidyName(QString name) {
+    if (isUuid(name)) {
+        return name;
+    }
     for (QChar& c : name) {
         if (c < u' ' || c == QChar(0x7f) || c == QChar::LineSeparator || c == QChar::ParagraphSeparator ||
             c == QChar(0x85)) {
@@ -55,7 +70,9 @@ QString tidyName(QString name) {
     // Folders are called "task-…" and "desk-…" as a matter of course: a key must not begin in a word here.
     static const QRegularExpression inWord(u"(?<=[A-Za-z])s(?=k-)"_s);
     const QChar mark(0x1);
-    name.replace(inWord, u's' + QString(mark));
+    if (name.contains(u"sk-"_s)) {
+        name.replace(inWord, u's' + QString(mark));
+    }
     return Redact::secrets(name).remove(mark);
 }
 

@@ -97,7 +97,7 @@ void ChatTurns::takeTitle(const ChatLine& line) {
 
 void ChatTurns::endTurn() {
     for (const Place& place : m_answers | std::views::reverse) {
-        const auto line = ChatLine::parse(m_fetch(place.offset, place.size));
+        const auto line = ChatLine::parse(m_fetch(place.offset, place.size), ChatLine::Part::answer);
         if (!line || line->isSidechain || line->type != ChatLine::Type::assistant) {
             continue;
         }

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
+#include <cstring>
 
 namespace lumbro {
 
@@ -23,6 +25,28 @@ constexpr std::array<bool, 256> stringStops = makeStringStops();
 
 bool isDigit(char c) {
     return c >= '0' && c <= '9';
+}
+
+/// The first byte from `at` on that is not plain in a string. By eight, as texts are long and mostly plain.
+const char* plainEnd(const char* at, const char* end) {
+    constexpr qsizetype width = 8;
+    constexpr uint64_t each = 0x0101010101010101;
+    const auto isStop = [](char c) { return stringStops[uchar(c)]; };
+    // The highest bit of each byte that is below `bound`, and at times of one above such a byte.
+    const auto below = [](uint64_t bytes, uint64_t bound) { return (bytes - each * bound) & ~bytes; };
+    for (; end - at >= width; at += width) {
+        uint64_t bytes = 0;
+        std::memcpy(&bytes, at, sizeof bytes);
+        const uint64_t quotes = bytes ^ (each * '"');
+        const uint64_t escapes = bytes ^ (each * '\\');
+        if (((below(bytes, 0x20) | below(quotes, 1) | below(escapes, 1)) & (each * 0x80)) != 0) {
+            const char* const stop = std::find_if(at, at + width, isStop);
+            if (stop != at + width) {
+                return stop;
+            }
+        }
+    }
+    return std::find_if(at, end, isStop);
 }
 
 /// The value of a hexadecimal digit, or -1.
@@ -200,7 +224,7 @@ std::optional<QByteArrayView> JsonScanner::rawString() {
     const char* const end = m_bytes.data() + m_bytes.size();
     const char* at = m_bytes.data() + begin;
     while (true) {
-        at = std::find_if(at, end, [](char c) { return stringStops[uchar(c)]; });
+        at = plainEnd(at, end);
         if (at == end || *at != '\\') {
             break;
         }

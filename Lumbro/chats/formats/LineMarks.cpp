@@ -50,6 +50,17 @@ uint64_t plainCandidates(const char* at) {
 [[gnu::target("avx2"), gnu::always_inline]] inline uint64_t wideCandidates(const char* at) {
     return halfCandidates(at) | uint64_t(halfCandidates(at + width / 2)) << unsigned(width / 2);
 }
+
+[[gnu::target("avx512bw"), gnu::always_inline]] inline uint64_t widestCandidates(const char* at) {
+    const auto is = [](__m512i bytes, char c) __attribute__((target("avx512bw"), always_inline)) {
+        return uint64_t(_mm512_cmpeq_epi8_mask(bytes, _mm512_set1_epi8(c)));
+    };
+    const __m512i here = _mm512_loadu_si512(at);
+    const __m512i third = _mm512_loadu_si512(at + 2);
+    const uint64_t opens = (is(here, '"') | is(here, '-')) & is(_mm512_loadu_si512(at + 1), 't');
+    const uint64_t goesOn = is(_mm512_or_si512(third, _mm512_set1_epi8(0x06)), 'o') | is(third, 'y');
+    return (opens & goesOn) | is(here, '\n');
+}
 #endif
 
 /// The first of the places from `at` on, by 64, with a candidate; `to` or beyond without one.
@@ -69,10 +80,21 @@ qsizetype plainSkip(const char* data, qsizetype at, qsizetype to, uint64_t& foun
     }
     return at;
 }
+
+[[gnu::target("avx512bw")]] qsizetype widestSkip(const char* data, qsizetype at, qsizetype to,
+                                                 uint64_t& found) {
+    while (at < to && (found = widestCandidates(data + at)) == 0) {
+        at += width;
+    }
+    return at;
+}
 #endif
 
 Skip bestSkip() {
 #ifdef __x86_64__
+    if (__builtin_cpu_supports("avx512bw") != 0) {
+        return widestSkip;
+    }
     if (__builtin_cpu_supports("avx2") != 0) {
         return wideSkip;
     }
