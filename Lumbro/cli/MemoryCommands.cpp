@@ -13,9 +13,13 @@ using Captures = OpenMemory::Captures;
 
 /// A list for programs or for people; `none` is said when there is nothing to list.
 template <typename Item>
-int list(Output& output, const Arguments& arguments, const QList<Item>& items,
+int list(CommandContext& context, const MemoryStore& memory, MemoryPart part, const QList<Item>& items,
          QString (*table)(const Output&, const QList<Item>&), const QString& none) {
-    if (arguments.wantsJson()) {
+    Output& output = context.output;
+    if (const int status = sayFaults(output, memory, part, items.isEmpty()); status != 0) {
+        return status;
+    }
+    if (context.arguments.wantsJson()) {
         output.printJson(memoryJson(items));
     } else if (items.isEmpty()) {
         output.say(none);
@@ -50,7 +54,7 @@ Task<int> people(CommandContext context) {
     if (!memory.usable()) {
         co_return context.output.fail(memory.usable().error());
     }
-    co_return list(context.output, context.arguments, memory->people(), &pageTable,
+    co_return list(context, *memory, MemoryPart::people, memory->people(), &pageTable,
                    u"No people yet: those whom you meet come here; `lumbro memory catch-up` takes in the "
                    "captures that were never read."_s);
 }
@@ -61,7 +65,7 @@ Task<int> projects(CommandContext context) {
         co_return context.output.fail(memory.usable().error());
     }
     co_return list(
-        context.output, context.arguments, memory->projects(), &pageTable,
+        context, *memory, MemoryPart::projects, memory->projects(), &pageTable,
         u"No projects yet: those that you talk about come here; `lumbro project new NAME` begins one."_s);
 }
 
@@ -144,7 +148,7 @@ Task<int> companies(CommandContext context) {
     if (!memory.usable()) {
         co_return context.output.fail(memory.usable().error());
     }
-    co_return list(context.output, context.arguments, memory->companies(), &companyTable,
+    co_return list(context, *memory, MemoryPart::people, memory->companies(), &companyTable,
                    u"No companies yet: they follow from the e-mail addresses of the people you meet."_s);
 }
 
@@ -153,7 +157,7 @@ Task<int> ideas(CommandContext context) {
     if (!memory.usable()) {
         co_return context.output.fail(memory.usable().error());
     }
-    co_return list(context.output, context.arguments, memory->ideas(), &ideaTable,
+    co_return list(context, *memory, MemoryPart::ideas, memory->ideas(), &ideaTable,
                    u"No ideas yet: a sharp opinion, a story or a lesson in a call becomes one."_s);
 }
 
@@ -163,6 +167,11 @@ Task<int> memoryIndex(CommandContext context) {
         co_return context.output.fail(memory.usable().error());
     }
     const QString index = memory->index();
+    const bool isEmpty =
+        memory->people().isEmpty() && memory->projects().isEmpty() && memory->promises().isEmpty();
+    if (const int status = sayFaults(context.output, *memory, MemoryPart::all, isEmpty); status != 0) {
+        co_return status;
+    }
     if (context.arguments.wantsJson()) {
         context.output.printJson(QJsonObject{{u"index"_s, index}});
     } else {

@@ -30,6 +30,42 @@ std::optional<Item> find(const QList<Item>& items, const QString& text, const Na
     return std::nullopt;
 }
 
+bool isOf(MemoryPart part, const MemoryStore& memory, const QString& path) {
+    const QString inside = path.sliced(memory.root().size());
+    switch (part) {
+        case MemoryPart::people:
+            return inside.isEmpty() || inside.startsWith(u"/people");
+        case MemoryPart::projects:
+            return inside.isEmpty() || inside.startsWith(u"/projects");
+        case MemoryPart::promises:
+            return inside.isEmpty() || inside == u"/promises.md";
+        case MemoryPart::ideas:
+            return inside.isEmpty() || inside == u"/ideas.md";
+        case MemoryPart::all:
+            break;
+    }
+    return true;
+}
+
+QString sentence(const MemoryFault& fault) {
+    const QString path = Output::clean(fault.path);
+    switch (fault.kind) {
+        case MemoryFault::Kind::notText:
+            return path + u" is no UTF-8 text and is left out; save it as UTF-8."_s;
+        case MemoryFault::Kind::oddBytes:
+            return path + u" holds bytes that are no UTF-8 text; save it as UTF-8."_s;
+        case MemoryFault::Kind::unreadable:
+            break;
+    }
+    return u"%1 can't be read and is left out; `ls -ld` tells what it is and who may read it."_s.arg(path);
+}
+
+QList<MemoryFault> faults(const MemoryStore& memory, MemoryPart part) {
+    QList<MemoryFault> faults = memory.faults();
+    faults.removeIf([&](const MemoryFault& fault) { return !isOf(part, memory, fault.path); });
+    return faults;
+}
+
 std::unexpected<Failure> ambiguous(const QString& text, const QStringList& several) {
     return fail(FailureKind::notFound,
                 u"\"%1\" may be %2 of them, such as %3 and %4; give one of these."_s.arg(
@@ -56,6 +92,21 @@ OpenMemory::OpenMemory(LibraryUse use, Captures captures)
     }
 }
 
+int sayFaults(Output& output, const MemoryStore& memory, MemoryPart part, bool isEmpty) {
+    constexpr qsizetype mostSaid = 5;
+    const QList<MemoryFault> found = faults(memory, part);
+    for (const MemoryFault& fault : found.first(std::min(found.size(), mostSaid))) {
+        output.fail(sentence(fault));
+    }
+    if (found.size() > mostSaid) {
+        output.fail(u"%1 more of the memory can't be read; `lumbro log` names them all."_s.arg(found.size() -
+                                                                                               mostSaid));
+    }
+    const bool isAnyLost = !std::ranges::all_of(
+        found, [](auto kind) { return kind == MemoryFault::Kind::oddBytes; }, &MemoryFault::kind);
+    return isEmpty && isAnyLost ? 1 : 0;
+}
+
 Result<MemoryEntity> findPage(const MemoryStore& memory, MemoryEntity::Kind kind, const QString& text) {
     const bool isPerson = kind == MemoryEntity::Kind::person;
     QStringList several;
@@ -68,6 +119,13 @@ Result<MemoryEntity> findPage(const MemoryStore& memory, MemoryEntity::Kind kind
     }
     if (!several.isEmpty()) {
         return ambiguous(text, several);
+    }
+    const QList<MemoryFault> lost = faults(memory, isPerson ? MemoryPart::people : MemoryPart::projects);
+    const auto isMeant = [&text](const MemoryFault& fault) {
+        return fault.path.endsWith(u"/%1.md"_s.arg(text)) || !fault.path.endsWith(u".md"_s);
+    };
+    if (const auto fault = std::ranges::find_if(lost, isMeant); fault != lost.end()) {
+        return fail(FailureKind::notFound, sentence(*fault));
     }
     return fail(FailureKind::notFound,
                 isPerson
@@ -83,6 +141,11 @@ Result<PromiseItem> findPromise(const MemoryStore& memory, const QString& text) 
         return ambiguous(text, several);
     }
     if (!found) {
+        for (const MemoryFault& fault : faults(memory, MemoryPart::promises)) {
+            if (fault.kind == MemoryFault::Kind::unreadable) {
+                return fail(FailureKind::notFound, sentence(fault));
+            }
+        }
         return fail(FailureKind::notFound,
                     u"There is no promise \"%1\"; `lumbro promises --all` lists them all."_s.arg(text));
     }

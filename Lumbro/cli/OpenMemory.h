@@ -4,6 +4,7 @@
 #include "LumbroCore/Failure.h"
 #include "LumbroCore/Settings.h"
 #include "cli/CaptureLookup.h"
+#include "cli/Output.h"
 #include "library/ContextLibrary.h"
 #include "memory/MemoryStore.h"
 
@@ -33,6 +34,12 @@ class OpenMemory {
     MemoryStore m_memory;
     Result<> m_usable;
 };
+
+/// What of the memory a command shows.
+enum class MemoryPart { people, projects, promises, ideas, all };
+/// Says which files of that part cannot be read, and what to do. Gives the exit status: 1 when nothing could
+/// be read at all, else 0. `isEmpty` says that the command has nothing to show.
+int sayFaults(Output& output, const MemoryStore& memory, MemoryPart part, bool isEmpty);
 
 /// The page that the user means: by its slug, by its name in any case, or by the beginning of one slug alone.
 /// Fails with a sentence that says what to do.

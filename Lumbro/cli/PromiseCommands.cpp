@@ -98,6 +98,10 @@ Task<int> promises(CommandContext context) {
     if (!memory.usable()) {
         co_return output.fail(memory.usable().error());
     }
+    if (const int status = sayFaults(output, *memory, MemoryPart::promises, memory->promises().isEmpty());
+        status != 0) {
+        co_return status;
+    }
     const PromiseFilter wanted{!arguments.has("theirs"), !arguments.has("mine"), arguments.has("due")};
     const QDate today = memory.today();
     QList<PromiseItem> chosen = memory->promises();

@@ -6,6 +6,8 @@
 #include "memory/PageFolder.h"
 
 #include <QFile>
+#include <QFileInfo>
+#include <QUtf8StringView>
 
 #include <utility>
 
@@ -24,8 +26,14 @@ QByteArray ListFile::read() {
     m_stamp = FileStamp::of(AT_FDCWD, QFile::encodeName(m_path));
     m_isSettled = hasSettled(m_stamp);
     auto bytes = readFile(m_path);
-    if (!bytes && m_stamp.exists() && m_stamp != before) {
-        AppLog::error(u"memory"_s, m_path.section(u'/', -1) + u" can't be read"_s);
+    m_fault.reset();
+    if (!bytes && (m_stamp.exists() || QFileInfo(m_path).isSymLink())) {
+        m_fault = {m_path, MemoryFault::Kind::unreadable};
+        if (m_stamp != before) {
+            AppLog::error(u"memory"_s, m_path.section(u'/', -1) + u" can't be read"_s);
+        }
+    } else if (bytes && !QUtf8StringView(*bytes).isValidUtf8()) {
+        m_fault = {m_path, MemoryFault::Kind::oddBytes};
     }
     return std::move(bytes).value_or(QByteArray());
 }

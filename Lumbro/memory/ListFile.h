@@ -1,9 +1,12 @@
 #pragma once
 
 #include "library/SummaryCache.h"
+#include "memory/MemoryFault.h"
 
 #include <QByteArray>
 #include <QString>
+
+#include <optional>
 
 namespace lumbro {
 
@@ -19,11 +22,14 @@ class ListFile {
     bool isSettled() const { return m_isSettled; }
     /// The file's bytes; empty when it is missing or cannot be read, which is logged.
     QByteArray read();
+    /// What was wrong with the file at the last `read`.
+    const std::optional<MemoryFault>& fault() const { return m_fault; }
 
   private:
     QString m_path;
     FileStamp m_stamp;
     bool m_isSettled = false;
+    std::optional<MemoryFault> m_fault;
 };
 
 }  // namespace lumbro

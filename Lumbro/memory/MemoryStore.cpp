@@ -13,6 +13,7 @@
 #include "memory/formats/MemoryLists.h"
 #include "memory/formats/PromiseSides.h"
 
+#include <QFileInfo>
 #include <QPointer>
 #include <QSet>
 
@@ -140,6 +141,21 @@ void MemoryStore::reload(bool force) {
     if (hasChanged) {
         Q_EMIT filesChanged();
     }
+}
+
+QList<MemoryFault> MemoryStore::faults() const {
+    const QFileInfo folder(m_private->root);
+    const bool isUsable = folder.isDir() && folder.isReadable() && folder.isExecutable();
+    if (!isUsable && (folder.exists() || folder.isSymLink())) {
+        return {{m_private->root, MemoryFault::Kind::unreadable}};
+    }
+    QList<MemoryFault> faults = m_private->peopleFolder.faults() + m_private->projectsFolder.faults();
+    for (const ListFile* file : {&m_private->promisesFile, &m_private->ideasFile}) {
+        if (file->fault()) {
+            faults.append(*file->fault());
+        }
+    }
+    return faults;
 }
 
 template <typename Work>

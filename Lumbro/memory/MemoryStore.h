@@ -5,6 +5,7 @@
 #include "LumbroCore/Settings.h"
 #include "LumbroCore/Task.h"
 #include "library/ContextLibrary.h"
+#include "memory/MemoryFault.h"
 #include "memory/NewIdea.h"
 #include "memory/ReplyChanges.h"
 #include "memory/formats/Company.h"
@@ -45,6 +46,9 @@ class MemoryStore final : public QObject {
     void bootstrap();
     /// Reads what has changed. Without `force`, only the folders' metadata when nothing has.
     void reload(bool force);
+
+    /// What was there and could not be read at the last reading.
+    QList<MemoryFault> faults() const;
 
     /// Seen last first.
     const QList<MemoryEntity>& people() const;

@@ -3,6 +3,7 @@
 #include "LumbroCore/Literals.h"
 
 #include <QFile>
+#include <QFileInfo>
 
 #include <algorithm>
 #include <chrono>
@@ -27,6 +28,12 @@ using Dir = std::unique_ptr<DIR, CloseDir>;
 
 Dir openFolder(const QString& path) {
     return Dir(opendir(QFile::encodeName(path).constData()));
+}
+
+/// Also true for a link that leads nowhere.
+bool isThere(const QString& path) {
+    const QFileInfo info(path);
+    return info.exists() || info.isSymLink();
 }
 
 /// The bytes of a plain file. File objects of Qt cost more than the reading of a page.
@@ -83,7 +90,9 @@ bool PageFolder::hasChanged() const {
 PageFolder::Page PageFolder::readPage(int folder, const Entry& entry) const {
     Page page{.stamp = entry.stamp, .entity = {}, .isSettled = hasSettled(entry.stamp)};
     const auto bytes = readPlain(folder, entry.name);
-    if (bytes && QUtf8StringView(*bytes).isValidUtf8()) {
+    if (bytes && !QUtf8StringView(*bytes).isValidUtf8()) {
+        page.fault = MemoryFault::Kind::notText;
+    } else if (bytes) {
         const QString name = QFile::decodeName(entry.name);
         page.entity =
             MemoryEntity::parse(m_kind, name.chopped(3), m_path + u'/' + name, QString::fromUtf8(*bytes));
@@ -95,10 +104,14 @@ QList<MemoryEntity> PageFolder::read() {
     // Stamps are taken first: a change while we read then gives a stamp that nothing will have again.
     m_entries = list();
     m_unreadable.clear();
+    m_faults.clear();
     m_isUnsettled = false;
     QHash<QByteArray, Page> known = std::exchange(m_pages, {});
     QList<MemoryEntity> entities;
     const Dir folder = openFolder(m_path);
+    if (!folder && isThere(m_path)) {
+        m_faults.append({m_path, MemoryFault::Kind::unreadable});
+    }
     for (const Entry& entry : m_entries) {
         auto page = known.find(entry.name);
         const bool isFresh = page == known.end() || !page->isSettled || page->stamp != entry.stamp;
@@ -107,8 +120,10 @@ QList<MemoryEntity> PageFolder::read() {
         }
         if (page->entity) {
             entities.append(*page->entity);
-        } else if (isFresh && page->isSettled) {
-            m_unreadable.append(QFile::decodeName(entry.name));
+        } else {
+            const QString name = QFile::decodeName(entry.name);
+            m_faults.append({m_path + u'/' + name, page->fault});
+            m_unreadable += isFresh && page->isSettled ? QStringList(name) : QStringList();
         }
         m_isUnsettled = m_isUnsettled || !page->isSettled;
         m_pages.insert(entry.name, *page);

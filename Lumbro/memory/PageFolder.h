@@ -1,6 +1,7 @@
 #pragma once
 
 #include "library/SummaryCache.h"
+#include "memory/MemoryFault.h"
 #include "memory/formats/MemoryEntity.h"
 
 #include <QByteArray>
@@ -31,6 +32,8 @@ class PageFolder {
     QList<MemoryEntity> read();
     /// Names of the files that the last `read` was the first to find unreadable.
     const QStringList& unreadable() const { return m_unreadable; }
+    /// Every file that the last `read` left out, and the folder itself when that cannot be read.
+    const QList<MemoryFault>& faults() const { return m_faults; }
 
   private:
     struct Entry {
@@ -43,6 +46,7 @@ class PageFolder {
         FileStamp stamp;
         /// Nothing for a file that cannot be read.
         std::optional<MemoryEntity> entity;
+        MemoryFault::Kind fault = MemoryFault::Kind::unreadable;
         bool isSettled = false;
     };
 
@@ -54,6 +58,7 @@ class PageFolder {
     std::vector<Entry> m_entries;
     QHash<QByteArray, Page> m_pages;
     QStringList m_unreadable;
+    QList<MemoryFault> m_faults;
     /// Some page may change once more without its stamp telling.
     bool m_isUnsettled = true;
 };

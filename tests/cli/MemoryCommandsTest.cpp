@@ -139,6 +139,46 @@ TEST_F(MemoryCommands, sayWhatToDoAboutAnUnknownId) {
     }
 }
 
+TEST_F(MemoryCommands, tellWhatCannotBeReadAndListTheRest) {
+    fill();
+    memory(u"people/broken.md"_s, "caf\xE9");
+    const QString folder = line.home().path(u"Quillet/memory"_s);
+    ASSERT_TRUE(QDir().mkpath(folder + u"/people/dir.md"_s));
+    ASSERT_TRUE(QFile::link(u"nowhere"_s, folder + u"/people/link.md"_s));
+    memory(u"promises.md"_s, file(u"promises.md"_s) + "caf\xE9\n");
+    const Finished people = line.run({u"people"_s, u"--json"_s});
+    EXPECT_EQ(people.status, 0);
+    EXPECT_EQ(people.array().size(), 2);
+    EXPECT_EQ(people.errors.count(u'\n'), 3) << qPrintable(people.errors);
+    EXPECT_TRUE(people.errors.contains(
+        u"lumbro: %1/people/broken.md is no UTF-8 text and is left out; "_s.arg(folder)));
+    EXPECT_TRUE(people.errors.contains(u"lumbro: %1/people/dir.md can't be read "_s.arg(folder)));
+    EXPECT_EQ(line.run({u"person"_s, u"broken"_s}).errors.section(u' ', 1, 1),
+              folder + u"/people/broken.md"_s);
+    EXPECT_EQ(line.run({u"projects"_s}).errors, QString());
+    const Finished odd = line.run({u"promises"_s, u"--json"_s});
+    EXPECT_EQ(odd.array().size(), 4);
+    EXPECT_TRUE(odd.errors.contains(u"promises.md holds bytes that are no UTF-8 text"_s));
+
+    ASSERT_TRUE(QFile::remove(folder + u"/promises.md"_s) && QDir().mkpath(folder + u"/promises.md"_s));
+    for (const QStringList& command :
+         {QStringList{u"promises"_s}, {u"promises"_s, u"done"_s, u"p-aaaaaa"_s}}) {
+        const Finished lost = line.run(command);
+        EXPECT_EQ(lost.status, 1);
+        EXPECT_EQ(lost.output, QString());
+        EXPECT_TRUE(lost.errors.startsWith(u"lumbro: %1/promises.md can't be read "_s.arg(folder)));
+    }
+    ASSERT_TRUE(QDir(folder).removeRecursively());
+    line.home().write(u"Quillet/memory"_s, "");
+    for (const char* command : {"people", "projects", "companies", "ideas", "promises", "memory"}) {
+        const Finished lost = line.run({QString::fromLatin1(command)});
+        EXPECT_EQ(lost.status, 1) << command;
+        EXPECT_TRUE(lost.errors.startsWith(u"lumbro: %1 can't be read "_s.arg(folder)))
+            << qPrintable(lost.errors);
+        EXPECT_EQ(lost.output, QString());
+    }
+}
+
 TEST_F(MemoryCommands, beginAndRenameAProject) {
     EXPECT_EQ(line.run({u"project"_s, u"new"_s, u"Apollo launch"_s}).output, u"apollo-launch\n"_s);
     EXPECT_EQ(line.run({u"project"_s, u"new"_s, u"Apollo launch"_s, u"--json"_s}).object().value(u"id"_s),
