@@ -7,12 +7,14 @@
 #include "app/StatusText.h"
 #include "ask/AskService.h"
 #include "chats/SessionImporter.h"
+#include "engines/EngineInbox.h"
 #include "library/ContextLibrary.h"
 #include "library/model/AppModel.h"
 #include "meetings/MeetingPrep.h"
 #include "memory/DailyIdeas.h"
 #include "memory/Librarian.h"
 #include "memory/PromiseReminder.h"
+#include "recording/CallDetector.h"
 #include "recording/transcription/SpeechAssets.h"
 
 #include <QCoroSignal>
@@ -87,12 +89,20 @@ void AppDelegate::setUpSteps() {
     m_startup.set(u"library"_s, [this] { m_services.library().bootstrap(); });
     m_startup.set(u"pill"_s, [this] { m_services.model(); });
     m_startup.set(u"librarianCatchUp"_s, [this] { runDetached(m_services.librarian().catchUp()); });
+    m_startup.set(u"callDetector"_s, [this] {
+        every({u"calls"_s, CallDetector::interval, [this] { m_services.callDetector().tick(); }});
+    });
     m_startup.set(u"meetingPrep"_s, [this] { startMeetings(); });
     m_startup.set(u"dailyIdeas"_s, [this] { m_services.dailyIdeas().start(); });
     m_startup.set(u"promiseReminder"_s, [this] { m_services.promiseReminder().start(); });
     m_startup.set(u"sessionImporter"_s, [this] {
         every({u"sessions"_s, sessionsInterval, [this] { m_services.sessionImporter().check(); }});
         m_services.sessionImporter().check();
+    });
+    m_startup.set(u"engineInbox"_s, [this] {
+        m_services.engineInbox().markInterrupted();
+        every({u"engineInbox"_s, EngineInbox::interval, [this] { m_services.engineInbox().scan(); }});
+        m_services.engineInbox().scan();
     });
     m_startup.set(u"connectors"_s, [this] { m_services.connectors().refresh(); });
     m_startup.set(u"actionRunner"_s, [this] { startActions(); });

@@ -7,6 +7,7 @@
 #include "actions/ActionRunner.h"
 #include "actions/CalendarExport.h"
 #include "actions/Connectors.h"
+#include "app/ServiceWiring.h"
 #include "ask/AskService.h"
 #include "chats/SessionImporter.h"
 #include "library/ContextLibrary.h"
@@ -27,7 +28,6 @@
 #include "runners/CodexRunner.h"
 #include "runners/CommandProviders.h"
 #include "runners/PreferredAgent.h"
-#include "surfaces/SetupChecks.h"
 
 #include <QPointer>
 
@@ -36,11 +36,6 @@
 namespace lumbro {
 
 namespace {
-
-Task<PermissionState> microphoneState(AudioServer* server) {
-    const Result<> attached = co_await server->attach();
-    co_return attached ? PermissionState::allowed() : PermissionState::unknown();
-}
 
 /// The model's question with the words of the running recording.
 AskQuestion questionOf(AskCall call) {
@@ -101,12 +96,6 @@ void openResult(const ActionRunner& runner, const QString& runID) {
     }
 }
 
-Task<bool> tryMicrophone(std::shared_ptr<AudioSource> source) {
-    const Result<> started = co_await source->start([](const AudioBuffer&) {});
-    source->stop();
-    co_return started.has_value();
-}
-
 }  // namespace
 
 /// In the order of their making: what stands later may refer to what stands earlier.
@@ -133,6 +122,8 @@ struct Services::Private {
     std::unique_ptr<MeetingPrep> meetingPrep;
     std::unique_ptr<DailyIdeas> dailyIdeas;
     std::unique_ptr<PromiseReminder> promiseReminder;
+    std::unique_ptr<EngineInbox> engineInbox;
+    std::unique_ptr<CallDetector> callDetector;
     std::unique_ptr<SetupChecks> setupChecks;
 };
 
@@ -287,22 +278,15 @@ SpeechAssets& Services::speechAssets() {
 }
 
 SetupChecks& Services::setupChecks() {
-    return once(m_private->setupChecks, [this] {
-        SetupPorts ports;
-        ports.microphone = [this] { return microphoneState(&audioServer()); };
-        ports.requestMicrophone = [this] {
-            return tryMicrophone(
-                std::make_shared<MicSource>(audioServer(), clock(), settings(), u"setup-mic"_s));
-        };
-        ports.systemAudio = [this]() -> std::unique_ptr<AudioSource> {
-            return std::make_unique<SystemAudioSource>(audioServer(), clock());
-        };
-        ports.isSpeechInstalled = [this] { return speechAssets().isInstalled(); };
-        ports.installSpeech = [this](std::function<void(double)> onProgress) {
-            return speechAssets().install(std::move(onProgress));
-        };
-        return std::make_unique<SetupChecks>(settings(), clock(), claude(), codex(), std::move(ports));
-    });
+    return once(m_private->setupChecks, [this] { return wiring::setupChecks(*this); });
+}
+
+EngineInbox& Services::engineInbox() {
+    return once(m_private->engineInbox, [this] { return wiring::engineInbox(*this); });
+}
+
+CallDetector& Services::callDetector() {
+    return once(m_private->callDetector, [this] { return wiring::callDetector(*this); });
 }
 
 AppModel& Services::model() {
@@ -318,6 +302,7 @@ AppModel& Services::model() {
         ports.eventNow = [this] { return meetingPrep().eventNow(); };
         ports.eventLink = [this](const QString& id) { return meetingPrep().link(id); };
         ports.openLink = desktopLinks::open;
+        wiring::connectCalls(ports, *this);
         ports.completePromise = [this](const QString& id) { runDetached(memory().setPromise(id, true)); };
         ports.cancelAsk = [this](const QString& thread) { ask().cancel(thread); };
         return std::make_unique<AppModel>(library(), settings(), clock(), agent(), std::move(ports));

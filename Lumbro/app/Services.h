@@ -18,11 +18,13 @@ namespace lumbro {
 class ActionRunner;
 class AppModel;
 class AskService;
+class CallDetector;
 class ClaudeRunner;
 class CodexRunner;
 class Connectors;
 class ContextLibrary;
 class DailyIdeas;
+class EngineInbox;
 class FeedGate;
 class Librarian;
 class MeetingPrep;
@@ -96,6 +98,8 @@ class Services {
     MeetingPrep& meetingPrep();
     DailyIdeas& dailyIdeas();
     PromiseReminder& promiseReminder();
+    EngineInbox& engineInbox();
+    CallDetector& callDetector();
 
   private:
     std::unique_ptr<RecordingSession> makeSession(const CaptureRecord& record, bool includeSystemAudio);

@@ -1,0 +1,97 @@
+#include "app/ServiceWiring.h"
+
+#include "app/Services.h"
+#include "library/model/AppModel.h"
+#include "meetings/formats/MeetingLink.h"
+#include "recording/CallApps.h"
+#include "recording/audio/MicSource.h"
+#include "recording/audio/SystemAudioSource.h"
+#include "recording/transcription/SpeechAssets.h"
+
+namespace lumbro::wiring {
+
+namespace {
+
+Task<PermissionState> microphoneState(AudioServer* server) {
+    const Result<> attached = co_await server->attach();
+    co_return attached ? PermissionState::allowed() : PermissionState::unknown();
+}
+
+Task<bool> tryMicrophone(std::shared_ptr<AudioSource> source) {
+    const Result<> started = co_await source->start([](const AudioBuffer&) {});
+    source->stop();
+    co_return started.has_value();
+}
+
+/// The call in progress, by the event's meeting service where that knows better.
+std::optional<CallApp> callApp(const CallDetector& detector, const std::optional<PrepEvent>& event) {
+    if (detector.activeApp().isEmpty()) {
+        return std::nullopt;
+    }
+    const auto service =
+        event && event->link ? meetingLink::app(event->link->toString()) : std::optional<QString>();
+    const MicrophoneUser app =
+        callApps::callApp({detector.activeApp(), detector.activeBundleID()}, service.value_or(QString()));
+    return CallApp{app.name, app.bundleID};
+}
+
+}  // namespace
+
+std::unique_ptr<SetupChecks> setupChecks(Services& services) {
+    SetupPorts ports;
+    ports.microphone = [&services] { return microphoneState(&services.audioServer()); };
+    ports.requestMicrophone = [&services] {
+        return tryMicrophone(std::make_shared<MicSource>(services.audioServer(), services.clock(),
+                                                         services.settings(), u"setup-mic"_s));
+    };
+    ports.systemAudio = [&services]() -> std::unique_ptr<AudioSource> {
+        return std::make_unique<SystemAudioSource>(services.audioServer(), services.clock());
+    };
+    ports.isSpeechInstalled = [&services] { return services.speechAssets().isInstalled(); };
+    ports.installSpeech = [&services](std::function<void(double)> onProgress) {
+        return services.speechAssets().install(std::move(onProgress));
+    };
+    return std::make_unique<SetupChecks>(services.settings(), services.clock(), services.claude(),
+                                         services.codex(), std::move(ports));
+}
+
+std::unique_ptr<EngineInbox> engineInbox(Services& services) {
+    EngineInbox::Ports ports{
+        .library = services.library(), .agent = services.agent(), .clock = services.clock()};
+    ports.isRecording = [&services] { return services.model().captures().isRecording(); };
+    ports.voice = [&services] { return services.model().selectedVoice(); };
+    ports.tell = [&services](const QString& text, bool isError) {
+        Pill& pill = services.model().pill();
+        isError ? pill.sayError(text) : pill.say(text);
+    };
+    return std::make_unique<EngineInbox>(std::move(ports));
+}
+
+std::unique_ptr<CallDetector> callDetector(Services& services) {
+    CallDetector::Ports ports;
+    ports.isRecording = [&services] { return services.model().captures().isRecording(); };
+    ports.noteCallApp = [&services](const MicrophoneUser& app) {
+        if (auto* session = qobject_cast<CaptureSession*>(services.model().captures().session())) {
+            session->noteCallApp(app.name, app.bundleID);
+        }
+    };
+    ports.takeNotes = [&services] { services.model().captures().takeNotes(NoteSurface::beside); };
+    ports.offerCapture = [&services](const QString& app) { services.model().offerCapture(app); };
+    ports.callEnded = [&services] {
+        const RecordingSession* session = services.model().captures().session();
+        if (session != nullptr && session->isCall()) {
+            services.model().callEnded();
+        }
+    };
+    return std::make_unique<CallDetector>(services.clock(), services.settings(), services.audioServer(),
+                                          std::move(ports));
+}
+
+void connectCalls(ModelPorts& ports, Services& services) {
+    ports.callInProgress = [&services] { return !services.callDetector().activeApp().isEmpty(); };
+    ports.callApp = [&services](const std::optional<PrepEvent>& event) {
+        return callApp(services.callDetector(), event);
+    };
+}
+
+}  // namespace lumbro::wiring
