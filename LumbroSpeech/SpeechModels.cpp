@@ -67,6 +67,11 @@ Result<QString> importModel(const QString& from, const QString& folder) {
     if (!isVoice && !info) {
         return std::unexpected(info.error());
     }
+    if (!isVoice && info->tensors == 0) {
+        return fail(FailureKind::speech,
+                    u"%1 is a whisper model without its weights, so it would never give a word."_s.arg(
+                        QFileInfo(from).fileName()));
+    }
     QString name = isVoice ? u"ggml-silero-v6.2.0.bin"_s : QFileInfo(from).fileName();
     if (!name.startsWith(prefix)) {
         name.prepend(prefix);

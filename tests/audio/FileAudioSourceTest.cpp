@@ -5,6 +5,8 @@
 #include "tests/support/TestClock.h"
 #include "tests/support/Wait.h"
 
+#include <QtEndian>
+
 #include <atomic>
 #include <mutex>
 
@@ -73,7 +75,7 @@ TEST(FileAudioSource, playsTheCommonFormatsAsFastAsItMay) {
         ASSERT_TRUE(test::eventually([&] { return ended; }));
         EXPECT_NEAR(source.duration(), 1, 0.1);
         EXPECT_NEAR(source.position(), 1, 0.1);
-        EXPECT_FALSE(source.isDamaged());
+        EXPECT_EQ(source.end(), MediaEnd::whole);
         EXPECT_EQ(listener.format, (AudioFormat{32000, 1}));
         EXPECT_NEAR(test::amplitudeOf(1000, std::span(listener.samples).subspan(4000, 16000), 32000), 0.3,
                     0.03);
@@ -90,16 +92,27 @@ TEST(FileAudioSource, givesWhatCanBeReadOfADamagedFileAndSaysSo) {
         double from = 0;
         double to = 0;
         double heard = 0;
+        MediaEnd end = MediaEnd::damaged;
     };
     const std::vector<Row> rows = {
-        {u"whole.mp3"_s, {}, 1, 0, 0, 20},
-        {u"bare.mp3"_s, {u"-write_xing"_s, u"0"_s, u"-q:a"_s, u"9"_s}, 1, 0, 0, 20},
-        {u"whole.aac"_s, {}, 1, 0, 0, 20},
-        {u"whole.mkv"_s, {u"-f"_s, u"lavfi"_s, u"-i"_s, u"color=size=32x32:duration=40"_s}, 1, 0, 0, 20},
-        {u"whole.wav"_s, {}, 1, 0, 0, 20},
+        {u"whole.mp3"_s, {}, 1, 0, 0, 20, MediaEnd::whole},
+        {u"bare.mp3"_s, {u"-write_xing"_s, u"0"_s, u"-q:a"_s, u"9"_s}, 1, 0, 0, 20, MediaEnd::whole},
+        {u"whole.aac"_s, {}, 1, 0, 0, 20, MediaEnd::whole},
+        {u"whole.mkv"_s,
+         {u"-f"_s, u"lavfi"_s, u"-i"_s, u"color=size=32x32:duration=40"_s},
+         1,
+         0,
+         0,
+         20,
+         MediaEnd::whole},
+        {u"whole.wav"_s, {}, 1, 0, 0, 20, MediaEnd::whole},
         // The sizes that a program writes which can't go back to the head.
-        {u"whole.endless.wav"_s, {u"-fflags"_s, u"+bitexact"_s}, 1, 0, 0, 20},
+        {u"whole.endless.wav"_s, {u"-fflags"_s, u"+bitexact"_s}, 1, 0, 0, 20, MediaEnd::whole},
         {u"cut.wav"_s, {}, 0.5, 0, 0, 10},
+        {u"whole.ogg"_s, {}, 1, 0, 0, 20, MediaEnd::whole},
+        {u"whole.opus"_s, {}, 1, 0, 0, 20, MediaEnd::whole},
+        {u"cut.ogg"_s, {}, 0.5, 0, 0, 10, MediaEnd::cutOff},
+        {u"cut.opus"_s, {}, 0.5, 0, 0, 10, MediaEnd::cutOff},
         {u"cut.flac"_s, {}, 0.5, 0, 0, 10},
         {u"cut.mp3"_s, {}, 0.5, 0, 0, 10},
         {u"cut.m4a"_s, {u"-movflags"_s, u"faststart"_s}, 0.5, 0, 0, 10},
@@ -132,8 +145,37 @@ TEST(FileAudioSource, givesWhatCanBeReadOfADamagedFileAndSaysSo) {
         ASSERT_TRUE(test::wait(source.start(listener.consumer())));
         ASSERT_TRUE(test::eventually([&] { return ended; }));
         EXPECT_NEAR(source.position(), row.heard, 1.5);
-        EXPECT_EQ(source.isDamaged(), !row.name.startsWith(u"whole"_s) && !row.name.startsWith(u"bare"_s));
+        EXPECT_EQ(source.end(), row.end);
     }
+}
+
+TEST(FileAudioSource, tellsOfAnMp3ThatHoldsAnotherLengthThanItSays) {
+    const test::ScratchFolder folder;
+    folder.write(u"in.wav"_s, stereoFile(20));
+    ASSERT_EQ(test::Program({u"ffmpeg"_s, u"-v"_s, u"error"_s, u"-i"_s, folder.path(u"in.wav"_s),
+                             folder.path(u"in.mp3"_s)})
+                  .wait(),
+              0);
+    const QByteArray whole = folder.read(u"in.mp3"_s);
+    const qsizetype frames = std::max(whole.indexOf("Info"), whole.indexOf("Xing")) + 8;
+    const auto says = [&](double part) {
+        QByteArray bytes = whole;
+        const auto count = qFromBigEndian<quint32>(bytes.constData() + frames);
+        qToBigEndian(quint32(part * count), bytes.data() + frames);
+        folder.write(u"in.mp3"_s, bytes);
+        test::TestClock clock;
+        bool ended = false;
+        FileAudioSource source(
+            clock, folder.path(u"in.mp3"_s),
+            {.realTime = false, .channel = {}, .mayFeed = {}, .onEnd = [&] { ended = true; }});
+        EXPECT_TRUE(test::wait(source.start([](const AudioBuffer&) {})));
+        EXPECT_TRUE(test::eventually([&] { return ended; }));
+        EXPECT_NEAR(source.position(), 20, 0.2);
+        return source.end();
+    };
+    EXPECT_EQ(says(1), MediaEnd::whole);
+    EXPECT_EQ(says(2), MediaEnd::damaged);
+    EXPECT_EQ(says(0.5), MediaEnd::longer);
 }
 
 TEST(FileAudioSource, followsTheClockInRealTime) {

@@ -13,6 +13,18 @@
 namespace lumbro::speech {
 namespace {
 
+/// As many tensors as a tiny model has, each of one number.
+QByteArray tinyTensors() {
+    constexpr int count = 11 + (15 * 4) + (24 * 4);
+    const QByteArray tensor = QByteArray::fromHex(
+                                  "01000000"
+                                  "01000000"
+                                  "00000000"
+                                  "01000000") +
+                              "a" + QByteArray(4, '\0');
+    return tensor.repeated(count);
+}
+
 class ModelDownloadTest : public testing::Test {
   public:
     ModelDownloadTest() {
@@ -225,7 +237,12 @@ TEST_F(SpeechModelsTest, modelsAreImportedChosenAndRemoved) {
     const QString locale = u"en-US"_s;
     EXPECT_FALSE(models.inUse(locale));
     EXPECT_FALSE(test::wait(models.importFile(QStringLiteral(LUMBRO_SOURCE_DIR "/CMakeLists.txt"))));
-    const auto imported = test::wait(models.importFile(file));
+    const auto weightless = test::wait(models.importFile(file));
+    ASSERT_FALSE(weightless);
+    EXPECT_TRUE(weightless.error().message.contains(u"without its weights"_s));
+    EXPECT_FALSE(models.inUse(locale));
+    folder.write(u"own.bin"_s, readFile(file).value_or(QByteArray()) + tinyTensors());
+    const auto imported = test::wait(models.importFile(folder.path(u"own.bin"_s)));
     ASSERT_TRUE(imported);
     EXPECT_EQ(models.inUse(locale)->id, *imported);
     EXPECT_FALSE(models.inUse(u"de"_s)) << "an English model knows no German";

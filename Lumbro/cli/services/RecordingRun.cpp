@@ -61,6 +61,25 @@ Result<QString> deviceID(const QList<AudioDevice>& devices, const QString& wante
     return named.first();
 }
 
+/// What is to be told of a file that isn't what it says; else empty.
+QString endSentence(const FileAudioSource& file) {
+    const QString name = QFileInfo(file.file()).fileName();
+    const QString read = clockText(file.position());
+    switch (file.end()) {
+        case MediaEnd::damaged:
+            return u"“%1” is damaged: only %2 of %3 could be read."_s.arg(name, read,
+                                                                          clockText(file.duration()));
+        case MediaEnd::cutOff:
+            return u"“%1” was cut off: its end is missing, after %2."_s.arg(name, read);
+        case MediaEnd::longer:
+            return u"“%1” says that it is %2 long, but holds %3; all of that was taken."_s.arg(
+                name, clockText(file.duration()), read);
+        case MediaEnd::whole:
+            break;
+    }
+    return {};
+}
+
 }  // namespace
 
 QString commandOn(const QString& root) {
@@ -200,11 +219,9 @@ PlayPosition RecordingRun::played() const {
 QStringList RecordingRun::damages() const {
     QStringList sentences;
     for (const FileAudioSource* file : m_files) {
-        if (file->isDamaged()) {
-            sentences += u"“%1” is damaged: only %2 of %3 could be read."_s.arg(
-                QFileInfo(file->file()).fileName(), clockText(file->position()), clockText(file->duration()));
-        }
+        sentences += endSentence(*file);
     }
+    sentences.removeAll(QString());
     sentences.removeDuplicates();
     return sentences;
 }

@@ -45,7 +45,7 @@ class FileAudioSource::Worker {
     /// What the head of the file says. May be awaited beyond the worker's end.
     Task<Result<AudioFileInfo>> opened() { return opened(m_head); }
     double position() const { return m_position; }
-    bool isDamaged() const { return m_isDamaged; }
+    MediaEnd end() const { return m_end; }
 
     /// In real time: everything up to this moment of the file may be delivered.
     void grant(double seconds) {
@@ -78,7 +78,7 @@ class FileAudioSource::Worker {
     AudioFormat m_format;
     std::vector<float> m_channel;
     std::atomic<double> m_position = 0;
-    std::atomic<bool> m_isDamaged = false;
+    std::atomic<MediaEnd> m_end = MediaEnd::whole;
 
     std::mutex m_lock;
     std::condition_variable m_wake;
@@ -149,7 +149,7 @@ void FileAudioSource::Worker::run() {
     while (mayDeliver()) {
         const auto piece = m_reader.read();
         if (!piece) {
-            m_isDamaged = m_reader.isDamaged();
+            m_end = m_reader.end();
             m_onDone();
             return;
         }
@@ -249,8 +249,8 @@ double FileAudioSource::position() const {
     return m_private->worker ? m_private->worker->position() : 0;
 }
 
-bool FileAudioSource::isDamaged() const {
-    return m_private->worker && m_private->worker->isDamaged();
+MediaEnd FileAudioSource::end() const {
+    return m_private->worker ? m_private->worker->end() : MediaEnd::whole;
 }
 
 }  // namespace lumbro

@@ -2,6 +2,7 @@
 
 #include "LumbroCore/Clock.h"
 #include "platform/AudioSource.h"
+#include "recording/audio/MediaEnd.h"
 
 #include <QString>
 
@@ -55,9 +56,8 @@ class FileAudioSource final : public AudioSource {
     double duration() const;
     /// Seconds delivered so far. Any thread.
     double position() const;
-    /// Whether sound is missing from what was delivered, because the file is broken or cut off. Known at its
-    /// end, before `onEnd`.
-    bool isDamaged() const;
+    /// Known at the file's end, before `onEnd`; until then `whole`.
+    MediaEnd end() const;
 
   private:
     class Worker;

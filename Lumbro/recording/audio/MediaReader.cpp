@@ -38,6 +38,31 @@ qint64 wavDataSize(const QByteArray& address) {
     return 0;
 }
 
+/// Whether the last page of an Ogg file is there and says that it is the last.
+bool hasLastOggPage(const QByteArray& address) {
+    constexpr qint64 longestPage = 27 + 255 + (255 * 255);
+    constexpr qsizetype headSize = 27;
+    constexpr char endOfStream = 4;
+    QFile file(QFile::decodeName(address.mid(address.indexOf(':') + 1)));
+    if (!file.open(QIODevice::ReadOnly)) {
+        return true;
+    }
+    file.seek(std::max<qint64>(0, file.size() - (2 * longestPage)));
+    const QByteArray tail = file.readAll();
+    const qsizetype at = tail.lastIndexOf("OggS");
+    const QByteArrayView page = QByteArrayView(tail).sliced(std::max<qsizetype>(at, 0));
+    if (at < 0 || page.size() < headSize) {
+        return false;
+    }
+    const auto segments = static_cast<unsigned char>(page[headSize - 1]);
+    const QByteArrayView sizes = page.sliced(headSize, std::min<qsizetype>(segments, page.size() - headSize));
+    qsizetype whole = headSize + segments;
+    for (const char size : sizes) {
+        whole += static_cast<unsigned char>(size);
+    }
+    return whole <= page.size() && (page[5] & endOfStream) != 0;
+}
+
 }  // namespace
 
 struct MediaReader::Private {
@@ -245,9 +270,19 @@ double MediaReader::position() const {
     return m_private->decoded;
 }
 
-bool MediaReader::isDamaged() const {
+MediaEnd MediaReader::end() const {
     const Private& d = *m_private;
-    return d.failures > harmlessFailures || d.promised() > d.decoded + harmlessGap;
+    const double promised = d.promised();
+    if (d.failures > harmlessFailures || promised > d.decoded + harmlessGap) {
+        return MediaEnd::damaged;
+    }
+    const auto isOf = [&d](const char* format) { return qstrcmp(d.input->iformat->name, format) == 0; };
+    if (isOf("ogg") && !hasLastOggPage(d.input->url)) {
+        return MediaEnd::cutOff;
+    }
+    // Other formats may well leave the length open.
+    const bool isLonger = isOf("mp3") && promised > 0 && d.decoded > promised + harmlessGap;
+    return isLonger ? MediaEnd::longer : MediaEnd::whole;
 }
 
 std::optional<std::span<const float>> MediaReader::read() {

@@ -2,6 +2,7 @@
 
 #include "LumbroCore/Failure.h"
 #include "platform/AudioSource.h"
+#include "recording/audio/MediaEnd.h"
 
 #include <QString>
 
@@ -28,8 +29,8 @@ class MediaReader {
     double position() const;
     /// The next piece, valid until the next call; nothing at the end, or where nothing more can be read.
     std::optional<std::span<const float>> read();
-    /// Whether sound is missing from what was read, because the file is broken or cut off. After the end.
-    bool isDamaged() const;
+    /// After the last piece.
+    MediaEnd end() const;
 
   private:
     struct Private;
