@@ -9,6 +9,7 @@
 #include "cli/services/EngineRunCommand.h"
 #include "cli/services/MemoryUpdateCommands.h"
 #include "cli/services/PassCommands.h"
+#include "cli/services/PillTerminal.h"
 #include "cli/services/PrepCommand.h"
 #include "cli/services/RecordingCommands.h"
 #include "cli/services/SpeechCommands.h"
@@ -19,6 +20,7 @@
 #include <QTimer>
 
 #include <array>
+#include <memory>
 #include <string_view>
 
 namespace lumbro::cli {
@@ -59,9 +61,11 @@ int runInForeground(int& argc, char** argv) {
     if (const auto usable = checkLibrary(services.library().root(), LibraryUse::write); !usable) {
         return output.fail(usable.error());
     }
+    std::unique_ptr<PillTerminal> pill;
     // Said by the event loop, so not at all when another application is running.
-    QTimer::singleShot(0, &application, [&output, root = services.library().root()] {
+    QTimer::singleShot(0, &application, [&, root = services.library().root()] {
         output.say(u"Lumbro is running on %1; Ctrl-C ends it."_s.arg(root));
+        pill = std::make_unique<PillTerminal>(output, services);
     });
     return runApplication(services);
 }
