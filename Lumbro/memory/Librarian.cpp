@@ -1,6 +1,7 @@
 #include "memory/Librarian.h"
 
 #include "LumbroCore/AppLog.h"
+#include "LumbroCore/LockFile.h"
 #include "chats/formats/Redact.h"
 #include "library/CaptureFiles.h"
 #include "library/ContextLibrary.h"
@@ -8,6 +9,7 @@
 #include "memory/MemoryStore.h"
 #include "memory/formats/LibrarianPrompt.h"
 
+#include <QFileInfo>
 #include <QPointer>
 
 #include <algorithm>
@@ -18,6 +20,8 @@ namespace lumbro {
 namespace {
 
 constexpr int attempts = 2;
+const QString keptNote =
+    u" The agent's answer is kept, and the next pass takes it in without asking again."_s;
 constexpr qsizetype promisesOfSession = 2;
 constexpr qsizetype ideasOfSession = 1;
 
@@ -72,14 +76,29 @@ Librarian::Librarian(ContextLibrary& library, MemoryStore& memory, AgentProvider
 
 Librarian::~Librarian() = default;
 
-Task<Result<MemoryPass>> Librarian::run(CaptureRecord record, Cancel cancel) {
+Task<Result<MemoryPass>> Librarian::run(CaptureRecord record, Cancel cancel, Again again) {
+    // Until the pass ends, however the process ends.
+    const LockFile claim(record.path(u".memory.lock"_s));
+    if (!claim.isMine()) {
+        co_return MemoryPass{.captureID = record.id(), .isElsewhere = true};
+    }
     record = fresh(record).value_or(record);
+    std::optional<KeptReply> reply = KeptReply::of(record);
+    if (reply && !LibrarianOps::decode(reply->text)) {
+        reply.reset();
+    }
     const LibrarianInput input = LibrarianInput::of(record, m_library);
-    if (input.text.isEmpty()) {
+    const bool isRead =
+        record.meta.memorizedAt && again == Again::no && record.meta.kind != CaptureKind::session;
+    if (isRead || (!reply && input.text.isEmpty())) {
         if (input.through) {
             markRead(record, *input.through);
         }
         co_return MemoryPass{.captureID = record.id()};
+    }
+    if (!QFileInfo(record.folder).isWritable()) {
+        // Nobody would remember that it was read.
+        co_return fail(record.folder + u" can't be written, so the capture was not read."_s);
     }
     const QPointer<Librarian> alive(this);
     if (!cancel) {
@@ -87,14 +106,17 @@ Task<Result<MemoryPass>> Librarian::run(CaptureRecord record, Cancel cancel) {
     }
     const Busy busy(*this, record.id(), cancel);
     m_memory.reload(false);
-    Result<LibrarianOps> ops = co_await ask(request(record, input), std::move(cancel));
-    if (!ops) {
-        co_return std::unexpected(ops.error());
+    if (!reply) {
+        const Result<QString> answer = co_await ask(request(record, input), std::move(cancel));
+        if (!answer) {
+            co_return std::unexpected(answer.error());
+        }
+        if (!alive) {
+            co_return fail(FailureKind::cancelled, u"The memory pass was cancelled."_s);
+        }
+        reply = KeptReply{*answer, input.through};
     }
-    if (!alive) {
-        co_return fail(FailureKind::cancelled, u"The memory pass was cancelled."_s);
-    }
-    co_return co_await apply(record, *std::move(ops), input.through);
+    co_return co_await apply(std::move(record), *std::move(reply));
 }
 
 Task<MemoryCatchUp> Librarian::catchUp(std::function<void(const CaptureRecord&)> onBegin, Cancel cancel) {
@@ -104,14 +126,16 @@ Task<MemoryCatchUp> Librarian::catchUp(std::function<void(const CaptureRecord&)>
     for (const CaptureRecord& listed : records) {
         // Deleted or read meanwhile, perhaps by another process.
         const auto record = fresh(listed);
-        if (!record || record->meta.memorizedAt || m_reading.contains(listed.id())) {
+        if (!record || record->meta.memorizedAt) {
             continue;
         }
         if (onBegin) {
             onBegin(*record);
         }
         const Result<MemoryPass> pass = co_await run(*record, cancel);
-        if (pass) {
+        if (pass && pass->isElsewhere) {
+            result.elsewhere += listed.id();
+        } else if (pass) {
             result.passes += *pass;
         } else {
             result.misses += MemoryCatchUp::Miss{listed.id(), pass.error()};
@@ -173,17 +197,17 @@ AgentRequest Librarian::request(const CaptureRecord& record, const LibrarianInpu
     return request;
 }
 
-Task<Result<LibrarianOps>> Librarian::ask(AgentRequest request, Cancel cancel) {
+Task<Result<QString>> Librarian::ask(AgentRequest request, Cancel cancel) {
     const QPointer<Librarian> alive(this);
     for (int attempt = 1; attempt <= attempts; ++attempt) {
-        const Result<QString> reply = co_await m_agent.run(request, cancel);
+        Result<QString> reply = co_await m_agent.run(request, cancel);
         if (!reply) {
             AppLog::error(u"memory"_s,
                           u"librarian failed: "_s + Redact::secrets(reply.error().message.simplified()));
             co_return std::unexpected(reply.error());
         }
-        if (auto ops = LibrarianOps::decode(*reply)) {
-            co_return *std::move(ops);
+        if (LibrarianOps::decode(*reply)) {
+            co_return reply;
         }
         AppLog::error(u"memory"_s, u"unreadable JSON (attempt %1)"_s.arg(attempt));
         if (!alive) {
@@ -193,34 +217,34 @@ Task<Result<LibrarianOps>> Librarian::ask(AgentRequest request, Cancel cancel) {
     co_return fail(u"The agent's answer could not be read, so nothing was changed. Try again."_s);
 }
 
-Task<Result<MemoryPass>> Librarian::apply(CaptureRecord record, LibrarianOps ops,
-                                          std::optional<QDateTime> through) {
+Task<Result<MemoryPass>> Librarian::apply(CaptureRecord record, KeptReply reply) {
     const QPointer<Librarian> alive(this);
+    // First of all, so that nothing that happens from here on costs another question.
+    const bool isKept = fresh(record) && reply.keep(record);
     // Another process may have written while the model was thinking, and the title may have been found.
     m_memory.reload(false);
+    LibrarianOps ops = LibrarianOps::decode(reply.text).value_or(LibrarianOps());
     ReplyChanges changes;
     if (record.meta.kind == CaptureKind::session) {
         ops = sessionOps(std::move(ops), m_memory.projects(), changes);
     }
-    const Result<> applied = co_await m_memory.apply(ops, fresh(record).value_or(record), std::move(changes));
+    Result<> applied = co_await m_memory.apply(ops, fresh(record).value_or(record), std::move(changes));
+    if (alive && applied) {
+        applied = markMemorized(record, reply.through);
+    }
     if (!applied) {
-        // What is missing may be written by a later pass, which adds nothing twice.
-        co_return std::unexpected(applied.error());
+        Failure failure = applied.error();
+        failure.message += isKept ? keptNote : QString();
+        co_return std::unexpected(std::move(failure));
     }
     if (!alive) {
         co_return fail(FailureKind::cancelled, u"Lumbro was closed."_s);
     }
+    KeptReply::drop(record);
     AppLog::info(u"memory"_s, u"updated from %1: people=%2 promises=%3 ideas=%4"_s.arg(record.id())
                                   .arg(ops.people.size())
                                   .arg(ops.promises.size())
                                   .arg(ops.ideas.size()));
-    if (auto saved = fresh(record)) {
-        saved->meta.memorizedAt = m_clock.now();
-        if (through) {
-            saved->meta.sessionCursor = through;
-        }
-        [[maybe_unused]] const Result<> logged = m_library.save(*saved);
-    }
     co_return MemoryPass{.captureID = record.id(),
                          .updated = true,
                          .people = ops.people.size(),
@@ -228,6 +252,19 @@ Task<Result<MemoryPass>> Librarian::apply(CaptureRecord record, LibrarianOps ops
                          .promises = ops.promises.size(),
                          .closedPromises = ops.closedPromises.size(),
                          .ideas = ops.ideas.size()};
+}
+
+Result<> Librarian::markMemorized(const CaptureRecord& record, const std::optional<QDateTime>& through) {
+    auto saved = fresh(record);
+    if (!saved) {
+        // Deleted meanwhile.
+        return {};
+    }
+    saved->meta.memorizedAt = m_clock.now();
+    if (through && (!saved->meta.sessionCursor || *saved->meta.sessionCursor < *through)) {
+        saved->meta.sessionCursor = through;
+    }
+    return m_library.save(*saved);
 }
 
 void Librarian::markRead(const CaptureRecord& record, const QDateTime& through) {

@@ -4,6 +4,7 @@
 #include "LumbroCore/Failure.h"
 #include "LumbroCore/Task.h"
 #include "library/formats/CaptureMeta.h"
+#include "memory/KeptReply.h"
 #include "memory/MemoryPass.h"
 #include "memory/ReplyChanges.h"
 #include "memory/formats/LibrarianOps.h"
@@ -28,7 +29,9 @@ struct LibrarianInput;
 /// Turns finished captures, and what is new in a log of chats, into lasting memory: shows the model the
 /// capture and what is known, and has the store apply what it proposes. The model itself gets no tools and
 /// writes nothing. Every failure is logged; a capture that the model did not read, or of which something
-/// could not be written, stays unread for a later pass. Several passes may be under way at once. Main thread.
+/// could not be written, stays unread for a later pass. What the model replied is kept until it is written,
+/// so that no reply is asked for twice. Several passes may be under way at once, in other processes too, but
+/// one at a time for a capture. Main thread.
 class Librarian final : public QObject {
     Q_OBJECT
 
@@ -39,9 +42,11 @@ class Librarian final : public QObject {
     Librarian(ContextLibrary& library, MemoryStore& memory, AgentProvider& agent, Clock& clock);
     ~Librarian() override;
 
-    /// Reads one capture, whether or not it was read before. The handle may be none. A failure of the model
-    /// changes nothing; one of a file may leave the others changed.
-    Task<Result<MemoryPass>> run(CaptureRecord record, Cancel cancel = nullptr);
+    enum class Again { no, yes };
+    /// Reads one capture; one that was read before only with `Again::yes`, but what is new in a log of chats
+    /// in any case. The handle may be none. A failure of the model changes nothing; one of a file may leave
+    /// the others changed.
+    Task<Result<MemoryPass>> run(CaptureRecord record, Cancel cancel = nullptr, Again again = Again::no);
     /// Reads every finished capture that was never read, oldest first, one after the other; briefs and logs
     /// of chats are left out. Ends early when the agent cannot be used at all. `onBegin` is called before
     /// each that is tried, and may be empty.
@@ -61,8 +66,10 @@ class Librarian final : public QObject {
     class Busy;
 
     AgentRequest request(const CaptureRecord& record, const LibrarianInput& input) const;
-    Task<Result<LibrarianOps>> ask(AgentRequest request, Cancel cancel);
-    Task<Result<MemoryPass>> apply(CaptureRecord record, LibrarianOps ops, std::optional<QDateTime> through);
+    /// The reply, when `LibrarianOps` can be read from it.
+    Task<Result<QString>> ask(AgentRequest request, Cancel cancel);
+    Task<Result<MemoryPass>> apply(CaptureRecord record, KeptReply reply);
+    Result<> markMemorized(const CaptureRecord& record, const std::optional<QDateTime>& through);
     void markRead(const CaptureRecord& record, const QDateTime& through);
 
     ContextLibrary& m_library;

@@ -4,6 +4,7 @@
 
 #include <QList>
 #include <QString>
+#include <QStringList>
 
 namespace lumbro {
 
@@ -12,6 +13,8 @@ struct MemoryPass {
     QString captureID;
     /// False when there was too little to read, or nothing new.
     bool updated = false;
+    /// Another pass, perhaps of another process, is reading the capture just now.
+    bool isElsewhere = false;
     qsizetype people = 0;
     qsizetype projects = 0;
     qsizetype promises = 0;
@@ -31,6 +34,8 @@ struct MemoryCatchUp {
 
     QList<MemoryPass> passes;
     QList<Miss> misses;
+    /// Captures that another pass, perhaps of another process, is reading just now.
+    QStringList elsewhere;
 };
 
 }  // namespace lumbro

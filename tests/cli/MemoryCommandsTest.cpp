@@ -1,6 +1,7 @@
 #include "tests/cli/CommandLine.h"
 #include "tests/support/Wait.h"
 
+#include <array>
 #include <csignal>
 
 #include <gtest/gtest.h>
@@ -283,6 +284,38 @@ TEST_F(MemoryCommands, readACaptureIntoTheMemory) {
     EXPECT_EQ(caughtUp.status, 0) << qPrintable(caughtUp.errors);
     EXPECT_EQ(caughtUp.output, u"2 of 2 captures taken in.\n"_s);
     EXPECT_EQ(file(u"promises.md"_s).count("] reply"), 1);
+}
+
+TEST_F(MemoryCommands, payTheAgentOnceForACaptureThatTwoProcessesCatchUpOn) {
+    line.installAgent();
+    const QStringList ids{u"2026-03-02-0914-meeting"_s, u"2026-03-03-0914-meeting"_s,
+                          u"2026-03-04-0914-meeting"_s};
+    for (const QString& id : ids) {
+        line.addCapture(id, "Weekly " + id.toUtf8(), id.first(10).toUtf8() + "T08:14:00Z");
+        line.write(id, u"notes.md"_s, QByteArray("word ").repeated(20));
+    }
+    line.set(u"FAKE_AGENT_GATE"_s, line.home().path(u"gate"_s));
+    line.set(u"FAKE_AGENT_MEMORY"_s, uR"({"people":[{"name":"Ann Lee","timeline":"agreed"}]})"_s);
+    const auto runs = [this] { return line.home().read(u"agent.log"_s).count('\n'); };
+    std::array<QProcess, 2> processes;
+    for (size_t i = 0; i < processes.size(); ++i) {
+        processes.at(i).setProcessEnvironment(line.environment());
+        processes.at(i).start(CommandLine::program(), {u"memory"_s, u"catch-up"_s});
+        ASSERT_TRUE(eventually([&] { return runs() == qsizetype(i) + 1; })) << "it reads another capture";
+    }
+    const Finished third = line.run({u"memory"_s, u"update"_s, ids.first()});
+    EXPECT_EQ(third.status, 1);
+    EXPECT_TRUE(third.errors.contains(u"lumbro: Another process is reading "_s)) << qPrintable(third.errors);
+    line.home().write(u"gate"_s, "");
+    for (QProcess& process : processes) {
+        EXPECT_TRUE(process.waitForFinished(-1));
+        EXPECT_EQ(process.exitCode(), 0) << process.readAllStandardError().constData();
+    }
+    EXPECT_EQ(runs(), ids.size());
+    for (const QString& id : ids) {
+        EXPECT_EQ(file(u"people/ann-lee.md"_s).count("captures/" + id.toUtf8()), 1);
+    }
+    EXPECT_EQ(line.run({u"memory"_s, u"catch-up"_s}).errors, u"Every capture has been read already.\n"_s);
 }
 
 TEST_F(MemoryCommands, changeNothingWhenTheAgentGivesNoObject) {

@@ -173,15 +173,40 @@ TEST_F(LibrarianTest, readsACaptureAgainOfWhichSomethingCouldNotBeWritten) {
         ann.chopped(1) + uR"(,"ideas":[{"hook":"Why **tea** · now","angle":"it works"}]})"_s;
     const QString list = memory.root() + u"/promises.md"_s;
     ASSERT_TRUE(QFile::remove(list) && QDir().mkpath(list));
-    EXPECT_FALSE(pass(record, {answer})->has_value());
+    EXPECT_EQ(
+        pass(record, {answer})->error().message,
+        u"promises.md can't be read and was left as it is. The agent's answer is kept, and the next pass "
+        "takes it in without asking again."_s);
+    EXPECT_FALSE(pass(record, {})->has_value());
     EXPECT_FALSE(meta(record).memorizedAt.has_value());
     EXPECT_EQ(librarian.unread().size(), 1);
     ASSERT_TRUE(QDir().rmdir(list));
-    EXPECT_TRUE((*pass(record, {answer}))->updated);
+    EXPECT_TRUE((*pass(record, {}))->updated);
     EXPECT_TRUE(meta(record).memorizedAt.has_value());
+    EXPECT_FALSE((*pass(record, {}))->updated) << "it has been read";
+    EXPECT_EQ(QDir(record.folder).entryList(QDir::Files | QDir::Hidden),
+              (QStringList{u"meta.json"_s, u"transcript.json"_s, u"transcript.md"_s}));
     EXPECT_EQ(memory.promises().size(), 1);
     EXPECT_EQ(memory.ideas().size(), 1);
     EXPECT_EQ(memory.people().first().timeline.size(), 1);
+}
+
+TEST_F(LibrarianTest, goesOnInALogFromTheReplyThatWasKept) {
+    const QString many = QStringList(20, u"word"_s).join(u' ');
+    const CaptureRecord record = session({entry(1, many)});
+    const QString list = memory.root() + u"/promises.md"_s;
+    ASSERT_TRUE(QFile::remove(list) && QDir().mkpath(list));
+    EXPECT_FALSE(pass(record, {ann})->has_value());
+    EXPECT_FALSE(meta(record).sessionCursor.has_value());
+    writeEntries(record, {entry(1, many), entry(2, many)});
+    ASSERT_TRUE(QDir().rmdir(list));
+    EXPECT_TRUE((*pass(record, {}))->updated);
+    EXPECT_EQ(memory.promises().size(), 1);
+    EXPECT_TRUE((*pass(record, {u"{}"_s}))->updated) << "what came later is asked for";
+    EXPECT_EQ(meta(record).sessionCursor, record.meta.startedAt.addSecs(3602));
+
+    scratch.write(u"library/captures/%1/memory-reply.json"_s.arg(record.id()), R"({"reply":"no"})");
+    EXPECT_FALSE((*pass(record, {}))->updated);
 }
 
 TEST_F(LibrarianTest, losesNothingOfTwoPassesAtOnce) {

@@ -49,6 +49,9 @@ QJsonArray catchUpJson(const MemoryCatchUp& result) {
         array += QJsonObject{
             {u"capture"_s, miss.captureID}, {u"updated"_s, false}, {u"error"_s, miss.failure.message}};
     }
+    for (const QString& id : result.elsewhere) {
+        array += QJsonObject{{u"capture"_s, id}, {u"updated"_s, false}, {u"elsewhere"_s, true}};
+    }
     return array;
 }
 
@@ -118,12 +121,17 @@ Task<int> memoryUpdate(CommandContext context) {
         co_return output.fail(opened.error());
     }
     run.steps().begin(u"Reading %1 into the memory…"_s.arg(quoted(*record)));
-    const auto pass = co_await run.librarian().run(*record, run.cancel());
+    const auto pass = co_await run.librarian().run(*record, run.cancel(), Librarian::Again::yes);
     run.steps().end();
     if (!pass) {
         const bool cancelled = pass.error().kind == FailureKind::cancelled;
         co_return cancelled ? output.fail(u"The run was cancelled; nothing was changed."_s)
                             : output.fail(pass.error());
+    }
+    if (pass->isElsewhere) {
+        co_return output.fail(
+            u"Another process is reading %1 into the memory just now; wait until it is done."_s.arg(
+                quoted(*record)));
     }
     if (context.arguments.wantsJson()) {
         output.printJson(passJson(*pass));
@@ -159,6 +167,10 @@ Task<int> memoryCatchUp(CommandContext context) {
         output.printLine(
             u"%1 of %2 taken in."_s.arg(updated).arg(counted(count, u"capture"_s, u"captures"_s)));
         sayMisses(output, result);
+        if (!result.elsewhere.isEmpty()) {
+            output.say(u"%1 being read by another process just now."_s.arg(
+                counted(result.elsewhere.size(), u"capture is"_s, u"captures are"_s)));
+        }
     }
     co_return result.misses.isEmpty() ? 0 : 1;
 }
