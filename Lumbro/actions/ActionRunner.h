@@ -50,6 +50,8 @@ class ActionRunner final : public QObject {
     const QList<ActionRun>& runs() const { return m_runs; }
     /// The run, or nothing.
     std::optional<ActionRun> run(const QString& id) const;
+    /// The run is queued or running in this process.
+    bool isOurs(const QString& id) const { return m_locks.contains(id); }
     /// Some run is queued or running, here or in another process.
     bool hasActive() const;
     /// The newest run of this content to this connector.
@@ -80,7 +82,6 @@ class ActionRunner final : public QObject {
     using Handle = std::shared_ptr<CancellationHandle>;
 
     ActionRun make(const Connector& connector, const ActionRequest& request, const QString& key) const;
-    bool isOurs(const QString& id) const { return m_locks.contains(id); }
     void show(QList<ActionRun> runs);
     /// Runs of other processes as they really stand.
     QStringList settle(QList<ActionRun>& runs) const;

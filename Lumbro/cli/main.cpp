@@ -8,6 +8,7 @@
 #include "cli/McpCommand.h"
 #include "cli/MemoryCommands.h"
 #include "cli/PromiseCommands.h"
+#include "cli/RunCommands.h"
 #include "cli/Runner.h"
 #include "cli/SearchCommand.h"
 #include "cli/SettingsCommands.h"
@@ -63,6 +64,10 @@ constexpr std::array entries{
     CommandEntry{"memory", memoryIndex},
     CommandEntry{"memory index", memoryIndex},
     CommandEntry{"chats read", chatsRead},
+    CommandEntry{"runs", runs},
+    CommandEntry{"runs show", runsShow},
+    CommandEntry{"runs stop", runsStop},
+    CommandEntry{"runs open", runsOpen},
     CommandEntry{"search", search},
     CommandEntry{"mcp", mcp},
     CommandEntry{"settings", settingsList},

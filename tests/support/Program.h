@@ -33,6 +33,7 @@ class Program {
     Program& operator=(const Program&) = delete;
 
     bool isStarted() const { return m_process > 0; }
+    pid_t id() const { return m_process; }
     /// Blocks until it ends and gives its exit status, or 128 and the signal that ended it. Nothing when it
     /// did not end within the bound or never started.
     std::optional<int> wait(std::chrono::milliseconds bound = std::chrono::minutes(1));

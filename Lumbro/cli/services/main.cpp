@@ -4,6 +4,7 @@
 #include "cli/Runner.h"
 #include "cli/services/AskCommand.h"
 #include "cli/services/ChatImportCommand.h"
+#include "cli/services/ConnectorCommands.h"
 #include "cli/services/DeviceCommands.h"
 #include "cli/services/DoctorCommand.h"
 #include "cli/services/EngineRunCommand.h"
@@ -12,6 +13,7 @@
 #include "cli/services/PillTerminal.h"
 #include "cli/services/PrepCommand.h"
 #include "cli/services/RecordingCommands.h"
+#include "cli/services/SendCommand.h"
 #include "cli/services/SpeechCommands.h"
 #include "cli/services/SpeechSetting.h"
 #include "library/ContextLibrary.h"
@@ -33,6 +35,10 @@ constexpr std::array entries{
     CommandEntry{"demo", demo},
     CommandEntry{"engine-run", engineRun},
     CommandEntry{"ask", ask},
+    CommandEntry{"connectors", connectors},
+    CommandEntry{"connectors refresh", connectors},
+    CommandEntry{"send", send},
+    CommandEntry{"runs retry", runsRetry},
     CommandEntry{"prep", prepCommand},
     CommandEntry{"remind", remind},
     CommandEntry{"ideas today", ideasToday},

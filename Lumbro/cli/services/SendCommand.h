@@ -1,0 +1,12 @@
+#pragma once
+
+#include "cli/Runner.h"
+
+namespace lumbro::cli {
+
+/// `send CONNECTOR --from PLACE`: has the agent do something in a connected app, and waits for its end.
+Task<int> send(CommandContext context);
+/// `runs retry ID`: sends the same work again.
+Task<int> runsRetry(CommandContext context);
+
+}  // namespace lumbro::cli
