@@ -125,9 +125,13 @@ int printAdded(const CommandContext& context, const EventDraft& draft, const QSt
     if (!item.path.isEmpty()) {
         output.say(output.styledError(Output::clean(item.path), Look::dim));
     }
-    if (!added.existed && !draft.emails().isEmpty()) {
-        output.say(u"Then email them the time: lumbro mail draft --invite --from %1"_s.arg(
-            Output::clean(*context.arguments.value("from"))));
+    if (!clashes.isEmpty() && context.arguments.has("yes")) {
+        output.say(Output::clean(u"Clashes with "_s + clashes.join(u", "_s)));
+    }
+    const QString from = *context.arguments.value("from");
+    if (!added.existed && from != u"-" && !draft.emails().isEmpty()) {
+        output.say(
+            u"Then email them the time: lumbro mail draft --invite --from %1"_s.arg(Output::clean(from)));
     }
     return 0;
 }

@@ -1,0 +1,221 @@
+#include "LumbroCore/Dates.h"
+#include "tests/cli/CommandLine.h"
+#include "tests/support/Khal.h"
+
+#include <QSet>
+
+#include <gtest/gtest.h>
+
+using namespace lumbro;
+using test::CommandLine;
+
+namespace {
+
+/// A user in Berlin without a desktop, on the morning of Friday, March 27, 2026: on Sunday the clocks change.
+struct CalendarCommands : testing::Test {
+    CalendarCommands() {
+        lumbro.set(u"TZ"_s, u"Europe/Berlin"_s);
+        lumbro.set(u"LUMBRO_NOW"_s, u"2026-03-27T07:10:00"_s);
+        lumbro.set(u"DISPLAY"_s, {});
+        lumbro.set(u"WAYLAND_DISPLAY"_s, {});
+        lumbro.home().write(u"text.md"_s,
+                            "- [ ] Me — send deck (due 2026-03-31)\n- [ ] Dana: review (Friday)\n"
+                            "- [x] Me — done\n");
+        lumbro.home().write(u"event.md"_s,
+                            "**Event:** Budget; round 2\n**When:** 2026-03-30 10:00\n"
+                            "**Length:** 1.5 hours\n**With:** Dana Kim <dana@example.org>\n");
+    }
+
+    /// The command with a file of the home as its standard input.
+    test::Finished run(const QStringList& arguments, const QString& input) const {
+        QProcess process;
+        process.setProcessEnvironment(lumbro.environment());
+        process.setStandardInputFile(lumbro.home().path(input));
+        process.start(CommandLine::program(), arguments);
+        process.waitForFinished(-1);
+        return {process.exitCode(), QString::fromUtf8(process.readAllStandardOutput()),
+                QString::fromUtf8(process.readAllStandardError())};
+    }
+    QString calendars() const { return lumbro.home().path(u".calendars"_s); }
+    void putEvent(const QString& name, const QByteArray& lines) const {
+        lumbro.home().write(u".calendars/work/%1.ics"_s.arg(name),
+                            "BEGIN:VCALENDAR\r\nVERSION:2.0\r\nPRODID:-//made//EN\r\nBEGIN:VEVENT\r\n"
+                            "DTSTAMP:20260101T000000Z\r\nUID:" +
+                                name.toUtf8() + "\r\nSUMMARY:" + name.toUtf8() + "\r\n" + lines +
+                                "END:VEVENT\r\nEND:VCALENDAR\r\n");
+    }
+    void answer(const QByteArray& text, const QByteArray& action) const {
+        lumbro.home().write(u"Quillet/asks/2026-03-26-1000-budget.md"_s,
+                            "# Budget\n\n### Me · 2026-03-26T09:00:00Z\nBook it\n### Lumbro\n" + text +
+                                "\nACTION: " + action + "\nSOURCES: people/dana-kim.md\n");
+        lumbro.home().write(u"Quillet/memory/people/dana-kim.md"_s,
+                            "---\nname: Dana Kim\nemail: dana@example.org\n---\n# Dana Kim\n");
+    }
+
+    CommandLine lumbro;
+};
+
+TEST_F(CalendarCommands, tasksOpenInTodoman) {
+    EXPECT_EQ(run({u"tasks"_s, u"add"_s, u"--from"_s, u"-"_s}, u"text.md"_s).status, 1);
+    EXPECT_FALSE(lumbro.home().has(u".calendars"_s));
+    const auto dry = run({u"tasks"_s, u"add"_s, u"--from=-"_s, u"--dry-run"_s, u"--json"_s}, u"text.md"_s);
+    const QJsonArray drafts = dry.object()[u"items"_s].toArray();
+    ASSERT_EQ(drafts.size(), 2);
+    EXPECT_EQ(drafts[1].toObject()[u"due"_s].toString(), u"2026-04-03");
+    EXPECT_FALSE(drafts[1].toObject()[u"include"_s].toBool());
+    const auto mine = run({u"tasks"_s, u"add"_s, u"--from=-"_s, u"--yes"_s, u"--json"_s}, u"text.md"_s);
+    EXPECT_EQ(mine.object()[u"added"_s].toInt(), 1);
+    EXPECT_TRUE(QFile::exists(mine.object()[u"items"_s].toArray()[0].toObject()[u"path"_s].toString()));
+    EXPECT_EQ(run({u"tasks"_s, u"add"_s, u"--from=-"_s, u"--yes"_s, u"--all"_s}, u"text.md"_s).status, 0);
+    if (!test::Khal::hasTodoman()) {
+        GTEST_SKIP() << "todoman is not installed";
+    }
+    EXPECT_EQ(test::Khal(calendars(), lumbro.home().path(u"other"_s)).tasks(),
+              (QStringList{u"Lumbro|2026-03-31|send deck"_s, u"Lumbro|2026-03-31|send deck"_s,
+                           u"Lumbro|2026-04-03|review"_s}));
+}
+
+TEST_F(CalendarCommands, anEventOpensInKhalAndIsAddedOnce) {
+    putEvent(u"other"_s, "DTSTART;TZID=Europe/Berlin:20260330T110000\r\nDURATION:PT1H\r\n");
+    EXPECT_EQ(run({u"event"_s, u"add"_s, u"--from"_s, u"-"_s}, u"event.md"_s).status, 1);
+    const auto added = run({u"event"_s, u"add"_s, u"--from"_s, u"-"_s, u"-y"_s, u"--json"_s}, u"event.md"_s);
+    EXPECT_EQ(added.object()[u"result"_s].toString(), u"added");
+    EXPECT_EQ(added.object()[u"clashes"_s].toArray(), QJsonArray{u"other"_s});
+    const auto again = run({u"event"_s, u"add"_s, u"--from"_s, u"-"_s, u"-y"_s, u"--json"_s}, u"event.md"_s);
+    EXPECT_EQ(again.object()[u"result"_s].toString(), u"exists");
+    EXPECT_EQ(again.object()[u"id"_s], added.object()[u"id"_s]);
+    EXPECT_EQ(again.object()[u"path"_s], added.object()[u"path"_s]);
+    if (!test::Khal::hasKhal()) {
+        GTEST_SKIP() << "khal is not installed";
+    }
+    const test::Khal khal(calendars(), lumbro.home().path(u"other"_s));
+    EXPECT_EQ(khal.events(QDate(2026, 3, 30), QDate(2026, 3, 31)),
+              (QStringList{u"2026-03-30 10:00|2026-03-30 11:30|Budget; round 2"_s,
+                           u"2026-03-30 11:00|2026-03-30 12:00|other"_s}));
+}
+
+TEST_F(CalendarCommands, freeTimesStandBetweenWhatKhalLists) {
+    if (!test::Khal::hasKhal()) {
+        GTEST_SKIP() << "khal is not installed";
+    }
+    putEvent(u"weekly"_s,
+             "DTSTART;TZID=Europe/Berlin:20260105T093000\r\nDURATION:PT45M\r\n"
+             "RRULE:FREQ=WEEKLY;BYDAY=MO,WE,FR\r\nEXDATE;TZID=Europe/Berlin:20260401T093000\r\n");
+    putEvent(u"overseas"_s,
+             "DTSTART;TZID=America/New_York:20260302T090000\r\nDURATION:PT1H\r\n"
+             "RRULE:FREQ=DAILY\r\n");
+    putEvent(u"universal"_s, "DTSTART:20260327T100000Z\r\nDURATION:PT70M\r\nRRULE:FREQ=DAILY\r\n");
+    putEvent(u"days"_s, "DTSTART;VALUE=DATE:20260331\r\n");
+    // From 9:00 to 17:00 by minutes.
+    QMap<QDate, QList<bool>> isBusy;
+    for (const QDate& day :
+         {QDate(2026, 3, 27), QDate(2026, 3, 30), QDate(2026, 3, 31), QDate(2026, 4, 1), QDate(2026, 4, 2)}) {
+        isBusy[day] = QList<bool>(480, false);
+    }
+    const test::Khal khal(calendars(), lumbro.home().path(u"other"_s));
+    for (const QString& line : khal.events(QDate(2026, 3, 27), QDate(2026, 4, 3))) {
+        const QString form = u"yyyy-MM-dd HH:mm"_s;
+        const auto start = QDateTime::fromString(line.section(u'|', 0, 0), form);
+        const auto end = QDateTime::fromString(line.section(u'|', 1, 1), form);
+        for (QDateTime minute = start; minute.isValid() && minute < end; minute = minute.addSecs(60)) {
+            const int at = minute.time().hour() * 60 + minute.time().minute() - 540;
+            if (isBusy.contains(minute.date()) && at >= 0 && at < 480) {
+                isBusy[minute.date()][at] = true;
+            }
+        }
+    }
+    QStringList expected;
+    for (const auto& [day, busy] : isBusy.asKeyValueRange()) {
+        for (qsizetype from = busy.indexOf(false); from >= 0;) {
+            const qsizetype next = busy.indexOf(true, from);
+            const qsizetype to = next < 0 ? 480 : next;
+            if (to - from >= 30) {
+                expected += dates::iso(QDateTime(day, QTime(9, 0)).addSecs(from * 60)) + u'|' +
+                            dates::iso(QDateTime(day, QTime(9, 0)).addSecs(to * 60));
+            }
+            from = next < 0 ? -1 : busy.indexOf(false, next);
+        }
+    }
+    QStringList found;
+    const QJsonObject json = lumbro.run({u"free-times"_s, u"--json"_s}).object();
+    for (const auto& each : json[u"intervals"_s].toArray()) {
+        found += each.toObject()[u"start"_s].toString() + u'|' + each.toObject()[u"end"_s].toString();
+    }
+    EXPECT_GT(found.size(), 8);
+    EXPECT_EQ(found, expected);
+    EXPECT_TRUE(json[u"context"_s].toString().contains(
+        u"\n- 2026-03-30 Mon: 09:00–09:30, 10:15–12:00, 13:10–15:00, 16:00–17:00\n"));
+}
+
+TEST_F(CalendarCommands, anAnswerBecomesWhatItWasPreparedFor) {
+    answer("**Event:** Call\n**When:** 2026-03-30 09:00\n**With:** Dana Kim <dana@example.org>", "calendar");
+    const auto invitation = lumbro.run(
+        {u"mail"_s, u"draft"_s, u"--from"_s, u"ask:last"_s, u"--invite"_s, u"--dry-run"_s, u"--json"_s});
+    EXPECT_EQ(invitation.object()[u"to"_s].toArray(), QJsonArray{u"dana@example.org"_s});
+    EXPECT_TRUE(invitation.object()[u"body"_s].toString().startsWith(
+        u"Hi Dana,\n\nDoes Monday, March 30 at 9:00 AM"));
+    const auto event =
+        lumbro.run({u"event"_s, u"add"_s, u"--from"_s, u"ask:2026-03-26"_s, u"--yes"_s, u"--json"_s});
+    const QByteArray file = readFile(event.object()[u"path"_s].toString()).value_or(QByteArray());
+    EXPECT_TRUE(
+        file.contains("DESCRIPTION:With: Dana Kim <dana@example.org>\\nBooked by Lumbro: Book it\r\n"));
+    answer("- [ ] Me — call Dana (due Monday)", "reminders");
+    const auto task = lumbro.run({u"tasks"_s, u"add"_s, u"--from"_s, u"ask:last"_s, u"--yes"_s, u"--json"_s});
+    ASSERT_EQ(task.status, 0) << task.errors.toStdString();
+    const QJsonObject item = task.object()[u"items"_s].toArray()[0].toObject();
+    EXPECT_EQ(item[u"due"_s].toString(), u"2026-03-30");
+    EXPECT_TRUE(readFile(item[u"path"_s].toString())->contains("DESCRIPTION:From Ask Lumbro: Book it\r\n"));
+}
+
+TEST_F(CalendarCommands, aMailOpensInTheDesktopsProgram) {
+    answer("**Subject:** Numbers & facts\n\nDear Dana,\n100 % of them.", "mail");
+    const QStringList command{u"mail"_s, u"draft"_s, u"--from"_s, u"ask:last"_s, u"--json"_s};
+    const auto without = lumbro.run(command);
+    EXPECT_EQ(without.status, 1);
+    EXPECT_EQ(without.object()[u"opened"_s], QJsonValue(false));
+    EXPECT_EQ(without.object()[u"to"_s].toArray(), QJsonArray{u"dana@example.org"_s});
+    const QString opener = lumbro.home().path(u"bin/xdg-email"_s);
+    lumbro.home().write(u"bin/xdg-email"_s, "#!/bin/sh\nprintf '%s' \"$1\" > \"$HOME/opened\"\n");
+    QFile::setPermissions(opener, QFile::ReadOwner | QFile::ExeOwner);
+    lumbro.set(u"PATH"_s, lumbro.home().path(u"bin"_s) + u':' + qEnvironmentVariable("PATH"));
+    lumbro.set(u"DISPLAY"_s, u":99"_s);
+    const auto with = lumbro.run(command);
+    EXPECT_EQ(with.status, 0);
+    EXPECT_EQ(with.object()[u"opened"_s], QJsonValue(true));
+    EXPECT_EQ(lumbro.home().read(u"opened"_s),
+              "mailto:dana@example.org?subject=Numbers%20%26%20facts&body="
+              "Dear%20Dana%2C%0D%0A100%20%25%20of%20them.");
+    // An argument may have at most 128 KiB.
+    answer("**Subject:** Long\n\n" + QByteArray("ü word ").repeated(40'000), "mail");
+    EXPECT_EQ(lumbro.run(command).status, 0);
+    EXPECT_GT(lumbro.home().read(u"opened"_s).size(), 100 * 1024);
+}
+
+TEST_F(CalendarCommands, aCapturesResultsAndNotesAreLookedThrough) {
+    lumbro.addCapture(u"2026-03-26-1000-meeting"_s, "Sync", "2026-03-26T09:00:00Z");
+    lumbro.write(u"2026-03-26-1000-meeting"_s, u"notes.md"_s, "- [ ] mine (due tomorrow)\n");
+    lumbro.write(u"2026-03-26-1000-meeting"_s, u"handoffs/followup.md"_s, "**Subject:** After\n\nDear all\n");
+    const auto tasks =
+        lumbro.run({u"tasks"_s, u"add"_s, u"--from"_s, u"capture:last"_s, u"--yes"_s, u"--json"_s}).object();
+    const QJsonObject item = tasks[u"items"_s].toArray()[0].toObject();
+    EXPECT_EQ(item[u"due"_s].toString(), u"2026-03-27");
+    EXPECT_TRUE(readFile(item[u"path"_s].toString())
+                    ->contains("DESCRIPTION:From Lumbro: Sync\\, Mar 26\\, 2026\r\n"));
+    const auto mail =
+        lumbro.run({u"mail"_s, u"draft"_s, u"--from=capture:last"_s, u"--dry-run"_s, u"--json"_s});
+    EXPECT_EQ(mail.object()[u"subject"_s].toString(), u"After");
+    EXPECT_EQ(lumbro.run({u"event"_s, u"add"_s, u"--from=capture:last"_s, u"--yes"_s}).status, 1);
+}
+
+TEST_F(CalendarCommands, wrongUsageIsTold) {
+    EXPECT_EQ(lumbro.run({u"tasks"_s, u"add"_s}).status, 2);
+    EXPECT_EQ(lumbro.run({u"event"_s, u"add"_s, u"--from"_s, u"meeting"_s}).status, 2);
+    EXPECT_EQ(lumbro.run({u"free-times"_s, u"--days"_s, u"0"_s}).status, 2);
+    const auto none = lumbro.run({u"free-times"_s});
+    EXPECT_EQ(none.status, 0);
+    EXPECT_TRUE(none.output.isEmpty());
+    EXPECT_TRUE(none.errors.contains(u"calendarFolder"));
+    EXPECT_FALSE(lumbro.home().has(u".calendars"_s));
+}
+
+}  // namespace
