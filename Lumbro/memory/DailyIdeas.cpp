@@ -57,7 +57,7 @@ std::optional<QList<ReplyItem>> decoded(const QString& text) {
         return std::nullopt;
     }
     QList<ReplyItem> items;
-    for (const QJsonValue& value : ideas.toArray()) {
+    for (const auto& value : ideas.toArray()) {
         const QJsonObject item = value.toObject();
         const auto angle = optionalText(item.value(u"angle"_s));
         const auto capture = optionalText(item.value(u"capture"_s));
