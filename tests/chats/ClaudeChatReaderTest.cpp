@@ -75,8 +75,10 @@ TEST_F(ClaudeChatReaderTest, aTurnIsWhatWasAskedAndTheLastAnswer) {
         line(assistant({text(u"before anything was asked"_s)})) + line(user(u"first"_s)) +
         line(assistant({text(u"an answer"_s), tool()})) +
         line(user(QJsonArray{QJsonObject{{u"type"_s, u"tool_result"_s}}})) +
-        line(assistant({text(u"the last"_s), text(u"answer"_s)})) + line(assistant({text(u"  \n"_s)})) +
-        line(assistant({text(u"of a subagent"_s)}, true)) + line(assistant({tool()})) +
+        R"({"type":"user","message":{"content":[{"type":"tool_result"},{"type":"text","text":"no"}]}})" +
+        '\n' + line(assistant({text(u"the last"_s), text(u"answer"_s)})) +
+        line(assistant({text(u"  \n"_s)})) + line(assistant({text(u"of a subagent"_s)}, true)) +
+        line(assistant({tool()})) +
         line(user(u"second"_s, {{u"uuid"_s, u"u2"_s}, {u"timestamp"_s, u"2026-03-02T10:05:00Z"_s}})));
     ASSERT_EQ(entries.size(), 2);
     const SessionEntry expected{.id = u"u1"_s,

@@ -6,6 +6,7 @@
 #include "chats/formats/JsonScanner.h"
 
 #include <QByteArray>
+#include <QByteArrayView>
 #include <QStringList>
 
 #include <utility>
@@ -53,7 +54,7 @@ std::optional<QString> field(JsonScanner& scanner) {
 std::optional<QString> textBlock(JsonScanner& scanner) {
     std::optional<QString> type;
     std::optional<QString> text;
-    const bool isObject = scanner.members([&](const QByteArray& key) {
+    const bool isObject = scanner.members([&](QByteArrayView key) {
         if (key == "type") {
             type = field(scanner);
         } else if (key == "text") {
@@ -91,7 +92,7 @@ Content content(JsonScanner& scanner) {
 
 Content messageContent(JsonScanner& scanner) {
     Content result;
-    const bool isObject = scanner.members([&](const QByteArray& key) {
+    const bool isObject = scanner.members([&](QByteArrayView key) {
         if (key == "content") {
             result = content(scanner);
         } else {
@@ -106,7 +107,7 @@ Content messageContent(JsonScanner& scanner) {
 
 std::optional<QString> originKind(JsonScanner& scanner) {
     std::optional<QString> kind;
-    const bool isObject = scanner.members([&](const QByteArray& key) {
+    const bool isObject = scanner.members([&](QByteArrayView key) {
         if (key == "kind") {
             kind = field(scanner);
         } else {
@@ -164,12 +165,12 @@ struct Members {
     Content content;
     Titles titles;
 
-    void takeOfAnswer(JsonScanner& scanner, const QByteArray& key);
-    void take(JsonScanner& scanner, const QByteArray& key);
+    void takeOfAnswer(JsonScanner& scanner, QByteArrayView key);
+    void take(JsonScanner& scanner, QByteArrayView key);
     ChatLine finished() &&;
 };
 
-void Members::takeOfAnswer(JsonScanner& scanner, const QByteArray& key) {
+void Members::takeOfAnswer(JsonScanner& scanner, QByteArrayView key) {
     if (key == "type") {
         line.type = lineType(field(scanner).value_or(QString()));
     } else if (key == "isSidechain") {
@@ -181,7 +182,7 @@ void Members::takeOfAnswer(JsonScanner& scanner, const QByteArray& key) {
     }
 }
 
-void Members::take(JsonScanner& scanner, const QByteArray& key) {
+void Members::take(JsonScanner& scanner, QByteArrayView key) {
     const auto text = [&] { return field(scanner).value_or(QString()); };
     if (key == "uuid") {
         line.id = text();
@@ -231,7 +232,7 @@ std::optional<ChatLine> ChatLine::parse(QByteArrayView bytes, Part part) {
     JsonScanner scanner(bytes);
     Members members;
     const auto take = part == Part::answer ? &Members::takeOfAnswer : &Members::take;
-    const bool isObject = scanner.members([&](const QByteArray& key) { (members.*take)(scanner, key); });
+    const bool isObject = scanner.members([&](QByteArrayView key) { (members.*take)(scanner, key); });
     if (!isObject || !scanner.isDone()) {
         return std::nullopt;
     }

@@ -104,7 +104,8 @@ Skip bestSkip() {
 
 }  // namespace
 
-void LineMarks::take(const char* at) {
+/// `line` is where the line begins, or null when that is no longer known.
+void LineMarks::take(const char* line, const char* at) {
     constexpr std::string_view type = "\"type\":\"";
     if (*at == '-') {
         title = title || startsWith(at, "-title\"");
@@ -113,27 +114,41 @@ void LineMarks::take(const char* at) {
         user = user || startsWith(word, "user\"");
         assistant = assistant || startsWith(word, "assistant\"");
         text = text || startsWith(word, "text\"");
+        // Before any other bracket it is the line's own.
+        const bool isOwn = !m_isTyped && line != nullptr && at > line &&
+                           std::memchr(line + 1, '{', size_t(at - line - 1)) == nullptr;
+        m_isUser = m_isUser || (isOwn && user);
+        m_isTyped = true;
     } else {
         toolResult = toolResult || startsWith(at, "\"tool_result\"");
     }
+    // What a tool gave is most of a transcript.
+    m_isOver = m_isUser && toolResult && !title;
 }
 
 qsizetype LineMarks::search(const char* data, qsizetype from, qsizetype to) {
     static const Skip skip = bestSkip();
+    const char* const line = m_isBegun ? nullptr : data + from;
+    m_isBegun = true;
+    qsizetype last = from;
+    qsizetype at = from;
     uint64_t found = 0;
-    for (qsizetype at = skip(data, from, to, found); at < to; at = skip(data, at + width, to, found)) {
-        for (; found != 0; found &= found - 1) {
-            const qsizetype place = at + std::countr_zero(found);
-            if (place >= to) {
-                break;
+    while (!m_isOver && (at = skip(data, at, to, found)) < to) {
+        for (; found != 0 && !m_isOver; found &= found - 1) {
+            last = at + std::countr_zero(found);
+            if (last >= to) {
+                return to;
             }
-            if (data[place] == '\n') {
-                return place;
+            if (data[last] == '\n') {
+                return last;
             }
-            take(data + place);
+            take(line, data + last);
         }
+        at += width;
     }
-    return to;
+    const void* const end =
+        m_isOver && last < to ? std::memchr(data + last, '\n', size_t(to - last)) : nullptr;
+    return end == nullptr ? to : static_cast<const char*>(end) - data;
 }
 
 }  // namespace lumbro

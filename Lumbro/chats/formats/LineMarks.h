@@ -30,7 +30,15 @@ struct LineMarks {
     qsizetype search(const char* data, qsizetype from, qsizetype to);
 
   private:
-    void take(const char* at);
+    void take(const char* line, const char* at);
+
+    /// The line's beginning has been searched.
+    bool m_isBegun = false;
+    /// The type of the line itself has been seen.
+    bool m_isTyped = false;
+    bool m_isUser = false;
+    /// Nothing that may follow makes the line one to be read.
+    bool m_isOver = false;
 };
 
 }  // namespace lumbro
