@@ -59,6 +59,12 @@ constexpr std::array promiseOptions{
 constexpr OptionInfo fromOption{"from", "SOURCE", "capture:ID, ask:ID, or - for standard input"};
 constexpr OptionInfo yesOption{"yes", "", "don't ask on the terminal", 'y'};
 constexpr OptionInfo dryRunOption{"dry-run", "", "only show what was understood"};
+constexpr std::array sendOptions{
+    fromOption,
+    OptionInfo{"instruction", "TEXT", "what to do with it; default by the app"},
+    yesOption,
+};
+constexpr std::array retryOptions{yesOption};
 constexpr std::array tasksAddOptions{
     fromOption,
     OptionInfo{"all", "", "also tasks of others"},
@@ -89,6 +95,9 @@ constexpr std::string_view idDetails =
 constexpr std::string_view draftDetails =
     "SOURCE is capture:ID (its results and notes), ask:ID (the answers of a conversation) or - (standard "
     "input); the first text that holds one counts. Asks on the terminal before anything is added.";
+
+constexpr std::string_view runDetails =
+    "ID may be shortened as long as one run alone begins with it; \"last\" is the newest one.";
 
 constexpr std::array commands{
     CommandInfo{"record", "record until Ctrl-C, then write the notes",
@@ -180,6 +189,27 @@ constexpr std::array commands{
                 "--from SOURCE [--to ADDRESSES] [--invite] [--dry-run]", 0, 0, mailDraftOptions,
                 "lumbro mail draft --from capture:last",
                 "Nothing is sent. SOURCE as for `lumbro tasks add`."},
+    CommandInfo{"connectors", "list the apps that your Claude Code is connected to", "", 0, 0, noOptions,
+                "lumbro connectors", "Asks Claude Code, which takes a moment."},
+    CommandInfo{"connectors refresh", "the same", "", 0, 0, noOptions, "lumbro connectors refresh", ""},
+    CommandInfo{
+        "send", "have your agent do something in a connected app",
+        "CONNECTOR --from SOURCE [--instruction TEXT] [--yes]", 1, 1, sendOptions,
+        "lumbro send todoist --from capture:last\n  lumbro show last --handoff followup | lumbro send slack "
+        "--from -",
+        "CONNECTOR is an app or an id of `lumbro connectors`. Asks first, then waits until it is done. The "
+        "agent has this one app's tools; those that delete or archive are blocked unless your instruction "
+        "says so. Ctrl-C stops it. Of a capture its notes are sent, of a conversation the last answer."},
+    CommandInfo{"runs", "list what was sent, newest first", "[--limit N]", 0, 0, limitOptions,
+                "lumbro runs --limit 10", ""},
+    CommandInfo{"runs show", "show what was sent and what came of it", "ID", 1, 1, noOptions,
+                "lumbro runs show last", runDetails},
+    CommandInfo{"runs stop", "stop a run, whichever process does it", "ID", 1, 1, noOptions,
+                "lumbro runs stop last", runDetails},
+    CommandInfo{"runs retry", "send the same work again", "ID [--yes]", 1, 1, retryOptions,
+                "lumbro runs retry last", runDetails},
+    CommandInfo{"runs open", "open what a run made", "ID", 1, 1, noOptions, "lumbro runs open last",
+                runDetails},
     CommandInfo{"voices", "list the writing voices", "", 0, 0, {}, "lumbro voices", ""},
     CommandInfo{
         "search", "find captures, people, promises and more by their words", "WORD... [--limit N]", 1, 64,

@@ -4,7 +4,7 @@
 
 namespace lumbro::cli {
 
-/// `send CONNECTOR --from PLACE`: has the agent do something in a connected app, and waits for its end.
+/// `send CONNECTOR --from SOURCE`: has the agent do something in a connected app, and waits for its end.
 Task<int> send(CommandContext context);
 /// `runs retry ID`: sends the same work again.
 Task<int> runsRetry(CommandContext context);
