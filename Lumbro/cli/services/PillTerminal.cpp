@@ -1,8 +1,10 @@
 #include "cli/services/PillTerminal.h"
 
+#include "actions/ActionRunner.h"
 #include "app/Services.h"
 #include "cli/AgendaText.h"
 #include "cli/Confirm.h"
+#include "cli/RunText.h"
 #include "cli/Table.h"
 #include "library/model/AppModel.h"
 #include "meetings/formats/MeetingLink.h"
@@ -29,6 +31,12 @@ PillTerminal::PillTerminal(Output& output, Services& services) : m_output(output
     Pill& pill = m_services.model().pill();
     connect(&pill, &Pill::modeChanged, this, [this, &pill] { show(pill.mode()); });
     show(pill.mode());
+    // What an earlier process left behind.
+    for (const InboxItem& item : pill.inbox()) {
+        if (const auto* run = std::get_if<pill::Action>(&item)) {
+            tellRun(run->runID);
+        }
+    }
 }
 
 void PillTerminal::show(const PillMode& mode) {
@@ -49,9 +57,20 @@ void PillTerminal::show(const PillMode& mode) {
                            m_output.say(u"- "_s + Output::clean(idea.hook));
                        }
                    },
+                   [this](const pill::Action& it) { tellRun(it.runID); },
                    [](const auto&) {},
                },
                mode);
+}
+
+void PillTerminal::tellRun(const QString& runID) {
+    const auto run = m_services.actionRunner().run(runID);
+    if (!run) {
+        return;
+    }
+    const QString problem = runProblem(*run);
+    m_output.say(Output::clean(run->title() + (problem.isEmpty() ? QString() : u": "_s + problem)));
+    m_output.say(m_output.styledError(u"lumbro runs show "_s + Output::clean(runID), Look::dim));
 }
 
 void PillTerminal::offerMeeting(const MeetingOffer& offer) {

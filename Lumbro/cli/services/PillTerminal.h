@@ -30,6 +30,7 @@ class PillTerminal final : public QObject {
     void joinMeeting(const MeetingOffer& offer);
     void offerNotes(const QString& app);
     void tellPromises(const QStringList& ids);
+    void tellRun(const QString& runID);
     /// One question at a time; one that comes meanwhile was said at least.
     Task<> ask(QString question, std::function<void()> onYes);
 
