@@ -83,7 +83,11 @@ void AskService::reload() {
     if (!makePrivateFolder(m_files.folder())) {
         AppLog::error(u"ask"_s, u"The folder %1 can't be made."_s.arg(m_files.folder()));
     }
-    QList<AskThread> threads = m_files.readAll(m_context.lookup());
+    QStringList unreadable;
+    QList<AskThread> threads = m_files.readAll(m_context.lookup(), &unreadable);
+    for (const QString& path : std::as_const(unreadable)) {
+        m_broken.report(path, u"; no conversation is listed from it"_s);
+    }
     QSet<QString> isNew;
     for (const AskThread& thread : std::as_const(m_threads)) {
         const bool isKept = m_pending.contains(thread.id) || m_unsaved.contains(thread.id);

@@ -5,6 +5,7 @@
 #include "ask/AskContext.h"
 #include "ask/AskQuestion.h"
 #include "ask/AskThreads.h"
+#include "library/BrokenFiles.h"
 #include "runners/AIProvider.h"
 #include "runners/AgentRequest.h"
 
@@ -96,6 +97,7 @@ class AskService final : public QObject {
     /// Names that another process took first, and what their threads are called now.
     QMap<QString, QString> m_names;
     QMap<QString, Handle> m_handles;
+    BrokenFiles m_broken;
     std::optional<AIProvider> m_provider;
 };
 

@@ -34,8 +34,17 @@ Failure unreadable(const QString& path) {
 
 AskThreads::AskThreads(const QString& libraryRoot) : m_folder(libraryRoot + u"/asks"_s) {}
 
-QList<AskThread> AskThreads::readAll(const AskLookup& lookup) const {
+QList<AskThread> AskThreads::readAll(const AskLookup& lookup, QStringList* unreadable) const {
     QList<AskThread> threads;
+    const auto pass = [unreadable](const QString& path) {
+        if (unreadable != nullptr) {
+            unreadable->append(path);
+        }
+    };
+    const QFileInfo folder(m_folder);
+    if (folder.exists() && (!folder.isDir() || !folder.isReadable())) {
+        pass(m_folder);
+    }
     for (const QFileInfo& file : QDir(m_folder).entryInfoList(QDir::Files, QDir::Name)) {
         if (file.suffix() != u"md") {
             continue;
@@ -43,6 +52,9 @@ QList<AskThread> AskThreads::readAll(const AskLookup& lookup) const {
         const auto bytes = readFile(file.absoluteFilePath());
         if (bytes && isText(*bytes)) {
             threads.append(readBytes(*bytes, file.absoluteFilePath(), lookup));
+        }
+        if (!bytes || !isText(*bytes) || bytes->trimmed().isEmpty()) {
+            pass(file.absoluteFilePath());
         }
     }
     sort(threads);

@@ -85,12 +85,12 @@ void CaptureCache::unwatch(Entry& entry, int number) {
     (entry.watch == number ? entry.watch : entry.handoffsWatch) = -1;
 }
 
-const CaptureDocument& CaptureCache::document(Entry& entry, const CaptureRecord& record,
-                                              CaptureReader& reader) {
+const CaptureReading& CaptureCache::reading(Entry& entry, const CaptureRecord& record,
+                                            CaptureReader& reader) {
     const bool isSameRecord =
         entry.isRead && entry.title == record.meta.title && entry.kind == record.meta.kind;
     if (isSameRecord && entry.isCurrent) {
-        return entry.reading.document;
+        return entry.reading;
     }
     if (entry.isRead && m_canWatch) {
         // Before the look at the files, so that no change falls between. Not when it is read first: a process
@@ -108,7 +108,7 @@ const CaptureDocument& CaptureCache::document(Entry& entry, const CaptureRecord&
     }
     entry.isCurrent = entry.watch >= 0 && !entry.reading.stamp.isShared &&
                       (!entry.reading.hasHandoffs || entry.handoffsWatch >= 0);
-    return entry.reading.document;
+    return entry.reading;
 }
 
 void CaptureCache::watch(Entry& entry, const CaptureRecord& record) {

@@ -39,7 +39,7 @@ class CaptureCache {
     const std::vector<Entry*>& begin(const QList<CaptureRecord>& captures, qint64 now,
                                      std::chrono::milliseconds elapsed);
     /// The capture's text as it is now. Any thread, each capture once in a search.
-    const CaptureDocument& document(Entry& entry, const CaptureRecord& record, CaptureReader& reader);
+    const CaptureReading& reading(Entry& entry, const CaptureRecord& record, CaptureReader& reader);
 
   private:
     void takeChanges(std::chrono::milliseconds elapsed);

@@ -125,17 +125,16 @@ CaptureReading CaptureReader::read(const CaptureRecord& record) {
     m_builder.add(SearchHit::Kind::title, record.meta.title.toUtf8());
     const Descriptor folder(openTold(AT_FDCWD, QFile::encodeName(record.folder).constData(),
                                      O_PATH | O_DIRECTORY, reading.stamp.isShared));
-    if (readFile(folder, transcriptName, reading.stamp)) {
-        addTranscript();
-    }
-    if (readFile(folder, notesName, reading.stamp)) {
-        m_builder.addLines(SearchHit::Kind::notes, text());
-    }
-    if (readFile(folder, screenName, reading.stamp)) {
-        m_builder.addLines(SearchHit::Kind::screen, text());
-    }
-    if (record.meta.kind == CaptureKind::session && readFile(folder, sessionName, reading.stamp)) {
-        addSession();
+    const auto add = [&](const char* name, const auto& take) {
+        if (readFile(folder, name, {}, reading) && !take()) {
+            reading.unreadable += QString::fromLatin1(name);
+        }
+    };
+    add(transcriptName, [this] { return addTranscript(); });
+    add(notesName, [this] { return addText(SearchHit::Kind::notes); });
+    add(screenName, [this] { return addText(SearchHit::Kind::screen); });
+    if (record.meta.kind == CaptureKind::session) {
+        add(sessionName, [this] { return addSession(); });
     }
     addHandoffs(folder, reading);
     reading.document = m_builder.take(record.meta.kind);
@@ -160,68 +159,87 @@ CaptureStamp CaptureReader::stamp(const CaptureRecord& record, const QList<QByte
 
 /// Reads a file whole into the buffer and adds its state, taken before, to the stamp. False when there is
 /// nothing to read.
-bool CaptureReader::readFile(int folder, const QByteArray& name, CaptureStamp& stamp) {
+bool CaptureReader::readFile(int folder, const QByteArray& name, const QString& prefix,
+                             CaptureReading& reading) {
+    const Read read = fillBuffer(folder, name, reading.stamp);
+    if (read == Read::failed) {
+        reading.unreadable += prefix + QFile::decodeName(name);
+    }
+    return read == Read::whole;
+}
+
+CaptureReader::Read CaptureReader::fillBuffer(int folder, const QByteArray& name, CaptureStamp& stamp) {
     constexpr qint64 most = qint64(256) * 1024 * 1024;
+    m_size = 0;
     // Without O_NONBLOCK a fifo would hold us for ever.
     const Descriptor file(
         openTold(folder, name.constData(), O_RDONLY | O_NONBLOCK | O_NOCTTY, stamp.isShared));
     struct stat status{};
     if (file < 0 || fstat(file, &status) != 0) {
+        // A capture that has gone meanwhile has nothing to read.
+        const bool isThere = errno != ENOENT && errno != EBADF && errno != ENOTDIR;
         stamp.addMissing();
-        return false;
+        return isThere ? Read::failed : Read::nothing;
     }
     stamp.add(status);
     if (!S_ISREG(status.st_mode) || status.st_size > most) {
-        return false;
+        return Read::failed;
     }
     stamp.isShared = stamp.isShared || status.st_nlink > 1;
     if (std::ssize(m_buffer) < status.st_size) {
         m_buffer.resize(size_t(status.st_size));
     }
-    m_size = 0;
     while (m_size < status.st_size) {
         const ssize_t got = ::read(file, m_buffer.data() + m_size, size_t(status.st_size - m_size));
-        if (got <= 0) {
+        if (got < 0) {
+            return Read::failed;
+        }
+        if (got == 0) {
             break;
         }
         m_size += got;
     }
-    return m_size > 0;
+    return m_size > 0 ? Read::whole : Read::nothing;
 }
 
-/// What is in the buffer, without a byte order mark; empty when it is no UTF-8.
-QByteArrayView CaptureReader::text() const {
-    constexpr QByteArrayView mark = "\xef\xbb\xbf";
+/// The lines of the text in the buffer. False when it is no UTF-8.
+bool CaptureReader::addText(SearchHit::Kind kind, bool skipsHeadings) {
+    constexpr QByteArrayView byteOrderMark = "\xef\xbb\xbf";
     const QByteArrayView all(m_buffer.data(), m_size);
     if (!all.isValidUtf8()) {
-        return {};
+        return false;
     }
-    return all.startsWith(mark) ? all.sliced(mark.size()) : all;
+    m_builder.addLines(kind, all.startsWith(byteOrderMark) ? all.sliced(byteOrderMark.size()) : all,
+                       skipsHeadings);
+    return true;
 }
 
-void CaptureReader::addTranscript() {
+bool CaptureReader::addTranscript() {
     if (!m_scan.read({m_buffer.data(), m_size})) {
-        const auto bytes = QByteArray::fromRawData(m_buffer.data(), m_size);
-        for (const TranscriptSegment& paragraph : transcript::merged(transcript::decode(bytes))) {
+        const auto segments = transcript::decodeWhole(QByteArray::fromRawData(m_buffer.data(), m_size));
+        for (const TranscriptSegment& paragraph :
+             transcript::merged(segments.value_or(TranscriptSegments()))) {
             m_builder.addSpeech(paragraph.speaker, paragraph.start, paragraph.text.toUtf8());
         }
-        return;
+        return segments.has_value();
     }
     if (isOrdered(m_scan.segments())) {
         addParagraphs(m_scan.segments(), m_builder);
-        return;
+        return true;
     }
     std::vector<TranscriptScan::Segment> ordered(m_scan.segments().begin(), m_scan.segments().end());
     std::ranges::stable_sort(ordered, {}, &TranscriptScan::Segment::start);
     addParagraphs(ordered, m_builder);
+    return true;
 }
 
-void CaptureReader::addSession() {
+bool CaptureReader::addSession() {
     const auto entries = SessionLog::decode(QByteArray::fromRawData(m_buffer.data(), m_size));
     for (const SessionEntry& entry : entries.value_or(SessionEntries())) {
         const QString answer = entry.reply.isEmpty() ? QString() : u'\n' + entry.reply;
         m_builder.add(SearchHit::Kind::transcript, (entry.prompt + answer).toUtf8());
     }
+    return entries.has_value();
 }
 
 void CaptureReader::addHandoffs(int folder, CaptureReading& reading) {
@@ -236,9 +254,11 @@ void CaptureReader::addHandoffs(int folder, CaptureReading& reading) {
     reading.hasHandoffs = true;
     reading.handoffs = listResults(handoffs);
     for (const QByteArray& name : std::as_const(reading.handoffs)) {
-        if (readFile(handoffs, name, reading.stamp)) {
+        if (readFile(handoffs, name, u"handoffs/"_s, reading)) {
             m_builder.beginHandoff(QFile::decodeName(name.chopped(3)));
-            m_builder.addLines(SearchHit::Kind::handoff, text(), true);
+            if (!addText(SearchHit::Kind::handoff, true)) {
+                reading.unreadable += u"handoffs/"_s + QFile::decodeName(name);
+            }
         }
     }
 }

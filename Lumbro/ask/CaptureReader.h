@@ -6,6 +6,8 @@
 
 #include <QByteArray>
 #include <QList>
+#include <QString>
+#include <QStringList>
 
 #include <vector>
 
@@ -35,6 +37,8 @@ struct CaptureReading {
     QList<QByteArray> handoffs;
     /// That folder was there.
     bool hasHandoffs = false;
+    /// Files that are there and can't be read, by their names in the capture's folder.
+    QStringList unreadable;
 };
 
 /// Reads captures, one after another; its room for the work is kept between them. Any thread, one at a time.
@@ -46,11 +50,14 @@ class CaptureReader {
     static CaptureStamp stamp(const CaptureRecord& record, const QList<QByteArray>& handoffs);
 
   private:
-    bool readFile(int folder, const QByteArray& name, CaptureStamp& stamp);
-    void addTranscript();
-    void addSession();
+    enum class Read { nothing, whole, failed };
+
+    bool readFile(int folder, const QByteArray& name, const QString& prefix, CaptureReading& reading);
+    Read fillBuffer(int folder, const QByteArray& name, CaptureStamp& stamp);
+    bool addTranscript();
+    bool addSession();
+    bool addText(SearchHit::Kind kind, bool skipsHeadings = false);
     void addHandoffs(int folder, CaptureReading& reading);
-    QByteArrayView text() const;
 
     CaptureDocumentBuilder m_builder;
     TranscriptScan m_scan;

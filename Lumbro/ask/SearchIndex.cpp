@@ -70,10 +70,13 @@ class CaptureSearch {
         std::mutex mutex;
         std::vector<Found> found;
         onThreads(m_entries.size(), [&](const Next& next) {
-            const std::vector<Found> own = matches(next);
+            QStringList unreadable;
+            const std::vector<Found> own = matches(next, unreadable);
             const std::scoped_lock lock(mutex);
             found.insert(found.end(), own.begin(), own.end());
+            results.unreadable += unreadable;
         });
+        results.unreadable.sort();
         // The captures stand newest first, so that of equal ones the newer comes first.
         std::ranges::sort(found, {}, [](const Found& one) { return std::pair(-one.match.score, one.place); });
         const qsizetype count = std::min(qsizetype(found.size()), m_input.mostCaptures);
@@ -115,15 +118,18 @@ class CaptureSearch {
         work(next);
     }
 
-    std::vector<Found> matches(const Next& next) {
+    std::vector<Found> matches(const Next& next, QStringList& unreadable) {
         CaptureReader reader;
         std::vector<int> counts;
         std::vector<Found> found;
         while (const auto place = next()) {
             const CaptureRecord& record = m_input.captures.at(qsizetype(*place));
-            const CaptureDocument& document = m_cache.document(*m_entries[*place], record, reader);
-            if (const auto match = document.match(m_needles, counts)) {
-                found.push_back({*place, &document, *match});
+            const CaptureReading& reading = m_cache.reading(*m_entries[*place], record, reader);
+            if (const auto match = reading.document.match(m_needles, counts)) {
+                found.push_back({*place, &reading.document, *match});
+            }
+            for (const QString& name : reading.unreadable) {
+                unreadable += record.path(name);
             }
         }
         return found;

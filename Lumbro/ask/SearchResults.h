@@ -9,6 +9,7 @@
 #include <QList>
 #include <QMap>
 #include <QString>
+#include <QStringList>
 
 #include <limits>
 
@@ -49,6 +50,8 @@ struct SearchResults {
     QList<PromiseItem> promises;
     QList<IdeaItem> ideas;
     QList<Ask> asks;
+    /// Files of captures that are there, can't be read and so were not searched; paths, sorted.
+    QStringList unreadable;
 
     bool operator==(const SearchResults&) const = default;
     bool isEmpty() const;

@@ -20,14 +20,14 @@ namespace {
 /// Whether the sources of answers are to be found, which takes reading the captures and the memory.
 enum class Sources { unread, read };
 
-Result<QList<AskThread>> readThreads(Sources sources) {
+Result<QList<AskThread>> readThreads(Sources sources, QStringList* unreadable = nullptr) {
     const QString root = ContextLibrary::rootFromEnvironment();
     if (const auto usable = checkLibrary(root, LibraryUse::read); !usable) {
         return std::unexpected(usable.error());
     }
     const AskThreads files(root);
     if (sources == Sources::unread) {
-        return files.readAll({});
+        return files.readAll({}, unreadable);
     }
     SystemClock clock;
     const Settings settings;
@@ -35,12 +35,21 @@ Result<QList<AskThread>> readThreads(Sources sources) {
     library.reloadCaptures();
     MemoryStore memory(library, clock, settings);
     memory.reload(true);
-    return files.readAll(AskContext(clock, settings, library, memory, {}).lookup());
+    return files.readAll(AskContext(clock, settings, library, memory, {}).lookup(), unreadable);
 }
 
 Result<AskThread> readThread(Sources sources, const QString& id) {
     const auto threads = readThreads(sources);
     return threads ? findThread(*threads, id) : std::unexpected(threads.error());
+}
+
+void sayUnreadable(Output& output, const QStringList& paths) {
+    if (paths.isEmpty()) {
+        return;
+    }
+    const QString others = paths.size() == 1 ? QString() : u" and %1 more"_s.arg(paths.size() - 1);
+    output.fail(Output::clean(
+        u"%1%2: no conversation can be read there; mend it, or move it away."_s.arg(paths.first(), others)));
 }
 
 }  // namespace
@@ -68,10 +77,13 @@ Result<AskThread> findThread(const QList<AskThread>& threads, const QString& id)
 Task<int> asks(CommandContext context) {
     Output& output = context.output;
     const bool wantsJson = context.arguments.wantsJson();
-    auto threads = readThreads(wantsJson ? Sources::read : Sources::unread);
+    QStringList unreadable;
+    auto threads = readThreads(wantsJson ? Sources::read : Sources::unread, &unreadable);
     if (!threads) {
         co_return output.fail(threads.error());
     }
+    sayUnreadable(output, unreadable);
+    const int status = threads->isEmpty() && !unreadable.isEmpty() ? 1 : 0;
     const auto limit = context.arguments.number("limit");
     threads->resize(std::min<qsizetype>(threads->size(), limit.value_or(int(threads->size()))));
     if (wantsJson) {
@@ -80,12 +92,12 @@ Task<int> asks(CommandContext context) {
             array += askJson(thread);
         }
         output.printJson(array);
-    } else if (threads->isEmpty()) {
-        output.say(u"No conversations yet; `lumbro ask QUESTION` begins one."_s);
-    } else {
+    } else if (!threads->isEmpty()) {
         output.print(askTable(output, *threads));
+    } else if (unreadable.isEmpty()) {
+        output.say(u"No conversations yet; `lumbro ask QUESTION` begins one."_s);
     }
-    co_return 0;
+    co_return status;
 }
 
 Task<int> asksShow(CommandContext context) {

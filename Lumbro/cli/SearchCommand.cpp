@@ -5,12 +5,30 @@
 #include "ask/Highlight.h"
 #include "ask/SearchIndex.h"
 #include "cli/CaptureLookup.h"
+#include "cli/OpenMemory.h"
 #include "cli/SearchOutput.h"
 #include "cli/SearchSource.h"
 #include "library/ContextLibrary.h"
 #include "memory/MemoryStore.h"
 
+#include <algorithm>
+
 namespace lumbro::cli {
+
+namespace {
+
+void sayUnsearched(Output& output, const QStringList& paths) {
+    constexpr qsizetype mostSaid = 5;
+    for (const QString& path : paths.first(std::min(paths.size(), mostSaid))) {
+        output.fail(
+            Output::clean(u"%1 can't be read and was not searched; mend it, or move it away."_s.arg(path)));
+    }
+    if (paths.size() > mostSaid) {
+        output.fail(u"%1 more files can't be read and were not searched."_s.arg(paths.size() - mostSaid));
+    }
+}
+
+}  // namespace
 
 Task<int> search(CommandContext context) {
     Output& output = context.output;
@@ -21,7 +39,8 @@ Task<int> search(CommandContext context) {
     }
     const QStringList terms = highlight::terms(query);
     if (terms.isEmpty()) {
-        co_return output.fail(u"Nothing to search for: give a word."_s);
+        output.fail(u"Nothing to search for: give a word."_s);
+        co_return wrongUsage;
     }
     SystemClock clock(SystemClock::dateFromEnvironment());
     const Settings settings;
@@ -31,7 +50,8 @@ Task<int> search(CommandContext context) {
     constexpr qsizetype usual = 10;
     const auto limit = context.arguments.number("limit");
     const qsizetype most = limit ? *limit : usual;
-    SearchInput input = searchInput(library, memory);
+    QStringList unreadable;
+    SearchInput input = searchInput(library, memory, &unreadable);
     input.mostCaptures = limit || !context.arguments.wantsJson() ? most : input.mostCaptures;
     const SearchResults results = index.search(query, input).value_or(SearchResults());
     if (context.arguments.wantsJson()) {
@@ -41,6 +61,8 @@ Task<int> search(CommandContext context) {
     } else {
         output.print(searchText(output, results, terms, most));
     }
+    sayUnsearched(output, unreadable + results.unreadable);
+    sayFaults(output, memory, MemoryPart::all, false);
     co_return 0;
 }
 

@@ -4,7 +4,7 @@
 
 namespace lumbro::cli {
 
-SearchInput searchInput(ContextLibrary& library, MemoryStore& memory) {
+SearchInput searchInput(ContextLibrary& library, MemoryStore& memory, QStringList* unreadable) {
     library.reloadCaptures();
     library.reloadEngines(false);
     memory.reload(false);
@@ -14,7 +14,7 @@ SearchInput searchInput(ContextLibrary& library, MemoryStore& memory) {
                       .projects = memory.projects(),
                       .promises = memory.promises(),
                       .ideas = memory.ideas(),
-                      .threads = AskThreads(library.root()).readAll({})};
+                      .threads = AskThreads(library.root()).readAll({}, unreadable)};
     for (const QList<Engine>& engines : {library.engines(), library.systemEngines()}) {
         for (const Engine& engine : engines) {
             input.engineNames[engine.id] = engine.name;

@@ -4,10 +4,12 @@
 #include "library/ContextLibrary.h"
 #include "memory/MemoryStore.h"
 
+#include <QStringList>
+
 namespace lumbro::cli {
 
 /// All that can be searched, as the files are now. What has not changed since the last time is not read
-/// again.
-SearchInput searchInput(ContextLibrary& library, MemoryStore& memory);
+/// again. `unreadable` gets the paths of conversations that can't be read.
+SearchInput searchInput(ContextLibrary& library, MemoryStore& memory, QStringList* unreadable = nullptr);
 
 }  // namespace lumbro::cli

@@ -64,6 +64,9 @@ TEST_F(ChatCommands, importFilesLogsThatShowPrints) {
     EXPECT_EQ(line.run(today + QStringList{u"--since"_s, u"2026-03-01"_s}).object()[u"projectDays"_s], 2);
     EXPECT_EQ(line.run({u"captures"_s, u"--json"_s}).array().size(), 2);
     EXPECT_EQ(line.run({u"chats"_s, u"import"_s, u"--since"_s, u"soon"_s}).status, 2);
+    const Finished early = line.run({u"chats"_s, u"import"_s, u"--since"_s, u"2026-03-03"_s});
+    EXPECT_EQ(early.status, 2);
+    EXPECT_EQ(early.errors, u"lumbro: --since takes a date that has been, not \"2026-03-03\".\n"_s);
 
     const Finished shown = line.run({u"show"_s, id});
     EXPECT_TRUE(shown.output.contains(u"1 request\n"_s)) << qPrintable(shown.output);

@@ -75,6 +75,30 @@ TEST(SearchCommand, showsTitlesWithTheirBestLines) {
     EXPECT_EQ(none.status, 0);
     EXPECT_EQ(none.output, QString());
     EXPECT_EQ(none.errors, u"Nothing in the library holds \"nobody\".\n"_s);
-    EXPECT_EQ(line.run({u"search"_s, u" "_s}).status, 1);
+    EXPECT_EQ(line.run({u"search"_s, u" "_s}).status, 2);
+    EXPECT_EQ(line.run({u"search"_s, u""_s}).errors, u"lumbro: Nothing to search for: give a word.\n"_s);
     EXPECT_EQ(line.run({u"search"_s}).status, 2);
+}
+
+TEST(SearchCommand, namesWhatItCouldNotLookInto) {
+    const CommandLine line;
+    fill(line);
+    const QString weekly = u"2026-03-02-0914-meeting"_s;
+    const QList<std::pair<QString, QByteArray>> rows{
+        {u"transcript.json"_s, "[{"}, {u"notes.md"_s, "caf\xe9"}, {u"handoffs/notes.md"_s, "\xff\xfe"}};
+    for (const auto& [name, bytes] : rows) {
+        line.write(weekly, name, bytes);
+    }
+    line.home().write(u"Quillet/asks/broken.md"_s, QByteArray(3, '\0'));
+    const Finished found = line.run({u"search"_s, u"dana"_s, u"--json"_s});
+    EXPECT_EQ(found.status, 0);
+    EXPECT_EQ(found.object()[u"captures"].toArray().size(), 1);
+    for (const QString& name : {u"captures/%1/transcript.json"_s, u"captures/%1/notes.md"_s,
+                                u"captures/%1/handoffs/notes.md"_s, u"asks/broken.md"_s}) {
+        const QString path = line.home().path(u"Quillet/"_s + QString(name).replace(u"%1"_s, weekly));
+        EXPECT_TRUE(found.errors.contains(
+            path + u" can't be read and was not searched; mend it, or move it away.\n"_s))
+            << qPrintable(found.errors);
+    }
+    EXPECT_EQ(found.errors.count(u'\n'), 4);
 }
