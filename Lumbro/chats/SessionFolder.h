@@ -10,7 +10,7 @@
 #include <optional>
 
 /// The folder of a session capture. A capture is written with its meta last, so that a half-written one is
-/// never listed. Main thread; only with the lock that keeps other processes from importing.
+/// never listed. Only with the lock of the folder of captures, which whoever changes a meta has meanwhile.
 namespace lumbro::sessionFolder {
 
 /// The identity of the log that an entry belongs to, "<day>/<project>".

@@ -2,6 +2,7 @@
 
 #include "LumbroCore/AppLog.h"
 #include "LumbroCore/LockFile.h"
+#include "LumbroCore/LockedUpdate.h"
 #include "chats/formats/Redact.h"
 #include "library/CaptureFiles.h"
 #include "library/ContextLibrary.h"
@@ -254,7 +255,10 @@ Task<Result<MemoryPass>> Librarian::apply(CaptureRecord record, KeptReply reply)
                          .ideas = ops.ideas.size()};
 }
 
+// An import of chats writes the metas of its logs under the same lock.
+
 Result<> Librarian::markMemorized(const CaptureRecord& record, const std::optional<QDateTime>& through) {
+    const FolderLock lock(m_library.capturesFolder());
     auto saved = fresh(record);
     if (!saved) {
         // Deleted meanwhile.
@@ -268,6 +272,7 @@ Result<> Librarian::markMemorized(const CaptureRecord& record, const std::option
 }
 
 void Librarian::markRead(const CaptureRecord& record, const QDateTime& through) {
+    const FolderLock lock(m_library.capturesFolder());
     if (auto saved = fresh(record)) {
         saved->meta.sessionCursor = through;
         [[maybe_unused]] const Result<> logged = m_library.save(*saved);

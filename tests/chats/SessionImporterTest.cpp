@@ -4,7 +4,9 @@
 #include "chats/SessionFolder.h"
 #include "chats/SessionImporter.h"
 #include "chats/formats/SessionLog.h"
+#include "library/CaptureFiles.h"
 #include "library/CaptureLock.h"
+#include "library/CaptureRename.h"
 #include "library/ContextLibrary.h"
 #include "tests/support/ScratchFolder.h"
 #include "tests/support/TestClock.h"
@@ -14,6 +16,8 @@
 #include <QDirIterator>
 #include <QJsonDocument>
 #include <QJsonObject>
+
+#include <thread>
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -345,4 +349,30 @@ TEST_F(SessionImporterTest, anImporterMayEndWhileItReads) {
     one.reset();
     EXPECT_FALSE(wait(std::move(task)));
     EXPECT_TRUE(ids().isEmpty());
+}
+
+TEST_F(SessionImporterTest, aRenameDuringAnImportIsKeptAndTakesNothingBack) {
+    constexpr int rounds = 60;
+    write(asked(u"a"_s, at(8), u"first"_s));
+    ASSERT_TRUE(import());
+    const CaptureRecord record = library.captures().first();
+    std::thread other([record] {
+        for (int i = 0; i < rounds; ++i) {
+            EXPECT_TRUE(renameCapture(record, u"Title %1"_s.arg(i)));
+        }
+    });
+    SessionEntries entries = sessionFolder::entries(record);
+    for (int i = 1; i <= rounds;) {
+        const CaptureLock lock(library.capturesFolder());
+        if (lock.isLocked()) {
+            entries.last().time = at(8).addSecs(i * 60);
+            EXPECT_TRUE(sessionFolder::update(record, entries));
+            ++i;
+        }
+    }
+    other.join();
+    const auto meta = captureFiles::meta(record);
+    ASSERT_TRUE(meta);
+    EXPECT_EQ(meta->title, u"Title %1"_s.arg(rounds - 1));
+    EXPECT_EQ(meta->endedAt, at(9).addSecs(60));
 }

@@ -51,7 +51,7 @@ constexpr std::array<uint8_t, letters> makeCodes() {
     std::array<uint8_t, letters> table{};
     uint8_t next = 1;
     for (const char c : std::string_view("abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0-_.:/=+;\"")) {
-        table[size_t(c)] = next++;
+        table[uint8_t(c)] = next++;
     }
     for (size_t digit = '1'; digit <= '9'; ++digit) {
         table[digit] = table['0'];
