@@ -88,6 +88,9 @@ constexpr std::array prepOptions{
     OptionInfo{"yes", "", "join and record the meeting without asking, when it is on"},
 };
 constexpr std::span<const OptionInfo> noOptions;
+constexpr std::array openPageOptions{
+    OptionInfo{"open", "", "open the page in Obsidian, else with the desktop's program for it"}};
+constexpr std::array nudgeOptions{OptionInfo{"open", "", "open the draft in your mail program, too"}};
 
 constexpr std::string_view idDetails =
     "ID may be shortened as long as one capture alone begins with it; \"last\" is the newest one.";
@@ -223,11 +226,11 @@ constexpr std::array commands{
         "client starts the command and talks to it on standard input and output. The lines at the end set "
         "it up for Claude Code and show that it is there."},
     CommandInfo{"people", "list the people you have met", "", 0, 0, noOptions, "lumbro people", ""},
-    CommandInfo{"person", "show what is known of a person", "SLUG", 1, 1, noOptions,
+    CommandInfo{"person", "show what is known of a person", "SLUG [--open]", 1, 1, openPageOptions,
                 "lumbro person sarah-chen",
                 "SLUG is the first column of `lumbro people`, its beginning, or the person's name."},
     CommandInfo{"projects", "list the projects", "", 0, 0, noOptions, "lumbro projects", ""},
-    CommandInfo{"project", "show what is known of a project", "SLUG", 1, 1, noOptions,
+    CommandInfo{"project", "show what is known of a project", "SLUG [--open]", 1, 1, openPageOptions,
                 "lumbro project apollo",
                 "SLUG is the first column of `lumbro projects`, its beginning, or the project's name."},
     CommandInfo{"project new", "begin a page for a project", "NAME", 1, 1, noOptions,
@@ -246,6 +249,8 @@ constexpr std::array commands{
                 "lumbro promises reopen p-3f9a1c", ""},
     CommandInfo{"promises snooze", "hide a promise from reminders for some days", "ID DAYS", 2, 2, noOptions,
                 "lumbro promises snooze p-3f9a1c 3", "The list still shows it."},
+    CommandInfo{"promises nudge", "draft a friendly mail about what somebody owes you", "ID [--open]", 1, 1,
+                nudgeOptions, "lumbro promises nudge p-3f9a1c", "Sends nothing."},
     CommandInfo{"remind", "show what you promised and is due", "", 0, 0, noOptions, "lumbro remind",
                 "What is late, due today or within three days, or has waited. The application shows once a day "
                 "what is late or due that day."},

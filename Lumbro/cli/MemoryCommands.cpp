@@ -3,6 +3,10 @@
 #include "cli/MemoryJson.h"
 #include "cli/MemoryText.h"
 #include "cli/OpenMemory.h"
+#include "cli/OpenPage.h"
+#include "memory/formats/MemoryText.h"
+
+#include <QFileInfo>
 
 namespace lumbro::cli {
 
@@ -29,10 +33,40 @@ int list(CommandContext& context, const MemoryStore& memory, MemoryPart part, co
     return 0;
 }
 
+/// Also when nothing of it can be seen.
+bool isEmptyName(const QString& name) {
+    return memoryText::oneLine(name).isEmpty();
+}
+
+int refuseName(Output& output, const QString& command) {
+    output.fail(u"A project needs a name that can be read."_s);
+    output.say(usageLine(*findCommand(command.split(u' ')).command));
+    return wrongUsage;
+}
+
+/// Instead of showing the page.
+int open(Output& output, const Arguments& arguments, const MemoryStore& memory, const MemoryEntity& page) {
+    const auto opened = openPage(QFileInfo(memory.root()).path(), page.url);
+    if (!opened) {
+        return output.fail(opened.error());
+    }
+    if (arguments.wantsJson()) {
+        QJsonObject json = memoryJson(page);
+        json.insert(u"openedIn"_s, *opened);
+        output.printJson(json);
+    } else {
+        output.say(u"Opened in %1."_s.arg(*opened));
+    }
+    return 0;
+}
+
 int showPage(Output& output, const Arguments& arguments, const MemoryStore& memory, Kind kind, QDate today) {
     const auto page = findPage(memory, kind, arguments.at(0));
     if (!page) {
         return output.fail(page.error());
+    }
+    if (arguments.has("open")) {
+        return open(output, arguments, memory, *page);
     }
     if (arguments.wantsJson()) {
         output.printJson(memoryJson(*page));
@@ -88,8 +122,8 @@ Task<int> project(CommandContext context) {
 Task<int> projectNew(CommandContext context) {
     Output& output = context.output;
     const QString name = context.arguments.at(0).simplified();
-    if (name.isEmpty()) {
-        co_return output.fail(u"A project needs a name."_s);
+    if (isEmptyName(name)) {
+        co_return refuseName(output, u"project new"_s);
     }
     OpenMemory memory(LibraryUse::write, Captures::unread);
     if (!memory.usable()) {
@@ -115,8 +149,8 @@ Task<int> projectNew(CommandContext context) {
 Task<int> projectRename(CommandContext context) {
     Output& output = context.output;
     const QString name = context.arguments.at(1).simplified();
-    if (name.isEmpty()) {
-        co_return output.fail(u"A project needs a name."_s);
+    if (isEmptyName(name)) {
+        co_return refuseName(output, u"project rename"_s);
     }
     OpenMemory memory(LibraryUse::read, Captures::unread);
     if (!memory.usable()) {

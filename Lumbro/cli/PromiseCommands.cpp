@@ -1,10 +1,13 @@
 #include "cli/PromiseCommands.h"
 
+#include "actions/MailDraft.h"
+#include "cli/DraftJson.h"
 #include "cli/MemoryJson.h"
 #include "cli/MemoryText.h"
 #include "cli/OpenMemory.h"
 #include "cli/PromiseFilter.h"
 #include "cli/Table.h"
+#include "platform/linux/desktop/DesktopMail.h"
 
 #include <algorithm>
 #include <utility>
@@ -154,6 +157,48 @@ Task<int> promisesSnooze(CommandContext context) {
         std::move(context),
         [](MemoryStore& memory, QString id, int count) { return memory.snoozePromise(std::move(id), count); },
         days, days == 0 ? ended : sentence);
+}
+
+Task<int> promisesNudge(CommandContext context) {
+    Output& output = context.output;
+    OpenMemory memory(LibraryUse::read, OpenMemory::Captures::read);
+    if (!memory.usable()) {
+        co_return output.fail(memory.usable().error());
+    }
+    const auto promise = findPromise(*memory, context.arguments.at(0));
+    if (!promise) {
+        co_return output.fail(promise.error());
+    }
+    if (promise->isMine() || promise->done) {
+        co_return output.fail((promise->done ? u"%1 is done; there is nothing to ask for."_s
+                                             : u"%1 is yours to keep; a nudge is for what others owe you."_s)
+                                  .arg(promise->id));
+    }
+    const NudgeDraft nudge = memory->nudge(*promise);
+    const EmailDraft mail{nudge.recipient ? QStringList(*nudge.recipient) : QStringList(), nudge.subject,
+                          nudge.body};
+    std::optional<Result<mailDraft::Opened>> opened;
+    if (context.arguments.has("open")) {
+        SystemClock clock;
+        DesktopMail opener(clock);
+        opened = co_await mailDraft::open(&opener, mail);
+    }
+    if (context.arguments.wantsJson()) {
+        QJsonObject json = draftJson(mail);
+        json[u"opened"_s] = opened && *opened;
+        output.printJson(json);
+    } else {
+        output.print(draftText(output, mail));
+    }
+    if (opened && !*opened) {
+        co_return output.fail(opened->error().message + u" The draft is above."_s);
+    }
+    if (!mail.to.isEmpty() || opened) {
+        co_return 0;
+    }
+    output.say(u"No address of %1 is known; the field email of their page takes one."_s.arg(
+        Output::clean(promise->otherName())));
+    co_return 0;
 }
 
 }  // namespace lumbro::cli

@@ -60,6 +60,7 @@ constexpr std::array entries{
     CommandEntry{"promises done", promisesDone},
     CommandEntry{"promises reopen", promisesReopen},
     CommandEntry{"promises snooze", promisesSnooze},
+    CommandEntry{"promises nudge", promisesNudge},
     CommandEntry{"ideas", ideas},
     CommandEntry{"memory", memoryIndex},
     CommandEntry{"memory index", memoryIndex},

@@ -7,7 +7,6 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QJsonObject>
-#include <QUrl>
 
 #include <algorithm>
 #include <utility>
@@ -69,8 +68,7 @@ QStringList Obsidian::vaults() const {
 
 Obsidian::Outcome Obsidian::open(const QString& page) const {
     if (!m_ports.isInstalled()) {
-        m_ports.open(QUrl::fromLocalFile(page).toString(QUrl::FullyEncoded));
-        return Outcome::openedElsewhere;
+        return m_ports.open(QUrl::fromLocalFile(page)) ? Outcome::openedElsewhere : Outcome::failed;
     }
     const QString file = resolved(page);
     const QStringList known = vaults();
@@ -79,8 +77,8 @@ Obsidian::Outcome Obsidian::open(const QString& page) const {
     if (!isInVault) {
         return Outcome::notInVault;
     }
-    m_ports.open(u"obsidian://open?path="_s + percentEncoded(file));
-    return Outcome::opened;
+    const QUrl address(u"obsidian://open?path="_s + percentEncoded(file));
+    return m_ports.open(address) ? Outcome::opened : Outcome::failed;
 }
 
 Obsidian::Explanation Obsidian::explanation() const {

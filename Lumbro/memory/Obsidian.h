@@ -2,6 +2,7 @@
 
 #include <QString>
 #include <QStringList>
+#include <QUrl>
 
 #include <functional>
 
@@ -14,8 +15,8 @@ class Obsidian {
     struct Ports {
         /// True when the application is installed.
         std::function<bool()> isInstalled;
-        /// Hands an address or a file's path to the desktop's default opener.
-        std::function<void(const QString& url)> open;
+        /// Hands an address to the desktop's default opener. False when there is none.
+        std::function<bool(const QUrl& url)> open;
         /// Starts the application.
         std::function<void()> start;
         /// Selects a folder in the file viewer.
@@ -28,6 +29,8 @@ class Obsidian {
         openedElsewhere,
         /// No vault of the application holds the page; the user is to be told how to add one.
         notInVault,
+        /// There is no desktop to hand the page to.
+        failed,
     };
     /// The explanation for `notInVault`.
     struct Explanation {

@@ -67,6 +67,8 @@ TEST_F(MemoryCommands, sayWhatComesWhereThereIsNothingYet) {
     EXPECT_EQ(line.run({u"promises"_s, u"--due"_s}).errors, u"Nothing is due.\n"_s);
     EXPECT_TRUE(line.run({u"memory"_s}).output.startsWith(u"## PEOPLE\n(none yet)\n"_s));
     EXPECT_FALSE(line.home().has(u"Quillet/memory"_s)) << "reading makes nothing";
+    EXPECT_EQ(line.run({u"memory"_s, u"catch-up"_s}).errors,
+              u"There are no captures yet; `lumbro record` makes one.\n"_s);
 }
 
 TEST_F(MemoryCommands, listAndShowPages) {
@@ -122,8 +124,6 @@ TEST_F(MemoryCommands, sayWhatToDoAboutAnUnknownId) {
         {{u"person"_s, u"zoe"_s}, u"lumbro: There is no person \"zoe\"; `lumbro people` lists them all.\n"_s},
         {{u"project"_s, u""_s}, u"lumbro: There is no project \"\"; "_s},
         {{u"project"_s, u"rename"_s, u"zeus"_s, u"Zeus 2"_s}, u"lumbro: There is no project \"zeus\"; "_s},
-        {{u"project"_s, u"rename"_s, u"apollo"_s, u" "_s}, u"lumbro: A project needs a name.\n"_s},
-        {{u"project"_s, u"new"_s, u" "_s}, u"lumbro: A project needs a name.\n"_s},
         {{u"promises"_s, u"done"_s, u"p-zzzzzz"_s}, u"lumbro: There is no promise \"p-zzzzzz\"; "_s},
         {{u"promises"_s, u"done"_s, u"p-line"_s}, u"lumbro: That line of "_s},
         {{u"memory"_s, u"update"_s, u"2020"_s}, u"lumbro: There is no capture \"2020\"; "_s}};
@@ -135,7 +135,10 @@ TEST_F(MemoryCommands, sayWhatToDoAboutAnUnknownId) {
         EXPECT_EQ(finished.errors.count(u'\n'), 1);
     }
     for (const QStringList& wrong : {QStringList{u"promises"_s, u"--mine"_s, u"--theirs"_s},
-                                     {u"promises"_s, u"snooze"_s, u"p-aaaaaa"_s, u"soon"_s}}) {
+                                     {u"promises"_s, u"snooze"_s, u"p-aaaaaa"_s, u"soon"_s},
+                                     {u"project"_s, u"rename"_s, u"apollo"_s, u" "_s},
+                                     {u"project"_s, u"new"_s, u""_s},
+                                     {u"project"_s, u"new"_s, u"\u202E \u200B"_s}}) {
         EXPECT_EQ(line.run(wrong).status, 2);
     }
 }
@@ -256,6 +259,51 @@ TEST_F(MemoryCommands, tickAndSnoozeAPromise) {
     EXPECT_TRUE(
         line.run({u"promises"_s, u"snooze"_s, u"p-aaaaaa"_s, u"0"_s}).output.contains(u"no longer"_s));
     EXPECT_EQ(line.run({u"promises"_s, u"--due"_s, u"--json"_s}).array().size(), 2);
+}
+
+TEST_F(MemoryCommands, draftANudgeForWhatOthersOwe) {
+    fill();
+    const Finished draft = line.run({u"promises"_s, u"nudge"_s, u"p-b"_s});
+    EXPECT_EQ(draft.output,
+              u"To       ann@acme.com\nSubject  Quick follow-up\n\n"
+              "Hi Ann,\n\nFollowing up on this: you said you'd reply. Any update?\n\nThanks!\n"_s);
+    EXPECT_EQ(draft.status, 0);
+    for (const char* id : {"p-aaaaaa", "p-cccccc", "p-nobody"}) {
+        EXPECT_EQ(line.run({u"promises"_s, u"nudge"_s, QString::fromLatin1(id)}).status, 1) << id;
+    }
+    memory(u"promises.md"_s, "- [ ] reply · Zoe → Me · 2026-03-05 ^p-dddddd\n");
+    const Finished unknown = line.run({u"promises"_s, u"nudge"_s, u"p-dddddd"_s, u"--json"_s});
+    EXPECT_TRUE(unknown.object().value(u"to"_s).toArray().isEmpty());
+    EXPECT_TRUE(unknown.errors.contains(u"No address of Zoe is known"_s));
+}
+
+TEST_F(MemoryCommands, openAPageWhereItCanBeShown) {
+    fill();
+    line.set(u"DISPLAY"_s, QString());
+    line.set(u"WAYLAND_DISPLAY"_s, QString());
+    const QString page = line.home().path(u"Quillet/memory/people/ann-lee.md"_s);
+    EXPECT_EQ(line.run({u"person"_s, u"ann-lee"_s, u"--open"_s}).errors,
+              u"lumbro: There is no desktop that could open %1.\n"_s.arg(page));
+    line.home().write(u"bin/xdg-open"_s, "#!/bin/sh\necho \"$1\" >> \"$HOME/opened\"\n");
+    line.home().write(u"bin/obsidian"_s, "#!/bin/sh\n");
+    const auto allow = [this](const QString& name) {
+        return QFile::setPermissions(line.home().path(name), QFile::ReadOwner | QFile::ExeOwner);
+    };
+    ASSERT_TRUE(allow(u"bin/xdg-open"_s));
+    line.set(u"DISPLAY"_s, u":0"_s);
+    line.set(u"PATH"_s, line.home().path(u"bin:/usr/bin:/bin"_s));
+    const auto opened = [this] { return QString::fromUtf8(line.home().read(u"opened"_s)); };
+    EXPECT_EQ(line.run({u"project"_s, u"apollo"_s, u"--open"_s}).status, 0);
+    EXPECT_TRUE(eventually([&] { return opened().endsWith(u"/memory/projects/apollo.md\n"_s); }));
+    ASSERT_TRUE(allow(u"bin/obsidian"_s));
+    const Finished outside = line.run({u"person"_s, u"ann-lee"_s, u"--open"_s});
+    EXPECT_EQ(outside.status, 1);
+    EXPECT_TRUE(outside.errors.contains(u"choose Open folder as vault"_s)) << qPrintable(outside.errors);
+    line.home().write(u".config/obsidian/obsidian.json"_s,
+                      R"({"vaults":{"1":{"path":")" + line.home().path(u"Quillet"_s).toUtf8() + R"("}}})");
+    EXPECT_EQ(line.run({u"person"_s, u"ann-lee"_s, u"--open"_s, u"--json"_s}).object().value(u"openedIn"_s),
+              u"Obsidian"_s);
+    EXPECT_TRUE(eventually([&] { return opened().contains(u"\nobsidian://open?path="_s); }));
 }
 
 TEST_F(MemoryCommands, readACaptureIntoTheMemory) {

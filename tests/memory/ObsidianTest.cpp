@@ -13,9 +13,14 @@ TEST(ObsidianTest, aPageOpensWhereItCanBeShown) {
     ASSERT_TRUE(QFile::link(folder.path(u"vault"_s), folder.path(u"Quillet"_s)));
     const QString page = folder.path(u"Quillet/memory/people/a b.md"_s);
     bool isInstalled = false;
+    bool isThere = true;
     QStringList done;
     const Obsidian obsidian({.isInstalled = [&] { return isInstalled; },
-                             .open = [&](const QString& url) { done.append(u"open "_s + url); },
+                             .open =
+                                 [&](const QUrl& url) {
+                                     done.append(u"open "_s + QString::fromLatin1(url.toEncoded()));
+                                     return isThere;
+                                 },
                              .start = [&] { done.append(u"start"_s); },
                              .reveal = [&](const QString& path) { done.append(u"reveal "_s + path); }},
                             folder.path(u"Quillet"_s), folder.path());
@@ -39,8 +44,10 @@ TEST(ObsidianTest, aPageOpensWhereItCanBeShown) {
     obsidian.addVault();
     ASSERT_EQ(done.size(), 3);
     EXPECT_TRUE(done[0].startsWith(u"open obsidian://open?path=%2F"_s));
-    EXPECT_TRUE(done[0].endsWith(u"%2Fvault%2Fmemory%2Fpeople%2Fa%20b%2Emd"_s));
+    EXPECT_TRUE(done[0].endsWith(u"%2Fvault%2Fmemory%2Fpeople%2Fa%20b.md"_s));
     EXPECT_EQ(done[1], u"start"_s);
+    isThere = false;
+    EXPECT_EQ(obsidian.open(page), Obsidian::Outcome::failed);
 }
 
 TEST(ObsidianTest, anEntryOrAProgramShowsThatItIsInstalled) {

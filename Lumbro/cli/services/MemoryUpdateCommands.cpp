@@ -11,6 +11,8 @@
 #include <QJsonArray>
 #include <QJsonObject>
 
+#include <algorithm>
+
 namespace lumbro::cli {
 
 namespace {
@@ -70,6 +72,7 @@ class MemoryRun {
         }
         return usable;
     }
+    const ContextLibrary& library() { return m_services.library(); }
     Librarian& librarian() { return m_services.librarian(); }
     FinishSteps& steps() { return m_steps; }
     const Librarian::Cancel& cancel() const { return m_cancel; }
@@ -96,6 +99,18 @@ QString nothingNew(const CaptureRecord& record) {
     return record.meta.kind == CaptureKind::session
                ? u"Everything in %1 has been read already."_s.arg(quoted(record))
                : u"%1 holds too few words to be taken in."_s.arg(quoted(record));
+}
+
+/// Why there is nothing to catch up on.
+QString nothingToRead(const ContextLibrary& library) {
+    if (library.captures().isEmpty()) {
+        return u"There are no captures yet; `lumbro record` makes one."_s;
+    }
+    const bool isAnyRead = std::ranges::any_of(
+        library.captures(), [](const CaptureRecord& record) { return record.meta.memorizedAt.has_value(); });
+    return isAnyRead ? u"Every capture has been read already."_s
+                     : u"No capture is to be read: recordings under way, briefs and logs of chats are left "
+                       "out; `lumbro chats import --memorize` reads the logs."_s;
 }
 
 void sayMisses(Output& output, const MemoryCatchUp& result) {
@@ -162,7 +177,7 @@ Task<int> memoryCatchUp(CommandContext context) {
     if (context.arguments.wantsJson()) {
         output.printJson(catchUpJson(result));
     } else if (count == 0) {
-        output.say(u"Every capture has been read already."_s);
+        output.say(nothingToRead(run.library()));
     } else {
         output.printLine(
             u"%1 of %2 taken in."_s.arg(updated).arg(counted(count, u"capture"_s, u"captures"_s)));
