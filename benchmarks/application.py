@@ -77,7 +77,8 @@ def make_calendar(home):
         start = tomorrow - 40_000 * index
         if abs(start - time.time()) < 3 * 3600:
             continue
-        repeat = "RRULE:FREQ=DAILY\n" if index % 200 == 1 else ""
+        repeats = index % 200 == 1 and 3 * 3600 < (start - time.time()) % 86_400 < 21 * 3600
+        repeat = "RRULE:FREQ=DAILY\n" if repeats else ""
         with open(os.path.join(folder, f"{index}.ics"), "w") as file:
             file.write("BEGIN:VCALENDAR\nVERSION:2.0\nPRODID:-//bench//EN\nBEGIN:VEVENT\n"
                        f"UID:{index}\nDTSTAMP:20260301T000000Z\n"
