@@ -46,6 +46,8 @@ class StreamHandle final : public RecognitionStream {
     }
 
     double backlog() const override { return m_stream->backlog(); }
+    double unheard() const override { return m_stream->unheard(); }
+    quint64 activity() const override { return m_worker->activity(); }
 
   private:
     std::shared_ptr<WorkerStream> m_stream;
@@ -137,7 +139,11 @@ std::shared_ptr<RecognitionStream> RecognitionWorker::openStream(std::unique_ptr
             toMainThread([listener, outcome = std::move(outcome)] { tellEnd(*listener, outcome); });
         });
     // The decoder is the stream's own: it never asks after the stream is gone.
-    borrowed.shouldAbort = [this, owner = stream.get()] { return m_isEnding || owner->isAbandoned(); };
+    borrowed.shouldAbort = [this, owner = stream.get()] {
+        // Who asks this is at work: one utterance may take a big model minutes.
+        ++m_activity;
+        return m_isEnding || owner->isAbandoned();
+    };
     {
         const std::lock_guard lock(m_mutex);
         m_streams.push_back({stream, std::move(recycle)});
@@ -153,6 +159,7 @@ void RecognitionWorker::run() {
         isBusy = runActions();
         const auto streams = currentStreams();
         isBusy = turn(streams) || isBusy;
+        m_activity += isBusy ? 1 : 0;
         if (isBusy || !streams.empty()) {
             m_letGoAt = std::chrono::steady_clock::now() + m_idleTime;
         } else {

@@ -41,6 +41,9 @@ class RecognitionWorker : public std::enable_shared_from_this<RecognitionWorker>
     /// Runs `action` on the main thread, never before this returns. Any thread.
     void toMainThread(std::function<void()> action);
 
+    /// Grows while there is progress with whatever is being done. Any thread.
+    quint64 activity() const { return m_activity; }
+
     /// Runs `work` on the worker's thread and gives its result. The worker lives at least until then. Main
     /// thread.
     Task<Result<>> call(std::function<Result<>()> work);
@@ -74,6 +77,7 @@ class RecognitionWorker : public std::enable_shared_from_this<RecognitionWorker>
     std::vector<Entry> m_streams;
     bool m_isWoken = false;
     std::atomic<bool> m_isEnding = false;
+    std::atomic<quint64> m_activity = 0;
     std::function<void()> m_letGo;
     std::chrono::milliseconds m_idleTime;
     /// When to let go; on the worker's thread only.

@@ -41,6 +41,11 @@ class RecognitionStream {
     virtual void finish() = 0;
     /// Seconds of audio that are queued and not yet looked at. Any thread.
     virtual double backlog() const = 0;
+    /// Seconds of audio that no result covers yet: `backlog`, and what has been looked at since the last
+    /// result of an utterance that is still open. Any thread.
+    virtual double unheard() const { return backlog(); }
+    /// Grows while the recogniser works, on this stream or another one of its. Any thread.
+    virtual quint64 activity() const { return 0; }
 };
 
 /// What a stream reports, all on the main thread.

@@ -41,6 +41,10 @@ double WorkerStream::backlog() const {
     return double(m_queued + m_pendingSamples) / sampleRate;
 }
 
+double WorkerStream::unheard() const {
+    return double(m_queued + m_pendingSamples + m_unsaidSamples) / sampleRate;
+}
+
 bool WorkerStream::takeQueue(std::vector<std::vector<float>>& out) {
     const std::lock_guard lock(m_mutex);
     int64_t taken = 0;
@@ -114,10 +118,12 @@ void WorkerStream::decode(UtterancePiece piece) {
             m_start = piece.start;
             m_lastGuess.clear();
             m_isDecoding = true;
+            m_unsaidSamples = 0;
             m_decoder->begin();
             break;
         case UtterancePiece::Kind::audio:
             m_decoder->add(piece.samples);
+            m_unsaidSamples += static_cast<int64_t>(piece.samples.size());
             m_pendingSamples -= static_cast<int64_t>(piece.samples.size());
             break;
         case UtterancePiece::Kind::end:
@@ -135,6 +141,7 @@ void WorkerStream::decodeFinal() {
     }
     if (text) {
         m_deliver({*text, m_start, true});
+        m_unsaidSamples = 0;
     } else {
         m_hasFailed = true;
     }
@@ -145,6 +152,7 @@ bool WorkerStream::guess(UtteranceDecoder::Moment now) {
         return false;
     }
     const QString text = m_decoder->guess(now);
+    m_unsaidSamples = 0;
     if (text != m_lastGuess && !m_isAbandoned) {
         m_lastGuess = text;
         m_deliver({text, m_start, false});

@@ -34,6 +34,8 @@ class WorkerStream {
     bool isAbandoned() const { return m_isAbandoned; }
     /// Any thread: seconds that are not decoded and not known to be silence.
     double backlog() const;
+    /// Any thread: as `RecognitionStream::unheard`.
+    double unheard() const;
 
     /// Cuts what was fed into utterances, as far as is worth doing ahead of the decoder.
     void cut();
@@ -63,6 +65,8 @@ class WorkerStream {
 
     std::atomic<int64_t> m_queued = 0;
     std::atomic<int64_t> m_pendingSamples = 0;
+    /// Decoded since the last result.
+    std::atomic<int64_t> m_unsaidSamples = 0;
     std::atomic<bool> m_isAbandoned = false;
 
     std::deque<UtterancePiece> m_pending;

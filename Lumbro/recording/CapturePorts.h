@@ -1,10 +1,12 @@
 #pragma once
 
 #include "LumbroCore/Clock.h"
+#include "LumbroCore/Literals.h"
 #include "LumbroCore/Task.h"
 #include "platform/AudioSource.h"
 #include "recording/CaptureTiming.h"
 #include "recording/FeedGate.h"
+#include "recording/transcription/TranscriptionSession.h"
 #include "recording/transcription/WarmSpeech.h"
 
 #include <chrono>
@@ -30,6 +32,10 @@ struct CapturePorts {
     /// The time of the audio threads, from any fixed moment; called on them. Empty: the machine's.
     std::function<std::chrono::nanoseconds()> monotonic = {};
     CaptureTiming timing = CaptureTiming::live;
+    /// How long the stop may wait for the last words; with the audio's own timing always for all of them.
+    FinishWait finishWait = FinishWait::brief;
+    /// What is said when there is no speech model; empty: nothing.
+    QString withoutModel = u"The speech model is still downloading. Audio is being recorded."_s;
     /// The gate of the files that the recording is fed from; none for devices.
     std::shared_ptr<FeedGate> gate = {};
 };

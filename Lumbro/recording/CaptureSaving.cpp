@@ -3,11 +3,15 @@
 #include "LumbroCore/AppLog.h"
 #include "LumbroCore/AtomicFile.h"
 #include "LumbroCore/InBackground.h"
+#include "LumbroCore/LockedUpdate.h"
 #include "library/CaptureFiles.h"
 #include "library/ContextLibrary.h"
 #include "recording/DiskSpace.h"
 
+#include <QFileInfo>
+
 #include <algorithm>
+#include <chrono>
 #include <mutex>
 #include <utility>
 
@@ -55,6 +59,8 @@ void CaptureSaving::setTitle(const QString& title) {
 }
 
 void CaptureSaving::saveRecord() {
+    // No longer than a user notices: then the chance is small that another one changes it in this moment.
+    const FolderLock lock(m_library.capturesFolder(), std::chrono::seconds(1));
     takeWhatOthersChanged();
     m_recordSaved = m_library.save(m_record);
     m_isTitleNew = m_isTitleNew && !m_recordSaved;
@@ -113,6 +119,11 @@ TranscriptSegments CaptureSaving::unsaved() const {
 std::optional<QString> CaptureSaving::loss() const {
     if (m_wordsSaved && m_recordSaved) {
         return std::nullopt;
+    }
+    if (!QFileInfo(m_record.folder).isDir()) {
+        return u"%1 was moved or removed during the recording, so its last words couldn't be saved there. If "
+               u"it "
+               u"was moved, put it back."_s.arg(m_record.folder);
     }
     const bool isFull = diskSpace::isUsedUp(m_record.folder);
     const QString reason = (m_wordsSaved ? m_recordSaved : m_wordsSaved).error().message;

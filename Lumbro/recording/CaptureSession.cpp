@@ -95,7 +95,7 @@ Task<Result<>> CaptureSession::start() {
     if (speech) {
         makeTranscribers();
     } else {
-        setNotice(u"The speech model is still downloading. Audio is being recorded."_s);
+        setNotice(m_ports.withoutModel);
     }
     makeTracks();
     const Result<> microphone = co_await startSource(*m_ports.microphone, Speaker::me);
@@ -114,14 +114,18 @@ Task<Result<>> CaptureSession::start() {
 }
 
 void CaptureSession::makeTranscribers() {
-    const auto onDropped = [this](Speaker speaker) {
-        m_tracks.value(speaker)->dropTranscriber();
+    const auto onDropped = [this](Speaker) {
         if (m_transcribers->isEmpty()) {
             Q_EMIT transcribingChanged();
         }
     };
+    CaptureTranscribers::Plan plan{m_ports.timing, m_ports.finishWait, {Speaker::me}};
+    // The other side of a call may be heard later; that of a file is there or isn't.
+    if (m_ports.timing == CaptureTiming::live || (m_includeSystemAudio && m_ports.system)) {
+        plan.speakers += Speaker::them;
+    }
     m_transcribers = std::make_shared<CaptureTranscribers>(
-        m_ports.clock, m_ports.timing,
+        m_ports.clock, plan,
         CaptureTranscribers::Events{
             .onFinal = [this](const TranscriptSegment& segment) { append(segment); },
             .onVolatile = [this](Speaker speaker, const QString& text) { setVolatile(speaker, text); },
@@ -263,6 +267,10 @@ Task<CaptureRecord> CaptureSession::stop() {
     }
     m_ports.library.reloadCaptures();
     co_return CaptureRecord(record());
+}
+
+double CaptureSession::untranscribedSeconds() const {
+    return m_transcribers ? m_transcribers->lost() : 0;
 }
 
 Task<> CaptureSession::packed() {

@@ -56,6 +56,9 @@ class CaptureSession final : public RecordingSession {
     /// System audio really arrives.
     bool systemAudioActive() const { return m_systemAudioActive; }
     bool transcribing() const override;
+    double untranscribedSeconds() const override;
+    /// Null without a speech model.
+    CaptureTranscribers* transcribers() const { return m_transcribers.get(); }
     /// A remark of one line for the user; empty when there is none.
     const QString& notice() const { return m_notice; }
     bool isCall() const override { return m_isCall; }
@@ -109,7 +112,6 @@ class CaptureSession final : public RecordingSession {
     bool m_isFlushing = false;
     bool m_halted = false;
     QMap<Speaker, std::shared_ptr<CaptureTrack>> m_tracks;
-    /// None without a speech model.
     std::shared_ptr<CaptureTranscribers> m_transcribers;
     Timer m_levelTimer;
     Timer m_saveTimer;

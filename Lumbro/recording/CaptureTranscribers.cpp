@@ -2,21 +2,24 @@
 
 #include "recording/transcription/LiveTranscriber.h"
 
+#include <algorithm>
 #include <utility>
 #include <vector>
 
 namespace lumbro {
 
-CaptureTranscribers::CaptureTranscribers(Clock& clock, CaptureTiming timing, Events events)
-    : m_timing(timing), m_events(std::move(events)) {
-    for (const Speaker speaker : {Speaker::me, Speaker::them}) {
+CaptureTranscribers::CaptureTranscribers(Clock& clock, const Plan& plan, Events events)
+    : m_wait(plan.timing == CaptureTiming::audio ? FinishWait::allFinals : plan.wait),
+      m_events(std::move(events)) {
+    for (const Speaker speaker : plan.speakers) {
         const auto transcriber = std::make_shared<LiveTranscriber>(speaker, clock);
         transcriber->onFinal = m_events.onFinal;
         transcriber->onVolatile = [said = m_events.onVolatile, speaker](const QString& text) {
             said(speaker, text);
         };
         transcriber->onGaveUp = m_events.onNotice;
-        transcriber->open(timing == CaptureTiming::audio ? FedAudio::keptForReplay : FedAudio::heardOnce);
+        transcriber->open(plan.timing == CaptureTiming::audio ? FedAudio::keptForReplay
+                                                              : FedAudio::heardOnce);
         m_transcribers.insert(speaker, transcriber);
     }
 }
@@ -46,8 +49,13 @@ Task<> CaptureTranscribers::launch(std::shared_ptr<CaptureTranscribers> self, Wa
 }
 
 void CaptureTranscribers::drop(Speaker speaker, const Failure& failure) {
-    // Not when everything was abandoned meanwhile.
-    if (m_transcribers.remove(speaker)) {
+    // One that was not waited for did not fail.
+    if (failure.kind == FailureKind::cancelled) {
+        return;
+    }
+    // None when everything was abandoned meanwhile.
+    if (const auto dropped = m_transcribers.take(speaker)) {
+        m_dropped.append(dropped);
         m_events.onDropped(speaker);
         m_events.onNotice(u"Live transcript is off: "_s + failure.message);
     }
@@ -58,15 +66,42 @@ Task<> CaptureTranscribers::finish() {
     if (const std::shared_ptr<Latch> started = m_started) {
         co_await *started;
     }
-    const FinishWait wait = m_timing == CaptureTiming::audio ? FinishWait::allFinals : FinishWait::brief;
     const auto transcribers = m_transcribers;
     std::vector<Task<>> ends;
     for (const auto& transcriber : transcribers) {
-        ends.push_back(transcriber->finish(wait));
+        ends.push_back(transcriber->finish(m_wait));
     }
     for (Task<>& end : ends) {
         co_await end;
     }
+}
+
+void CaptureTranscribers::stopWaiting() {
+    const auto self = shared_from_this();
+    const auto transcribers = m_transcribers;
+    for (const auto& transcriber : transcribers) {
+        transcriber->stopWaiting();
+    }
+    if (const std::shared_ptr<Latch> started = m_started) {
+        started->open();
+    }
+}
+
+double CaptureTranscribers::unheard() const {
+    double most = 0;
+    for (const auto& transcriber : m_transcribers) {
+        most = std::max(most, transcriber->unheard());
+    }
+    return most;
+}
+
+double CaptureTranscribers::lost() const {
+    double most = 0;
+    const auto all = m_transcribers.values() + m_dropped;
+    for (const auto& transcriber : all) {
+        most = std::max(most, transcriber->lost());
+    }
+    return most;
 }
 
 void CaptureTranscribers::abandon() {
@@ -77,6 +112,7 @@ void CaptureTranscribers::abandon() {
         transcriber->onGaveUp = {};
     }
     m_transcribers.clear();
+    m_dropped.clear();
 }
 
 }  // namespace lumbro

@@ -9,6 +9,7 @@
 #include "recording/transcription/TranscriptionSession.h"
 #include "recording/transcription/WarmSpeech.h"
 
+#include <QList>
 #include <QMap>
 #include <QString>
 
@@ -19,8 +20,8 @@ namespace lumbro {
 
 class LiveTranscriber;
 
-/// The transcribers of a recording, one for each speaker, from their opening to their last words. One that
-/// cannot be started goes; the other stays. Main thread.
+/// The transcribers of a recording, one for each speaker who may be heard, from their opening to their last
+/// words. One that cannot be started goes; the other stays. Main thread.
 class CaptureTranscribers final : public std::enable_shared_from_this<CaptureTranscribers> {
   public:
     /// What they have to say. All of these must be set.
@@ -30,20 +31,34 @@ class CaptureTranscribers final : public std::enable_shared_from_this<CaptureTra
         std::function<void(Speaker, const QString&)> onVolatile;
         /// A sentence for the user.
         std::function<void(const QString&)> onNotice;
-        /// The speaker's transcriber could not be started and is no longer to be fed.
+        /// The speaker's transcriber could not be started.
         std::function<void(Speaker)> onDropped;
     };
 
-    /// Opens both, so that audio may be fed from here. The clock must outlive them.
-    CaptureTranscribers(Clock& clock, CaptureTiming timing, Events events);
+    /// What they are to do.
+    struct Plan {
+        CaptureTiming timing = CaptureTiming::live;
+        /// With the audio's own timing no word may be lost, whatever this says.
+        FinishWait wait = FinishWait::brief;
+        QList<Speaker> speakers;
+    };
 
-    /// Empty when it has been dropped.
+    /// Opens one for each of the speakers, so that audio may be fed from here. The clock must outlive them.
+    CaptureTranscribers(Clock& clock, const Plan& plan, Events events);
+
+    /// Empty when there is none or it has been dropped.
     std::shared_ptr<TranscriptionSession> transcriber(Speaker speaker) const;
     bool isEmpty() const { return m_transcribers.isEmpty(); }
     /// Launches them in the background. Called once.
     void start(WarmSpeech speech);
     /// Waits for the start, then for the last words, which come before this is done.
     Task<> finish();
+    /// Ends a `finish` that waits, also for the start.
+    void stopWaiting();
+    /// Seconds of audio that have no words yet, of the track that has more.
+    double unheard() const;
+    /// Seconds of sound that will have no words, of the track that has more. Complete after `finish`.
+    double lost() const;
     /// Nothing is said from here on; flows under way come to nothing.
     void abandon();
 
@@ -52,9 +67,11 @@ class CaptureTranscribers final : public std::enable_shared_from_this<CaptureTra
                          std::shared_ptr<Latch> started);
     void drop(Speaker speaker, const Failure& failure);
 
-    CaptureTiming m_timing;
+    FinishWait m_wait;
     Events m_events;
     QMap<Speaker, std::shared_ptr<LiveTranscriber>> m_transcribers;
+    /// Those that could not be started. They go on to count what they miss.
+    QList<std::shared_ptr<LiveTranscriber>> m_dropped;
     /// Open once the start is over; none before it.
     std::shared_ptr<Latch> m_started;
 };

@@ -33,6 +33,9 @@ class RecordingSession : public QObject {
     virtual void setIsCall(bool isCall) = 0;
     /// Words are being recognised; false without a speech model, and when it failed to start.
     virtual bool transcribing() const { return true; }
+    /// Seconds of sound that got no words although they were looked for: the recogniser came too late or was
+    /// given up on. Complete after `stop`.
+    virtual double untranscribedSeconds() const { return 0; }
     /// Why audio is missing from the disk, in a sentence for the user; nothing when all of it was written.
     virtual std::optional<QString> lostAudio() const { return std::nullopt; }
     /// Why words or the record are missing from the disk after `stop`, in a sentence for the user that says

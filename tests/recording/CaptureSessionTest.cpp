@@ -1,6 +1,7 @@
 #include "LumbroCore/AppLog.h"
 #include "library/ContextLibrary.h"
 #include "recording/CaptureSession.h"
+#include "recording/CaptureTranscribers.h"
 #include "recording/audio/CafReader.h"
 #include "tests/recording/Fakes.h"
 #include "tests/support/ScratchFolder.h"
@@ -141,6 +142,60 @@ TEST_F(CaptureSessionTest, aTranscriberThatCannotStartLeavesTheOtherAndTheAudio)
     hear(mic, 1);
     session->halt();
     EXPECT_NEAR(secondsOf(u"me.caf"_s), 1, 0.01);
+}
+
+TEST_F(CaptureSessionTest, soundOfATranscriberThatIsLateOrMissingCountsAsNotTranscribed) {
+    for (const int failures : {0, 1, 2}) {
+        SCOPED_TRACE(failures);
+        recognizer->failures = failures;
+        const auto session = started();
+        hear(mic, 2);
+        hear(system, 3);
+        if (failures == 0) {
+            recognizer->streams[0]->waiting = 1.5;
+            recognizer->streams[0]->isStuck = true;
+        }
+        auto stopping = session->stop();
+        clock.advance(2s);
+        wait(std::move(stopping));
+        // Me could not be heard, and after two failures nobody.
+        EXPECT_NEAR(session->untranscribedSeconds(), failures == 0 ? 1.5 : failures == 1 ? 2 : 3, 0.05);
+        wait(session->packed());
+        record = library.createCapture(CaptureKind::meeting, u"Weekly"_s, {}, clock.now());
+        recognizer->streams.clear();
+    }
+}
+
+TEST_F(CaptureSessionTest, aStopThatWaitsForAllWordsIsEndedByTheUser) {
+    CaptureSession::Ports made = ports();
+    made.finishWait = FinishWait::allFinals;
+    CaptureSession session(record, true, std::move(made));
+    ASSERT_TRUE(wait(session.start()).has_value());
+    hear(mic, 2);
+    recognizer->streams[0]->waiting = 1.5;
+    recognizer->streams[0]->isStuck = true;
+    auto stopping = session.stop();
+    clock.advance(30s);
+    EXPECT_FALSE(stopping.isReady());
+    EXPECT_EQ(session.transcribers()->unheard(), 1.5);
+    session.transcribers()->stopWaiting();
+    wait(std::move(stopping));
+    EXPECT_EQ(session.untranscribedSeconds(), 1.5);
+    wait(session.packed());
+}
+
+TEST_F(CaptureSessionTest, aFolderThatIsGoneIsNamedAndNoFullDisk) {
+    // The log counts what is said of a capture.
+    record = library.createCapture(CaptureKind::meeting, u"Moved"_s, {}, clock.now().addDays(1));
+    const auto session = started();
+    recognizer->say(0, u"hello"_s, 1, true);
+    QDir(record.folder).removeRecursively();
+    wait(session->stop());
+    ASSERT_TRUE(session->lostText().has_value());
+    EXPECT_TRUE(session->lostText()->startsWith(record.folder + u" was moved or removed"_s));
+    EXPECT_EQ(session->unsavedWords().size(), 1);
+    wait(session->packed());
+    EXPECT_FALSE(QFileInfo::exists(record.folder));
 }
 
 TEST_F(CaptureSessionTest, finalsAreFlushedEvery8SecondsAndOnlyWhenThereAreNewOnes) {

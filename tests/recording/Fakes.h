@@ -57,6 +57,8 @@ class FakeRecognizer final : public speech::Recognizer {
         /// Said when the stream is finished, before its end.
         QString lastWords;
         double waiting = 0;
+        /// It is asked to finish and does not.
+        bool isStuck = false;
     };
 
     /// The next so many calls of `open` fail.
@@ -86,6 +88,9 @@ class FakeRecognizer final : public speech::Recognizer {
             m_stream->heard.insert(m_stream->heard.end(), samples.begin(), samples.end());
         }
         void finish() override {
+            if (m_stream->isStuck) {
+                return;
+            }
             const std::weak_ptr<Stream> weak = m_stream;
             QMetaObject::invokeMethod(qApp, [weak] { end(weak.lock()); }, Qt::QueuedConnection);
         }

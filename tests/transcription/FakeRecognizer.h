@@ -19,6 +19,9 @@ struct FakeStreamState {
     speech::RecognitionEvents events;
     size_t samples = 0;
     double backlog = 0;
+    /// Looked at and without a result.
+    double unsaid = 0;
+    quint64 activity = 0;
     bool isFinished = false;
     bool isGone = false;
 
@@ -36,6 +39,8 @@ class FakeStream final : public speech::RecognitionStream {
     void feed(std::span<const float> samples) override { m_state->samples += samples.size(); }
     void finish() override { m_state->isFinished = true; }
     double backlog() const override { return m_state->backlog; }
+    double unheard() const override { return m_state->backlog + m_state->unsaid; }
+    quint64 activity() const override { return m_state->activity; }
 
   private:
     std::shared_ptr<FakeStreamState> m_state;

@@ -242,6 +242,110 @@ TEST_F(LiveTranscriberTest, finishForAllFinalsWaitsAsLongAsThereIsProgress) {
     EXPECT_TRUE(finishing.isReady()) << "a recogniser that stands still is left after a minute";
 }
 
+TEST_F(LiveTranscriberTest, aRecogniserAtWorkIsWaitedForWhateverItWorksOn) {
+    ASSERT_TRUE(start());
+    stream(0).backlog = 20;
+    auto finishing = transcriber->finish(FinishWait::allFinals);
+    // Minutes with the other track, or with one long utterance.
+    for (int i = 0; i < 60; ++i) {
+        ++stream(0).activity;
+        clock.advance(10s);
+    }
+    ASSERT_FALSE(finishing.isReady());
+    stream(0).backlog = 0;
+    stream(0).say(u"at last"_s, 0, true);
+    stream(0).end();
+    EXPECT_TRUE(finishing.isReady());
+    EXPECT_EQ(finalTexts(), QStringList(u"at last"_s));
+    EXPECT_EQ(transcriber->lost(), 0);
+}
+
+TEST_F(LiveTranscriberTest, whatTheRecogniserDidNotComeToIsCounted) {
+    struct Row {
+        const char* what;
+        std::function<void(LiveTranscriberTest&)> happens;
+        double lost;
+    };
+    const auto finishLate = [](auto& t) {
+        auto finishing = t.transcriber->finish();
+        t.clock.advance(2s);
+        EXPECT_TRUE(finishing.isReady());
+    };
+    const auto finishInTime = [](auto& t) {
+        auto finishing = t.transcriber->finish();
+        t.stream(t.recognizer->streams.size() - 1).end();
+        EXPECT_TRUE(finishing.isReady());
+    };
+    const std::vector<Row> rows = {
+        {"all of it", [&](auto& t) { finishInTime(t); }, 0},
+        {"a backlog at the end",
+         [&](auto& t) {
+             t.stream(0).backlog = 4;
+             t.stream(0).unsaid = 3;
+             finishLate(t);
+         },
+         7},
+        {"a backlog of silence",
+         [&](auto& t) {
+             t.feed(5, 0);
+             t.stream(0).backlog = 5;
+             finishLate(t);
+         },
+         0},
+        {"a wait that was ended",
+         [&](auto& t) {
+             t.stream(0).backlog = 4;
+             auto finishing = t.transcriber->finish(FinishWait::allFinals);
+             t.transcriber->stopWaiting();
+             EXPECT_TRUE(finishing.isReady());
+         },
+         4},
+        {"a wait that was ended before it began",
+         [&](auto& t) {
+             t.stream(0).backlog = 4;
+             t.transcriber->stopWaiting();
+             EXPECT_TRUE(t.transcriber->finish(FinishWait::allFinals).isReady());
+         },
+         4},
+        {"what waited for a recogniser that was opened anew",
+         [&](auto& t) {
+             t.stream(0).backlog = 3;
+             t.stream(0).end(fail(u"broken"_s));
+             finishInTime(t);
+         },
+         3},
+        {"all since it was given up on",
+         [&](auto& t) {
+             t.recognizer->failuresToCome = 5;
+             t.stream(0).end(fail(u"broken"_s));
+             t.clock.advance(60s);
+             t.feed(30, 0.1F);
+             t.feed(10, 0);
+             test::wait(t.transcriber->finish());
+         },
+         30},
+        {"all where it could not be started",
+         [&](auto& t) {
+             t.recognizer->failuresToCome = 1;
+             t.transcriber = std::make_unique<LiveTranscriber>(Speaker::me, t.clock);
+             EXPECT_FALSE(t.start());
+             t.feed(8, 0.1F);
+             test::wait(t.transcriber->finish());
+         },
+         8},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.what);
+        recognizer = std::make_shared<FakeRecognizer>();
+        transcriber = std::make_unique<LiveTranscriber>(Speaker::me, clock);
+        ASSERT_TRUE(start());
+        feed(10, 1);
+        row.happens(*this);
+        EXPECT_DOUBLE_EQ(transcriber->lost(), row.lost);
+        EXPECT_EQ(transcriber->unheard(), 0);
+    }
+}
+
 TEST_F(LiveTranscriberTest, finishDuringTheLoadingOfTheModelLosesNoWord) {
     recognizer->loading = &clock;
     transcriber->open();

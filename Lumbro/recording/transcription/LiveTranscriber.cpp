@@ -29,8 +29,20 @@ Task<> LiveTranscriber::finish(FinishWait wait) {
     return m_core->finish(wait);
 }
 
+void LiveTranscriber::stopWaiting() {
+    m_core->stopWaiting();
+}
+
 double LiveTranscriber::backlog() const {
     return m_core->backlog();
+}
+
+double LiveTranscriber::unheard() const {
+    return m_core->unheard();
+}
+
+double LiveTranscriber::lost() const {
+    return m_core->lost();
 }
 
 Speaker LiveTranscriber::speaker() const {

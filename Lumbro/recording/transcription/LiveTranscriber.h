@@ -37,7 +37,10 @@ class LiveTranscriber final : public TranscriptionSession {
 
     void feed(std::span<const float> samples, float level) override;
     Task<> finish(FinishWait wait = FinishWait::brief) override;
+    void stopWaiting() override;
     double backlog() const override;
+    double unheard() const override;
+    double lost() const override;
     Speaker speaker() const;
 
   private:

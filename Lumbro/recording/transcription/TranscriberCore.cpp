@@ -13,12 +13,8 @@ namespace {
 constexpr float loudLevel = 0.4F;
 constexpr auto watchdogPeriod = std::chrono::seconds(10);
 constexpr double stallLimit = 45;
-constexpr auto finishLimit = std::chrono::seconds(2);
 constexpr int failureLimit = 5;
 constexpr int logPrefixLength = 60;
-// A recogniser that works on a long file is asked for progress this often, and given this many chances.
-constexpr auto progressPeriod = std::chrono::seconds(10);
-constexpr int progressChances = 6;
 // Audio is heard again from a little before the last final, which brings that one once more; the next one
 // begins later than this after it.
 constexpr double replayLead = 0.3;
@@ -30,15 +26,6 @@ constexpr int replayLimit = 3;
 const QString tag = u"speech"_s;
 
 }  // namespace
-
-/// Suspends until the transcription is over or waited for long enough.
-struct TranscriberCore::FinishGate {
-    TranscriberCore& core;
-
-    bool await_ready() const noexcept { return core.m_isGateOpen; }
-    void await_suspend(std::coroutine_handle<> handle) const { core.m_finishWaits.push_back(handle); }
-    void await_resume() const noexcept {}
-};
 
 TranscriberCore::TranscriberCore(LiveTranscriber& owner, Speaker speaker, Clock& clock)
     : m_owner(&owner), m_speaker(speaker), m_clock(clock) {}
@@ -57,6 +44,7 @@ void TranscriberCore::stopFeeding() {
     {
         const std::lock_guard lock(m_lock);
         m_isAccepting = false;
+        lose(openSeconds());
         m_kept.restartAt(m_secondsFed);
         old = std::move(m_stream);
     }
@@ -91,6 +79,10 @@ void TranscriberCore::feed(std::span<const float> samples, float level) {
         m_kept.append(samples);
     }
     m_secondsFed += seconds;
+    if (level > 0) {
+        m_lastSound = m_secondsFed;
+        m_lost += m_isAccepting ? 0 : seconds;
+    }
     if (m_stream && m_keepsForReplay) {
         m_kept.dropBefore(m_secondsFed - m_stream->backlog() - longestOpen);
     }
@@ -104,6 +96,28 @@ double TranscriberCore::backlog() const {
     return m_stream ? m_stream->backlog() : m_kept.length();
 }
 
+double TranscriberCore::unheard() const {
+    const std::lock_guard lock(m_lock);
+    return openSeconds();
+}
+
+double TranscriberCore::lost() const {
+    const std::lock_guard lock(m_lock);
+    return m_lost;
+}
+
+double TranscriberCore::openSeconds() const {
+    const double seconds = m_stream ? m_stream->unheard() : m_kept.length();
+    return m_lastSound > m_secondsFed - seconds ? seconds : 0;
+}
+
+void TranscriberCore::lose(double seconds) {
+    if (seconds > 0) {
+        AppLog::error(tag, u"%1 %2s of sound not transcribed"_s.arg(name()).arg(seconds, 0, 'f', 1));
+    }
+    m_lost += seconds;
+}
+
 double TranscriberCore::beginStream() {
     std::shared_ptr<speech::RecognitionStream> old;
     const std::lock_guard lock(m_lock);
@@ -113,6 +127,7 @@ double TranscriberCore::beginStream() {
         // The first stream holds everything from the very first buffer.
         return m_kept.begin();
     }
+    lose(openSeconds());
     m_kept.restartAt(m_secondsFed);
     m_isAccepting = !m_isFinishing;
     return m_secondsFed;
@@ -137,6 +152,7 @@ speech::RecognitionEvents TranscriberCore::eventsOf(int generation, double offse
 Task<Result<>> TranscriberCore::launch() {
     const auto self = shared_from_this();
     if (m_locale.isEmpty() || !m_recognizer) {
+        stopFeeding();
         co_return fail(FailureKind::speech, u"no locale"_s);
     }
     const double offset = beginStream();
@@ -274,6 +290,9 @@ Task<> TranscriberCore::recover(QString reason, bool isStall) {
     std::shared_ptr<speech::RecognitionStream> aside;
     {
         const std::lock_guard lock(m_lock);
+        if (!m_keepsForReplay) {
+            lose(openSeconds());
+        }
         aside = std::move(m_stream);
     }
     m_hasAnalyzer = false;
@@ -291,7 +310,9 @@ void TranscriberCore::prepareReplay() {
     // Something in what it has looked at ends the recogniser every time.
     keepPendingVolatile();
     const std::lock_guard lock(m_lock);
+    const double kept = m_kept.length();
     m_kept.dropBefore(m_secondsFed - (m_stream ? m_stream->backlog() : 0));
+    lose(kept - m_kept.length());
     m_replaysInARow = 0;
 }
 
@@ -330,56 +351,6 @@ void TranscriberCore::giveUp() {
     if (m_owner != nullptr && m_owner->onGaveUp) {
         const auto onGaveUp = m_owner->onGaveUp;
         onGaveUp(u"Live transcript stopped. Audio is still recording."_s);
-    }
-}
-
-Task<> TranscriberCore::finish(FinishWait wait) {
-    const auto self = shared_from_this();
-    m_isFinishing = true;
-    m_isDraining = wait == FinishWait::allFinals && m_keepsForReplay;
-    m_watchdog.stop();
-    std::shared_ptr<speech::RecognitionStream> stream;
-    {
-        const std::lock_guard lock(m_lock);
-        m_isAccepting = false;
-        stream = m_stream;
-    }
-    if ((m_hasAnalyzer && stream) || m_isLaunching || (m_isDraining && m_isRecovering)) {
-        if (stream && m_hasAnalyzer) {
-            stream->finish();
-        }
-        watchFinish(wait);
-        co_await FinishGate{*this};
-    }
-    m_finishTimer.stop();
-    stream.reset();
-    m_isGateOpen = true;
-    stopFeeding();
-}
-
-void TranscriberCore::watchFinish(FinishWait wait) {
-    if (wait == FinishWait::brief) {
-        m_finishTimer.start(m_clock, finishLimit, Clock::Repeat::once, [this] { openGate(); });
-        return;
-    }
-    m_idleChecks = 0;
-    m_lastBacklog = backlog();
-    m_finishTimer.start(m_clock, progressPeriod, Clock::Repeat::always, [this] {
-        const double left = backlog();
-        m_idleChecks = left < m_lastBacklog ? 0 : m_idleChecks + 1;
-        m_lastBacklog = left;
-        if (m_idleChecks >= progressChances) {
-            AppLog::error(tag,
-                          u"%1 the recogniser stood still, %2s not heard"_s.arg(name()).arg(left, 0, 'f', 1));
-            openGate();
-        }
-    });
-}
-
-void TranscriberCore::openGate() {
-    m_isGateOpen = true;
-    for (const auto handle : std::exchange(m_finishWaits, {})) {
-        handle.resume();
     }
 }
 

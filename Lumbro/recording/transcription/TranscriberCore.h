@@ -26,7 +26,10 @@ class TranscriberCore : public std::enable_shared_from_this<TranscriberCore> {
     Task<Result<>> start(std::shared_ptr<speech::Recognizer> recognizer, QString locale);
     void feed(std::span<const float> samples, float level);
     Task<> finish(FinishWait wait);
+    void stopWaiting();
     double backlog() const;
+    double unheard() const;
+    double lost() const;
     Speaker speaker() const { return m_speaker; }
 
   private:
@@ -48,7 +51,12 @@ class TranscriberCore : public std::enable_shared_from_this<TranscriberCore> {
     void giveUp();
     void openGate();
     void watchFinish(FinishWait wait);
+    void checkProgress();
+    quint64 activity() const;
     void stopFeeding();
+    /// Both under the lock: what has no words yet, and that it will have none.
+    double openSeconds() const;
+    void lose(double seconds);
 
     void sayFinal(const TranscriptSegment& segment) const;
     void sayVolatile(const QString& text) const;
@@ -67,6 +75,10 @@ class TranscriberCore : public std::enable_shared_from_this<TranscriberCore> {
     bool m_isAccepting = false;
     double m_secondsFed = 0;
     double m_loudSecondsSinceResult = 0;
+    /// Where the last sound ended; what comes after it is silence.
+    double m_lastSound = 0;
+    /// Seconds of sound that nobody listened to.
+    double m_lost = 0;
 
     Timer m_watchdog;
     Timer m_finishTimer;
@@ -78,6 +90,7 @@ class TranscriberCore : public std::enable_shared_from_this<TranscriberCore> {
     bool m_isReplaying = false;
     int m_replaysInARow = 0;
     double m_lastBacklog = 0;
+    quint64 m_lastActivity = 0;
     int m_generation = 0;
     int m_failuresInARow = 0;
     int m_idleChecks = 0;

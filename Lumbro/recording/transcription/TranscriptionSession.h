@@ -10,8 +10,8 @@ namespace lumbro {
 enum class FinishWait {
     /// At most 2 s, for the end of a call.
     brief,
-    /// Until every final has come, for a file that was fed faster than it was spoken. Ends early only when
-    /// the recogniser makes no progress for a minute.
+    /// Until every final has come, as where a file was fed faster than it was spoken or a command can wait.
+    /// Ends early only when the recogniser makes no progress, with any track, for a minute.
     allFinals,
 };
 
@@ -37,8 +37,15 @@ class TranscriptionSession {
     virtual void feed(std::span<const float> samples, float level) = 0;
     /// Ends it; finals come until this returns and none after. Main thread.
     virtual Task<> finish(FinishWait wait = FinishWait::brief) = 0;
+    /// Ends a `finish` that waits, or keeps one that is to come from waiting. Main thread.
+    virtual void stopWaiting() = 0;
     /// Seconds of audio that were fed and not yet looked at. Any thread.
     virtual double backlog() const = 0;
+    /// Seconds of audio that were fed and have no words yet; 0 when all of it is silence. Any thread.
+    virtual double unheard() const = 0;
+    /// Seconds of sound that will have no words: the recogniser was too late for it, was started anew, or had
+    /// been given up on. Complete after `finish`. Any thread.
+    virtual double lost() const = 0;
 };
 
 }  // namespace lumbro
