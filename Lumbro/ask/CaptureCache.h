@@ -1,7 +1,7 @@
 #pragma once
 
+#include "LumbroCore/FolderWatches.h"
 #include "ask/CaptureReader.h"
-#include "ask/FolderWatches.h"
 #include "library/formats/CaptureMeta.h"
 
 #include <QHash>

@@ -1,9 +1,12 @@
 #pragma once
 
+#include "LumbroCore/FolderWatches.h"
+
 #include <QString>
 #include <QStringList>
 
 #include <chrono>
+#include <optional>
 
 namespace lumbro {
 
@@ -13,9 +16,6 @@ namespace lumbro {
 class FolderWatch {
   public:
     explicit FolderWatch(QStringList folders);
-    FolderWatch(const FolderWatch&) = delete;
-    FolderWatch& operator=(const FolderWatch&) = delete;
-    ~FolderWatch();
 
     /// True when nothing has happened since the last look at all files, which was a moment ago.
     bool isQuiet();
@@ -24,10 +24,11 @@ class FolderWatch {
     void beginLook();
 
   private:
-    bool hasEvents() const;
+    bool hasEvents();
 
     QStringList m_folders;
-    int m_descriptor = -1;
+    std::optional<FolderWatches> m_watches;
+    bool m_isWatchingAll = false;
     int m_looks = 0;
     std::chrono::steady_clock::time_point m_looked;
 };

@@ -1,4 +1,4 @@
-#include "ask/FolderWatches.h"
+#include "LumbroCore/FolderWatches.h"
 
 #include "LumbroCore/Literals.h"
 
@@ -79,6 +79,11 @@ bool FolderWatches::take(const std::function<void(int, QByteArrayView)>& change)
             std::memcpy(&event, buffer.data() + at, sizeof event);
             const char* name = buffer.data() + at + sizeof event;
             isWhole = isWhole && (event.mask & IN_Q_OVERFLOW) == 0;
+            if ((event.mask & IN_IGNORED) != 0) {
+                // The folder is gone, and its number with it.
+                const std::scoped_lock lock(m_mutex);
+                m_numbers.remove(event.wd);
+            }
             change(event.wd, event.len == 0 ? QByteArrayView() : QByteArrayView(name, qstrlen(name)));
             at += ssize_t(sizeof event + event.len);
         }
