@@ -76,7 +76,12 @@ bool isOffered(const PillMode& mode, const PrepEvent& event) {
     return shown != nullptr && shown->offer.event.key() == event.key();
 }
 
-Task<> memorize(Librarian* librarian, CaptureRecord record) {
+Task<Result<>> memorize(Librarian* librarian, CaptureRecord record) {
+    const auto pass = co_await librarian->run(std::move(record));
+    co_return pass ? Result<>() : std::unexpected(pass.error());
+}
+
+Task<> memorizeQuietly(Librarian* librarian, CaptureRecord record) {
     [[maybe_unused]] const auto logged = co_await librarian->run(std::move(record));
 }
 
@@ -195,7 +200,7 @@ SessionImporter& Services::sessionImporter() {
     return once(m_private->sessionImporter, [this] {
         return std::make_unique<SessionImporter>(
             clock(), settings(), library(),
-            [this](CaptureRecord record) { return memorize(&librarian(), std::move(record)); });
+            [this](CaptureRecord record) { return memorizeQuietly(&librarian(), std::move(record)); });
     });
 }
 

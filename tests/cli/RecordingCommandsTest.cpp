@@ -76,6 +76,8 @@ TEST(RecordingCommands, keepTheCaptureAndSayWhyThereAreNoNotes) {
     const Finished run = line.run({u"import"_s, CommandLine::demoSide(u"me"_s)});
     ASSERT_EQ(run.status, 0) << qPrintable(run.errors);
     EXPECT_TRUE(run.errors.contains(u"Claude Code"_s)) << qPrintable(run.errors);
+    EXPECT_EQ(run.errors.count(u"The memory was not updated either. Later: "_s), 1) << qPrintable(run.errors);
+    EXPECT_EQ(run.errors.count(u"note: "_s), 2) << qPrintable(run.errors);
     const QJsonObject capture = line.run({u"show"_s, u"last"_s, u"--json"_s}).object();
     EXPECT_GT(capture.value(u"words"_s).toInt(), 20);
     EXPECT_TRUE(capture.value(u"handoffs"_s).toObject().isEmpty());
@@ -190,6 +192,24 @@ TEST(RecordingCommands, failWithWhatToDoWhenTheWordsCannotBeSaved) {
     EXPECT_TRUE(errors.contains(QRegularExpression(u"not on the disk:\n\\[00:00:0\\d\\] Me: \\w"_s)))
         << qPrintable(errors);
     EXPECT_EQ(QString::fromUtf8(process.readAllStandardOutput()), folder + u'\n') << "the audio is kept";
+}
+
+TEST(RecordingCommands, failWithOneSentenceWhenAudioCannotBeWrittenAndKeepTheWords) {
+    const CommandLine line;
+    QProcess shell;
+    shell.setProcessEnvironment(line.environment());
+    // Room for the words and for a second of the audio.
+    shell.start(u"/bin/bash"_s, {u"-c"_s, u"ulimit -f 32; exec \"$0\" import \"$1\""_s,
+                                 CommandLine::program(), CommandLine::demoSide(u"me"_s)});
+    shell.waitForFinished(-1);
+    const QString errors = QString::fromUtf8(shell.readAllStandardError());
+    EXPECT_EQ(shell.exitCode(), 1) << qPrintable(errors);
+    EXPECT_TRUE(
+        errors.endsWith(u"lumbro: Part of the audio of this recording couldn't be written (Couldn't write "
+                        "me.caf: File too large); what was heard is in the transcript.\n"_s))
+        << qPrintable(errors);
+    const QString id = QString::fromUtf8(shell.readAllStandardOutput()).trimmed();
+    EXPECT_TRUE(line.home().read(u"Quillet/captures/%1/transcript.md"_s.arg(id)).contains("Me: "));
 }
 
 TEST(RecordingCommands, leaveNothingOfASilentFile) {

@@ -16,11 +16,13 @@ class CaptureFlowTest : public test::ModelTest {
     void prepare(AppModel::Ports& made) override {
         made.memorize = [this](const CaptureRecord& record) {
             memorized.append(record.id());
-            return nothing();
+            return remembered(memoryFailure);
         };
         made.callApp = [](auto) { return std::optional(CallApp{u"Zoom"_s, u"us.zoom.xos"_s}); };
     }
-    static Task<> nothing() { co_return; }
+    static Task<Result<>> remembered(std::optional<Failure> failure) {
+        co_return failure ? Result<>(std::unexpected(*failure)) : Result<>();
+    }
     test::FakeSession* session() { return dynamic_cast<test::FakeSession*>(lastSession.data()); }
 
     static QStringList trashed() {
@@ -29,6 +31,7 @@ class CaptureFlowTest : public test::ModelTest {
     }
 
     QStringList memorized;
+    std::optional<Failure> memoryFailure;
 };
 
 TEST_F(CaptureFlowTest, startsByKindIntentAndSurface) {
@@ -265,6 +268,21 @@ TEST_F(CaptureFlowTest, lostAudioIsToldAndNothingIsThrownAway) {
     EXPECT_EQ(end.lostAudio, u"The disk is full."_s);
     EXPECT_TRUE(library->record(id).has_value());
     EXPECT_EQ(mode(), PillMode(pill::Message{u"The disk is full."_s, true}));
+}
+
+TEST_F(CaptureFlowTest, aMemoryThatCouldNotBeUpdatedIsToldUnlessThatWasCancelled) {
+    QStringList told;
+    QObject::connect(&model->captures(), &CaptureFlow::memoryFailed, &model->captures(),
+                     [&told](const QString& id, const Failure& failure) { told << id << failure.message; });
+    script.words = 5;
+    memoryFailure = Failure{FailureKind::cancelled, u"Cancelled"_s};
+    start();
+    stop();
+    EXPECT_EQ(told, QStringList());
+    memoryFailure = Failure{FailureKind::failed, u"Claude Code failed"_s};
+    const QString id = start().id();
+    stop();
+    EXPECT_EQ(told, QStringList({id, u"Claude Code failed"_s}));
 }
 
 TEST_F(CaptureFlowTest, lostWordsAreToldBeforeAnythingElseAndRunNoEngine) {

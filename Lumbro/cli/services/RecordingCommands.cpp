@@ -10,6 +10,8 @@
 #include <QFile>
 #include <QTemporaryDir>
 
+#include <algorithm>
+
 namespace lumbro::cli {
 
 namespace {
@@ -48,9 +50,12 @@ void printOutcome(Output& output, const Arguments& arguments, const RecordingRun
     output.printLine(outcome.record.id());
 }
 
-// Nobody can get them back once this program has ended.
-int failOfLostText(Output& output, const RecordingRun::Outcome& outcome) {
-    const int status = output.fail(*outcome.lostText);
+// Nobody can get unsaved words back once this program has ended.
+int failOfLoss(Output& output, const RecordingRun::Outcome& outcome) {
+    int status = 0;
+    for (const auto& loss : {outcome.lostAudio, outcome.lostText}) {
+        status = loss ? output.fail(*loss) : status;
+    }
     const TranscriptSegments paragraphs = transcript::merged(outcome.unsavedWords);
     if (!paragraphs.isEmpty()) {
         output.say(u"The words that are not on the disk:"_s);
@@ -66,18 +71,15 @@ enum class EarlyEnd { fine, failure };
 
 Task<int> runAndPrint(CommandContext context, RecordingPlan plan, EarlyEnd earlyEnd) {
     RecordingRun run(context.output, std::move(plan));
-    const auto outcome = co_await run.run();
+    auto outcome = co_await run.run();
     if (!outcome) {
         co_return context.output.fail(outcome.error());
     }
     // The title may have come after the recording's end.
-    const auto record = run.services().library().record(outcome->record.id());
-    printOutcome(context.output, context.arguments,
-                 {record.value_or(outcome->record), outcome->remarks, outcome->stoppedEarly, {}, {}});
-    if (outcome->lostText) {
-        co_return failOfLostText(context.output, *outcome);
-    }
-    co_return outcome->stoppedEarly&& earlyEnd == EarlyEnd::failure ? 1 : 0;
+    outcome->record = run.services().library().record(outcome->record.id()).value_or(outcome->record);
+    printOutcome(context.output, context.arguments, *outcome);
+    const bool isPart = outcome->stoppedEarly && earlyEnd == EarlyEnd::failure;
+    co_return std::max(failOfLoss(context.output, *outcome), isPart ? 1 : 0);
 }
 
 Result<RecordingPlan> demoPlan(const QString& folder) {
@@ -155,7 +157,7 @@ Task<int> demo(CommandContext context) {
         printDemo(output, record, plan->libraryRoot);
     }
     sayRemarks(output, outcome->remarks);
-    co_return outcome->lostText ? failOfLostText(output, *outcome) : 0;
+    co_return failOfLoss(output, *outcome);
 }
 
 }  // namespace lumbro::cli

@@ -5,11 +5,13 @@
 #include "LumbroCore/Settings.h"
 #include "cli/CaptureLookup.h"
 #include "cli/services/DeviceWatch.h"
+#include "library/CaptureFiles.h"
 #include "library/ContextLibrary.h"
 #include "library/model/AppModel.h"
 #include "meetings/MeetingPrep.h"
 #include "memory/Librarian.h"
 #include "recording/CaptureSession.h"
+#include "recording/DiskSpace.h"
 #include "recording/FeedGate.h"
 #include "recording/audio/FileAudioSource.h"
 #include "recording/audio/MicSource.h"
@@ -80,6 +82,23 @@ QString endSentence(const FileAudioSource& file) {
     return {};
 }
 
+/// Why a part of the result is missing, as a sentence.
+QString reasonText(const QString& message, const QString& detail) {
+    const QString reason = detail.isEmpty() ? message : message + u" ("_s + detail + u')';
+    return reason.endsWith(u'.') ? reason : reason + u'.';
+}
+
+QString lostAudioText(const CaptureRecord& record, QString reason) {
+    if (diskSpace::isUsedUp(record.folder)) {
+        reason = u"the disk is full"_s;
+    } else if (reason.endsWith(u'.')) {
+        reason.chop(1);
+    }
+    const QString what = captureFiles::hasSound(record) ? u"Part of the audio"_s : u"The audio"_s;
+    return u"%1 of this recording couldn't be written (%2); what was heard is in the transcript."_s.arg(
+        what, reason);
+}
+
 }  // namespace
 
 QString commandOn(const QString& root) {
@@ -119,6 +138,8 @@ Task<Result<RecordingRun::Outcome>> RecordingRun::run() {
     CaptureFlow& captures = m_services.model().captures();
     connect(&captures, &CaptureFlow::sessionChanged, this, &RecordingRun::watchSession);
     connect(&captures, &CaptureFlow::finishStep, this, [this](const QString& text) { m_steps.begin(text); });
+    connect(&captures, &CaptureFlow::memoryFailed, this,
+            [this](const QString&, const Failure& failure) { m_memoryFailure = failure; });
     const auto started =
         co_await captures.startCapture(m_plan.kind, m_plan.intent, m_plan.event, NoteSurface::beside);
     if (!started) {
@@ -322,29 +343,39 @@ Task<Result<RecordingRun::Outcome>> RecordingRun::finish() {
         remarks += u"stopped at %1 of %2; what was heard until then is kept."_s.arg(
             clockText(m_stoppedAt->at), clockText(m_stoppedAt->of));
     }
+    std::optional<QString> lostAudio;
     if (end.lostAudio) {
-        remarks.prepend(*end.lostAudio);
+        lostAudio = lostAudioText(end.record, *end.lostAudio);
     }
-    co_return Outcome{end.record, remarks + failures(end.record.id()), m_stoppedAt.has_value(), end.lostText,
-                      end.unsavedWords};
+    co_return Outcome{.record = end.record,
+                      .remarks = remarks + failures(end.record.id()),
+                      .stoppedEarly = m_stoppedAt.has_value(),
+                      .lostAudio = lostAudio,
+                      .lostText = end.lostText,
+                      .unsavedWords = end.unsavedWords};
 }
 
 QStringList RecordingRun::failures(const QString& captureID) {
     QStringList seen;
     QStringList sentences;
+    const QString command = commandOn(m_services.library().root());
     const auto& runs = m_services.model().runs().runs();
     for (auto it = runs.begin(); it != runs.end(); ++it) {
-        QString reason = it.value().failure;
-        if (!it.key().startsWith(captureID + u'/') || reason.isEmpty() || seen.contains(reason)) {
+        const QString& message = it.value().failure;
+        if (!it.key().startsWith(captureID + u'/') || message.isEmpty() || seen.contains(message)) {
             continue;
         }
-        seen += reason;
-        reason += it.value().detail.isEmpty() ? QString() : u" ("_s + it.value().detail + u')';
-        reason += reason.endsWith(u'.') ? QString() : u"."_s;
-        const QString engine = it.key().section(u'/', 1);
+        seen += message;
         sentences +=
             u"\"%1\" wrote nothing: %2 Mend that (`lumbro doctor` helps), then: %4 engine-run %1 %3"_s.arg(
-                engine, reason, captureID, commandOn(m_services.library().root()));
+                it.key().section(u'/', 1), reasonText(message, it.value().detail), captureID, command);
+    }
+    if (m_memoryFailure) {
+        const QString why = seen.contains(m_memoryFailure->message)
+                                ? u" either."_s
+                                : u": "_s + reasonText(m_memoryFailure->message, m_memoryFailure->detail);
+        sentences +=
+            u"The memory was not updated%1 Later: %2 memory update %3"_s.arg(why, command, captureID);
     }
     return sentences;
 }

@@ -44,6 +44,8 @@ class RecordingRun final : public QObject {
         QStringList remarks;
         /// Ctrl-C came before its files were over.
         bool stoppedEarly = false;
+        /// Why audio is missing on the disk, in a sentence.
+        std::optional<QString> lostAudio;
         /// Why words are missing on the disk, in a sentence that says what to do.
         std::optional<QString> lostText;
         /// These words.
@@ -92,6 +94,8 @@ class RecordingRun final : public QObject {
     QList<FileAudioSource*> m_files;
     /// Where Ctrl-C stopped the files.
     std::optional<PlayPosition> m_stoppedAt;
+    /// Of the memory pass.
+    std::optional<Failure> m_memoryFailure;
     bool m_isStopDue = false;
     bool m_isFinishing = false;
 };

@@ -78,6 +78,8 @@ class CaptureFlow final : public QObject {
     void finishingCaptureIDChanged();
     /// A step of the finish begins; the text is for the user.
     void finishStep(const QString& text);
+    /// The memory pass over a finished capture came to nothing.
+    void memoryFailed(const QString& captureID, const lumbro::Failure& failure);
 
   private:
     using Session = std::shared_ptr<RecordingSession>;
@@ -89,6 +91,7 @@ class CaptureFlow final : public QObject {
     bool isNothing(const CaptureEnd& end) const;
     CaptureEnd removeEmpty(CaptureEnd end);
     CaptureEnd finish(CaptureEnd end);
+    Task<> memorize(CaptureRecord record);
     void report(const CaptureEnd& end);
     void runAutomaticEngines(const QString& captureID, const Engine& enhance);
     void discard(const CaptureRecord& record);

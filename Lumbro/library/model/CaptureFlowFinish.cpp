@@ -93,7 +93,7 @@ CaptureEnd CaptureFlow::removeEmpty(CaptureEnd end) {
 CaptureEnd CaptureFlow::finish(CaptureEnd end) {
     if (m_services.ports.memorize) {
         Q_EMIT finishStep(u"Updating the memory…"_s);
-        m_services.background.run(m_services.ports.memorize(end.record));
+        m_services.background.run(memorize(end.record));
     }
     const bool thought = end.record.meta.kind == CaptureKind::thought;
     if (thought || end.words < wordsToEnhance) {
@@ -104,6 +104,15 @@ CaptureEnd CaptureFlow::finish(CaptureEnd end) {
         m_services.pill.sayError(end.lostText ? *end.lostText : *end.lostAudio);
     }
     return end;
+}
+
+Task<> CaptureFlow::memorize(CaptureRecord record) {
+    const QPointer<CaptureFlow> alive(this);
+    const QString id = record.id();
+    const Result<> done = co_await m_services.ports.memorize(std::move(record));
+    if (alive && !done && done.error().kind != FailureKind::cancelled) {
+        Q_EMIT memoryFailed(id, done.error());
+    }
 }
 
 void CaptureFlow::report(const CaptureEnd& end) {

@@ -202,7 +202,8 @@ Result<QString> EngineRuns::succeed(const Run& run, const QString& text) {
 
 std::unexpected<Failure> EngineRuns::refuse(const Engine& engine, const CaptureRecord& record, bool quiet) {
     const QString message =
-        u"The transcript of \"%1\" can't be read; mend or remove transcript.json first."_s.arg(record.id());
+        u"The transcript of \"%1\" can't be read, so no engine runs on it; mend or remove transcript.json first."_s
+            .arg(record.id());
     setState(key(record.id(), engine.id), EngineRunState{false, message});
     if (!quiet && !m_ports.isRecording()) {
         m_ports.pill.sayError(message);

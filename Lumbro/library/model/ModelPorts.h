@@ -69,7 +69,7 @@ struct ModelPorts {
 
     // Work that a capture or a result starts.
     /// The memory pass over a finished capture. May be empty.
-    std::function<Task<>(CaptureRecord)> memorize;
+    std::function<Task<Result<>>(CaptureRecord)> memorize;
     std::function<void(QString text, CaptureRecord)> exportSlides = [](auto, auto) {};
     std::function<void(QString promise)> completePromise = [](auto) {};
     std::function<void(QString runID)> openActionResult = [](auto) {};
