@@ -1,6 +1,7 @@
 #include "cli/CommandTable.h"
 
 #include "LumbroCore/Literals.h"
+#include "cli/EngineCommandTable.h"
 
 #include <algorithm>
 #include <array>
@@ -102,7 +103,7 @@ constexpr std::string_view draftDetails =
 constexpr std::string_view runDetails =
     "ID may be shortened as long as one run alone begins with it; \"last\" is the newest one.";
 
-constexpr std::array commands{
+constexpr std::array mainCommands{
     CommandInfo{"record", "record until Ctrl-C, then write the notes",
                 "[--kind KIND] [--title TITLE] [--mic DEVICE] [--system DEVICE] [--fast]", 0, 0,
                 recordOptions, "lumbro record --title \"Weekly sync\"",
@@ -341,6 +342,16 @@ constexpr std::array commands{
                 "Works in a library of its own in a temporary folder, whose place is printed at the end."},
     CommandInfo{"log", "print the log", "[--lines N] [--follow]", 0, 0, logOptions, "lumbro log -f", ""},
 };
+
+template <size_t... Counts>
+consteval auto joined(const std::array<CommandInfo, Counts>&... groups) {
+    std::array<CommandInfo, (Counts + ...)> all;
+    auto next = all.begin();
+    ((next = std::ranges::copy(groups, next).out), ...);
+    return all;
+}
+
+constexpr std::array commands = joined(mainCommands, engineCommandTable);
 
 int wordsIn(std::string_view name) {
     return 1 + int(std::ranges::count(name, ' '));

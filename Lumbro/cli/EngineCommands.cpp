@@ -2,9 +2,8 @@
 
 #include "LumbroCore/AtomicFile.h"
 #include "LumbroCore/Settings.h"
-#include "cli/CaptureLookup.h"
+#include "cli/OpenEngines.h"
 #include "cli/Table.h"
-#include "library/ContextLibrary.h"
 
 #include <QFileInfo>
 #include <QJsonArray>
@@ -13,26 +12,15 @@ namespace lumbro::cli {
 
 namespace {
 
-/// The library as the commands over engines need it: only that, not the captures' words.
-class OpenLibrary {
-  public:
-    OpenLibrary()
-        : m_library(ContextLibrary::rootFromEnvironment(), m_clock),
-          m_usable(checkLibrary(m_library.root(), LibraryUse::write)) {
-        if (m_usable) {
-            m_library.openEngines();
-        }
+void sayWarnings(Output& output, const QStringList& warnings) {
+    for (const QString& warning : warnings) {
+        output.say(output.styledError(u"left out: "_s, Look::bad) + Output::clean(warning));
     }
-    ContextLibrary* operator->() { return &m_library; }
-    const Result<>& usable() const { return m_usable; }
+}
 
-  private:
-    SystemClock m_clock;
-    ContextLibrary m_library;
-    Result<> m_usable;
-};
+}  // namespace
 
-QString engineText(const Output& output, const Engine& engine) {
+QString engineSheet(const Output& output, const Engine& engine) {
     QList<QStringList> rows{{u"id"_s, engine.id},
                             {u"description"_s, engine.description},
                             {u"result"_s, engine.resultLabel()},
@@ -54,14 +42,6 @@ QString engineText(const Output& output, const Engine& engine) {
     }
     return text + u'\n' + Output::cleanLines(engine.prompt) + u'\n';
 }
-
-void sayWarnings(Output& output, const QStringList& warnings) {
-    for (const QString& warning : warnings) {
-        output.say(output.styledError(u"left out: "_s, Look::bad) + Output::clean(warning));
-    }
-}
-
-}  // namespace
 
 QJsonObject engineJson(const Engine& engine) {
     QJsonObject json{{u"id"_s, engine.id},
@@ -101,7 +81,7 @@ QJsonObject voiceJson(const Voice& voice) {
 
 Task<int> engines(CommandContext context) {
     Output& output = context.output;
-    OpenLibrary library;
+    OpenEngines library;
     if (!library.usable()) {
         co_return context.output.fail(library.usable().error());
     }
@@ -135,7 +115,7 @@ Task<int> engines(CommandContext context) {
 }
 
 Task<int> enginesShow(CommandContext context) {
-    OpenLibrary library;
+    OpenEngines library;
     if (!library.usable()) {
         co_return context.output.fail(library.usable().error());
     }
@@ -147,7 +127,7 @@ Task<int> enginesShow(CommandContext context) {
     if (context.arguments.wantsJson()) {
         context.output.printJson(engineJson(*engine));
     } else {
-        context.output.print(engineText(context.output, *engine));
+        context.output.print(engineSheet(context.output, *engine));
     }
     co_return 0;
 }
@@ -174,13 +154,13 @@ Task<int> enginesCheck(CommandContext context) {
         co_return output.fail(QFileInfo(file).fileName() + u": "_s + engine.error().message);
     }
     output.printLine(u"%1 is an engine."_s.arg(QFileInfo(file).fileName()));
-    output.print(engineText(output, *engine));
+    output.print(engineSheet(output, *engine));
     co_return 0;
 }
 
 Task<int> voices(CommandContext context) {
     Output& output = context.output;
-    OpenLibrary library;
+    OpenEngines library;
     if (!library.usable()) {
         co_return context.output.fail(library.usable().error());
     }

@@ -17,5 +17,7 @@ Task<int> voices(CommandContext context);
 /// An entry of `engines` and of `voices`.
 QJsonObject engineJson(const Engine& engine);
 QJsonObject voiceJson(const Voice& voice);
+/// An engine with its prompt, for people.
+QString engineSheet(const Output& output, const Engine& engine);
 
 }  // namespace lumbro::cli

@@ -3,7 +3,9 @@
 #include "cli/CaptureCommands.h"
 #include "cli/ChatCommands.h"
 #include "cli/EngineCommands.h"
+#include "cli/EngineEditCommands.h"
 #include "cli/ExportCommands.h"
+#include "cli/InboxCommand.h"
 #include "cli/LogCommand.h"
 #include "cli/McpCommand.h"
 #include "cli/MemoryCommands.h"
@@ -40,6 +42,9 @@ constexpr std::array entries{
     CommandEntry{"engines", engines},
     CommandEntry{"engines show", enginesShow},
     CommandEntry{"engines check", enginesCheck},
+    CommandEntry{"engine edit", engineEdit},
+    CommandEntry{"engine delete", engineDelete},
+    CommandEntry{"inbox", inboxList},
     CommandEntry{"voices", voices},
     CommandEntry{"agenda", agendaCommand},
     CommandEntry{"asks", asks},

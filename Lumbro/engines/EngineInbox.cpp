@@ -71,6 +71,8 @@ struct EngineInbox::Job {
     /// Held while any process works for the engine.
     CaptureLock lock{QString()};
     bool isStuck = false;
+    /// Why no other file would fare better: there is no agent to work on it.
+    QString agentIsMissing{};
     QString run{};
     QString place{};
     DroppedFile contents{};
@@ -160,6 +162,7 @@ Task<QList<InboxRun>> EngineInbox::workThrough(Cancel cancel) {
     const QPointer<EngineInbox> alive(this);
     const QString root = m_ports.library.root();
     QList<InboxRun> told;
+    QString reason;
     for (const Engine& engine : watching(m_ports.library)) {
         if (const QString problem = problemOf(engine, root); !problem.isEmpty()) {
             told += InboxRun{.engine = engine.id,
@@ -174,12 +177,13 @@ Task<QList<InboxRun>> EngineInbox::workThrough(Cancel cancel) {
         for (const WaitingFile& file : files.value_or(QList<WaitingFile>())) {
             const auto job = std::make_shared<Job>(Job{
                 .engine = engine, .file = file, .cancel = cancel, .records = InboxFolder(root, engine.id)});
-            if (cancel->isCancelled) {
-                told += waits(*job, u"stopped before it"_s);
+            if (cancel->isCancelled || !reason.isEmpty()) {
+                told += waits(*job, cancel->isCancelled ? u"stopped before it"_s : reason);
             } else if (!file.isSettled) {
                 told += waits(*job, u"changed within the last 5 seconds"_s);
             } else {
                 told += co_await takeOne(job);
+                reason = job->agentIsMissing;
             }
             if (!alive) {
                 co_return told;
@@ -253,6 +257,9 @@ Task<InboxRun> EngineInbox::work(JobPtr job) {
     }
     m_handles.remove(job->engine.id);
     if (!reply) {
+        const FailureKind kind = reply.error().kind;
+        const bool isMissing = kind == FailureKind::notInstalled || kind == FailureKind::notLoggedIn;
+        job->agentIsMissing = isMissing ? reply.error().message : QString();
         co_return finish(*job, InboxRun::State::failed, reply.error().message);
     }
     const auto seconds = std::chrono::round<std::chrono::seconds>(m_ports.clock.elapsed() - start).count();

@@ -56,7 +56,7 @@ class EngineInbox final : public QObject {
     void scan();
     /// Works through the files that lie there now, also while recording, and tells what became of each, in
     /// order. Those that wait on are told too, and folders that can't be watched as failed ones without a
-    /// file. Once cancelled, nothing further begins.
+    /// file. Once cancelled, or without an agent, nothing further begins.
     Task<QList<InboxRun>> workThrough(Cancel cancel);
 
     /// Engine id to the name of the file that it works on.

@@ -13,14 +13,6 @@ namespace {
 
 constexpr auto attemptInterval = std::chrono::seconds(10);
 
-/// Who uses the microphone, or nothing while no server answers: one without any device has nobody to tell of.
-std::optional<QList<MicrophoneUser>> usersOf(const AudioServer& server) {
-    if (server.microphones().isEmpty() && server.outputs().isEmpty()) {
-        return std::nullopt;
-    }
-    return server.usingMicrophone();
-}
-
 }  // namespace
 
 QString rawValue(CallStartAction action) {
@@ -32,6 +24,14 @@ CallDetector::CallDetector(Clock& clock, Settings& settings, AudioServer& server
     : m_clock(clock), m_settings(settings), m_server(server), m_ports(std::move(ports)) {}
 
 CallDetector::~CallDetector() = default;
+
+std::optional<QList<MicrophoneUser>> CallDetector::users(const AudioServer& server) {
+    // Its lists are empty then, and one without any device has nobody to tell of either.
+    if (server.microphones().isEmpty() && server.outputs().isEmpty()) {
+        return std::nullopt;
+    }
+    return server.usingMicrophone();
+}
 
 CallStartAction CallDetector::startAction(const Settings& settings) {
     if (!settings.boolean(u"offerCallCapture"_s)) {
@@ -55,7 +55,7 @@ void CallDetector::tick() {
         }
         return;
     }
-    const CallWatch::Change change = m_watch.look(usersOf(m_server));
+    const CallWatch::Change change = m_watch.look(users(m_server));
     if (change.started) {
         callStarted(*change.started);
     } else if (change.ended) {

@@ -53,6 +53,8 @@ class CallDetector final : public QObject {
     QString activeApp() const { return active().name; }
     QString activeBundleID() const { return active().bundleID; }
 
+    /// Who uses the microphone; nothing while no server answers.
+    static std::optional<QList<MicrophoneUser>> users(const AudioServer& server);
     /// What the settings make of a start, and how one is chosen.
     static CallStartAction startAction(const Settings& settings);
     static void setStartAction(Settings& settings, CallStartAction action);

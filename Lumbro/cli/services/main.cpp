@@ -3,11 +3,14 @@
 #include "cli/CaptureLookup.h"
 #include "cli/Runner.h"
 #include "cli/services/AskCommand.h"
+#include "cli/services/CallsCommand.h"
 #include "cli/services/ChatImportCommand.h"
 #include "cli/services/ConnectorCommands.h"
 #include "cli/services/DeviceCommands.h"
 #include "cli/services/DoctorCommand.h"
+#include "cli/services/EngineNewCommand.h"
 #include "cli/services/EngineRunCommand.h"
+#include "cli/services/InboxScanCommand.h"
 #include "cli/services/MemoryUpdateCommands.h"
 #include "cli/services/PassCommands.h"
 #include "cli/services/PillTerminal.h"
@@ -34,6 +37,9 @@ constexpr std::array entries{
     CommandEntry{"import", importFile},
     CommandEntry{"demo", demo},
     CommandEntry{"engine-run", engineRun},
+    CommandEntry{"engine new", engineNew},
+    CommandEntry{"inbox scan", inboxScan},
+    CommandEntry{"calls watch", callsWatch},
     CommandEntry{"ask", ask},
     CommandEntry{"connectors", connectors},
     CommandEntry{"connectors refresh", connectors},
