@@ -4,6 +4,7 @@
 #include "LumbroCore/AtomicFile.h"
 #include "LumbroCore/Dates.h"
 #include "LumbroCore/Literals.h"
+#include "LumbroCore/LockedUpdate.h"
 #include "library/CaptureFiles.h"
 #include "library/CaptureRepair.h"
 #include "library/CaptureScan.h"
@@ -144,6 +145,8 @@ void CaptureStore::recoverUnfinished() {
             continue;
         }
         const TranscriptSegments segments = captureFiles::segments(record, m_broken);
+        const FolderLock changing(folder());
+        record.meta = captureFiles::meta(record).value_or(record.meta);
         record.meta.endedAt = captureRepair::recoveredEnd(record, segments);
         [[maybe_unused]] const Result<> logged = save(record);
         AppLog::info(u"library"_s,

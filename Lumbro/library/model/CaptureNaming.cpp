@@ -1,5 +1,6 @@
 #include "library/model/CaptureNaming.h"
 
+#include "LumbroCore/LockedUpdate.h"
 #include "LumbroCore/Text.h"
 #include "engines/formats/EngineInput.h"
 #include "library/CaptureFiles.h"
@@ -85,7 +86,8 @@ Task<> CaptureNaming::askForTitle(QString captureID, AgentRequest request, Handl
     if (!title || !record) {
         co_return;
     }
-    // Another process may have named it meanwhile.
+    // Another process may have named it meanwhile, or be about to.
+    const FolderLock lock(m_library.capturesFolder());
     const auto meta = captureFiles::meta(*record);
     if (!meta || !isUnnamed(*meta)) {
         m_library.reloadCaptures();
