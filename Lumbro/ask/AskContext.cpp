@@ -22,13 +22,10 @@ AskContext::AskContext(const Clock& clock, const Settings& settings, const Conte
                        const MemoryStore& memory, AskPorts ports)
     : m_clock(clock), m_settings(settings), m_library(library), m_memory(memory), m_ports(std::move(ports)) {}
 
-Task<AskDates> AskContext::read(AskPorts ports, QDateTime now) {
+Task<AskDates> AskContext::read(AskPorts ports) {
     AskDates read;
     if (ports.calendarContext) {
         read.text = co_await ports.calendarContext();
-    }
-    if (read.text.isEmpty()) {
-        read.text = u"TODAY: "_s + dates::longReadable(now);
     }
     if (ports.nextMeetings) {
         read.meetings = co_await ports.nextMeetings(toldMeetings);
@@ -36,7 +33,7 @@ Task<AskDates> AskContext::read(AskPorts ports, QDateTime now) {
     co_return read;
 }
 
-QString AskContext::input(const AskQuestion& question, const AskThread& thread, const AskDates& dates) const {
+QString AskContext::input(const AskQuestion& question, const AskThread& thread, const AskDates& known) const {
     AskInput input;
     input.question = question.question;
     input.turns = thread.turns;
@@ -46,8 +43,8 @@ QString AskContext::input(const AskQuestion& question, const AskThread& thread, 
     input.voice = voice();
     m_ports.refreshConnectors();
     input.apps = apps();
-    input.calendar = dates.text;
-    input.meetings = dates.meetings;
+    input.calendar = known.text.isEmpty() ? u"TODAY: "_s + dates::longReadable(m_clock.now()) : known.text;
+    input.meetings = known.meetings;
     return input.text();
 }
 

@@ -19,7 +19,7 @@ class MemoryStore;
 
 /// What one question tells of the calendar.
 struct AskDates {
-    /// Today's date and the free times, with their heading.
+    /// Today's date and the free times, with their heading; empty tells the date alone.
     QString text;
     QList<AskMeeting> meetings;
 };
@@ -32,7 +32,7 @@ class AskContext {
                const MemoryStore& memory, AskPorts ports);
 
     /// What the calendar says now. It runs on when this object goes.
-    Task<AskDates> dates() const { return read(m_ports, m_clock.now()); }
+    Task<AskDates> dates() const { return read(m_ports); }
     /// The text for the model. `thread` has the earlier turns and the scope.
     QString input(const AskQuestion& question, const AskThread& thread, const AskDates& dates) const;
     /// What the names in answers mean now. It must not outlive this.
@@ -43,7 +43,7 @@ class AskContext {
     QString scopeBlock(const AskScope& scope) const;
 
   private:
-    static Task<AskDates> read(AskPorts ports, QDateTime now);
+    static Task<AskDates> read(AskPorts ports);
     QString nameOf(const AskScope& scope) const;
     QStringList apps() const;
     std::optional<Voice> voice() const;

@@ -36,7 +36,8 @@ class AskService final : public QObject {
     const QMap<QString, QString>& pending() const { return m_pending; }
     const QMap<QString, QString>& pendingEngines() const { return m_pendingEngines; }
     const QMap<QString, QString>& errors() const { return m_errors; }
-    /// The agent for Ask alone; nothing for the one that the settings prefer.
+    /// The agent for Ask alone, chosen in the box of the window to come; nothing for the one that the
+    /// settings prefer.
     std::optional<AIProvider> provider() const { return m_provider; }
     void setProvider(std::optional<AIProvider> provider);
 
@@ -52,7 +53,7 @@ class AskService final : public QObject {
     bool isRunning(const QString& threadID) const { return m_handles.contains(threadID); }
     /// Why the thread's last answer is not in its file, in a sentence; empty when it is there.
     QString saveFailure(const QString& threadID) const { return m_unsaved.value(threadID).reason; }
-    /// The engines to offer as chips for a question about this.
+    /// The engines to offer as chips for a question about this, in the window to come.
     QList<Engine> chipEngines(const AskScope& scope, const QString& liveCaptureID = {}) const;
     const AskContext& context() const { return m_context; }
 

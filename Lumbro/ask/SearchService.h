@@ -10,7 +10,8 @@
 
 namespace lumbro {
 
-/// The search box: searches away from the main thread, one search at a time. Main thread.
+/// The search box of the window to come: searches away from the main thread, one search at a time. Main
+/// thread.
 class SearchService {
   public:
     /// `clock` must outlive this and every search.

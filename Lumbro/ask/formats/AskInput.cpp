@@ -84,7 +84,7 @@ QString AskInput::engineBlock(const Engine& engine, const std::optional<Voice>& 
                  u"` and the SOURCES line."_s;
     }
     if (engine.usesVoice && voice) {
-        block += u"\n\n## VOICE: "_s + voice->name + u'\n' + voice->body;
+        block += u"\n\n## VOICE: "_s + voice->name + u'\n' + voice->body.trimmed();
     }
     return block;
 }
