@@ -12,6 +12,7 @@
 #include <QFileInfo>
 
 #include <algorithm>
+#include <tuple>
 
 namespace lumbro {
 
@@ -44,8 +45,14 @@ QList<ActionRun> ActionFiles::readMatching(const QString& pattern) const {
             runs << std::move(*run);
         }
     }
-    std::ranges::stable_sort(runs, std::greater(), &ActionRun::started);
+    sortNewestFirst(runs);
     return runs;
+}
+
+void ActionFiles::sortNewestFirst(QList<ActionRun>& runs) {
+    // Files know no parts of a second, within which names tell who came later: "…", "…-2", "…-10".
+    const auto rank = [](const ActionRun& run) { return std::tuple(run.started, run.id.size(), run.id); };
+    std::ranges::stable_sort(runs, std::greater(), rank);
 }
 
 std::optional<ActionRun> ActionFiles::read(const QString& id) const {

@@ -21,6 +21,7 @@ class ActionFiles {
     /// Makes the folder; a failure shows at the first write.
     void makeFolder() const;
 
+    static void sortNewestFirst(QList<ActionRun>& runs);
     /// Every run that can be read, newest first. Other files are passed over and stay.
     QList<ActionRun> readAll() const;
     /// Those whose key begins like this one and may hence be the same.

@@ -109,7 +109,7 @@ void ActionRunner::reload() {
             runs << each;
         }
     }
-    std::ranges::stable_sort(runs, std::greater(), &ActionRun::started);
+    ActionFiles::sortNewestFirst(runs);
     show(std::move(runs));
 }
 

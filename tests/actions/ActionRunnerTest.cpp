@@ -136,6 +136,7 @@ TEST_F(ActionRunnerTest, theSameWorkIsUnderWayOnlyOnceAndANewRunHasANameOfItsOwn
     const auto second = m_process.runner.retry(first);
     ASSERT_TRUE(second);
     EXPECT_EQ(second->id, first.id + u"-2"_s);
+    EXPECT_EQ(ActionFiles(m_folder.path()).readAll().first().id, second->id) << "in the same second";
     EXPECT_EQ(onDisk(first.id).status, Status::done);
     EXPECT_EQ(m_process.runner.latest(u" - one"_s).value_or(ActionRun()).id, second->id);
     EXPECT_EQ(m_process.runner.latest(first.connectorID, u"- one"_s).value_or(ActionRun()).id, second->id);

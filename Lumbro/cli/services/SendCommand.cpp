@@ -116,6 +116,10 @@ Task<int> sendAndWait(Services* services, CommandContext context, Connector conn
             co_return *refused;
         }
     }
+    if (connector.status == Connector::Status::needsLogin) {
+        output.say(Output::clean(
+            u"%1 asks for a login first. Check Claude: Settings → Connectors."_s.arg(connector.app)));
+    }
     const ActionRun run = co_await follow(services, &output, runner.submit(connector, request));
     co_return printRun(output, context.arguments, run);
 }
