@@ -56,7 +56,7 @@ Result<> applyResult(const Arguments& arguments, EngineDraft& draft) {
     if (!text) {
         return {};
     }
-    const EngineResult result = EngineResult::parsing(*text);
+    const EngineResult result = EngineResult::parsing(text);
     if (result.kind == EngineResult::Kind::handoff && text->trimmed().toLower() != u"handoff") {
         return takesNot("result", u"chat, handoff, or an action such as \"action: mail\""_s, *text);
     }

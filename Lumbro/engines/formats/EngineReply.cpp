@@ -21,6 +21,11 @@ QStringList known(const QStringList& wanted, const QStringList& all) {
     return found;
 }
 
+/// A value that comes back from a file as it is: the reader takes blanks and quotes off once only.
+QString plain(const QString& value) {
+    return trimmedOf(value, u" \t\"'").toString();
+}
+
 /// The file within an answer: from its first fence on, and without a code block around it.
 QString withoutWrapping(const QString& reply) {
     QStringList lines = Frontmatter::lines(reply);
@@ -72,11 +77,15 @@ std::expected<EngineDraft, Engine::LoadError> draft(const QString& reply, const 
     if (!parsed) {
         return std::unexpected(parsed.error());
     }
+    const QString name = plain(parsed->name);
+    if (name.isEmpty()) {
+        return std::unexpected(Engine::LoadError{u"frontmatter needs a `name:`"_s});
+    }
     EngineDraft made = blank;
     made.change(parsed->scope);
-    made.name = parsed->name;
-    made.icon = parsed->icon;
-    made.description = parsed->description;
+    made.name = name;
+    made.icon = plain(parsed->icon);
+    made.description = plain(parsed->description);
     made.output = parsed->result.kind == EngineResult::Kind::handoff && parsed->scope == EngineScope::meeting
                       ? EngineDraft::Output::handoff
                       : EngineDraft::Output::chat;
