@@ -66,8 +66,8 @@ QString programHelp() {
         u"       lumbro COMMAND [ARGUMENTS] [--json]\n\n"
         u"commands:\n"_s;
     for (const CommandInfo& command : commandTable()) {
-        const bool isShorthand =
-            command.name == "speech" || command.name == "settings" || command.name == "memory";
+        const bool isShorthand = command.name == "speech" || command.name == "settings" ||
+                                 command.name == "memory" || command.summary == "the same";
         if (!isShorthand) {
             text += row(toText(command.name), toText(command.summary), 15);
         }
