@@ -8,6 +8,8 @@
 #include <QFileInfo>
 #include <QTemporaryDir>
 
+#include <algorithm>
+
 namespace lumbro::cli {
 
 namespace {
@@ -48,7 +50,10 @@ Result<CaptureRecord> newest(const QString& folder) {
     if (scan.records.isEmpty()) {
         return fail(FailureKind::notFound, u"There are no captures yet; `lumbro record` makes one."_s);
     }
-    return scan.records.first();
+    // The brief for a meeting to come would hide what has just been recorded.
+    const auto found = std::ranges::find_if(
+        scan.records, [](const CaptureRecord& record) { return record.meta.kind != CaptureKind::prep; });
+    return found == scan.records.end() ? scan.records.first() : *found;
 }
 
 }  // namespace

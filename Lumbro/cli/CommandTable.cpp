@@ -94,7 +94,8 @@ constexpr std::array openPageOptions{
 constexpr std::array nudgeOptions{OptionInfo{"open", "", "open the draft in your mail program, too"}};
 
 constexpr std::string_view idDetails =
-    "ID may be shortened as long as one capture alone begins with it; \"last\" is the newest one.";
+    "ID may be shortened as long as one capture alone begins with it; \"last\" is the newest one, briefs "
+    "left out.";
 
 constexpr std::string_view draftDetails =
     "SOURCE is capture:ID (its results and notes), ask:ID (the answers of a conversation) or - (standard "
@@ -252,14 +253,16 @@ constexpr std::array mainCommands{
                 "lumbro promises snooze p-3f9a1c 3", "The list still shows it."},
     CommandInfo{"promises nudge", "draft a friendly mail about what somebody owes you", "ID [--open]", 1, 1,
                 nudgeOptions, "lumbro promises nudge p-3f9a1c", "Sends nothing."},
-    CommandInfo{"remind", "show what you promised and is due", "", 0, 0, noOptions, "lumbro remind",
-                "What is late, due today or within three days, or has waited. The application shows once a day "
-                "what is late or due that day."},
+    CommandInfo{
+        "remind", "show what you promised and is due", "", 0, 0, noOptions, "lumbro remind",
+        "What is late, due today or within three days, or has waited. The application shows once a day "
+        "what is late or due that day."},
     CommandInfo{"ideas", "list the content ideas, newest first", "", 0, 0, noOptions, "lumbro ideas", ""},
-    CommandInfo{"ideas today", "find content ideas in what was captured today", "", 0, 0, noOptions,
-                "lumbro ideas today",
-                "One run of your agent; what is new joins the list of `lumbro ideas`. The application does so "
-                "once every evening."},
+    CommandInfo{
+        "ideas today", "find content ideas in what was captured today", "", 0, 0, noOptions,
+        "lumbro ideas today",
+        "One run of your agent; what is new joins the list of `lumbro ideas`. The application does so "
+        "once every evening."},
     CommandInfo{"memory", "print all that is known, as the agent sees it", "", 0, 0, noOptions,
                 "lumbro memory", ""},
     CommandInfo{"memory index", "print all that is known, as the agent sees it", "", 0, 0, noOptions,

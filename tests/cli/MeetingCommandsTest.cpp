@@ -82,6 +82,11 @@ TEST_F(MeetingCommands, writeABriefOnceAndListIt) {
     EXPECT_EQ(line.run({u"captures"_s, u"--json"_s}).array().size(), 1);
     EXPECT_TRUE(line.run({u"prep"_s, u"--yes"_s}).errors.contains(u"from 10 minutes before its start"));
     EXPECT_TRUE(line.run({u"agenda"_s}).output.contains(u"in 30 min"));
+    EXPECT_EQ(line.run({u"show"_s, u"last"_s, u"--json"_s}).object().value(u"id"_s), briefID);
+    line.addCapture(u"2026-03-02-0814-meeting"_s, "Weekly", "2026-03-02T08:14:00Z");
+    EXPECT_EQ(line.run({u"show"_s, u"last"_s, u"--json"_s}).object().value(u"id"_s),
+              u"2026-03-02-0814-meeting"_s)
+        << "the brief stands before it in time";
 }
 
 TEST_F(MeetingCommands, remindOfWhatIsDueAndFindTheDaysIdeas) {
