@@ -131,6 +131,9 @@ int Output::fail(const Failure& failure) {
     if (!failure.detail.isEmpty()) {
         say(styledError(u"  "_s + clean(failure.detail), Look::dim));
     }
+    if (failure.kind == FailureKind::notInstalled && !failure.message.contains(u"doctor")) {
+        say(styledError(u"  `lumbro doctor` says how to mend that."_s, Look::dim));
+    }
     return status;
 }
 

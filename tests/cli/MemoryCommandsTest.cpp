@@ -307,8 +307,11 @@ TEST_F(MemoryCommands, openAPageWhereItCanBeShown) {
 }
 
 TEST_F(MemoryCommands, readACaptureIntoTheMemory) {
-    line.installAgent();
     addMeeting();
+    EXPECT_EQ(line.run({u"memory"_s, u"catch-up"_s}).errors.section(u'\n', 1),
+              u"lumbro: %1: Claude Code isn't installed\n  `lumbro doctor` says how to mend that.\n"_s.arg(
+                  meeting));
+    line.installAgent();
     line.set(
         u"FAKE_AGENT_MEMORY"_s,
         uR"(Sure: {"people":[{"name":"Ann Lee","timeline":"agreed"}],"promises":[{"owner":"Me","text":"reply"}]})"_s);

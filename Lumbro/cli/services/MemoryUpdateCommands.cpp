@@ -115,8 +115,9 @@ QString nothingToRead(const ContextLibrary& library) {
 
 void sayMisses(Output& output, const MemoryCatchUp& result) {
     for (const MemoryCatchUp::Miss& miss : result.misses) {
-        output.say(output.styledError(miss.captureID + u": "_s, Look::bad) +
-                   Output::clean(miss.failure.message));
+        Failure failure = miss.failure;
+        failure.message.prepend(miss.captureID + u": "_s);
+        output.fail(failure);
     }
 }
 
