@@ -9,6 +9,7 @@
 #include "library/CaptureLock.h"
 #include "library/ContextLibrary.h"
 
+#include <QFileInfo>
 #include <QMap>
 #include <QPointer>
 
@@ -53,8 +54,18 @@ std::optional<Result<CaptureRecord>> fileKey(const ContextLibrary& library, cons
     if (merged.isEmpty() || (!isInReach && merged == old)) {
         return std::nullopt;
     }
-    return record ? sessionFolder::update(*record, merged)
-                  : sessionFolder::make(library.capturesFolder(), merged);
+    const auto filed = record ? sessionFolder::update(*record, merged)
+                              : sessionFolder::make(library.capturesFolder(), merged);
+    if (filed) {
+        return filed;
+    }
+    if (record && !QFileInfo::exists(record->folder)) {
+        // Deleted meanwhile, which shall stay so.
+        return std::nullopt;
+    }
+    const QString reason = filed.error().message;
+    return fail(u"The log %1 was not written: %2; the next import tries again."_s.arg(
+        record ? record->id() : key, reason.endsWith(u'.') ? reason.chopped(1) : reason));
 }
 
 int countFrom(const SessionEntries& entries, const QDateTime& start) {

@@ -231,6 +231,21 @@ TEST_F(AskCommands, twoProcessesInOneConversationKeepBothAnswers) {
               3);
 }
 
+TEST_F(AskCommands, anAnswerToADeletedConversationIsShownAndToldToBeLost) {
+    const QString id = line.run({u"ask"_s, u"First"_s, u"--json"_s}).object().value(u"thread"_s).toString();
+    line.set(u"FAKE_AGENT_GATE"_s, line.home().path(u"gate"_s));
+    auto asking = start({u"ask"_s, u"Second"_s, u"--thread"_s, id});
+    ASSERT_TRUE(eventually([&] { return line.home().read(u"agent.log"_s).count('\n') == 2; }));
+    EXPECT_EQ(line.run({u"asks"_s, u"delete"_s, id}).status, 0);
+    line.home().write(u"gate"_s, "");
+    ASSERT_TRUE(asking->waitForFinished());
+    EXPECT_EQ(asking->exitCode(), 1);
+    EXPECT_TRUE(asking->readAllStandardOutput().startsWith("She wants it on **Friday**.\n"));
+    EXPECT_EQ(asking->readAllStandardError(),
+              "lumbro: The answer was not kept: The conversation was deleted meanwhile.\n");
+    EXPECT_TRUE(line.run({u"asks"_s, u"--json"_s}).array().isEmpty());
+}
+
 TEST_F(AskCommands, onATerminalTheWordsAppearWhileTheyAreWritten) {
     line.set(u"FAKE_AGENT_MODE"_s, u"typing"_s);
     line.set(u"FAKE_AGENT_GATE"_s, line.home().path(u"gate"_s));

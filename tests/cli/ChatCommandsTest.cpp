@@ -1,5 +1,9 @@
 #include "tests/cli/CommandLine.h"
 
+#include <QProcess>
+
+#include <array>
+
 #include <gtest/gtest.h>
 
 using namespace lumbro;
@@ -74,6 +78,24 @@ TEST_F(ChatCommands, importFilesLogsThatShowPrints) {
     const QJsonObject object = line.run({u"show"_s, id, u"--json"_s}).object();
     EXPECT_EQ(object[u"entries"_s].toArray().size(), 1);
     EXPECT_EQ(object[u"sessionKey"_s], u"2026-03-02/work"_s);
+}
+
+TEST_F(ChatCommands, importsAtOnceFileEachRequestOnce) {
+    std::array<QProcess, 3> imports;
+    for (QProcess& import : imports) {
+        import.setProcessEnvironment(line.environment());
+        import.start(CommandLine::program(), {u"chats"_s, u"import"_s, u"--since"_s, u"2026-03-01"_s});
+    }
+    for (QProcess& import : imports) {
+        ASSERT_TRUE(import.waitForFinished());
+        EXPECT_EQ(import.exitCode(), 0) << import.readAllStandardError().toStdString();
+    }
+    const QJsonArray captures = line.run({u"captures"_s, u"--json"_s}).array();
+    ASSERT_EQ(captures.size(), 2);
+    for (const auto capture : captures) {
+        const QString id = capture[u"id"].toString();
+        EXPECT_EQ(line.run({u"show"_s, id, u"--json"_s}).object()[u"entries"_s].toArray().size(), 1);
+    }
 }
 
 TEST_F(ChatCommands, theAgentThatTakesALogInSeesNoSecret) {

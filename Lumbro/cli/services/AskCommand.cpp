@@ -76,7 +76,9 @@ void tellScope(Output& output, const AskService& service, const AskQuestion& que
     }
 }
 
-int printAnswer(Output& output, const Arguments& arguments, LiveAnswer& live, const AskAnswer& answer) {
+/// `isKept` tells that the conversation can go on.
+int printAnswer(Output& output, const Arguments& arguments, LiveAnswer& live, const AskAnswer& answer,
+                bool isKept) {
     if (arguments.wantsJson()) {
         live.giveUp();
         output.printJson(askJson(answer));
@@ -88,8 +90,10 @@ int printAnswer(Output& output, const Arguments& arguments, LiveAnswer& live, co
     }
     const QString sources = sourcesText(output, answer.sources);
     output.print(sources.isEmpty() ? QString() : u'\n' + sources);
-    output.say(output.styledError(
-        u"Go on with: lumbro ask --thread %1 QUESTION"_s.arg(Output::clean(answer.thread)), Look::dim));
+    if (isKept) {
+        output.say(output.styledError(
+            u"Go on with: lumbro ask --thread %1 QUESTION"_s.arg(Output::clean(answer.thread)), Look::dim));
+    }
     return 0;
 }
 
@@ -122,8 +126,8 @@ Task<int> askAndPrint(Services& services, AskQuestion question, CommandContext c
                           : output.fail(u"The question was given up; nothing was kept."_s);
     }
     const AskAnswer& answer = **outcome;
-    const int status = printAnswer(output, context.arguments, live, answer);
     const QString unsaved = services.ask().saveFailure(answer.thread);
+    const int status = printAnswer(output, context.arguments, live, answer, unsaved.isEmpty());
     co_return unsaved.isEmpty() ? status : output.fail(u"The answer was not kept: "_s + unsaved);
 }
 
