@@ -47,8 +47,8 @@ bool chatRows(const QString& folder) {
                              .arg(files.size())
                              .arg(requests)
                              .arg(qRound(rg));
-    printRow(u"reading chats, against rg -c of one word"_s, percentile(own, 0.5) / rg, u"times"_s, {}, note);
-    printRow(u"reading chats, peak memory"_s, percentile(peak, 0.5), u"MB"_s, {}, note);
+    printRow(u"reading chats, against rg -c of one word"_s, percentile(own, 0.5) / rg, u"times"_s, 1.5, note);
+    printRow(u"reading chats, peak memory"_s, percentile(peak, 0.5), u"MB"_s, 60, note);
     return requests > 0;
 }
 
