@@ -283,6 +283,12 @@ TEST_F(SendCommand, whatCannotBeSentIsSaidInOneSentence) {
             << qPrintable(run.errors);
         EXPECT_TRUE(run.output.isEmpty());
     }
+    EXPECT_TRUE(QDir(line.home().path(u"Quillet/actions"_s)).removeRecursively());
+    line.home().write(u"Quillet/actions"_s, "no folder");
+    const Finished unkept = line.run(sending());
+    EXPECT_EQ(unkept.status, 1);
+    EXPECT_TRUE(unkept.errors.contains(u"actions can't be written, where runs are kept"_s));
+    QFile::remove(line.home().path(u"Quillet/actions"_s));
     QFile::remove(line.home().path(u".local/bin/claude"_s));
     const Finished missing = line.run({u"connectors"_s});
     EXPECT_EQ(missing.status, 1);

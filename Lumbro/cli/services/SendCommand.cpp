@@ -1,6 +1,7 @@
 #include "cli/services/SendCommand.h"
 
 #include "LumbroCore/Dates.h"
+#include "actions/ActionFiles.h"
 #include "actions/ActionRunner.h"
 #include "actions/Connectors.h"
 #include "actions/formats/ActionPrompt.h"
@@ -17,7 +18,7 @@
 #include "library/ContextLibrary.h"
 
 #include <QCoroSignal>
-#include <QPointer>
+#include <QFileInfo>
 
 #include <memory>
 
@@ -96,10 +97,23 @@ int printRun(Output& output, const Arguments& arguments, const ActionRun& run) {
                : output.fail(problem.isEmpty() ? run.title() + u'.' : problem);
 }
 
+/// Without a file, a run that is cut off could be sent again unseen.
+Result<> checkFolder(const QString& libraryRoot) {
+    const ActionFiles files(libraryRoot);
+    files.makeFolder();
+    const QFileInfo folder(files.folder());
+    return folder.isDir() && folder.isWritable()
+               ? Result<>()
+               : fail(u"Nothing was sent: %1 can't be written, where runs are kept."_s.arg(files.folder()));
+}
+
 /// Asks and sends, unless the same is under way: then that is waited for.
 Task<int> sendAndWait(Services* services, CommandContext context, Connector connector,
                       ActionRequest request) {
     Output& output = context.output;
+    if (const auto writable = checkFolder(services->library().root()); !writable) {
+        co_return output.fail(writable.error());
+    }
     ActionRunner& runner = services->actionRunner();
     const auto before = runner.latest(connector.id, request.content);
     if (!before || !before->isLive()) {
@@ -121,10 +135,14 @@ Task<int> sendAndWait(Services* services, CommandContext context, Connector conn
             u"%1 asks for a login first. Check Claude: Settings → Connectors."_s.arg(connector.app)));
     }
     const ActionRun run = co_await follow(services, &output, runner.submit(connector, request));
-    co_return printRun(output, context.arguments, run);
+    const int status = printRun(output, context.arguments, run);
+    const auto kept = ActionFiles(services->library().root()).read(run.id);
+    co_return kept && kept->status == run.status
+        ? status
+        : output.fail(u"Its file could not be written; `lumbro runs` doesn't know how it ended."_s);
 }
 
-/// The library may be written, and Claude Code has told its connectors.
+/// Claude Code has told its connectors, and the runs are read.
 Task<Result<>> prepare(Services* services, Output* output) {
     if (auto checked = co_await checkConnectors(services, output); !checked) {
         co_return checked;
