@@ -1,4 +1,5 @@
 #include "tests/cli/CommandLine.h"
+#include "tests/support/Wait.h"
 
 #include <gtest/gtest.h>
 
@@ -87,6 +88,23 @@ TEST_F(MeetingCommands, writeABriefOnceAndListIt) {
     EXPECT_EQ(line.run({u"show"_s, u"last"_s, u"--json"_s}).object().value(u"id"_s),
               u"2026-03-02-0814-meeting"_s)
         << "the brief stands before it in time";
+}
+
+TEST_F(MeetingCommands, sayThatTheMeetingWasCalledOffMeanwhile) {
+    fill();
+    line.installAgent();
+    const QString gate = line.home().path(u"gate"_s);
+    line.set(u"FAKE_AGENT_GATE"_s, gate);
+    QProcess process;
+    process.setProcessEnvironment(line.environment());
+    process.start(CommandLine::program(), {u"prep"_s, u"weekly"_s});
+    ASSERT_TRUE(eventually([this] { return line.home().has(u"agent.log"_s); }));
+    put("sync", "Weekly sync", "20260302T100000Z", "STATUS:CANCELLED\n");
+    line.home().write(u"gate"_s, "");
+    process.waitForFinished(-1);
+    EXPECT_EQ(process.exitCode(), 0);
+    EXPECT_TRUE(process.readAllStandardOutput().contains("Ann likes tea."));
+    EXPECT_TRUE(process.readAllStandardError().contains("called off meanwhile"));
 }
 
 TEST_F(MeetingCommands, remindOfWhatIsDueAndFindTheDaysIdeas) {

@@ -17,6 +17,8 @@
 
 #include <QJsonObject>
 
+#include <algorithm>
+
 namespace lumbro::cli {
 
 namespace {
@@ -59,6 +61,14 @@ Task<Result<CaptureRecord>> briefFor(Services* services, Output* output, PrepEve
     co_return brief;
 }
 
+/// An agent takes its time, and calendars change.
+Task<bool> isStillOn(Services* services, PrepEvent event) {
+    MeetingPrep& prep = services->meetingPrep();
+    co_await prep.refresh();
+    co_return std::ranges::any_of(prep.agenda(),
+                                  [&event](const PrepEvent& one) { return one.key() == event.key(); });
+}
+
 void printBrief(const CommandContext& context, const PrepEvent& event, const CaptureRecord& brief,
                 const QString& text, const QDateTime& now) {
     Output& output = context.output;
@@ -94,44 +104,53 @@ Task<int> join(CommandContext context, PrepEvent event) {
     co_return co_await recordPlan(context, plan);
 }
 
+/// Writes and prints the brief; gives the meeting when it can be joined now.
+Task<Result<std::optional<PrepEvent>>> prepare(const CommandContext* context) {
+    Services services;
+    if (const auto usable = checkLibrary(services.library().root(), LibraryUse::write); !usable) {
+        co_return std::unexpected(usable.error());
+    }
+    services.library().open();
+    co_await services.meetingPrep().refresh();
+    const auto event = findEvent(services, context->arguments.at(0));
+    if (!event) {
+        co_return std::unexpected(event.error());
+    }
+    const auto brief =
+        co_await briefFor(&services, &context->output, *event, context->arguments.has("again"));
+    if (!brief) {
+        co_return std::unexpected(brief.error());
+    }
+    const QString text = services.library().handoffs(*brief).value(u"prep"_s);
+    const QDateTime now = services.clock().now();
+    printBrief(*context, *event, *brief, text, now);
+    if (!co_await isStillOn(&services, *event)) {
+        context->output.say(
+            u"This meeting was moved or called off meanwhile; `lumbro agenda` lists what is on."_s);
+        co_return std::optional<PrepEvent>();
+    }
+    co_return agenda::eventNow({*event}, now);
+}
+
 }  // namespace
 
 Task<int> prepCommand(CommandContext context) {
     Output& output = context.output;
-    const Arguments& arguments = context.arguments;
-    if (arguments.has("yes") && arguments.wantsJson()) {
+    const bool saysYes = context.arguments.has("yes");
+    if (saysYes && context.arguments.wantsJson()) {
         output.fail(u"--yes records the meeting, of which --json can tell nothing; give one of them."_s);
         output.say(usageLine(*findCommand({u"prep"_s}).command));
         co_return wrongUsage;
     }
-    std::optional<PrepEvent> toJoin;
-    {
-        Services services;
-        if (const auto usable = checkLibrary(services.library().root(), LibraryUse::write); !usable) {
-            co_return output.fail(usable.error());
-        }
-        services.library().open();
-        co_await services.meetingPrep().refresh();
-        const auto event = findEvent(services, arguments.at(0));
-        if (!event) {
-            co_return output.fail(event.error());
-        }
-        const auto brief = co_await briefFor(&services, &output, *event, arguments.has("again"));
-        if (!brief) {
-            co_return output.fail(brief.error());
-        }
-        const QString text = services.library().handoffs(*brief).value(u"prep"_s);
-        const QDateTime now = services.clock().now();
-        printBrief(context, *event, *brief, text, now);
-        if (agenda::eventNow({*event}, now)) {
-            toJoin = *event;
-        }
+    const auto toJoin = co_await prepare(&context);
+    if (!toJoin) {
+        co_return output.fail(toJoin.error());
     }
-    if (arguments.has("yes") && !toJoin) {
+    if (saysYes && !*toJoin) {
         output.say(u"The meeting can be joined from 10 minutes before its start until its end."_s);
     }
-    if (toJoin && co_await wantsToJoin(&context, *toJoin)) {
-        co_return co_await join(context, *toJoin);
+    if (*toJoin && co_await wantsToJoin(&context, **toJoin)) {
+        co_return co_await join(context, **toJoin);
     }
     co_return 0;
 }
