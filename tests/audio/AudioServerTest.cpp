@@ -152,6 +152,20 @@ TEST_P(RealServer, outlivesDevicesThatVanish) {
     EXPECT_GT(amplitudeOf(callTone, lastSecond(m_themHeard)), 0.25);
 }
 
+TEST_P(RealServer, tellsOfADeviceThatGoesWhileItsStreamOpens) {
+    const QString sink = m_private.addSink(u"dock"_s);
+    ASSERT_TRUE(eventually([&] { return m_server.outputs().size() == 3; }, 5s));
+    bool hasFailed = false;
+    AudioStreamEvents events;
+    events.onBuffer = [](const AudioBuffer&) {};
+    events.onFailed = [&hasFailed](const QString&) { hasFailed = true; };
+    auto opening = m_server.open({AudioStreamRequest::Kind::output, u"dock"_s}, events);
+    // This thread takes no mail meanwhile: the stream is open, and gone, before that is known here.
+    m_private.unload(sink);
+    const auto opened = test::wait(std::move(opening));
+    EXPECT_TRUE(!opened || eventually([&hasFailed] { return hasFailed; }, 5s));
+}
+
 TEST_P(RealServer, bothTracksHaveOneTime) {
     // The microphone hears what the speakers play, so one click is in both tracks.
     m_private.addMicrophone(u"echo"_s, u"speakers"_s);

@@ -112,6 +112,22 @@ TEST_F(Sources, aMicrophoneWhoseRouteChangesStartsAgainInFiveAttempts) {
     mic.stop();
 }
 
+TEST_F(Sources, aChosenMicrophoneThatHasJustGoneIsReplacedAtOnce) {
+    AudioServerState state = FakeAudioServer::usualState();
+    state.microphones.append({u"usb"_s, u"USB Microphone"_s, false, {}});
+    m_server.set(state);
+    m_settings.set(u"microphoneDeviceUID"_s, u"usb"_s);
+    MicSource mic(m_server, m_clock, m_settings, u"capture-mic"_s);
+    ASSERT_TRUE(test::wait(mic.start(counting())));
+    // The stream ends before the list of devices is a new one.
+    m_server.gone = u"usb"_s;
+    m_server.breakStreams(Kind::microphone, u"gone"_s);
+    EXPECT_EQ(m_server.openStreams(Kind::microphone), 1);
+    EXPECT_EQ(m_server.requests().last().deviceID, QString());
+    feed(Kind::microphone);
+    EXPECT_EQ(m_buffers, 1);
+}
+
 TEST_F(Sources, aMicrophoneThatComesLateIsTaken) {
     MicSource mic(m_server, m_clock, m_settings, u"capture-mic"_s);
     ASSERT_TRUE(test::wait(mic.start(counting())));

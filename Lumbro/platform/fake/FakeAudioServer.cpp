@@ -49,6 +49,9 @@ Task<Result<>> FakeAudioServer::attach() {
 
 Task<Result<OpenedAudioStream>> FakeAudioServer::open(AudioStreamRequest request, AudioStreamEvents events) {
     m_requests.append(request);
+    if (!gone.isEmpty() && request.deviceID == gone) {
+        co_return fail(FailureKind::notFound, u"No such entity"_s);
+    }
     if (failures > 0) {
         --failures;
         co_return fail(failureReason);

@@ -31,6 +31,8 @@ class FakeAudioServer final : public AudioServer {
     /// The next so many calls of `open` fail with this reason.
     int failures = 0;
     QString failureReason;
+    /// A device that has gone without a word: it is in the list, and cannot be opened.
+    QString gone;
     /// What new streams declare.
     AudioFormat format{48000, 2};
 

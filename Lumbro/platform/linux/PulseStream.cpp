@@ -18,9 +18,19 @@ constexpr uint32_t fragmentMilliseconds = 25;
 /// What is handed on at once, so that a reader who fell behind does not get seconds in one piece.
 constexpr size_t largestBufferFrames = 4096;
 
+FailureKind kindOf(int error) {
+    switch (error) {
+        case PA_ERR_ACCESS:
+            return FailureKind::micDenied;
+        case PA_ERR_NOENTITY:
+            return FailureKind::notFound;
+        default:
+            return FailureKind::failed;
+    }
+}
+
 Failure failureOf(int error) {
-    return {error == PA_ERR_ACCESS ? FailureKind::micDenied : FailureKind::failed,
-            QString::fromUtf8(pa_strerror(error))};
+    return {kindOf(error), QString::fromUtf8(pa_strerror(error))};
 }
 
 }  // namespace
@@ -45,7 +55,8 @@ PulseStream::~PulseStream() {
     m_closing = true;
     m_filled.release();
     m_worker.join();
-    finishOpening(fail(FailureKind::cancelled, u"closed"_s));
+    m_outcome = m_outcome.value_or(fail(FailureKind::cancelled, u"closed"_s));
+    finishOpening();
 }
 
 QFuture<Result<>> PulseStream::connect(const QString& device, bool fixed) {
@@ -87,7 +98,9 @@ void PulseStream::connectLocked(const QString& device, bool fixed) {
 
 void PulseStream::giveUp() {
     const PulseLock lock(m_connection->loop());
-    resolve(fail(u"the audio server does not answer"_s));
+    if (!m_outcome) {
+        resolve(fail(u"the audio server does not answer"_s));
+    }
 }
 
 void PulseStream::deliver() {
@@ -95,12 +108,15 @@ void PulseStream::deliver() {
 }
 
 void PulseStream::resolve(const Result<>& result) {
-    m_mainThread->post([this, result] { finishOpening(result); });
+    m_outcome = result;
+    m_mainThread->post([this] { finishOpening(); });
 }
 
-void PulseStream::finishOpening(const Result<>& result) {
-    if (!std::exchange(m_resolved, true)) {
-        m_opened.addResult(result);
+// With the lock held to the end, a failure that comes next is told after this.
+void PulseStream::finishOpening() {
+    const PulseLock lock(m_connection->loop());
+    if (!std::exchange(m_isTold, true)) {
+        m_opened.addResult(*m_outcome);
         m_opened.finish();
     }
 }
@@ -117,7 +133,8 @@ void PulseStream::stateChanged() {
         ready();
     } else if (!PA_STREAM_IS_GOOD(state)) {
         const Failure failure = failureOf(pa_context_errno(m_connection->context()));
-        if (!m_resolved) {
+        if (!m_isTold) {
+            // It may have been open for a moment, which nobody has heard of yet.
             resolve(std::unexpected(failure));
         } else if (const auto failed = std::exchange(m_events.onFailed, {})) {
             report([failed, reason = failure.message] { failed(reason); });

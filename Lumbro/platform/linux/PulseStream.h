@@ -11,6 +11,7 @@
 
 #include <atomic>
 #include <memory>
+#include <optional>
 #include <semaphore>
 #include <thread>
 
@@ -43,14 +44,17 @@ class PulseStream final : public AudioStream {
     void read();
     void report(std::function<void()> event);
     void resolve(const Result<>& result);
-    void finishOpening(const Result<>& result);
+    void finishOpening();
     void work();
 
     std::shared_ptr<PulseConnection> m_connection;
     AudioStreamEvents m_events;
     pa_stream* m_stream = nullptr;
     QPromise<Result<>> m_opened;
-    bool m_resolved = false;
+    /// How the opening stands; none while it is under way. Under the connection's lock, as the next.
+    std::optional<Result<>> m_outcome;
+    /// The outcome has been told; what fails from now on is a failure of an open stream.
+    bool m_isTold = false;
     AudioFormat m_format;
     QString m_device;
     /// Takes events to the main thread; they are dropped with it.

@@ -93,6 +93,12 @@ Task<Result<>> MicSource::Private::startEngine(std::shared_ptr<Private> self) {
     const AudioStreamRequest request{AudioStreamRequest::Kind::microphone,
                                      device == standard && device != uid ? QString() : device};
     auto opened = co_await self->server.open(request, events(self));
+    if (isCurrent() && !opened && opened.error().kind == FailureKind::notFound &&
+        !request.deviceID.isEmpty()) {
+        // It has just gone, and the list of devices does not know yet.
+        self->info(u"device gone; taking the default"_s);
+        opened = co_await self->server.open({AudioStreamRequest::Kind::microphone, {}}, events(self));
+    }
     if (!isCurrent()) {
         co_return fail(FailureKind::cancelled, u"The recording has ended."_s);
     }
@@ -169,7 +175,9 @@ void MicSource::stop() {
     d.nextAttempt.stop();
     QObject::disconnect(d.listener);
     d.stream.reset();
-    d.info(u"stop buffers="_s + QString::number(d.buffers));
+    if (d.onBuffer) {
+        d.info(u"stop buffers="_s + QString::number(d.buffers));
+    }
 }
 
 }  // namespace lumbro
