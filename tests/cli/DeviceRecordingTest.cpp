@@ -1,8 +1,7 @@
-#include "LumbroCore/Clock.h"
-#include "recording/audio/FileAudioSource.h"
 #include "tests/cli/CommandLine.h"
 #include "tests/speech/SpeechData.h"
 #include "tests/support/PrivateAudioServer.h"
+#include "tests/support/SoundFile.h"
 #include "tests/support/Wait.h"
 
 #include <QElapsedTimer>
@@ -32,19 +31,7 @@ const QString themSaid = u"he was not an ill disposed young man"_s;
 
 /// How loud a file is at each step.
 std::vector<double> envelope(const QString& file) {
-    SystemClock clock;
-    std::vector<float> samples;
-    bool isDone = false;
-    FilePlayback playback;
-    playback.realTime = false;
-    playback.onEnd = [&isDone] { isDone = true; };
-    FileAudioSource source(clock, file, playback);
-    const auto take = [&samples](const AudioBuffer& buffer) {
-        EXPECT_EQ(buffer.format, (AudioFormat{rate, 1}));
-        samples.insert(samples.end(), buffer.samples.begin(), buffer.samples.end());
-    };
-    EXPECT_TRUE(test::wait(source.start(take)).has_value()) << file.toStdString();
-    EXPECT_TRUE(eventually([&isDone] { return isDone; }));
+    const std::vector<float> samples = soundOf(file);
     std::vector<double> steps;
     for (size_t at = 0; at + stepFrames <= samples.size(); at += stepFrames) {
         double sum = 0;
@@ -235,6 +222,22 @@ TEST_P(DeviceRecording, goesOnInTimeWhenDevicesChangeVanishAndComeBack) {
             std::ranges::search_n(heard, 200, 0.001, [](double a, double limit) { return a < limit; });
         EXPECT_EQ(silence.empty(), track == u"them"_s);
     }
+}
+
+TEST_P(DeviceRecording, saysThatTheChosenMicrophoneHasGoneAndTakesTheDefaultAtOnce) {
+    const QString chosen = m_server.addMicrophone(u"usbmic"_s, u"micfeed"_s);
+    startRecording({u"--mic"_s, u"usbmic"_s, u"--system"_s, u"none"_s});
+    play({{u"me"_s, u"micfeed"_s}});
+    ASSERT_TRUE(hasRecorded(u"me"_s, 2.5));
+    m_server.unload(chosen);
+    EXPECT_TRUE(eventually([this] { return says(u" (usbmic) has gone. The microphone is now \""_s); }))
+        << "both have one name, so that the id is told";
+    ASSERT_TRUE(hasRecorded(u"me"_s, 7));
+    const std::vector<double> heard = recorded(stop(), u"me"_s);
+    const std::span<const double> later = part(heard, 2.5, 7);
+    const auto silence =
+        std::ranges::search_n(later, 180, 0.001, [](double a, double limit) { return a < limit; });
+    EXPECT_TRUE(silence.empty()) << "nothing waits for a second attempt";
 }
 
 TEST_P(DeviceRecording, refusesANameThatSeveralOutputsHave) {

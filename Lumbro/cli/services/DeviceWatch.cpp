@@ -3,6 +3,7 @@
 #include "recording/audio/MicrophoneDevices.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace lumbro::cli {
 
@@ -14,9 +15,11 @@ bool isAmong(const QList<AudioDevice>& devices, const QString& id) {
     return std::ranges::find(devices, id, &AudioDevice::id) != devices.end();
 }
 
-QString nameOf(const QList<AudioDevice>& devices, const QString& id) {
-    const auto found = std::ranges::find(devices, id, &AudioDevice::id);
-    return Output::clean(found == devices.end() ? id : found->name);
+/// A name in quotes, with the id where another device has the same name.
+QString nameOf(const QList<AudioDevice>& devices, const AudioDevice& device) {
+    const QString name = u'"' + Output::clean(device.name) + u'"';
+    const bool isAlone = std::ranges::count(devices, device.name, &AudioDevice::name) == 1;
+    return isAlone ? name : u"%1 (%2)"_s.arg(name, Output::clean(device.id));
 }
 
 }  // namespace
@@ -25,6 +28,7 @@ DeviceWatch::DeviceWatch(Output& output, Clock& clock, AudioServer& server, Chos
     : m_output(output), m_server(server), m_chosen(std::move(chosen)) {
     m_microphone = microphone();
     m_heardOutput = heardOutput();
+    learnNames();
     const auto settle = [this, &clock] {
         m_settling.start(clock, settlingTime, Clock::Repeat::once, [this] { compare(); });
     };
@@ -54,19 +58,32 @@ QString DeviceWatch::heardOutput() const {
     return isAmong(m_server.outputs(), chosen) ? chosen : QString();
 }
 
-void DeviceWatch::compare() {
-    const QString microphone = this->microphone();
-    if (microphone != std::exchange(m_microphone, microphone)) {
-        m_output.say(
-            microphone.isEmpty()
-                ? u"The microphone has gone; your side is silent until there is one again."_s
-                : u"The microphone is now \"%1\"."_s.arg(nameOf(m_server.microphones(), microphone)));
+void DeviceWatch::learnNames() {
+    for (const QList<AudioDevice>& devices : {m_server.microphones(), m_server.outputs()}) {
+        for (const AudioDevice& device : devices) {
+            m_names.insert(device.id, nameOf(devices, device));
+        }
     }
-    const QString output = heardOutput();
-    if (output != std::exchange(m_heardOutput, output)) {
-        m_output.say(output.isEmpty()
-                         ? u"The output has gone; the other side is silent until there is one again."_s
-                         : u"The output is now \"%1\"."_s.arg(nameOf(m_server.outputs(), output)));
+}
+
+QString DeviceWatch::change(const QString& what, const QString& side, const QString& from,
+                            const QString& to) const {
+    if (to.isEmpty()) {
+        return u"The %1 has gone; %2 is silent until there is one again."_s.arg(what, side);
+    }
+    const bool isThere = isAmong(m_server.microphones(), from) || isAmong(m_server.outputs(), from);
+    const QString gone =
+        isThere || from.isEmpty() ? QString() : u"%1 has gone. "_s.arg(m_names.value(from, from));
+    return gone + u"The %1 is now %2."_s.arg(what, m_names.value(to, to));
+}
+
+void DeviceWatch::compare() {
+    learnNames();
+    if (const QString now = microphone(); now != m_microphone) {
+        m_output.say(change(u"microphone"_s, u"your side"_s, std::exchange(m_microphone, now), now));
+    }
+    if (const QString now = heardOutput(); now != m_heardOutput) {
+        m_output.say(change(u"output"_s, u"the other side"_s, std::exchange(m_heardOutput, now), now));
     }
 }
 

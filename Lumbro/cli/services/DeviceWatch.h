@@ -4,6 +4,7 @@
 #include "cli/Output.h"
 #include "platform/AudioServer.h"
 
+#include <QMap>
 #include <QObject>
 #include <QString>
 
@@ -30,6 +31,8 @@ class DeviceWatch final : public QObject {
     QString microphone() const;
     QString heardOutput() const;
     void compare();
+    void learnNames();
+    QString change(const QString& what, const QString& side, const QString& from, const QString& to) const;
 
     Output& m_output;
     AudioServer& m_server;
@@ -37,6 +40,8 @@ class DeviceWatch final : public QObject {
     /// The ids of what is heard now.
     QString m_microphone;
     QString m_heardOutput;
+    /// Id to what a device is called, also of those that have gone.
+    QMap<QString, QString> m_names;
     /// Devices that go and come make a burst of changes.
     Timer m_settling;
 };
