@@ -362,7 +362,7 @@ std::unique_ptr<RecordingSession> Services::makeSession(const CaptureRecord& rec
     CaptureSession::Ports ports{
         .library = library(),
         .clock = clock(),
-        .microphone = std::make_unique<MicSource>(audioServer(), clock(), settings(), u"capture-mic"_s),
+        .microphone = nullptr,
         .system = std::make_unique<SystemAudioSource>(audioServer(), clock()),
         .authorizeMicrophone = {},
         .warmSpeech = [this] { return speechAssets().warm(); },
@@ -372,6 +372,9 @@ std::unique_ptr<RecordingSession> Services::makeSession(const CaptureRecord& rec
     };
     if (m_private->replacements.prepareSession) {
         m_private->replacements.prepareSession(ports);
+    }
+    if (!ports.microphone) {
+        ports.microphone = std::make_unique<MicSource>(audioServer(), clock(), settings(), u"capture-mic"_s);
     }
     const bool hasSystemAudio = includeSystemAudio && ports.system != nullptr;
     return std::make_unique<CaptureSession>(record, hasSystemAudio, std::move(ports));

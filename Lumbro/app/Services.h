@@ -48,8 +48,8 @@ class Services {
         std::unique_ptr<AudioServer> audioServer;
         std::unique_ptr<CalendarStore> calendar;
         std::unique_ptr<TaskStore> tasks;
-        /// Fills in or replaces what a new recording works with, after the devices have been put in; asked
-        /// at the start of every recording. May be empty.
+        /// Fills in or replaces what a new recording works with; asked at the start of every recording.
+        /// Where it puts in no microphone, that of the settings is used. May be empty.
         std::function<void(CaptureSession::Ports&)> prepareSession;
         /// Empty: as the environment says.
         QString libraryRoot;

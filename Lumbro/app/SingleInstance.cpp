@@ -1,6 +1,7 @@
 #include "app/SingleInstance.h"
 
 #include "LumbroCore/AppLog.h"
+#include "LumbroCore/TempFolder.h"
 
 #include <QCryptographicHash>
 #include <QDBusConnection>
@@ -22,7 +23,7 @@ constexpr qsizetype digits = 12;
 
 QString runtimeFolder() {
     const QString folder = qEnvironmentVariable("XDG_RUNTIME_DIR");
-    return !folder.isEmpty() && QFileInfo(folder).isDir() ? folder : QDir::tempPath();
+    return !folder.isEmpty() && QFileInfo(folder).isDir() ? folder : tempFolder();
 }
 
 /// Short and the same for every way to write the path of one library.

@@ -1,5 +1,6 @@
 #include "runners/ExecutableSearch.h"
 
+#include "LumbroCore/TempFolder.h"
 #include "runners/LoginShell.h"
 
 #include <QDir>
@@ -105,8 +106,7 @@ QProcessEnvironment agentEnvironment(const QString& executable) {
 }
 
 Result<QString> scratchFolder(const QString& name) {
-    const QString path = QDir::tempPath() + u'/' + name;
-    QDir().mkpath(QDir::tempPath());
+    const QString path = tempFolder() + u'/' + name;
     for (const QString& candidate : {path, u"%1-%2"_s.arg(path).arg(::geteuid())}) {
         if (isOurs(candidate)) {
             return candidate;

@@ -89,6 +89,10 @@ TEST(RecordingCommands, sayBeforehandThatALanguageHasNoModel) {
     const Finished run = line.run({u"import"_s, CommandLine::demoSide(u"me"_s)});
     EXPECT_TRUE(run.errors.contains(u"No speech model for de"_s)) << qPrintable(run.errors);
     EXPECT_TRUE(run.errors.contains(u"`lumbro speech list`"_s)) << qPrintable(run.errors);
+    EXPECT_FALSE(run.errors.contains(u"downloading"_s)) << "nothing is";
+    const QByteArray log = line.home().read(u"Library/Logs/Quillet/handoff.log"_s);
+    EXPECT_TRUE(log.contains("[capture] me from the file me.flac, as fast as it goes")) << log.constData();
+    EXPECT_FALSE(log.contains("capture-mic")) << "no microphone has a part in it";
 }
 
 TEST(RecordingCommands, theDemoIsHeardInEveryLocale) {
@@ -192,6 +196,28 @@ TEST(RecordingCommands, failWithWhatToDoWhenTheWordsCannotBeSaved) {
     EXPECT_TRUE(errors.contains(QRegularExpression(u"not on the disk:\n\\[00:00:0\\d\\] Me: \\w"_s)))
         << qPrintable(errors);
     EXPECT_EQ(QString::fromUtf8(process.readAllStandardOutput()), folder + u'\n') << "the audio is kept";
+}
+
+TEST(RecordingCommands, failWithTheWordsWhenTheFolderIsGone) {
+    const CommandLine line;
+    QProcess process;
+    process.setProcessEnvironment(line.environment());
+    process.start(CommandLine::program(), {u"import"_s, CommandLine::demoSide(u"me"_s), u"--json"_s});
+    QString folder;
+    ASSERT_TRUE(eventually([&] {
+        const QDir captures(line.home().path(u"Quillet/captures"_s));
+        folder = captures.filePath(captures.entryList(QDir::Dirs | QDir::NoDotAndDotDot).value(0));
+        return QFileInfo::exists(folder + u"/me.caf"_s);
+    }));
+    ASSERT_TRUE(QDir().rename(folder, line.home().path(u"elsewhere"_s)));
+    process.waitForFinished(-1);
+    const QString errors = QString::fromUtf8(process.readAllStandardError());
+    EXPECT_EQ(process.exitCode(), 1) << qPrintable(errors);
+    EXPECT_EQ(process.readAllStandardOutput(), QByteArray()) << "there is no such capture";
+    EXPECT_TRUE(errors.contains(u"lumbro: %1 was moved or removed during the recording"_s.arg(folder)))
+        << qPrintable(errors);
+    EXPECT_TRUE(errors.contains(u"The words that are not on the disk:\n[00:00:0"_s)) << qPrintable(errors);
+    EXPECT_FALSE(errors.contains(u"memory"_s) || errors.contains(u"full"_s)) << qPrintable(errors);
 }
 
 TEST(RecordingCommands, failWithOneSentenceWhenAudioCannotBeWrittenAndKeepTheWords) {

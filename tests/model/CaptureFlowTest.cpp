@@ -148,6 +148,39 @@ TEST_F(CaptureFlowTest, soundThatNobodyListenedToIsKept) {
                           u"Saved without words: no speech model for your language is installed."_s, false}));
 }
 
+TEST_F(CaptureFlowTest, soundThatTheRecogniserDidNotComeToIsKeptAndTold) {
+    script.untranscribedSeconds = 6.2;
+    for (const int words : {0, 20}) {
+        script.words = words;
+        const CaptureRecord record = start();
+        ASSERT_TRUE(writeFileAtomically(record.path(u"me.caf"_s), QByteArray(10000, 'x')));
+        const CaptureEnd end = stop();
+        EXPECT_EQ(end.kind, CaptureEnd::Kind::kept);
+        EXPECT_EQ(mode(), PillMode(pill::Message{*end.missedWords(), true}));
+        EXPECT_TRUE(end.missedWords()->startsWith(u"7 s of this recording were not transcribed"_s));
+        EXPECT_TRUE(library->record(record.id()).has_value());
+    }
+    CaptureEnd late;
+    EXPECT_EQ(late.missedWords(), std::nullopt);
+    late.untranscribedSeconds = 3600;
+    EXPECT_TRUE(late.missedWords()->startsWith(u"60 min of "_s));
+}
+
+TEST_F(CaptureFlowTest, aFolderThatSomebodyElseRemovedIsTheEndOfIt) {
+    script.words = 20;
+    script.lostText = u"It was moved."_s;
+    script.holdStop = true;
+    const CaptureRecord record = start();
+    auto stopping = model->captures().stopCapture();
+    QDir(record.folder).removeRecursively();
+    session()->finish();
+    const CaptureEnd end = test::wait(std::move(stopping));
+    EXPECT_EQ(end.kind, CaptureEnd::Kind::gone);
+    EXPECT_EQ(mode(), PillMode(pill::Message{u"It was moved."_s, true}));
+    EXPECT_TRUE(agent.calls.empty());
+    EXPECT_TRUE(memorized.isEmpty());
+}
+
 TEST_F(CaptureFlowTest, whatFollowsDependsOnKindAndWords) {
     struct Row {
         CaptureKind kind;

@@ -20,6 +20,8 @@ struct SessionScript {
     std::optional<Failure> startFailure;
     std::optional<QString> lostAudio;
     std::optional<QString> lostText;
+    /// Sound that the recogniser did not come to.
+    double untranscribedSeconds = 0;
     /// The transcript cannot be written.
     bool losesWords = false;
     /// There is no speech model.
@@ -88,6 +90,7 @@ class FakeSession final : public RecordingSession {
     int wordCount() const override { return m_script.words; }
     bool isCall() const override { return m_isCall; }
     void setIsCall(bool isCall) override { m_isCall = isCall; }
+    double untranscribedSeconds() const override { return m_script.untranscribedSeconds; }
     std::optional<QString> lostAudio() const override { return m_script.lostAudio; }
     std::optional<QString> lostText() const override { return m_script.lostText; }
 

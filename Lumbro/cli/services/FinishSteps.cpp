@@ -1,10 +1,13 @@
 #include "cli/services/FinishSteps.h"
 
+#include <utility>
+
 namespace lumbro::cli {
 
 using namespace std::chrono_literals;
 
-void FinishSteps::begin(const QString& text) {
+void FinishSteps::begin(const QString& text, std::function<QString()> detail) {
+    m_detail = std::move(detail);
     if (!m_output.showsProgress()) {
         m_output.say(text);
         return;
@@ -24,7 +27,9 @@ void FinishSteps::update() {
     const auto seconds =
         std::chrono::duration_cast<std::chrono::seconds>(m_clock.elapsed() - m_start).count();
     const QString time = seconds > 0 ? u"  %1 s"_s.arg(seconds) : QString();
-    m_output.show(m_text + m_output.styledError(time, Look::dim));
+    const QString detail = m_detail && seconds > 0 ? m_detail() : QString();
+    m_output.show(m_text +
+                  m_output.styledError(time + (detail.isEmpty() ? detail : u"  "_s + detail), Look::dim));
 }
 
 }  // namespace lumbro::cli

@@ -5,6 +5,8 @@
 
 #include <QString>
 
+#include <functional>
+
 namespace lumbro::cli {
 
 /// Shows that work goes on: on a terminal a line with the seconds it has taken, else one line a step.
@@ -12,8 +14,8 @@ class FinishSteps final {
   public:
     FinishSteps(Output& output, Clock& clock) : m_output(output), m_clock(clock) {}
 
-    /// A step begins; the one before is over.
-    void begin(const QString& text);
+    /// A step begins; the one before is over. `detail` tells how it goes, for a terminal.
+    void begin(const QString& text, std::function<QString()> detail = {});
     /// Nothing is under way any more.
     void end();
 
@@ -23,6 +25,7 @@ class FinishSteps final {
     Output& m_output;
     Clock& m_clock;
     QString m_text;
+    std::function<QString()> m_detail;
     Clock::Duration m_start{0};
     Timer m_timer;
 };

@@ -1,6 +1,7 @@
 #include "cli/services/RecordingCommands.h"
 
 #include "LumbroCore/AtomicFile.h"
+#include "LumbroCore/TempFolder.h"
 #include "cli/CaptureText.h"
 #include "cli/Table.h"
 #include "cli/services/RecordingRun.h"
@@ -50,10 +51,18 @@ void printOutcome(Output& output, const Arguments& arguments, const RecordingRun
     output.printLine(outcome.record.id());
 }
 
+/// How the words that are missing can still be had.
+QString againText(const CaptureRecord& record, const QString& root) {
+    const QMap<QString, QString> audio = captureDetails(record).audio;
+    QString files = audio.value(u"me"_s);
+    files += audio.contains(u"them"_s) ? u" --them "_s + audio.value(u"them"_s) : QString();
+    return u" Its audio is kept; to hear all of it: %1 import %2"_s.arg(commandOn(root), files);
+}
+
 // Nobody can get unsaved words back once this program has ended.
 int failOfLoss(Output& output, const RecordingRun::Outcome& outcome) {
     int status = 0;
-    for (const auto& loss : {outcome.lostAudio, outcome.lostText}) {
+    for (const auto& loss : {outcome.lostAudio, outcome.lostText, outcome.missedWords}) {
         status = loss ? output.fail(*loss) : status;
     }
     const TranscriptSegments paragraphs = transcript::merged(outcome.unsavedWords);
@@ -75,8 +84,14 @@ Task<int> runAndPrint(CommandContext context, RecordingPlan plan, EarlyEnd early
     if (!outcome) {
         co_return context.output.fail(outcome.error());
     }
+    if (outcome->isGone) {
+        co_return failOfLoss(context.output, *outcome);
+    }
     // The title may have come after the recording's end.
     outcome->record = run.services().library().record(outcome->record.id()).value_or(outcome->record);
+    if (outcome->missedWords) {
+        *outcome->missedWords += againText(outcome->record, run.services().library().root());
+    }
     printOutcome(context.output, context.arguments, *outcome);
     const bool isPart = outcome->stoppedEarly && earlyEnd == EarlyEnd::failure;
     co_return std::max(failOfLoss(context.output, *outcome), isPart ? 1 : 0);
@@ -135,7 +150,12 @@ Task<int> importFile(CommandContext context) {
 
 Task<int> demo(CommandContext context) {
     Output& output = context.output;
-    QTemporaryDir folder(QDir::tempPath() + u"/lumbro-demo-XXXXXX"_s);
+    QTemporaryDir folder(tempFolder() + u"/lumbro-demo-XXXXXX"_s);
+    if (!folder.isValid()) {
+        co_return output.fail({FailureKind::failed,
+                               u"Couldn't make a folder for the demo: %1. Set TMPDIR to a folder that can be "
+                               u"written."_s.arg(folder.errorString())});
+    }
     folder.setAutoRemove(false);
     const auto plan = demoPlan(folder.path());
     if (!plan) {

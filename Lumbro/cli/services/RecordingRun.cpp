@@ -3,6 +3,7 @@
 #include "LumbroCore/AppLog.h"
 #include "LumbroCore/ChildProcess.h"
 #include "LumbroCore/Settings.h"
+#include "LumbroCore/TempFolder.h"
 #include "cli/CaptureLookup.h"
 #include "cli/services/DeviceWatch.h"
 #include "library/CaptureFiles.h"
@@ -11,6 +12,7 @@
 #include "meetings/MeetingPrep.h"
 #include "memory/Librarian.h"
 #include "recording/CaptureSession.h"
+#include "recording/CaptureTranscribers.h"
 #include "recording/DiskSpace.h"
 #include "recording/FeedGate.h"
 #include "recording/audio/FileAudioSource.h"
@@ -63,42 +65,6 @@ Result<QString> deviceID(const QList<AudioDevice>& devices, const QString& wante
     return named.first();
 }
 
-/// What is to be told of a file that isn't what it says; else empty.
-QString endSentence(const FileAudioSource& file) {
-    const QString name = QFileInfo(file.file()).fileName();
-    const QString read = clockText(file.position());
-    switch (file.end()) {
-        case MediaEnd::damaged:
-            return u"“%1” is damaged: only %2 of %3 could be read."_s.arg(name, read,
-                                                                          clockText(file.duration()));
-        case MediaEnd::cutOff:
-            return u"“%1” was cut off: its end is missing, after %2."_s.arg(name, read);
-        case MediaEnd::longer:
-            return u"“%1” says that it is %2 long, but holds %3; all of that was taken."_s.arg(
-                name, clockText(file.duration()), read);
-        case MediaEnd::whole:
-            break;
-    }
-    return {};
-}
-
-/// Why a part of the result is missing, as a sentence.
-QString reasonText(const QString& message, const QString& detail) {
-    const QString reason = detail.isEmpty() ? message : message + u" ("_s + detail + u')';
-    return reason.endsWith(u'.') ? reason : reason + u'.';
-}
-
-QString lostAudioText(const CaptureRecord& record, QString reason) {
-    if (diskSpace::isUsedUp(record.folder)) {
-        reason = u"the disk is full"_s;
-    } else if (reason.endsWith(u'.')) {
-        reason.chop(1);
-    }
-    const QString what = captureFiles::hasSound(record) ? u"Part of the audio"_s : u"The audio"_s;
-    return u"%1 of this recording couldn't be written (%2); what was heard is in the transcript."_s.arg(
-        what, reason);
-}
-
 }  // namespace
 
 QString commandOn(const QString& root) {
@@ -111,6 +77,7 @@ QString commandOn(const QString& root) {
 RecordingRun::RecordingRun(Output& output, RecordingPlan plan)
     : m_output(output),
       m_plan(std::move(plan)),
+      m_scratch(tempFolder() + u"/lumbro-XXXXXX"_s),
       m_services(replacementsFor(m_plan)),
       m_steps(output, m_services.clock()) {
     connect(&m_interrupts, &QuitSignals::quitRequested, this, &RecordingRun::onInterrupt);
@@ -137,7 +104,7 @@ Task<Result<RecordingRun::Outcome>> RecordingRun::run() {
     }
     CaptureFlow& captures = m_services.model().captures();
     connect(&captures, &CaptureFlow::sessionChanged, this, &RecordingRun::watchSession);
-    connect(&captures, &CaptureFlow::finishStep, this, [this](const QString& text) { m_steps.begin(text); });
+    connect(&captures, &CaptureFlow::finishStep, this, &RecordingRun::beginStep);
     connect(&captures, &CaptureFlow::memoryFailed, this,
             [this](const QString&, const Failure& failure) { m_memoryFailure = failure; });
     const auto started =
@@ -173,6 +140,9 @@ Task<Result<>> RecordingRun::findDevices() {
         if (!id) {
             co_return std::unexpected(id.error());
         }
+        if (!m_scratch.isValid()) {
+            co_return fail(u"Couldn't make a temporary folder: %1."_s.arg(m_scratch.errorString()));
+        }
         // The source reads its device from settings; these are for this recording only.
         m_chosenMicrophone = std::make_unique<Settings>(m_scratch.filePath(u"microphone.ini"_s));
         m_chosenMicrophone->set(u"microphoneDeviceUID"_s, *id);
@@ -188,6 +158,12 @@ Task<Result<>> RecordingRun::findDevices() {
 }
 
 void RecordingRun::prepareSession(CaptureSession::Ports& ports) {
+    // Here somebody can wait for the words.
+    ports.finishWait = FinishWait::allFinals;
+    if (!m_services.speechAssets().isInstalled()) {
+        // That has been said, with what to do.
+        ports.withoutModel.clear();
+    }
     if (m_chosenMicrophone) {
         ports.microphone = std::make_unique<MicSource>(m_services.audioServer(), m_services.clock(),
                                                        *m_chosenMicrophone, u"capture-mic"_s);
@@ -202,6 +178,13 @@ void RecordingRun::prepareSession(CaptureSession::Ports& ports) {
 }
 
 void RecordingRun::useFiles(CaptureSession::Ports& ports) {
+    for (const auto& [side, name] : {std::pair(&m_plan.microphone, u"me"_s), {&m_plan.system, u"them"_s}}) {
+        if (side->kind == SideSource::Kind::file) {
+            AppLog::info(u"capture"_s,
+                         u"%1 from the file %2%3"_s.arg(name, QFileInfo(side->name).fileName(),
+                                                        m_plan.fast ? u", as fast as it goes"_s : u""_s));
+        }
+    }
     if (m_plan.fromFiles()) {
         m_gate = std::make_shared<FeedGate>();
         ports.gate = m_gate;
@@ -237,16 +220,6 @@ PlayPosition RecordingRun::played() const {
     return longest;
 }
 
-QStringList RecordingRun::damages() const {
-    QStringList sentences;
-    for (const FileAudioSource* file : m_files) {
-        sentences += endSentence(*file);
-    }
-    sentences.removeAll(QString());
-    sentences.removeDuplicates();
-    return sentences;
-}
-
 void RecordingRun::sayAboutSpeech() {
     const SpeechAssets& speech = m_services.speechAssets();
     if (!speech.isInstalled()) {
@@ -265,6 +238,7 @@ void RecordingRun::watchSession() {
     if (session == nullptr || m_live) {
         return;
     }
+    m_session = session;
     connect(session, &CaptureSession::ended, this, [this] {
         m_isStopDue = true;
         Q_EMIT stopDue();
@@ -291,6 +265,16 @@ void RecordingRun::watchDevices() {
     m_devices = std::make_unique<DeviceWatch>(m_output, m_services.clock(), m_services.audioServer(), chosen);
 }
 
+void RecordingRun::beginStep(const QString& text) {
+    m_steps.begin(text, [this] { return m_waitsForWords ? waitingText() : QString(); });
+}
+
+QString RecordingRun::waitingText() const {
+    const CaptureTranscribers* const transcribers = m_session ? m_session->transcribers() : nullptr;
+    const double seconds = transcribers != nullptr ? transcribers->unheard() : 0;
+    return seconds < 1 ? QString() : u"%1 of sound to go; Ctrl-C ends the wait"_s.arg(clockText(seconds));
+}
+
 void RecordingRun::onInterrupt() {
     if (!m_isFinishing) {
         if (m_gate && !m_isStopDue) {
@@ -298,6 +282,11 @@ void RecordingRun::onInterrupt() {
         }
         m_isStopDue = true;
         Q_EMIT stopDue();
+    } else if (m_session && std::exchange(m_waitsForWords, false)) {
+        m_output.say(u"Not waiting for the last words."_s);
+        if (CaptureTranscribers* const transcribers = m_session->transcribers()) {
+            transcribers->stopWaiting();
+        }
     } else if (++m_interruptsWhileFinishing == 1) {
         m_output.say(u"Still finishing; press Ctrl-C once more to end at once."_s);
     } else {
@@ -319,65 +308,6 @@ void RecordingRun::endAtOnce() {
     // Nobody is left to see to an agent that doesn't obey the request to end.
     ChildProcess::killAll();
     _exit(endedByInterrupt);
-}
-
-Task<Result<RecordingRun::Outcome>> RecordingRun::finish() {
-    m_isFinishing = true;
-    m_devices.reset();
-    m_live.reset();
-    QStringList remarks = damages();
-    m_files.clear();
-    AppModel& model = m_services.model();
-    const CaptureEnd end = co_await model.captures().stopCapture();
-    if (end.kind != CaptureEnd::Kind::kept) {
-        m_steps.end();
-        if (m_stoppedAt) {
-            remarks += u"Stopped at %1 of %2."_s.arg(clockText(m_stoppedAt->at), clockText(m_stoppedAt->of));
-        }
-        remarks += u"Nothing was heard, so the note was removed."_s;
-        co_return fail(remarks.join(u' '));
-    }
-    co_await model.finished();
-    m_steps.end();
-    if (m_stoppedAt) {
-        remarks += u"stopped at %1 of %2; what was heard until then is kept."_s.arg(
-            clockText(m_stoppedAt->at), clockText(m_stoppedAt->of));
-    }
-    std::optional<QString> lostAudio;
-    if (end.lostAudio) {
-        lostAudio = lostAudioText(end.record, *end.lostAudio);
-    }
-    co_return Outcome{.record = end.record,
-                      .remarks = remarks + failures(end.record.id()),
-                      .stoppedEarly = m_stoppedAt.has_value(),
-                      .lostAudio = lostAudio,
-                      .lostText = end.lostText,
-                      .unsavedWords = end.unsavedWords};
-}
-
-QStringList RecordingRun::failures(const QString& captureID) {
-    QStringList seen;
-    QStringList sentences;
-    const QString command = commandOn(m_services.library().root());
-    const auto& runs = m_services.model().runs().runs();
-    for (auto it = runs.begin(); it != runs.end(); ++it) {
-        const QString& message = it.value().failure;
-        if (!it.key().startsWith(captureID + u'/') || message.isEmpty() || seen.contains(message)) {
-            continue;
-        }
-        seen += message;
-        sentences +=
-            u"\"%1\" wrote nothing: %2 Mend that (`lumbro doctor` helps), then: %4 engine-run %1 %3"_s.arg(
-                it.key().section(u'/', 1), reasonText(message, it.value().detail), captureID, command);
-    }
-    if (m_memoryFailure) {
-        const QString why = seen.contains(m_memoryFailure->message)
-                                ? u" either."_s
-                                : u": "_s + reasonText(m_memoryFailure->message, m_memoryFailure->detail);
-        sentences +=
-            u"The memory was not updated%1 Later: %2 memory update %3"_s.arg(why, command, captureID);
-    }
-    return sentences;
 }
 
 }  // namespace lumbro::cli

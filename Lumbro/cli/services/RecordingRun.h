@@ -12,6 +12,7 @@
 
 #include <QList>
 #include <QObject>
+#include <QPointer>
 #include <QString>
 #include <QStringList>
 #include <QTemporaryDir>
@@ -50,6 +51,10 @@ class RecordingRun final : public QObject {
         std::optional<QString> lostText;
         /// These words.
         TranscriptSegments unsavedWords;
+        /// That some sound has no words, in a sentence.
+        std::optional<QString> missedWords;
+        /// The capture's folder was moved or removed; `lostText` says so.
+        bool isGone = false;
     };
 
     RecordingRun(Output& output, RecordingPlan plan);
@@ -73,6 +78,8 @@ class RecordingRun final : public QObject {
     void watchDevices();
     PlayPosition played() const;
     QStringList damages() const;
+    void beginStep(const QString& text);
+    QString waitingText() const;
     void onInterrupt();
     void endAtOnce();
     Task<Result<Outcome>> finish();
@@ -88,6 +95,7 @@ class RecordingRun final : public QObject {
     QuitSignals m_interrupts;
     int m_interruptsWhileFinishing = 0;
     FinishSteps m_steps;
+    QPointer<CaptureSession> m_session;
     std::unique_ptr<LiveLine> m_live;
     std::unique_ptr<DeviceWatch> m_devices;
     /// Owned by the session; none before its start and after its stop.
@@ -98,6 +106,8 @@ class RecordingRun final : public QObject {
     std::optional<Failure> m_memoryFailure;
     bool m_isStopDue = false;
     bool m_isFinishing = false;
+    /// The recording is over, but its words have not all come.
+    bool m_waitsForWords = false;
 };
 
 }  // namespace lumbro::cli

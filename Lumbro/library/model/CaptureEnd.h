@@ -21,6 +21,8 @@ struct CaptureEnd {
         notRecording,
         /// Nothing was heard: the capture is in the Trash.
         removed,
+        /// Somebody else has moved or removed its folder; `lostText` says so.
+        gone,
         kept,
     };
     Kind kind = Kind::notRecording;
@@ -35,6 +37,11 @@ struct CaptureEnd {
     std::optional<QString> lostText;
     /// The words that are missing on the disk, so that whoever shows `lostText` can show them too.
     TranscriptSegments unsavedWords;
+    /// Seconds of sound that have no words because the recogniser was too late or was given up on.
+    double untranscribedSeconds = 0;
+
+    /// That some sound has no words, as a sentence for the user; nothing when all of it was listened to.
+    std::optional<QString> missedWords() const;
 };
 
 }  // namespace lumbro

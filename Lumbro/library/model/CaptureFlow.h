@@ -90,6 +90,7 @@ class CaptureFlow final : public QObject {
     std::unexpected<Failure> refuse(const QString& message);
     bool isNothing(const CaptureEnd& end) const;
     CaptureEnd removeEmpty(CaptureEnd end);
+    CaptureEnd forget(CaptureEnd end);
     CaptureEnd finish(CaptureEnd end);
     Task<> memorize(CaptureRecord record);
     void report(const CaptureEnd& end);

@@ -9,6 +9,7 @@
 #include "library/model/Pill.h"
 
 #include <QDir>
+#include <QFileInfo>
 #include <QPointer>
 
 #include <algorithm>
@@ -53,15 +54,18 @@ Task<CaptureEnd> CaptureFlow::stopCapture() {
     const bool transcribed = session->transcribing();
     const QPointer<CaptureFlow> alive(this);
     const CaptureRecord record = co_await session->stop();
-    CaptureEnd end{CaptureEnd::Kind::kept, record,
-                   session->wordCount(),   transcribed,
-                   session->lostAudio(),   session->lostText(),
-                   session->unsavedWords()};
+    CaptureEnd end{CaptureEnd::Kind::kept,  record,
+                   session->wordCount(),    transcribed,
+                   session->lostAudio(),    session->lostText(),
+                   session->unsavedWords(), session->untranscribedSeconds()};
     if (!alive) {
         co_return end;
     }
     if (m_finishingCaptureID == id) {
         setFinishing({});
+    }
+    if (!QFileInfo(record.folder).isDir()) {
+        co_return forget(std::move(end));
     }
     if (isNothing(end)) {
         // The packing writes into the folder, which would come back after the removal.
@@ -75,7 +79,8 @@ Task<CaptureEnd> CaptureFlow::stopCapture() {
 bool CaptureFlow::isNothing(const CaptureEnd& end) const {
     // Where audio or heard words could not be written, what is left is not thrown away; nor is sound that
     // nobody listened to.
-    if (!end.transcribed && captureFiles::hasSound(end.record)) {
+    const bool isUnheard = !end.transcribed || end.untranscribedSeconds > 0;
+    if (isUnheard && captureFiles::hasSound(end.record)) {
         return false;
     }
     return !end.lostAudio && !end.lostText && end.words < wordsToMention &&
@@ -90,6 +95,17 @@ CaptureEnd CaptureFlow::removeEmpty(CaptureEnd end) {
     return end;
 }
 
+CaptureEnd CaptureFlow::forget(CaptureEnd end) {
+    m_services.ports.closeNotes(end.record.id());
+    LibraryState& state = m_services.state;
+    if (state.selection() == SidebarItem::capture(end.record.id())) {
+        state.setSelection(std::nullopt);
+    }
+    m_services.pill.sayError(end.lostText.value_or(u"The folder of the recording is gone."_s));
+    end.kind = CaptureEnd::Kind::gone;
+    return end;
+}
+
 CaptureEnd CaptureFlow::finish(CaptureEnd end) {
     if (m_services.ports.memorize) {
         Q_EMIT finishStep(u"Updating the memory…"_s);
@@ -100,8 +116,11 @@ CaptureEnd CaptureFlow::finish(CaptureEnd end) {
         m_services.naming.nameIfNeeded(end.record);
     }
     report(end);
-    if (end.lostText || end.lostAudio) {
-        m_services.pill.sayError(end.lostText ? *end.lostText : *end.lostAudio);
+    for (const auto& loss : {end.lostText, end.lostAudio, end.missedWords()}) {
+        if (loss) {
+            m_services.pill.sayError(*loss);
+            break;
+        }
     }
     return end;
 }

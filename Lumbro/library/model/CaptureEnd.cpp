@@ -1,0 +1,21 @@
+#include "library/model/CaptureEnd.h"
+
+#include "LumbroCore/Literals.h"
+
+#include <cmath>
+
+namespace lumbro {
+
+std::optional<QString> CaptureEnd::missedWords() const {
+    constexpr double toldInMinutes = 90;
+    if (untranscribedSeconds <= 0) {
+        return std::nullopt;
+    }
+    const QString length = untranscribedSeconds < toldInMinutes
+                               ? u"%1 s"_s.arg(std::ceil(untranscribedSeconds))
+                               : u"%1 min"_s.arg(std::round(untranscribedSeconds / 60));
+    return u"%1 of this recording were not transcribed: speech recognition was too slow or failed."_s.arg(
+        length);
+}
+
+}  // namespace lumbro
