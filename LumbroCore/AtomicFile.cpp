@@ -5,13 +5,20 @@
 #include <QSaveFile>
 #include <QStringDecoder>
 
+#include <cerrno>
+
 namespace lumbro {
 
 Result<> writeFileAtomically(const QString& path, const QByteArray& bytes) {
     QSaveFile file(path);
     const auto failed = [&] {
-        return fail(u"can't write %1: %2"_s.arg(QFileInfo(path).fileName(), file.errorString()));
+        // What fails below QSaveFile, such as the flush on a full disk, it knows no reason for.
+        const int number = errno;
+        const bool isKnown = file.error() != QFileDevice::NoError && file.error() != QFileDevice::WriteError;
+        const QString reason = isKnown || number == 0 ? file.errorString() : qt_error_string(number);
+        return fail(u"can't write %1: %2"_s.arg(QFileInfo(path).fileName(), reason));
     };
+    errno = 0;
     if (!file.open(QIODevice::WriteOnly)) {
         return failed();
     }

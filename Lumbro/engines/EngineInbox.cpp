@@ -346,7 +346,8 @@ InboxRun EngineInbox::finish(Job& job, InboxRun::State state, const QString& mes
             .folder = job.run};
 }
 
-InboxRun EngineInbox::waits(const Job& job, const QString& why) {
+InboxRun EngineInbox::waits(Job& job, const QString& why) {
+    job.lock = CaptureLock(QString());
     return {.engine = job.engine.id, .file = job.file.name, .message = why};
 }
 
@@ -354,7 +355,9 @@ InboxRun EngineInbox::couldNotTake(Job& job, const QString& reason) {
     job.isStuck = true;
     complainOnce(job.path(),
                  job.line(u"couldn't take %1 from %2: %3"_s.arg(job.file.name, watched(job.engine), reason)));
-    return waits(job, u"couldn't be taken: "_s + reason);
+    InboxRun run = waits(job, u"couldn't be taken: "_s + reason);
+    run.state = InboxRun::State::failed;
+    return run;
 }
 
 void EngineInbox::complainOnce(const QString& key, const QString& line) {

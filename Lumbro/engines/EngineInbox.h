@@ -55,8 +55,9 @@ class EngineInbox final : public QObject {
     /// Begins with the oldest file of each engine that is free. Called every `interval`.
     void scan();
     /// Works through the files that lie there now, also while recording, and tells what became of each, in
-    /// order. Those that wait on are told too, and folders that can't be watched as failed ones without a
-    /// file. Once cancelled, or without an agent, nothing further begins.
+    /// order. Those that wait on are told too, those that can't be taken as failed ones without a run, and
+    /// folders that can't be watched as failed ones without a file. Once cancelled, or without an agent,
+    /// nothing further begins.
     Task<QList<InboxRun>> workThrough(Cancel cancel);
 
     /// Engine id to the name of the file that it works on.
@@ -81,7 +82,7 @@ class EngineInbox final : public QObject {
     Task<InboxRun> file(JobPtr job, QString reply);
     AgentRequest request(const Job& job) const;
     InboxRun finish(Job& job, InboxRun::State state, const QString& message);
-    static InboxRun waits(const Job& job, const QString& why);
+    static InboxRun waits(Job& job, const QString& why);
     InboxRun couldNotTake(Job& job, const QString& reason);
     void complainOnce(const QString& key, const QString& line);
     void setRunning(const QString& engineID, const QString& file);

@@ -252,6 +252,21 @@ TEST_F(EngineInboxTest, oneFileIsWorkedOnOnceWhenTwoLibrariesWatchItsFolder) {
     EXPECT_EQ(results, 20);
 }
 
+TEST_F(EngineInboxTest, aFileThatIsGoneMeanwhileHoldsNobodyUp) {
+    drop(u"a.txt"_s, "1", 30s);
+    drop(u"b.txt"_s, "2", 20s);
+    drop(u"c.txt"_s, "3", 10s);
+    const Task<QList<InboxRun>> all = inbox->workThrough(std::make_shared<CancellationHandle>());
+    ASSERT_TRUE(eventually([this] { return agent.calls.size() == 1; }));
+    QFile::rename(scratch.path(u"drop/b.txt"_s), scratch.path(u"drop/renamed.txt"_s));
+    agent.calls.front()->answer(u"ok"_s);
+    ASSERT_TRUE(eventually([this] { return agent.calls.size() == 2; }));
+    EXPECT_TRUE(agent.calls.back()->request.context.contains(u"Name: c.txt\n"));
+    EXPECT_EQ(runs().size(), 2) << "what was not there leaves no record";
+    agent.calls.back()->answer(u"ok"_s);
+    EXPECT_TRUE(eventually([&] { return all.isReady(); }));
+}
+
 TEST_F(EngineInboxTest, aFolderThatGivesNothingAwayIsToldOnceAndHoldsNobodyUp) {
     if (::geteuid() == 0) {
         // Root may move anything; a folder that is gone shows the same road.
