@@ -20,8 +20,8 @@ template <typename Item>
 int list(CommandContext& context, const MemoryStore& memory, MemoryPart part, const QList<Item>& items,
          QString (*table)(const Output&, const QList<Item>&), const QString& none) {
     Output& output = context.output;
-    if (const int status = sayFaults(output, memory, part, items.isEmpty()); status != 0) {
-        return status;
+    if (items.isEmpty() && sayFaults(output, memory, part, true) != 0) {
+        return 1;
     }
     if (context.arguments.wantsJson()) {
         output.printJson(memoryJson(items));
@@ -30,7 +30,8 @@ int list(CommandContext& context, const MemoryStore& memory, MemoryPart part, co
     } else {
         output.print(table(output, items));
     }
-    return 0;
+    // Below a long list, where it is seen.
+    return items.isEmpty() ? 0 : sayFaults(output, memory, part, false);
 }
 
 /// Also when nothing of it can be seen.
@@ -203,15 +204,15 @@ Task<int> memoryIndex(CommandContext context) {
     const QString index = memory->index();
     const bool isEmpty =
         memory->people().isEmpty() && memory->projects().isEmpty() && memory->promises().isEmpty();
-    if (const int status = sayFaults(context.output, *memory, MemoryPart::all, isEmpty); status != 0) {
-        co_return status;
+    if (isEmpty && sayFaults(context.output, *memory, MemoryPart::all, true) != 0) {
+        co_return 1;
     }
     if (context.arguments.wantsJson()) {
         context.output.printJson(QJsonObject{{u"index"_s, index}});
     } else {
         context.output.printLine(Output::cleanLines(index));
     }
-    co_return 0;
+    co_return isEmpty ? 0 : sayFaults(context.output, *memory, MemoryPart::all, false);
 }
 
 }  // namespace lumbro::cli

@@ -63,6 +63,7 @@ QString sentence(const MemoryFault& fault) {
 QList<MemoryFault> faults(const MemoryStore& memory, MemoryPart part) {
     QList<MemoryFault> faults = memory.faults();
     faults.removeIf([&](const MemoryFault& fault) { return !isOf(part, memory, fault.path); });
+    std::ranges::sort(faults, {}, &MemoryFault::path);
     return faults;
 }
 

@@ -47,15 +47,18 @@ void printSides(Output& output, const PromiseFilter& wanted, const QList<Promise
     }
 }
 
-/// The promise that the command names and that has an id of its own.
-Result<PromiseItem> changeablePromise(const MemoryStore& memory, const QString& text) {
-    auto found = findPromise(memory, text);
-    if (found && found->id.startsWith(u"p-line-")) {
-        return fail(
-            u"That line of %1 has no id of its own; change it there, or end it with one such as \" ^p-a1b2c3\"."_s
-                .arg(memory.root() + u"/promises.md"_s));
+/// The promise as it is after a change. An id that was made from a line changes with it.
+Result<PromiseItem> afterwards(const MemoryStore& memory, const PromiseItem& before) {
+    const auto found = findPromise(memory, before.id);
+    if (found || !before.id.startsWith(u"p-line-")) {
+        return found;
     }
-    return found;
+    const auto isSame = [&before](const PromiseItem& one) {
+        return one.id.startsWith(u"p-line-") && one.text == before.text && one.owner == before.owner &&
+               one.recipient == before.recipient && one.date == before.date;
+    };
+    const auto same = std::ranges::find_if(memory.promises(), isSame);
+    return same == memory.promises().end() ? found : *same;
 }
 
 using Change = Task<Result<bool>> (*)(MemoryStore& memory, QString id, int days);
@@ -68,7 +71,7 @@ Task<int> changePromise(CommandContext context, Change change, int days, Sentenc
     if (!memory.usable()) {
         co_return output.fail(memory.usable().error());
     }
-    const auto found = changeablePromise(*memory, context.arguments.at(0));
+    const auto found = findPromise(*memory, context.arguments.at(0));
     if (!found) {
         co_return output.fail(found.error());
     }
@@ -76,7 +79,7 @@ Task<int> changePromise(CommandContext context, Change change, int days, Sentenc
     if (!changed) {
         co_return output.fail(changed.error());
     }
-    const auto after = findPromise(*memory, found->id);
+    const auto after = afterwards(*memory, *found);
     if (!after) {
         co_return output.fail(after.error());
     }
@@ -101,9 +104,9 @@ Task<int> promises(CommandContext context) {
     if (!memory.usable()) {
         co_return output.fail(memory.usable().error());
     }
-    if (const int status = sayFaults(output, *memory, MemoryPart::promises, memory->promises().isEmpty());
-        status != 0) {
-        co_return status;
+    const bool isEmpty = memory->promises().isEmpty();
+    if (isEmpty && sayFaults(output, *memory, MemoryPart::promises, true) != 0) {
+        co_return 1;
     }
     const PromiseFilter wanted{!arguments.has("theirs"), !arguments.has("mine"), arguments.has("due")};
     const QDate today = memory.today();
@@ -120,7 +123,7 @@ Task<int> promises(CommandContext context) {
     } else {
         printSides(output, wanted, chosen, arguments.has("all"), today);
     }
-    co_return 0;
+    co_return isEmpty ? 0 : sayFaults(output, *memory, MemoryPart::promises, false);
 }
 
 Task<int> promisesDone(CommandContext context) {

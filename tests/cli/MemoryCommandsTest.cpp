@@ -125,7 +125,6 @@ TEST_F(MemoryCommands, sayWhatToDoAboutAnUnknownId) {
         {{u"project"_s, u""_s}, u"lumbro: There is no project \"\"; "_s},
         {{u"project"_s, u"rename"_s, u"zeus"_s, u"Zeus 2"_s}, u"lumbro: There is no project \"zeus\"; "_s},
         {{u"promises"_s, u"done"_s, u"p-zzzzzz"_s}, u"lumbro: There is no promise \"p-zzzzzz\"; "_s},
-        {{u"promises"_s, u"done"_s, u"p-line"_s}, u"lumbro: That line of "_s},
         {{u"memory"_s, u"update"_s, u"2020"_s}, u"lumbro: There is no capture \"2020\"; "_s}};
     for (const auto& [arguments, sentence] : cases) {
         const Finished finished = line.run(arguments);
@@ -258,6 +257,11 @@ TEST_F(MemoryCommands, tickAndSnoozeAPromise) {
     EXPECT_EQ(line.run({u"promises"_s, u"--due"_s, u"--json"_s}).array().size(), 1);
     EXPECT_TRUE(
         line.run({u"promises"_s, u"snooze"_s, u"p-aaaaaa"_s, u"0"_s}).output.contains(u"no longer"_s));
+    // A line that was written by hand.
+    EXPECT_TRUE(line.run({u"promises"_s, u"done"_s, u"p-line"_s}).output.endsWith(u" is done: buy milk\n"_s));
+    EXPECT_TRUE(file(u"promises.md"_s).endsWith("\n- [x] buy milk · Me → Them · 2026-03-05\n"));
+    EXPECT_TRUE(
+        line.run({u"promises"_s, u"reopen"_s, u"p-line"_s}).output.endsWith(u" is open: buy milk\n"_s));
     EXPECT_EQ(line.run({u"promises"_s, u"--due"_s, u"--json"_s}).array().size(), 2);
 }
 
