@@ -80,7 +80,7 @@ bool librarianRow(ContextLibrary& library, MemoryStore& memory, Clock& clock) {
         }
         bool isUpdated = false;
         passes.push_back(milliseconds([&] {
-            const auto pass = QCoro::waitFor(librarian.run(record));
+            const auto pass = QCoro::waitFor(librarian.run(record, nullptr, Librarian::Again::yes));
             isUpdated = pass && pass->updated;
             if (!pass) {
                 std::fprintf(stderr, "%s\n", qUtf8Printable(pass.error().message));
