@@ -37,13 +37,15 @@ int refuseUsage(Output& output, const QString& sentence) {
 
 /// Reads the runs, and says of those that ended with their process.
 void loadRuns(ActionRunner& runner, Output& output) {
-    QObject::connect(&runner, &ActionRunner::interrupted, &runner, [&runner, &output](const QString& id) {
+    const auto tell = [&runner, &output](const QString& id) {
         const auto run = runner.run(id);
         output.say(Output::clean(u"An earlier run has ended with its process: %1"_s.arg(
             run ? run->checkFirst().value_or(QString()) + u" `lumbro runs show %1` tells more."_s.arg(id)
                 : id)));
-    });
+    };
+    const auto telling = QObject::connect(&runner, &ActionRunner::interrupted, &runner, tell);
     runner.load();
+    QObject::disconnect(telling);
 }
 
 /// What goes where, for the question.
