@@ -35,6 +35,11 @@ DoctorCheck unheard(const QString& name) {
     return {name, PermissionState::unknown(), u"It can be told once an audio server answers."_s};
 }
 
+DoctorCheck tried(const QString& name, const PermissionState& state, const QString& works,
+                  const QString& otherwise) {
+    return {name, state, state.kind == PermissionState::Kind::allowed ? works : otherwise};
+}
+
 }  // namespace
 
 Task<QList<DoctorCheck>> Doctor::examine() {
@@ -104,23 +109,18 @@ Task<DoctorCheck> Doctor::audioServer() {
 Task<DoctorCheck> Doctor::microphone() {
     SetupChecks& checks = m_services.setupChecks();
     co_await checks.requestMic();
-    const bool works = checks.mic().kind == PermissionState::Kind::allowed;
-    co_return {
-        u"microphone"_s, checks.mic(),
-        works ? u"It can be recorded."_s
-              : u"It can't be opened. Plug one in, or choose one of `lumbro devices` with `lumbro settings "
-                u"set microphoneDeviceUID ID`."_s};
+    co_return tried(
+        u"microphone"_s, checks.mic(), u"It can be recorded."_s,
+        u"It can't be opened. Plug one in, or choose one of `lumbro devices` with `lumbro settings "
+        "set microphoneDeviceUID ID`."_s);
 }
 
 Task<DoctorCheck> Doctor::systemAudio() {
     SetupChecks& checks = m_services.setupChecks();
     co_await checks.requestSystemAudio();
-    const bool works = checks.systemAudio().kind == PermissionState::Kind::allowed;
-    co_return {
-        u"system audio"_s, checks.systemAudio(),
-        works ? u"What others say in a call can be recorded."_s
-              : u"It can't be heard, so a call would have your side only. Choose a default output in the "
-                u"sound settings."_s};
+    co_return tried(u"system audio"_s, checks.systemAudio(), u"What others say in a call can be recorded."_s,
+                    u"It can't be heard, so a call would have your side only. Choose a default output in the "
+                    "sound settings."_s);
 }
 
 DoctorCheck Doctor::speech() {
