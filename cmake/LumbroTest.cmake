@@ -1,11 +1,12 @@
-# lumbro_test(NAME SOURCES file… DEPENDS module… [PROGRAMS target…] [THREADED] [TIMEOUT seconds])
+# lumbro_test(NAME SOURCES file… DEPENDS module… [PROGRAMS target…] [THREADED] [LEAKS] [TIMEOUT seconds])
 #
 # One test program; every case is a ctest entry of its own and runs in a process of its own. THREADED cases
 # also run under ThreadSanitizer; with that sanitizer no other test is built.
 # PROGRAMS are built before it because it runs them.
+# LEAKS fails cases that leak; for tests that leave no coroutine suspended.
 
 function(lumbro_test name)
-  cmake_parse_arguments(PARSE_ARGV 1 arg "THREADED" "TIMEOUT" "SOURCES;DEPENDS;LIBRARIES;PROGRAMS")
+  cmake_parse_arguments(PARSE_ARGV 1 arg "THREADED;LEAKS" "TIMEOUT" "SOURCES;DEPENDS;LIBRARIES;PROGRAMS")
   if(LUMBRO_SANITIZER STREQUAL "thread" AND NOT arg_THREADED)
     return()
   endif()
@@ -20,8 +21,12 @@ function(lumbro_test name)
   if(arg_PROGRAMS)
     add_dependencies(${name} ${arg_PROGRAMS})
   endif()
+  set(environment "${LUMBRO_TEST_ENVIRONMENT}")
+  if(arg_LEAKS)
+    string(REPLACE "detect_leaks=0" "detect_leaks=1" environment "${environment}")
+  endif()
   gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST TEST_PREFIX "${name}."
-    PROPERTIES TIMEOUT ${arg_TIMEOUT} ENVIRONMENT "${LUMBRO_TEST_ENVIRONMENT}")
+    PROPERTIES TIMEOUT ${arg_TIMEOUT} ENVIRONMENT "${environment}")
 endfunction()
 
 # A suspended coroutine that is dropped with its clock at the end of a test is no leak worth a failure. Programs that
