@@ -59,6 +59,18 @@ std::vector<SpokenClip> callClips(const QString& speaker, const std::vector<floa
     return clips;
 }
 
+// Only the ends of the clip are known. In between, a long word is taken to last longer than a short one.
+std::vector<double> wordEnds(const SpokenClip& clip) {
+    const double letters = double(clip.words.join(QString()).size());
+    std::vector<double> ends;
+    double said = 0;
+    for (const QString& word : clip.words) {
+        said += double(word.size());
+        ends.push_back(clip.start + (clip.end - clip.start) * said / letters);
+    }
+    return ends;
+}
+
 LiveTrack::LiveTrack(const std::vector<float>& samples, const std::vector<SpokenClip>& clips,
                      double seconds) {
     const double length = double(samples.size()) / speech::sampleRate;
@@ -140,11 +152,8 @@ std::vector<double> LiveTrack::wordDelays() const {
     QStringList reference;
     std::vector<double> spokenAt;
     for (const SpokenClip& clip : m_clips) {
-        for (qsizetype i = 0; i < clip.words.size(); ++i) {
-            reference.append(clip.words[i]);
-            spokenAt.push_back(clip.start +
-                               (clip.end - clip.start) * double(i + 1) / double(clip.words.size()));
-        }
+        reference += clip.words;
+        std::ranges::copy(wordEnds(clip), std::back_inserter(spokenAt));
     }
     const auto match = test::alignWords(reference, test::wordsOf(finalText()));
     std::vector<double> delays;

@@ -60,6 +60,10 @@ class LiveTrack {
     bool m_isEnded = false;
 };
 
+/// When each word of a clip has been said, by the share of its letters: an estimate, mostly within a few
+/// tenths of a second.
+std::vector<double> wordEnds(const SpokenClip& clip);
+
 /// The clips of one speaker of the evaluation call, with the silence at their ends taken off.
 std::vector<SpokenClip> callClips(const QString& speaker, const std::vector<float>& samples);
 
