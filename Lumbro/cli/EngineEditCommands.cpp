@@ -76,11 +76,13 @@ Task<int> engineEdit(CommandContext context) {
     }
     EngineDraft draft(*engine, *text);
     const auto applied = EngineOptions::apply(context.arguments, draft);
+    const auto prompt = EngineOptions::prompt(context.arguments);
     const auto more = EngineOptions::more(context.arguments);
-    if (!applied || !more) {
-        co_return refuseUsage(output, applied ? more.error().message : applied.error().message,
-                              u"engine edit"_s);
+    if (!applied || !prompt || !more) {
+        const Failure& why = !applied ? applied.error() : !prompt ? prompt.error() : more.error();
+        co_return refuseUsage(output, why.message, u"engine edit"_s);
     }
+    draft.prompt = prompt->value_or(draft.prompt);
     const auto saved = saveDraft(*library, draft, *more, draft.url);
     if (!saved) {
         co_return output.fail(saved.error());

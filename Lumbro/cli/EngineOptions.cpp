@@ -108,19 +108,24 @@ QString folderText(const QString& path) {
 
 Result<> EngineOptions::apply(const Arguments& arguments, EngineDraft& draft) {
     applyTexts(arguments, draft);
-    if (const auto text = arguments.value("prompt")) {
-        const auto prompt = argumentText(*text);
-        if (!prompt) {
-            return std::unexpected(prompt.error());
-        }
-        draft.prompt = prompt->trimmed();
-    }
     for (const auto step : {applyScope, applyResult, applySwitches}) {
         if (const auto done = step(arguments, draft); !done) {
             return done;
         }
     }
     return {};
+}
+
+Result<std::optional<QString>> EngineOptions::prompt(const Arguments& arguments) {
+    const auto text = arguments.value("prompt");
+    if (!text) {
+        return std::nullopt;
+    }
+    const auto read = argumentText(*text);
+    if (!read) {
+        return std::unexpected(read.error());
+    }
+    return read->trimmed();
 }
 
 Result<QList<EngineField>> EngineOptions::more(const Arguments& arguments) {

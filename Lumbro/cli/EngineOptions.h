@@ -7,12 +7,17 @@
 #include <QList>
 #include <QString>
 
+#include <optional>
+
 namespace lumbro::cli {
 
 /// What the options of `engine new` and `engine edit` say.
 struct EngineOptions {
-    /// Puts them onto a draft. Fails with a sentence on a value that its option doesn't take.
+    /// Puts them onto a draft, all but the prompt. Fails with a sentence on a value that its option doesn't
+    /// take.
     static Result<> apply(const Arguments& arguments, EngineDraft& draft);
+    /// The prompt, read once; nothing when there is none.
+    static Result<std::optional<QString>> prompt(const Arguments& arguments);
     /// Those that a draft doesn't know.
     static Result<QList<EngineField>> more(const Arguments& arguments);
     /// Whether there is any.

@@ -104,8 +104,8 @@ QString EngineInbox::problemOf(const Engine& engine, const QString& libraryRoot)
     if (isInside(folder, libraryRoot)) {
         return u"%1 belongs to the library itself; let the engine watch another folder"_s.arg(folder);
     }
-    const auto files = WatchedFolder(folder).files(QDateTime::currentDateTime());
-    return files ? QString() : u"%1 can't be read: %2"_s.arg(folder, files.error().message);
+    const bool isReadable = QFileInfo(folder).isReadable() && QFileInfo(folder).isExecutable();
+    return isReadable ? QString() : u"%1 can't be read; see whom it belongs to"_s.arg(folder);
 }
 
 void EngineInbox::markInterrupted() {
@@ -193,28 +193,36 @@ Task<QList<InboxRun>> EngineInbox::workThrough(Cancel cancel) {
     co_return told;
 }
 
-Task<InboxRun> EngineInbox::takeOne(JobPtr job) {
-    const QPointer<EngineInbox> alive(this);
-    const QString folder = job->records.path();
+/// Makes the engine's records ready for the file. What became of it when that can't be.
+std::optional<InboxRun> EngineInbox::begin(Job& job) {
+    const QString folder = job.records.path();
     if (!makePrivateFolder(folder)) {
-        co_return couldNotTake(*job, u"the folder %1 can't be made"_s.arg(folder));
+        return couldNotTake(job, u"the folder %1 can't be made"_s.arg(folder));
     }
     // The quick question first: the lock itself waits a moment for others.
     if (!CaptureLock::isHeld(folder)) {
-        job->lock = CaptureLock(folder);
+        job.lock = CaptureLock(folder);
     }
-    if (!job->lock.isLocked()) {
-        co_return waits(*job, u"the engine works on another file"_s);
+    if (!job.lock.isLocked()) {
+        return waits(job, u"the engine works on another file"_s);
     }
-    for (const QString& run : job->records.markInterrupted()) {
-        AppLog::info(u"inbox"_s, job->line(u"marked %1 interrupted"_s.arg(run)));
+    for (const QString& run : job.records.markInterrupted()) {
+        AppLog::info(u"inbox"_s, job.line(u"marked %1 interrupted"_s.arg(run)));
     }
-    const auto run = job->records.makeRun(m_ports.clock.now(), job->file.name);
+    const auto run = job.records.makeRun(m_ports.clock.now(), job.file.name);
     if (!run) {
-        co_return couldNotTake(*job, run.error().message);
+        return couldNotTake(job, run.error().message);
     }
-    job->run = *run;
-    job->place = InboxFolder::placeIn(*run, job->file.name);
+    job.run = *run;
+    job.place = InboxFolder::placeIn(*run, job.file.name);
+    return std::nullopt;
+}
+
+Task<InboxRun> EngineInbox::takeOne(JobPtr job) {
+    const QPointer<EngineInbox> alive(this);
+    if (const auto hindered = begin(*job)) {
+        co_return *hindered;
+    }
     setRunning(job->engine.id, job->file.name);
     const Taken taken =
         co_await inBackground([source = WatchedFolder(watched(job->engine)), name = job->file.rawName,

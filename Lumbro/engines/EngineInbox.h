@@ -77,6 +77,7 @@ class EngineInbox final : public QObject {
     using JobPtr = std::shared_ptr<Job>;
 
     Task<> scanOne(Engine engine, QList<WaitingFile> files);
+    std::optional<InboxRun> begin(Job& job);
     Task<InboxRun> takeOne(JobPtr job);
     Task<InboxRun> work(JobPtr job);
     Task<InboxRun> file(JobPtr job, QString reply);

@@ -90,8 +90,9 @@ TEST_F(InboxWiringTest, droppedFilesAreWorkedOnEvery15SecondsAndToldInThePill) {
     EXPECT_NE(mode(), PillMode(pill::Idle{}));
     clock->advance(1s);
     EXPECT_EQ(mode(), PillMode(pill::Idle{}));
-    test::wait(services.model().captures().startCapture(CaptureKind::thought, CaptureIntent::note,
-                                                        std::nullopt, NoteSurface::library));
+    const auto started = test::wait(services.model().captures().startCapture(
+        CaptureKind::thought, CaptureIntent::note, std::nullopt, NoteSurface::library));
+    ASSERT_TRUE(started);
     drop(u"c.txt"_s);
     clock->advance(60s);
     EXPECT_TRUE(scratch.has(u"drop/c.txt"_s)) << "files wait for the end of a recording";

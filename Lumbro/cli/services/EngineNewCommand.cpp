@@ -13,6 +13,33 @@ namespace lumbro::cli {
 
 namespace {
 
+/// What the command line asks for.
+struct Wanted {
+    /// What the engine should do; nothing to ask no agent.
+    std::optional<QString> wish;
+    std::optional<QString> prompt;
+    QList<EngineField> more;
+};
+
+Result<Wanted> read(const Arguments& arguments) {
+    Wanted wanted;
+    if (!arguments.positionals().isEmpty()) {
+        const auto wish = argumentText(arguments.at(0));
+        if (!wish || wish->trimmed().isEmpty()) {
+            return wish ? fail(u"Say what the engine should do."_s) : std::unexpected(wish.error());
+        }
+        wanted.wish = *wish;
+    }
+    const auto prompt = EngineOptions::prompt(arguments);
+    const auto more = EngineOptions::more(arguments);
+    if (!prompt || !more) {
+        return std::unexpected(prompt ? more.error() : prompt.error());
+    }
+    wanted.prompt = *prompt;
+    wanted.more = *more;
+    return wanted;
+}
+
 /// Has the agent write the engine; Ctrl-C ends that.
 Task<Result<EngineDraft>> ask(Output* output, Services* services, QString wish) {
     const auto cancel = std::make_shared<CancellationHandle>();
@@ -34,14 +61,9 @@ Task<Result<EngineDraft>> ask(Output* output, Services* services, QString wish) 
 Task<int> engineNew(CommandContext context) {
     Output& output = context.output;
     const Arguments& arguments = context.arguments;
-    const bool hasWish = !arguments.positionals().isEmpty();
-    const auto wish = hasWish ? argumentText(arguments.at(0)) : Result<QString>(QString());
-    const auto more = EngineOptions::more(arguments);
-    if (!wish || !more || (hasWish && wish->trimmed().isEmpty())) {
-        const QString why = !wish   ? wish.error().message
-                            : !more ? more.error().message
-                                    : u"Say what the engine should do."_s;
-        co_return refuseUsage(output, why, u"engine new"_s);
+    const auto wanted = read(arguments);
+    if (!wanted) {
+        co_return refuseUsage(output, wanted.error().message, u"engine new"_s);
     }
     Services services;
     ContextLibrary& library = services.library();
@@ -50,24 +72,23 @@ Task<int> engineNew(CommandContext context) {
     }
     library.openEngines();
     EngineDrafts drafts(library, services.agent());
-    EngineDraft draft = drafts.blank();
+    Result<EngineDraft> draft = drafts.blank();
     // Wrong options are told before the agent is asked.
-    if (const auto applied = EngineOptions::apply(arguments, draft); !applied) {
+    auto applied = EngineOptions::apply(arguments, *draft);
+    if (applied && wanted->wish) {
+        draft = co_await ask(&output, &services, *wanted->wish);
+        if (!draft) {
+            co_return output.fail(draft.error());
+        }
+        applied = EngineOptions::apply(arguments, *draft);
+    } else if (EngineOptions::hasAny(arguments) && !arguments.has("description")) {
+        draft->description.clear();
+    }
+    if (!applied) {
         co_return refuseUsage(output, applied.error().message, u"engine new"_s);
     }
-    if (hasWish) {
-        auto written = co_await ask(&output, &services, *wish);
-        if (!written) {
-            co_return output.fail(written.error());
-        }
-        const QString prompt = draft.prompt;
-        draft = std::move(*written);
-        [[maybe_unused]] const auto applied = EngineOptions::apply(arguments, draft);
-        draft.prompt = arguments.has("prompt") ? prompt : draft.prompt;
-    } else if (EngineOptions::hasAny(arguments) && !arguments.has("description")) {
-        draft.description.clear();
-    }
-    const auto saved = drafts.create(draft, *more);
+    draft->prompt = wanted->prompt.value_or(draft->prompt);
+    const auto saved = drafts.create(*draft, wanted->more);
     if (!saved) {
         co_return output.fail(saved.error());
     }
