@@ -38,6 +38,15 @@ const QList<std::pair<QString, QList<QByteArray>>> madeCalendar{
      {"DTSTART;TZID=Asia/Kathmandu:20260320T101500\r\nDTEND;TZID=Asia/Kathmandu:20260320T110000\r\n"
       "RRULE:FREQ=WEEKLY;COUNT=4\r\nRDATE;TZID=Asia/Kathmandu:20260401T101500\r\n"}},
     {u"yearly"_s, {"DTSTART;VALUE=DATE:20200329\r\nRRULE:FREQ=YEARLY\r\n"}},
+    {u"workdays"_s,
+     {"DTSTART;TZID=Europe/Berlin:20250701T160000\r\nDURATION:PT15M\r\nRRULE:FREQ=DAILY;BYDAY=TU,TH,SU\r\n"}},
+    {u"counted"_s,
+     {"DTSTART;TZID=Europe/"
+      "Berlin:20260112T070000\r\nDURATION:PT15M\r\nRRULE:FREQ=WEEKLY;INTERVAL=3;COUNT=5\r\n"}},
+    {u"every third day"_s, {"DTSTART;VALUE=DATE:20260220\r\nRRULE:FREQ=DAILY;INTERVAL=3;UNTIL=20260403\r\n"}},
+    {u"every other week"_s,
+     {"DTSTART;TZID=Europe/Berlin:20260106T180000\r\nDURATION:PT30M\r\n"
+      "RRULE:FREQ=WEEKLY;INTERVAL=2;BYDAY=TU,TH;UNTIL=20261101T170000Z\r\n"}},
     {u"southern"_s,
      {"DTSTART;TZID=Australia/Lord_Howe:20260327T200000\r\nDURATION:PT45M\r\nRRULE:FREQ=DAILY;COUNT=12\r\n"}},
 };

@@ -34,6 +34,31 @@ bool isShallow(const QByteArray& bytes) {
     return true;
 }
 
+/// Without the descriptions of zones that the system knows better: they are half of most files, and the
+/// library takes as long for them as for the event.
+QByteArray withoutKnownZones(const QByteArray& bytes) {
+    constexpr QByteArrayView begin = "\nBEGIN:VTIMEZONE";
+    constexpr QByteArrayView end = "\nEND:VTIMEZONE";
+    constexpr QByteArrayView name = "\nTZID:";
+    QByteArray rest;
+    qsizetype taken = 0;
+    for (qsizetype at = bytes.indexOf(begin); at >= 0; at = bytes.indexOf(begin, at + 1)) {
+        const qsizetype over = bytes.indexOf(end, at);
+        const qsizetype id = bytes.indexOf(name, at);
+        if (over < 0 || id < 0 || id > over) {
+            break;
+        }
+        const qsizetype idEnd = bytes.indexOf('\n', id + 1);
+        const QByteArray zone = bytes.mid(id + name.size(), idEnd - id - name.size()).trimmed();
+        if (systemZone(zone).isValid()) {
+            rest += bytes.mid(taken, at - taken);
+            taken = over + end.size();
+            at = over;
+        }
+    }
+    return taken == 0 ? bytes : rest + bytes.mid(taken);
+}
+
 QString textOf(icalcomponent* component, icalproperty_kind kind) {
     icalproperty* property = icalcomponent_get_first_property(component, kind);
     if (property == nullptr) {
@@ -222,8 +247,8 @@ struct IcalFile::Reader {
             }
         }
         for (auto& [event, series] : events) {
-            file.m_events.push_back(
-                {std::move(event), std::make_shared<const IcalSeries>(std::move(series))});
+            file.m_events.push_back({std::make_shared<CalendarEvent>(std::move(event)),
+                                     std::make_shared<const IcalSeries>(std::move(series))});
         }
     }
 };
@@ -236,7 +261,7 @@ IcalFile IcalFile::read(const QByteArray& bytes, const QString& ownEmail) {
     }
     icalerror_set_errors_are_fatal(0);
     const std::unique_ptr<icalcomponent, void (*)(icalcomponent*)> root(
-        icalparser_parse_string(bytes.constData()), icalcomponent_free);
+        icalparser_parse_string(withoutKnownZones(bytes).constData()), icalcomponent_free);
     if (root) {
         Reader reader{file, ownEmail, {}, {}, {}};
         reader.readZones(root.get());
@@ -246,15 +271,26 @@ IcalFile IcalFile::read(const QByteArray& bytes, const QString& ownEmail) {
     return file;
 }
 
-void IcalFile::addEvents(qint64 from, qint64 to, QList<CalendarEvent>& events) const {
+void IcalFile::setPlace(const QString& calendar, const QString& path) {
+    for (const Entry& entry : m_events) {
+        entry.event->calendar = calendar;
+        entry.event->path = path;
+    }
+}
+
+void IcalFile::addOccurrences(qint64 from, qint64 to, std::vector<IcalOccurrence>& found) const {
     for (const Entry& entry : m_events) {
         for (const IcalSpan& span : entry.series->spans(from, to)) {
-            CalendarEvent event = entry.event;
-            event.start = QDateTime::fromSecsSinceEpoch(span.start);
-            event.end = QDateTime::fromSecsSinceEpoch(span.end);
-            events.append(std::move(event));
+            found.push_back({span.start, span.end, entry.event});
         }
     }
+}
+
+CalendarEvent IcalOccurrence::event() const {
+    CalendarEvent event = *about;
+    event.start = QDateTime::fromSecsSinceEpoch(start);
+    event.end = QDateTime::fromSecsSinceEpoch(end);
+    return event;
 }
 
 QByteArray IcalFile::written(const NewCalendarEvent& event, const QString& id, const QDateTime& stamp) {

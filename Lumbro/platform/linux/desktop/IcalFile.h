@@ -15,6 +15,17 @@ namespace lumbro {
 
 class IcalSeries;
 
+/// When an event occurs, in seconds since 1970. Dates are made of it only where they are asked for, as that
+/// takes longer than all else.
+struct IcalOccurrence {
+    qint64 start = 0;
+    qint64 end = 0;
+    /// Without its times.
+    std::shared_ptr<const CalendarEvent> about;
+
+    CalendarEvent event() const;
+};
+
 /// The items of one calendar file, as RFC 5545 describes it. Reading takes bounded time whatever the bytes
 /// are. One thread at a time, for all files together.
 class IcalFile {
@@ -27,9 +38,10 @@ class IcalFile {
 
     /// True when the file ends as it should: one that doesn't may be written at this moment.
     bool isWhole() const { return m_isWhole; }
-    /// Adds every occurrence that touches the time from `from` to before `to` (seconds since 1970). Neither
-    /// its calendar nor its file is named.
-    void addEvents(qint64 from, qint64 to, QList<CalendarEvent>& events) const;
+    /// Names the calendar that all events are in, and their file.
+    void setPlace(const QString& calendar, const QString& path);
+    /// Adds every occurrence that touches the time from `from` to before `to` (seconds since 1970).
+    void addOccurrences(qint64 from, qint64 to, std::vector<IcalOccurrence>& found) const;
     const QList<CalendarTask>& tasks() const { return m_tasks; }
     bool hasEvents() const { return !m_events.empty(); }
 
@@ -39,7 +51,7 @@ class IcalFile {
 
   private:
     struct Entry {
-        CalendarEvent event;
+        std::shared_ptr<CalendarEvent> event;
         std::shared_ptr<const IcalSeries> series;
     };
     struct Reader;

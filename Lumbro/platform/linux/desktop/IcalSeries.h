@@ -43,6 +43,8 @@ class IcalSeries {
     void readDates(icalcomponent* event, IcalZones& zones);
     void readLength(icalcomponent* event, IcalZones& zones);
     bool isLeftOut(const icaltimetype& wall) const;
+    void followPlain(const icalrecurrencetype& rule, qint64 from, qint64 to,
+                     std::vector<IcalSpan>& found) const;
     void follow(icalrecurrencetype rule, qint64 from, qint64 to, std::vector<IcalSpan>& found) const;
 
     icaltimetype m_start = {};

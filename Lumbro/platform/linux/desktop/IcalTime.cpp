@@ -1,6 +1,9 @@
 #include "platform/linux/desktop/IcalTime.h"
 
+#include <QHash>
+
 #include <algorithm>
+#include <mutex>
 
 namespace lumbro {
 
@@ -56,6 +59,23 @@ bool isPlace(const QByteArray& name) {
 }
 
 }  // namespace
+
+QTimeZone systemZone(const QByteArray& name) {
+    static std::mutex mutex;
+    static QHash<QByteArray, QTimeZone> known;
+    constexpr qsizetype mostKnown = 1000;
+    const std::scoped_lock lock(mutex);
+    if (const auto found = known.constFind(name); found != known.constEnd()) {
+        return *found;
+    }
+    const QByteArray other = QTimeZone::windowsIdToDefaultIanaId(name);
+    const QByteArray place = other.isEmpty() ? name : other;
+    const QTimeZone zone = isPlace(place) ? QTimeZone(place) : QTimeZone();
+    if (known.size() < mostKnown) {
+        known.insert(name, zone);
+    }
+    return zone;
+}
 
 bool isDateLike(const icaltimetype& time) {
     return time.year >= 1900 && time.year < 2400 && QDate::isValid(time.year, time.month, time.day);
@@ -121,32 +141,39 @@ icaltimetype IcalZone::wall(qint64 moment) const {
 
 void IcalZones::addDescribed(icalcomponent* timezone) {
     icalproperty* id = icalcomponent_get_first_property(timezone, ICAL_TZID_PROPERTY);
-    if (id == nullptr || icalproperty_get_tzid(id) == nullptr || !isBounded(timezone)) {
-        return;
+    if (id != nullptr && icalproperty_get_tzid(id) != nullptr) {
+        m_described.insert_or_assign(icalproperty_get_tzid(id), timezone);
     }
-    const QByteArray name = icalproperty_get_tzid(id);
+}
+
+namespace {
+
+std::optional<IcalZone> zoneOf(icalcomponent* timezone) {
+    if (!isBounded(timezone)) {
+        return std::nullopt;
+    }
     std::shared_ptr<icaltimezone> zone(icaltimezone_new(),
                                        [](icaltimezone* made) { icaltimezone_free(made, 1); });
     // The zone owns what it is given.
     icalcomponent* own = icalcomponent_new_clone(timezone);
     if (icaltimezone_set_component(zone.get(), own) == 0) {
         icalcomponent_free(own);
-        return;
+        return std::nullopt;
     }
-    m_described.insert_or_assign(name, IcalZone::described(std::move(zone)));
+    return IcalZone::described(std::move(zone));
 }
+
+}  // namespace
 
 IcalZone IcalZones::named(const QByteArray& id) {
     if (const auto known = m_known.find(id); known != m_known.end()) {
         return known->second;
     }
     // What the system knows of a place is newer than what a program once wrote into a file.
-    const QByteArray other = QTimeZone::windowsIdToDefaultIanaId(id);
-    const QByteArray name = other.isEmpty() ? id : other;
-    const QTimeZone zone = isPlace(name) ? QTimeZone(name) : QTimeZone();
+    const QTimeZone zone = systemZone(id);
     const auto described = m_described.find(id);
     const IcalZone made = zone.isValid()                   ? IcalZone::system(zone)
-                          : described != m_described.end() ? described->second
+                          : described != m_described.end() ? zoneOf(described->second).value_or(IcalZone())
                                                            : IcalZone();
     m_known.emplace(id, made);
     return made;

@@ -39,7 +39,8 @@ class IcalZone {
 /// The zones that one file's times can name.
 class IcalZones {
   public:
-    /// Takes the descriptions out of a file's components; those that would be work without end are left out.
+    /// Takes note of a file's description of a zone, which must outlive this. One that would be work without
+    /// end is never used.
     void addDescribed(icalcomponent* timezone);
     /// The zone of a property's value: by its own mark or by its parameter. Unknown names are the machine's.
     IcalZone of(icalproperty* property, const icaltimetype& time);
@@ -48,8 +49,12 @@ class IcalZones {
     IcalZone named(const QByteArray& id);
 
     std::map<QByteArray, IcalZone> m_known;
-    std::map<QByteArray, IcalZone> m_described;
+    std::map<QByteArray, icalcomponent*> m_described;
 };
+
+/// The zone that the system knows by this name, or by the name that Windows has for it; invalid when it knows
+/// none. Any thread.
+QTimeZone systemZone(const QByteArray& name);
 
 /// Whether a time exists as such: a year, month and day that a calendar has.
 bool isDateLike(const icaltimetype& time);

@@ -116,7 +116,7 @@ void VdirCalendar::watch() {
         connect(m_notifier.get(), &QSocketNotifier::activated, this, &VdirCalendar::isQuiet);
     }
     QStringList folders{folder()};
-    for (const VdirCollection& collection : VdirFiles::collections(folder())) {
+    for (const VdirCollection& collection : VdirListing::collectionsOf(folder())) {
         folders.append(collection.path);
     }
     m_watched.clear();
@@ -166,7 +166,7 @@ Task<QList<CalendarEvent>> VdirCalendar::events(QDateTime from, QDateTime to) {
 
 QList<CalendarList> VdirCalendar::taskLists() const {
     QList<CalendarList> lists;
-    for (const VdirCollection& collection : VdirFiles::collections(folder())) {
+    for (const VdirCollection& collection : VdirListing::collectionsOf(folder())) {
         lists.append(listOf(collection));
     }
     return lists;

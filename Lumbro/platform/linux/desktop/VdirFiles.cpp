@@ -1,30 +1,18 @@
 #include "platform/linux/desktop/VdirFiles.h"
 
-#include "LumbroCore/AtomicFile.h"
-
-#include <QDir>
 #include <QFile>
-#include <QFileInfo>
 
 #include <algorithm>
 #include <chrono>
-#include <memory>
 #include <tuple>
-
-#include <dirent.h>
-#include <fcntl.h>
-#include <sys/stat.h>
+#include <utility>
 
 namespace lumbro {
 
 namespace {
 
-constexpr qsizetype mostFiles = 100'000;
-constexpr qsizetype mostCollections = 200;
-constexpr qint64 mostTitleBytes = 1024;
-constexpr qint64 nanoseconds = 1'000'000'000;
-/// A file that was changed within this time may change again without a new stamp.
-constexpr qint64 young = 2 * nanoseconds;
+/// A file that was changed within this time, in nanoseconds, may change again without a new stamp.
+constexpr qint64 young = 2'000'000'000;
 constexpr qint64 secondsPerDay = 86400;
 /// What is made ready around a question, so that the next one is answered from it.
 constexpr qint64 before = 8 * secondsPerDay;
@@ -35,84 +23,13 @@ qint64 nanosecondsNow() {
     return std::chrono::duration_cast<std::chrono::nanoseconds>(now).count();
 }
 
-QString titleOf(const QString& path) {
-    const auto bytes = readFile(path + u"/displayname"_s, mostTitleBytes);
-    const QString title = QString::fromUtf8(bytes.value_or(QByteArray())).simplified();
-    return title.isEmpty() ? QFileInfo(path).fileName() : title;
-}
-
-bool isItem(const char* name) {
-    const size_t length = qstrlen(name);
-    return length > 4 && name[0] != '.' && qstricmp(name + length - 4, ".ics") == 0;
-}
-
-void addCollections(const QString& path, int levels, QList<VdirCollection>& found) {
-    QStringList below = QDir(path).entryList(QDir::Dirs | QDir::NoDotAndDotDot, QDir::Name);
-    const bool hasItems = !QDir(path).entryList({u"*.ics"_s}, QDir::Files).isEmpty();
-    if (hasItems || below.isEmpty() || QFileInfo::exists(path + u"/displayname"_s)) {
-        found.append({path, titleOf(path)});
-    }
-    for (const QString& name : below) {
-        if (levels > 0 && found.size() < mostCollections) {
-            addCollections(path + u'/' + name, levels - 1, found);
-        }
-    }
-}
-
-auto order(const CalendarEvent& event) {
-    return std::tuple(event.start.toMSecsSinceEpoch(), QStringView(event.title), QStringView(event.id));
+auto order(const IcalOccurrence& one) {
+    return std::tuple(one.start, QStringView(one.about->title), QStringView(one.about->id));
 }
 
 }  // namespace
 
-QList<VdirCollection> VdirFiles::collections(const QString& root) {
-    QList<VdirCollection> found;
-    if (!root.isEmpty() && QFileInfo(root).isDir()) {
-        addCollections(root, 2, found);
-        // A root without items is the place of the others, not one of them.
-        if (found.size() == 1 && found.first().path == root &&
-            QDir(root).entryList({u"*.ics"_s, u"displayname"_s}, QDir::Files).isEmpty()) {
-            found.clear();
-        }
-    }
-    return found;
-}
-
-void VdirFiles::lookInto(const VdirCollection& collection, const QString& ownEmail, qsizetype& room) {
-    const QByteArray folder = QFile::encodeName(collection.path);
-    const std::unique_ptr<DIR, int (*)(DIR*)> entries(opendir(folder.constData()), closedir);
-    const qint64 now = nanosecondsNow();
-    // One reader has the stream, so that readdir is as good as any other way.
-    while (const dirent* entry =
-               entries ? readdir(entries.get()) : nullptr) {  // NOLINT(concurrency-mt-unsafe)
-        struct stat info{};
-        if (!isItem(entry->d_name) || fstatat(dirfd(entries.get()), entry->d_name, &info, 0) != 0 ||
-            !S_ISREG(info.st_mode) || --room < 0) {
-            continue;
-        }
-        const QByteArray path = folder + '/' + entry->d_name;
-        const Stamp stamp{info.st_mtim.tv_sec * nanoseconds + info.st_mtim.tv_nsec, info.st_size,
-                          info.st_ino};
-        File& file = m_files[path];
-        if (file.look == 0 || file.isYoung || file.stamp != stamp || file.calendar != collection.title) {
-            const auto bytes = readFile(QFile::decodeName(path), IcalFile::mostBytes);
-            IcalFile content = IcalFile::read(bytes.value_or(QByteArray()), ownEmail);
-            file.isYoung = std::abs(now - stamp.modified) < young;
-            // Half a file, this moment: what stood there before is nearer to the truth.
-            if (content.isWhole() || !file.isYoung || file.look == 0) {
-                file.content = std::move(content);
-            }
-            file.stamp = stamp;
-            file.collection = collection.path;
-            file.calendar = collection.title;
-            m_hasChanged = true;
-        }
-        m_hasYoung = m_hasYoung || file.isYoung;
-        file.look = m_look;
-    }
-}
-
-void VdirFiles::look(const QString& root, const QString& ownEmail) {
+void VdirFiles::look(const QString& root, const QString& ownEmail, Span wanted) {
     if (root != m_root || ownEmail != m_ownEmail) {
         m_files.clear();
         m_root = root;
@@ -122,43 +39,78 @@ void VdirFiles::look(const QString& root, const QString& ownEmail) {
     ++m_look;
     m_isKnown = true;  // Before the look: what is told in between makes for another one.
     m_hasYoung = false;
-    qsizetype room = mostFiles;
-    const QList<VdirCollection> all = collections(root);
-    for (const VdirCollection& collection : all) {
-        lookInto(collection, ownEmail, room);
+    const VdirListing listing = VdirListing::of(root);
+    std::vector<VdirText> texts = listing.readChanged(
+        [&](const VdirEntry& entry) { return known(entry, listing.collections.at(entry.collection).title); },
+        [wanted](const IcalOutline& outline) { return outline.mayTouch(wanted.from, wanted.to); });
+    for (size_t i = 0; i < texts.size(); ++i) {
+        const VdirEntry& entry = listing.entries[i];
+        if (texts[i].state == VdirText::State::missing) {
+            continue;
+        }
+        File& file = m_files[entry.path];
+        if (texts[i].state == VdirText::State::read) {
+            file.collection = listing.collections.at(entry.collection).path;
+            file.calendar = listing.collections.at(entry.collection).title;
+            take(file, std::move(texts[i]));
+        }
+        file.look = m_look;
+        m_hasYoung = m_hasYoung || file.isYoung;
     }
     const auto gone = m_files.removeIf([this](const auto& each) { return each.value().look != m_look; });
     m_hasChanged = m_hasChanged || gone > 0;
 }
 
-void VdirFiles::expand(qint64 from, qint64 to) {
-    if (!m_hasChanged && from >= m_from && to <= m_to) {
-        return;
+/// Called on several threads at once, while nothing changes the files.
+std::optional<VdirStamp> VdirFiles::known(const VdirEntry& entry, const QString& title) const {
+    const auto file = m_files.find(entry.path);
+    const bool isKnown = file != m_files.end() && !file->isYoung && file->calendar == title;
+    return isKnown ? std::optional(file->stamp) : std::nullopt;
+}
+
+void VdirFiles::take(File& file, VdirText text) {
+    const bool isNew = file.look == 0;
+    file.isYoung = std::abs(nanosecondsNow() - text.stamp.modified) < young;
+    // Half a file, this moment: what stood there before is nearer to the truth.
+    if (text.outline.isWhole || !file.isYoung || isNew) {
+        file.content.reset();
+        file.outline = text.outline;
+        file.bytes = std::move(text.bytes);
     }
-    m_from = from - before;
-    m_to = std::max(to, from + after);
-    m_events.clear();
+    file.stamp = text.stamp;
+    m_hasChanged = true;
+}
+
+const IcalFile& VdirFiles::contentOf(const QByteArray& path, File& file) const {
+    if (!file.content) {
+        file.content =
+            IcalFile::read(file.bytes.isEmpty() ? VdirListing::read(path) : file.bytes, m_ownEmail);
+        file.content->setPlace(file.calendar, QFile::decodeName(path));
+        file.bytes.clear();
+    }
+    return *file.content;
+}
+
+void VdirFiles::expand(Span wanted) {
+    m_span = wanted;
+    m_found.clear();
     for (const auto& [path, file] : m_files.asKeyValueRange()) {
-        const qsizetype first = m_events.size();
-        file.content.addEvents(m_from, m_to, m_events);
-        for (qsizetype i = first; i < m_events.size(); ++i) {
-            m_events[i].calendar = file.calendar;
-            m_events[i].path = QFile::decodeName(path);
+        if (file.outline.mayTouch(m_span.from, m_span.to)) {
+            contentOf(path, file).addOccurrences(m_span.from, m_span.to, m_found);
         }
     }
-    std::ranges::sort(m_events, {}, order);
+    std::ranges::sort(m_found, {}, order);
     m_hasChanged = false;
 }
 
-QList<CalendarEvent> VdirFiles::within(qint64 from, qint64 to) const {
+QList<CalendarEvent> VdirFiles::within(Span wanted) const {
     QList<CalendarEvent> found;
-    for (const CalendarEvent& event : m_events) {
-        const qint64 start = event.start.toSecsSinceEpoch();
-        if (start >= to) {
+    for (const IcalOccurrence& occurrence : m_found) {
+        if (occurrence.start >= wanted.to) {
             break;
         }
-        if (start >= from || event.end.toSecsSinceEpoch() > from) {
-            found.append(event);
+        if (occurrence.start >= wanted.from || occurrence.end > wanted.from) {
+            found.append(occurrence.event());
         }
     }
     return found;
@@ -166,29 +118,33 @@ QList<CalendarEvent> VdirFiles::within(qint64 from, qint64 to) const {
 
 QList<CalendarEvent> VdirFiles::events(const QString& root, const QString& ownEmail, qint64 from, qint64 to) {
     const std::scoped_lock lock(m_mutex);
-    look(root, ownEmail);
-    expand(from, to);
-    return within(from, to);
+    // Who asks but once, as a command does, need not wait for more than the answer.
+    const Span wide = m_look == 0 ? Span{from, to} : Span{from - before, std::max(to, from + after)};
+    look(root, ownEmail, wide);
+    if (m_hasChanged || from < m_span.from || to > m_span.to) {
+        expand(wide);
+    }
+    return within({from, to});
 }
 
 std::optional<QList<CalendarEvent>> VdirFiles::known(const QString& root, const QString& ownEmail,
                                                      qint64 from, qint64 to) {
     const std::unique_lock lock(m_mutex, std::try_to_lock);
     if (!lock || !m_isKnown || m_hasYoung || m_hasChanged || root != m_root || ownEmail != m_ownEmail ||
-        from < m_from || to > m_to) {
+        from < m_span.from || to > m_span.to) {
         return std::nullopt;
     }
-    return within(from, to);
+    return within({from, to});
 }
 
 QList<CalendarTask> VdirFiles::tasks(const QString& root, const QString& ownEmail,
                                      const QString& collection) {
     const std::scoped_lock lock(m_mutex);
-    look(root, ownEmail);
+    look(root, ownEmail, {});
     QList<CalendarTask> tasks;
-    for (const File& file : std::as_const(m_files)) {
-        if (file.collection == collection) {
-            tasks += file.content.tasks();
+    for (const auto& [path, file] : m_files.asKeyValueRange()) {
+        if (file.collection == collection && file.outline.hasTasks) {
+            tasks += contentOf(path, file).tasks();
         }
     }
     return tasks;

@@ -1,26 +1,17 @@
 #pragma once
 
 #include "platform/linux/desktop/IcalFile.h"
+#include "platform/linux/desktop/VdirListing.h"
 
 #include <QHash>
 #include <QString>
-#include <QStringList>
 
 #include <atomic>
 #include <mutex>
 #include <optional>
+#include <vector>
 
 namespace lumbro {
-
-/// A folder of calendar files, each of one item, as vdirsyncer, khal and todoman keep them.
-struct VdirCollection {
-    /// An absolute path.
-    QString path;
-    /// The content of its file `displayname`, or the folder's name.
-    QString title;
-
-    bool operator==(const VdirCollection&) const = default;
-};
 
 /// What stands in a folder of collections, kept as long as the files stay the same. Any thread.
 class VdirFiles {
@@ -28,10 +19,6 @@ class VdirFiles {
     VdirFiles() = default;
     VdirFiles(const VdirFiles&) = delete;
     VdirFiles& operator=(const VdirFiles&) = delete;
-
-    /// The folder itself where it holds calendar files, and the folders in it, two levels down, by their
-    /// path.
-    static QList<VdirCollection> collections(const QString& root);
 
     /// Every occurrence that touches the time, as `CalendarStore::events` gives them. Looks at every file,
     /// and reads those that have changed or were being written.
@@ -45,27 +32,29 @@ class VdirFiles {
     void forget();
 
   private:
-    struct Stamp {
-        qint64 modified = 0;
-        qint64 size = -1;
-        quint64 node = 0;
-
-        bool operator==(const Stamp&) const = default;
-    };
     struct File {
-        Stamp stamp;
+        VdirStamp stamp;
         /// It was changed so lately that another change need not show in its stamp.
         bool isYoung = false;
         quint64 look = 0;
         QString collection;
         QString calendar;
-        IcalFile content;
+        IcalOutline outline;
+        /// What it holds, once that was needed; before, its bytes where they are about to be.
+        std::optional<IcalFile> content;
+        QByteArray bytes;
+    };
+    struct Span {
+        qint64 from = 0;
+        qint64 to = 0;
     };
 
-    void look(const QString& root, const QString& ownEmail);
-    void lookInto(const VdirCollection& collection, const QString& ownEmail, qsizetype& room);
-    void expand(qint64 from, qint64 to);
-    QList<CalendarEvent> within(qint64 from, qint64 to) const;
+    void look(const QString& root, const QString& ownEmail, Span wanted);
+    std::optional<VdirStamp> known(const VdirEntry& entry, const QString& title) const;
+    void take(File& file, VdirText text);
+    const IcalFile& contentOf(const QByteArray& path, File& file) const;
+    void expand(Span wanted);
+    QList<CalendarEvent> within(Span wanted) const;
 
     std::mutex m_mutex;
     QString m_root;
@@ -75,10 +64,9 @@ class VdirFiles {
     std::atomic<bool> m_isKnown = false;
     bool m_hasYoung = false;
     bool m_hasChanged = true;
-    qint64 m_from = 0;
-    qint64 m_to = 0;
-    /// The occurrences from `m_from` to `m_to`, sorted.
-    QList<CalendarEvent> m_events;
+    Span m_span;
+    /// The occurrences of `m_span`, sorted.
+    std::vector<IcalOccurrence> m_found;
 };
 
 }  // namespace lumbro
