@@ -156,10 +156,7 @@ void CaptureSession::makeTracks() {
         }
     }
     if (m_ports.gate) {
-        m_ports.gate->m_onEnded = [this] {
-            m_fed->open();
-            Q_EMIT ended();
-        };
+        m_ports.gate->m_onEnded = [this] { Q_EMIT ended(); };
     }
 }
 
@@ -275,10 +272,6 @@ double CaptureSession::untranscribedSeconds() const {
 
 Task<> CaptureSession::packed() {
     return waitFor(m_packed);
-}
-
-Task<> CaptureSession::fed() {
-    return waitFor(m_fed);
 }
 
 void CaptureSession::noteCallApp(const QString& name, const QString& bundleID) {

@@ -43,8 +43,6 @@ class CaptureSession final : public RecordingSession {
     /// Where the words can't be written, also waits for the packing, which may make room for them.
     Task<CaptureRecord> stop() override;
     Task<> packed() override;
-    /// Done when every file that the recording is fed from has ended; never for devices.
-    Task<> fed();
     /// Remembers the application that the call is in. Only while this is a call.
     void noteCallApp(const QString& name, const QString& bundleID);
 
@@ -117,7 +115,6 @@ class CaptureSession final : public RecordingSession {
     Timer m_saveTimer;
     std::optional<QString> m_lostAudio;
     std::shared_ptr<Latch> m_packed = std::make_shared<Latch>();
-    std::shared_ptr<Latch> m_fed = std::make_shared<Latch>();
 };
 
 }  // namespace lumbro

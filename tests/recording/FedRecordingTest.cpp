@@ -113,10 +113,12 @@ TEST(FedRecording, twoFilesBecomeATranscriptWithTheRightWordsSpeakersAndTimes) {
     ports.system = std::make_unique<FileAudioSource>(clock, folder.path(u"them.wav"_s),
                                                      ports.gate->playback(Speaker::them, false));
     CaptureSession session(record, true, std::move(ports));
+    bool isFed = false;
+    QObject::connect(&session, &CaptureSession::ended, [&isFed] { isFed = true; });
     QElapsedTimer elapsed;
     elapsed.start();
     ASSERT_TRUE(wait(session.start()).has_value());
-    wait(session.fed());
+    ASSERT_TRUE(test::eventually([&isFed] { return isFed; }));
     const CaptureRecord stopped = wait(session.stop());
     wait(session.packed());
     RecordProperty("seconds", static_cast<int>(elapsed.elapsed() / 1000));
