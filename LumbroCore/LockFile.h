@@ -5,8 +5,8 @@
 
 namespace lumbro {
 
-/// Marks something as under way, for other processes and for this one: a file that is locked until the process
-/// ends, however it ends, and that goes with the lock.
+/// Marks something as under way, for other processes and for this one: a file that is locked until the
+/// process ends, however it ends, and that goes with the lock.
 class LockFile {
   public:
     /// Tries to take the lock, at once.

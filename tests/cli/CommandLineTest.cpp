@@ -187,7 +187,8 @@ TEST(CommandLine, saysOnceThatSettingsCannotBeReadAndKeepsThemBesideTheNewOnes) 
                                      QStringList{u"settings"_s, u"set"_s, u"aiProvider"_s, u"codex"_s}}) {
         const Finished run = line.run(words);
         EXPECT_EQ(run.status, 0);
-        EXPECT_EQ(run.errors.count(u"note: The settings file "_s), words.value(0) == u"settings") << qPrintable(run.errors);
+        EXPECT_EQ(run.errors.count(u"note: The settings file "_s), words.value(0) == u"settings")
+            << qPrintable(run.errors);
     }
     EXPECT_EQ(line.home().read(u".config/Lumbro/Lumbro.ini.broken"_s), broken);
     EXPECT_FALSE(line.run({u"settings"_s}).errors.contains(u"note: "_s));

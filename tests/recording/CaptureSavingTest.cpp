@@ -1,9 +1,8 @@
-#include "recording/CaptureSaving.h"
-
 #include "LumbroCore/Clock.h"
 #include "library/CaptureFiles.h"
 #include "library/CaptureRename.h"
 #include "library/ContextLibrary.h"
+#include "recording/CaptureSaving.h"
 #include "tests/support/ScratchFolder.h"
 
 #include <atomic>
