@@ -1,6 +1,7 @@
 #include "app/AppDelegate.h"
 
 #include "LumbroCore/AppLog.h"
+#include "LumbroCore/NextSignal.h"
 #include "actions/ActionRunner.h"
 #include "actions/Connectors.h"
 #include "app/Services.h"
@@ -17,7 +18,6 @@
 #include "recording/CallDetector.h"
 #include "recording/transcription/SpeechAssets.h"
 
-#include <QCoroSignal>
 #include <QPointer>
 
 #include <utility>
@@ -137,7 +137,7 @@ Task<> AppDelegate::finishRecording() {
     co_await captures.stopCapture();
     // A recording that was already being stopped when the quit came.
     while (alive && !captures.finishingCaptureID().isEmpty()) {
-        co_await qCoro(&captures, &CaptureFlow::finishingCaptureIDChanged);
+        co_await nextSignal(&captures, &CaptureFlow::finishingCaptureIDChanged);
     }
     if (alive) {
         Q_EMIT readyToTerminate();

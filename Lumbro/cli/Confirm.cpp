@@ -25,7 +25,7 @@ QByteArray readLine(int descriptor) {
     std::array<char, 256> piece{};
     while (!line.contains('\n')) {
         const ssize_t got = read(descriptor, piece.data(), piece.size());
-        if (got <= 0 && errno != EINTR) {
+        if (got == 0 || (got < 0 && errno != EINTR)) {
             break;
         }
         line.append(piece.data(), std::max<ssize_t>(got, 0));

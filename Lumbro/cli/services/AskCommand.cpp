@@ -1,5 +1,6 @@
 #include "cli/services/AskCommand.h"
 
+#include "LumbroCore/NextSignal.h"
 #include "app/QuitSignals.h"
 #include "app/Services.h"
 #include "ask/AskService.h"
@@ -11,7 +12,6 @@
 #include "cli/services/LiveAnswer.h"
 #include "library/ContextLibrary.h"
 
-#include <QCoroSignal>
 #include <QFile>
 #include <QStringDecoder>
 
@@ -107,7 +107,7 @@ Task<std::optional<Result<AskAnswer>>> askAndWait(AskService& service, AskQuesti
     QObject::connect(&interrupts, &QuitSignals::quitRequested, &service,
                      [&service, id] { service.cancel(id); });
     while (service.isRunning(id)) {
-        co_await qCoro(&service, &AskService::ended);
+        co_await nextSignal(&service, &AskService::ended);
     }
     co_return outcome;
 }

@@ -2,13 +2,13 @@
 
 #include "LumbroCore/Dates.h"
 #include "LumbroCore/Json.h"
+#include "LumbroCore/NextSignal.h"
 #include "app/QuitSignals.h"
 #include "app/Services.h"
 #include "platform/AudioServer.h"
 #include "recording/CallDetector.h"
 #include "recording/CallWatch.h"
 
-#include <QCoroSignal>
 #include <QJsonObject>
 
 namespace lumbro::cli {
@@ -80,7 +80,7 @@ Task<int> callsWatch(CommandContext context) {
     CallPrinter printer(output, services.clock(), server, context.arguments.wantsJson());
     printer.onClosed = [&interrupts] { Q_EMIT interrupts.quitRequested(); };
     output.say(output.styledError(u"Watching for calls; Ctrl-C ends it."_s, Look::dim));
-    co_await qCoro(&interrupts, &QuitSignals::quitRequested);
+    co_await nextSignal(&interrupts, &QuitSignals::quitRequested);
     co_return 0;
 }
 

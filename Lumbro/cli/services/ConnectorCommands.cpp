@@ -1,10 +1,9 @@
 #include "cli/services/ConnectorCommands.h"
 
+#include "LumbroCore/NextSignal.h"
 #include "actions/Connectors.h"
 #include "cli/RunText.h"
 #include "cli/services/FinishSteps.h"
-
-#include <QCoroSignal>
 
 #include <algorithm>
 
@@ -37,7 +36,7 @@ Task<Result<>> checkConnectors(Services* services, Output* output) {
     }
     connectors.refresh();
     while (connectors.checking()) {
-        co_await qCoro(&connectors, &Connectors::checkingChanged);
+        co_await nextSignal(&connectors, &Connectors::checkingChanged);
     }
     steps.end();
     if (const auto failure = connectors.failure()) {

@@ -2,6 +2,7 @@
 
 #include "LumbroCore/AppLog.h"
 #include "LumbroCore/ChildProcess.h"
+#include "LumbroCore/NextSignal.h"
 #include "LumbroCore/Settings.h"
 #include "LumbroCore/TempFolder.h"
 #include "cli/CaptureLookup.h"
@@ -21,7 +22,6 @@
 #include "recording/transcription/SpeechAssets.h"
 
 #include <QCoreApplication>
-#include <QCoroSignal>
 #include <QDir>
 #include <QFileInfo>
 
@@ -119,7 +119,7 @@ Task<Result<RecordingRun::Outcome>> RecordingRun::run() {
             watchDevices();
             m_output.say(u"Recording. Ctrl-C stops and saves."_s);
         }
-        co_await qCoro(this, &RecordingRun::stopDue);
+        co_await nextSignal(this, &RecordingRun::stopDue);
     }
     co_return co_await finish();
 }

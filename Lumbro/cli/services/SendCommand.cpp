@@ -1,6 +1,7 @@
 #include "cli/services/SendCommand.h"
 
 #include "LumbroCore/Dates.h"
+#include "LumbroCore/NextSignal.h"
 #include "actions/ActionFiles.h"
 #include "actions/ActionRunner.h"
 #include "actions/Connectors.h"
@@ -17,7 +18,6 @@
 #include "cli/services/SendContent.h"
 #include "library/ContextLibrary.h"
 
-#include <QCoroSignal>
 #include <QFileInfo>
 
 #include <memory>
@@ -81,7 +81,7 @@ Task<ActionRun> follow(Services* services, Output* output, ActionRun run) {
     FinishSteps steps(*output, services->clock());
     RunWatch watch(runner, steps, run);
     if (watch.run().isLive()) {
-        co_await qCoro(&watch, &RunWatch::ended);
+        co_await nextSignal(&watch, &RunWatch::ended);
     }
     co_return ActionRun(watch.run());
 }

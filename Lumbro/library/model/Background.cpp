@@ -1,6 +1,7 @@
 #include "library/model/Background.h"
 
-#include <QCoroSignal>
+#include "LumbroCore/NextSignal.h"
+
 #include <QPointer>
 
 namespace lumbro {
@@ -11,7 +12,7 @@ void Background::run(Task<>&& flow) {
 
 Task<> Background::settled() {
     while (m_running > 0) {
-        co_await qCoro(this, &Background::idle);
+        co_await nextSignal(this, &Background::idle);
     }
 }
 
