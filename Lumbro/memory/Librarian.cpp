@@ -46,6 +46,13 @@ std::optional<CaptureRecord> fresh(const CaptureRecord& record) {
 
 }  // namespace
 
+/// What is to be done about a capture: what the model is to read, or what it has replied already.
+struct Librarian::Work {
+    CaptureRecord record;
+    LibrarianInput input;
+    std::optional<KeptReply> reply;
+};
+
 /// A pass that waits for the model: the store says so, and the capture is nobody else's to catch up on.
 class Librarian::Busy {
   public:
@@ -77,24 +84,39 @@ Librarian::Librarian(ContextLibrary& library, MemoryStore& memory, AgentProvider
 
 Librarian::~Librarian() = default;
 
+std::optional<Librarian::Work> Librarian::workOn(const CaptureRecord& listed, Again again) {
+    const CaptureRecord record = fresh(listed).value_or(listed);
+    const bool isSession = record.meta.kind == CaptureKind::session;
+    if (record.meta.memorizedAt && again == Again::no && !isSession) {
+        return std::nullopt;
+    }
+    auto reply = KeptReply::of(record);
+    if (reply && LibrarianOps::decode(reply->text)) {
+        return Work{record, {}, std::move(reply)};
+    }
+    const LibrarianInput input = LibrarianInput::of(record, m_library);
+    if (input.text.isEmpty()) {
+        if (input.through) {
+            markRead(record, *input.through);
+        }
+        return std::nullopt;
+    }
+    return Work{record, input, std::nullopt};
+}
+
 Task<Result<MemoryPass>> Librarian::run(CaptureRecord record, Cancel cancel, Again again) {
+    // Most captures end here, without a lock.
+    if (!workOn(record, again)) {
+        co_return MemoryPass{.captureID = record.id()};
+    }
     // Until the pass ends, however the process ends.
     const LockFile claim(record.path(u".memory.lock"_s));
     if (!claim.isMine()) {
         co_return MemoryPass{.captureID = record.id(), .isElsewhere = true};
     }
-    record = fresh(record).value_or(record);
-    std::optional<KeptReply> reply = KeptReply::of(record);
-    if (reply && !LibrarianOps::decode(reply->text)) {
-        reply.reset();
-    }
-    const LibrarianInput input = LibrarianInput::of(record, m_library);
-    const bool isRead =
-        record.meta.memorizedAt && again == Again::no && record.meta.kind != CaptureKind::session;
-    if (isRead || (!reply && input.text.isEmpty())) {
-        if (input.through) {
-            markRead(record, *input.through);
-        }
+    // Anew: the one who had the lock until now may have done it.
+    std::optional<Work> work = workOn(record, again);
+    if (!work) {
         co_return MemoryPass{.captureID = record.id()};
     }
     if (!QFileInfo(record.folder).isWritable()) {
@@ -102,22 +124,20 @@ Task<Result<MemoryPass>> Librarian::run(CaptureRecord record, Cancel cancel, Aga
         co_return fail(record.folder + u" can't be written, so the capture was not read."_s);
     }
     const QPointer<Librarian> alive(this);
-    if (!cancel) {
-        cancel = std::make_shared<CancellationHandle>();
-    }
+    cancel = cancel ? cancel : std::make_shared<CancellationHandle>();
     const Busy busy(*this, record.id(), cancel);
-    m_memory.reload(false);
-    if (!reply) {
-        const Result<QString> answer = co_await ask(request(record, input), std::move(cancel));
+    if (!work->reply) {
+        m_memory.reload(false);
+        const Result<QString> answer = co_await ask(request(work->record, work->input), std::move(cancel));
         if (!answer) {
             co_return std::unexpected(answer.error());
         }
         if (!alive) {
             co_return fail(FailureKind::cancelled, u"The memory pass was cancelled."_s);
         }
-        reply = KeptReply{*answer, input.through};
+        work->reply = KeptReply{*answer, work->input.through};
     }
-    co_return co_await apply(std::move(record), *std::move(reply));
+    co_return co_await apply(std::move(work->record), *std::move(work->reply));
 }
 
 Task<MemoryCatchUp> Librarian::catchUp(std::function<void(const CaptureRecord&)> onBegin, Cancel cancel) {

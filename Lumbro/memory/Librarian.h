@@ -64,7 +64,10 @@ class Librarian final : public QObject {
 
   private:
     class Busy;
+    struct Work;
 
+    /// Looks at the capture's files as they are now; nothing when nothing is to be done.
+    std::optional<Work> workOn(const CaptureRecord& listed, Again again);
     AgentRequest request(const CaptureRecord& record, const LibrarianInput& input) const;
     /// The reply, when `LibrarianOps` can be read from it.
     Task<Result<QString>> ask(AgentRequest request, Cancel cancel);

@@ -41,15 +41,13 @@ class MemoryStore final : public QObject {
 
     /// The folder "memory".
     QString root() const;
-    /// Makes the folders and the two lists where they are missing, and reads all. Never waits: a process that
-    /// changes the memory just now makes them itself.
+    /// Makes the folders and lists where they are missing, unless another process is at it, and reads all.
     void bootstrap();
     /// Reads what has changed. Without `force`, only the folders' metadata when nothing has.
     void reload(bool force);
 
     /// What was there and could not be read at the last reading.
     QList<MemoryFault> faults() const;
-
     /// Seen last first.
     const QList<MemoryEntity>& people() const;
     const QList<MemoryEntity>& projects() const;
@@ -72,9 +70,9 @@ class MemoryStore final : public QObject {
     /// The summary of all that is known, for the model.
     QString index() const;
     /// Merges what a model proposed after reading the capture. Everything is checked and bounded. What could
-    /// be written stays when a part fails; the first failure is logged and given back. It is `notFound` or
-    /// `timedOut` when there is no folder for it or another process kept that, and nothing was changed. One
-    /// line in the log tells what was not taken as it stands, after what `changes` tells already.
+    /// be written stays when a part fails; the first failure is given back. It is `notFound` when there is no
+    /// folder for the memory. One line in the log tells what was not taken as it stands, after what `changes`
+    /// tells already.
     Task<Result<>> apply(LibrarianOps ops, CaptureRecord record, ReplyChanges changes = {});
 
     /// Ticks or unticks a promise by its id. False when there is none.
@@ -88,9 +86,8 @@ class MemoryStore final : public QObject {
     /// The mail that asks about a promise owed to the user.
     NudgeDraft nudge(const PromiseItem& promise) const;
 
-    using NewIdea = lumbro::NewIdea;
-    /// Puts ideas on top of the list, in the order given. Those without a hook, and those that the list has
-    /// from the same capture, are dropped. The lines written.
+    /// Puts ideas on top of the list, in this order, but none that it has from the same capture. The lines
+    /// written.
     Task<Result<QStringList>> addIdeas(QList<NewIdea> items);
 
     /// Makes a project's page and gives its slug, which stays when the project is renamed.
