@@ -184,8 +184,8 @@ Task<int> memoryCatchUp(CommandContext context) {
             u"%1 of %2 taken in."_s.arg(updated).arg(counted(count, u"capture"_s, u"captures"_s)));
         sayMisses(output, result);
         if (!result.elsewhere.isEmpty()) {
-            output.say(u"%1 being read by another process just now."_s.arg(
-                counted(result.elsewhere.size(), u"capture is"_s, u"captures are"_s)));
+            output.say(u"%1 left to another process that was reading it."_s.arg(
+                counted(result.elsewhere.size(), u"capture was"_s, u"captures were each"_s)));
         }
     }
     co_return result.misses.isEmpty() ? 0 : 1;
