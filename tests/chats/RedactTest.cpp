@@ -71,6 +71,7 @@ TEST(Redact, theSevenRulesReplaceInTheirOrder) {
         {u"API-Key :  abcdef"_s, u"API-Key :  [hidden]"_s},
         {u"mytoken=abcdef"_s, u"mytoken=abcdef"_s},
         {u"token: sk-"_s + run + u" x"_s, u"token: [hidden key] x"_s},
+        {QString(QChar(0xd834)) + u" sk-"_s + run, u"? [hidden key]"_s},
         {u"secret='ghp_"_s + run + u"'"_s, u"secret='[hidden key]'"_s},
         {u"password=hunter22sk-"_s + run, u"password=[hidden][hidden key]"_s},
         {u"the \u017fecret: abcdefg"_s, u"the \u017fecret: [hidden]"_s},

@@ -195,7 +195,14 @@ QString Redact::secrets(const QString& text) {
     static const Rules rules;
     QString result = withStandIns(text);
     const auto matching = rules.matching(result);
-    for (size_t i = 0; matching.any() && i < rules.size(); ++i) {
+    if (matching.none()) {
+        return withMarks(std::move(result));
+    }
+    if (!result.isValidUtf16()) {
+        // No pattern matches in a text with half a character.
+        result = QString::fromUtf8(result.toUtf8());
+    }
+    for (size_t i = 0; i < rules.size(); ++i) {
         if (matching[i]) {
             result.replace(rules.at(i).pattern, rules.at(i).replacement);
         }
