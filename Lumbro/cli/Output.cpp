@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <limits>
 
+#include <poll.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -16,11 +17,20 @@ namespace {
 
 constexpr int unlimited = std::numeric_limits<int>::max();
 
+bool waitForRoom(int descriptor) {
+    pollfd wanted{.fd = descriptor, .events = POLLOUT, .revents = 0};
+    return poll(&wanted, 1, -1) >= 0 || errno == EINTR;
+}
+
 bool writeAll(int descriptor, const QByteArray& bytes) {
     qsizetype done = 0;
     while (done < bytes.size()) {
         const ssize_t count = ::write(descriptor, bytes.constData() + done, size_t(bytes.size() - done));
         if (count < 0 && errno == EINTR) {
+            continue;
+        }
+        // Whoever shares the pipe with us may have set it to not wait.
+        if (count < 0 && errno == EAGAIN && waitForRoom(descriptor)) {
             continue;
         }
         if (count < 0) {
@@ -68,7 +78,8 @@ bool isPlain(QStringView text) {
 
 Output::Output() {
     m_outTerminal = isatty(STDOUT_FILENO) == 1;
-    m_errTerminal = isatty(STDERR_FILENO) == 1;
+    // What is shown for a moment could not be taken away again there.
+    m_errTerminal = isatty(STDERR_FILENO) == 1 && qgetenv("TERM") != "dumb";
     m_outColours = wantsColours(m_outTerminal);
     m_errColours = wantsColours(m_errTerminal);
     m_width = m_outTerminal ? terminalWidth(STDOUT_FILENO) : unlimited;
@@ -97,7 +108,8 @@ void Output::write(const QByteArray& bytes) {
     m_closed = true;
     if (error != EPIPE) {
         m_lost = true;
-        fail(u"The result can't be written: %1."_s.arg(qt_error_string(error)));
+        fail(u"The result can't be written: %1."_s.arg(error == EBADF ? u"standard output is closed"_s
+                                                                      : qt_error_string(error)));
     }
 }
 

@@ -49,7 +49,7 @@ class Output {
     /// Standard output is a terminal; its width in columns (a very large number when it is none).
     bool isTerminal() const { return m_outTerminal; }
     int width() const { return m_width; }
-    /// Standard error is a terminal, so that `show` shows.
+    /// Standard error is a terminal that can take a line back, so that `show` shows.
     bool showsProgress() const { return m_errTerminal; }
     int progressWidth() const { return m_errWidth; }
     /// Nothing more can be written to standard output.
