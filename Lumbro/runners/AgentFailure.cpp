@@ -30,7 +30,7 @@ QString endText(const ChildExit& exit, const QString& message) {
     QStringList parts{
         exit.bySignal ? u"ended by signal %1"_s.arg(exit.status) : u"exit status %1"_s.arg(exit.status),
         lastLine(exit.errors)};
-    if (message.contains(u"status %1"_s.arg(exit.status))) {
+    if (message.contains((exit.bySignal ? u"signal %1"_s : u"status %1"_s).arg(exit.status))) {
         parts.removeFirst();
     }
     parts.removeIf([&message](const QString& part) { return part.isEmpty() || message.contains(part); });

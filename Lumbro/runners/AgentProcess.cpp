@@ -106,7 +106,7 @@ Task<Result<AgentEnd>> runAgentProcess(ChildCommand command, Clock& clock,
         co_return std::unexpected(run->exit.error());
     }
     const bool timedOut = run->isTimeUp || run->exit->bySignal || run->exit->status == leftOnRequest;
-    co_return AgentEnd{std::move(*run->exit), timedOut};
+    co_return AgentEnd{std::move(*run->exit), timedOut, run->isTimeUp};
 }
 
 }  // namespace lumbro

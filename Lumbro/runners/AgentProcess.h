@@ -13,6 +13,8 @@ struct AgentEnd {
     ChildExit exit;
     /// The time was up, or a signal ended it. Status 143 is an agent that took the signal and left.
     bool timedOut = false;
+    /// Its time was up.
+    bool isTimeUp = false;
 };
 
 /// What a run wants after a piece of its output.

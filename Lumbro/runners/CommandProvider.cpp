@@ -71,10 +71,13 @@ Result<QString> judge(const AgentEnd& end) {
     if (!hasFailed && !answer.isEmpty()) {
         return answer;
     }
-    if (end.timedOut) {
+    if (end.isTimeUp) {
         return fail(FailureKind::timedOut, u"Your command took too long. Try again."_s);
     }
     const QString errors = agents::reasonText(end.exit.errors);
+    if (errors.isEmpty() && end.exit.bySignal) {
+        return fail(u"Your command was ended by signal %1."_s.arg(end.exit.status));
+    }
     const QString reason = errors.isEmpty() ? agents::reasonText(end.exit.output) : errors;
     if (!reason.isEmpty()) {
         auto failure = agents::classify(reason);
