@@ -77,6 +77,11 @@ void sayBroken(Output& output, const QStringList& broken) {
                                         first, counted(broken.size() - 1, u"other"_s, u"others"_s)));
 }
 
+bool namesSeveralParts(const Arguments& arguments) {
+    return std::ranges::count_if(std::initializer_list<std::string_view>{"transcript", "notes", "handoff"},
+                                 [&](std::string_view part) { return arguments.has(part); }) > 1;
+}
+
 int showText(Output& output, const Arguments& arguments, const CaptureDetails& details) {
     const QString id = details.summary.record.id();
     if (arguments.has("transcript")) {
@@ -123,6 +128,11 @@ Task<int> captures(CommandContext context) {
 }
 
 Task<int> show(CommandContext context) {
+    if (namesSeveralParts(context.arguments)) {
+        context.output.fail(u"--transcript, --notes and --handoff exclude each other; give one of them."_s);
+        context.output.say(usageLine(*findCommand({u"show"_s}).command));
+        co_return wrongUsage;
+    }
     const auto record = findCapture(capturesFolder(), context.arguments.at(0));
     if (!record) {
         co_return context.output.fail(record.error());

@@ -3,6 +3,7 @@
 #include "LumbroCore/AppLog.h"
 #include "LumbroCore/AtomicFile.h"
 #include "LumbroCore/Clock.h"
+#include "LumbroCore/Dates.h"
 
 #include <QFile>
 #include <QJsonArray>
@@ -59,6 +60,12 @@ QString shown(const Output& output, const QByteArray& bytes) {
     return text;
 }
 
+/// The stamp of a line, which is in local time, as in all other documents.
+QString isoTime(const QString& stamp) {
+    const QDateTime time = QDateTime::fromString(stamp, u"yyyy-MM-dd HH:mm:ss.zzz"_s);
+    return time.isValid() ? dates::iso(time) : stamp;
+}
+
 QJsonArray linesJson(const QByteArray& bytes) {
     static const QRegularExpression form(u"^(\\S+ \\S+) (\\S+) \\[([^\\]]*)\\] (.*)$"_s);
     QJsonArray array;
@@ -71,7 +78,7 @@ QJsonArray linesJson(const QByteArray& bytes) {
             entry.insert(u"message"_s, entry.value(u"message"_s).toString() + u'\n' + text);
             array += entry;
         } else if (match.hasMatch()) {
-            array += QJsonObject{{u"time"_s, match.captured(1)},
+            array += QJsonObject{{u"time"_s, isoTime(match.captured(1))},
                                  {u"level"_s, match.captured(2)},
                                  {u"tag"_s, match.captured(3)},
                                  {u"message"_s, match.captured(4)}};

@@ -62,10 +62,11 @@ int runOnLoop(int& argc, char** argv, CommandFunction function, CommandContext c
 }  // namespace
 
 void prepareProcess() {
-    // A file opened later must not get the number of an output, since what is said would go into it.
+    // A file opened later must not get the number of an output, since what is said would go into it. Nothing
+    // can be written to what stands there instead, so that a result without a place is told as lost.
     int descriptor = 0;
     do {
-        descriptor = open("/dev/null", O_RDWR);
+        descriptor = open("/dev/null", O_RDONLY);
     } while (descriptor >= 0 && descriptor <= STDERR_FILENO);
     close(descriptor);
     umask(077);

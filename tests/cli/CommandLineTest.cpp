@@ -1,7 +1,11 @@
 #include "cli/CommandTable.h"
 #include "tests/cli/CommandLine.h"
 
+#include <array>
+
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 using namespace lumbro;
 using namespace lumbro::test;
@@ -45,6 +49,8 @@ TEST(CommandLine, refusesWrongUsageWithStatusTwoAndTheUsageLine) {
                                    {u"captures"_s, u"--limit"_s, u"0"_s},
                                    {u"record"_s, u"--kind"_s, u"song"_s},
                                    {u"log"_s, u"-f"_s, u"--json"_s},
+                                   {u"show"_s, u"last"_s, u"--transcript"_s, u"--notes"_s},
+                                   {u"show"_s, u"last"_s, u"--notes"_s, u"--handoff"_s, u"x"_s},
                                    {u"engine-run"_s, u"notes"_s}};
     for (const QStringList& arguments : wrong) {
         const Finished finished = line.run(arguments);
@@ -164,8 +170,33 @@ TEST(CommandLine, putsSomethingInThePlaceOfClosedOutputs) {
     shell.start(u"/bin/bash"_s, {u"-c"_s, u"HOME=%1 %2 settings list <&- >&- 2>&-"_s.arg(
                                               line.home().path(), CommandLine::program())});
     shell.waitForFinished(-1);
-    // Without a stand-in the write would fail, or reach a file that was given the number.
-    EXPECT_EQ(shell.exitCode(), 0);
+    // Without a stand-in the result would reach a file that was given the number.
+    EXPECT_EQ(shell.exitCode(), 1);
+    EXPECT_TRUE(shell.readAllStandardOutput().isEmpty());
+}
+
+TEST(CommandLine, waitsForAReaderWhosePipeDoesNot) {
+    const CommandLine line;
+    for (int i = 10; i < 60; ++i) {
+        line.addCapture(u"2026-03-02-09%1-meeting"_s.arg(i), QByteArray(4000, 'x'), "2026-03-02T08:14:00Z");
+    }
+    std::array<int, 2> ends{};
+    ASSERT_EQ(pipe2(ends.data(), O_CLOEXEC | O_NONBLOCK), 0);
+    const QByteArray full(16 * 1024 * 1024, ' ');
+    ASSERT_GT(write(ends[1], full.constData(), size_t(full.size())), 0);
+    QProcess program;
+    program.setProcessEnvironment(line.environment());
+    program.setChildProcessModifier([out = ends[1]] { dup2(out, STDOUT_FILENO); });
+    program.start(CommandLine::program(), {u"captures"_s, u"--json"_s});
+    ASSERT_TRUE(program.waitForStarted());
+    close(ends[1]);
+    fcntl(ends[0], F_SETFL, 0);
+    QFile reader;
+    ASSERT_TRUE(reader.open(ends[0], QIODevice::ReadOnly, QFileDevice::AutoCloseHandle));
+    const QByteArray result = reader.readAll().trimmed();
+    program.waitForFinished(-1);
+    EXPECT_EQ(program.exitCode(), 0) << program.readAllStandardError().constData();
+    EXPECT_EQ(json::array(result).size(), 50);
 }
 
 TEST(CommandLine, listsReadsAndChangesSettings) {
@@ -204,7 +235,8 @@ TEST(CommandLine, examinesTheAgentsAndTheUsersOwnCommand) {
 }
 
 TEST(CommandLine, printsTheEndOfTheLog) {
-    const CommandLine line;
+    CommandLine line;
+    line.set(u"TZ"_s, u"Asia/Kolkata"_s);
     const QString log = u"Library/Logs/Quillet/handoff.log"_s;
     line.home().write(
         log, "2026-03-02 09:14:05.001 INFO [capture] one\n2026-03-02 09:14:06.001 ERROR [ask] two\n");
@@ -213,6 +245,7 @@ TEST(CommandLine, printsTheEndOfTheLog) {
     const QJsonArray lines = line.run({u"log"_s, u"--json"_s}).array();
     ASSERT_EQ(lines.size(), 2);
     EXPECT_EQ(lines.at(1).toObject().value(u"tag"_s).toString(), u"ask"_s);
+    EXPECT_EQ(lines.at(1).toObject().value(u"time"_s).toString(), u"2026-03-02T03:44:06Z"_s);
     line.home().write(log, "2026-03-02 09:14:05.001 INFO [capture] one\n  more\n\nend\n");
     EXPECT_EQ(line.run({u"log"_s, u"--json"_s}).array().at(0).toObject().value(u"message"_s),
               u"one\n  more\n\nend"_s);
