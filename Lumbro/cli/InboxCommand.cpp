@@ -73,19 +73,26 @@ QJsonObject inboxJson(const InboxRun& run) {
     return json;
 }
 
-QString inboxTable(const Output& output, const QList<InboxRun>& runs) {
+void printInbox(Output& output, QList<InboxRun> runs) {
+    qsizetype waitingRuns = 0;
+    runs.removeIf([&waitingRuns](const InboxRun& run) {
+        return run.state == InboxRun::State::waiting && ++waitingRuns > usualLimit;
+    });
     QList<QStringList> rows;
-    for (const InboxRun& run : runs) {
+    for (const InboxRun& run : std::as_const(runs)) {
         rows += {run.engine, Output::clean(run.file), rawValue(run.state), Output::clean(run.message),
                  Output::clean(run.run)};
     }
-    return table(output,
-                 {{u"ENGINE"_s, false, false, Look::accent},
-                  {u"FILE"_s, false, false, Look::bold},
-                  {u"STATE"_s},
-                  {u"WHAT CAME OF IT"_s, false, true},
-                  {u"RUN"_s, false, false, Look::dim}},
-                 rows);
+    output.print(table(output,
+                       {{u"ENGINE"_s, false, false, Look::accent},
+                        {u"FILE"_s, false, false, Look::bold},
+                        {u"STATE"_s},
+                        {u"WHAT CAME OF IT"_s, false, true},
+                        {u"RUN"_s, false, false, Look::dim}},
+                       rows));
+    if (waitingRuns > usualLimit) {
+        output.say(counted(waitingRuns - usualLimit, u"more file waits."_s, u"more files wait."_s));
+    }
 }
 
 Task<int> inboxList(CommandContext context) {
@@ -114,7 +121,8 @@ Task<int> inboxList(CommandContext context) {
     }
     printFolders(output, engines, library->root());
     if (!shown.isEmpty()) {
-        output.print(u'\n' + inboxTable(output, shown));
+        output.printLine();
+        printInbox(output, shown);
     }
     co_return 0;
 }

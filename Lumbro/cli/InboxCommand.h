@@ -13,7 +13,7 @@ Task<int> inboxList(CommandContext context);
 
 /// An entry of `inbox` and of `inbox scan`.
 QJsonObject inboxJson(const InboxRun& run);
-/// The entries for people.
-QString inboxTable(const Output& output, const QList<InboxRun>& runs);
+/// Prints the entries for people; of those that wait the first ones, and how many more there are.
+void printInbox(Output& output, QList<InboxRun> runs);
 
 }  // namespace lumbro::cli

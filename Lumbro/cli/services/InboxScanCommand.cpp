@@ -22,7 +22,7 @@ void printRuns(Output& output, const QList<InboxRun>& runs) {
         output.say(u"There is nothing in the watched folders."_s);
         return;
     }
-    output.print(inboxTable(output, runs));
+    printInbox(output, runs);
     for (const InboxRun& run : runs) {
         if (!run.reply.isEmpty()) {
             output.say(u"The answer about %1 could not be filed:"_s.arg(Output::clean(run.file)));
