@@ -6,9 +6,13 @@
 #include <QElapsedTimer>
 #include <QFileInfo>
 
+#include <algorithm>
+#include <csignal>
 #include <ctime>
 
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 using namespace lumbro;
 using test::wait;
@@ -197,6 +201,59 @@ TEST_F(VdirCalendarTest, brokenFilesLeaveTheOthersReadable) {
     put(u"latin"_s, vevent("DTSTART:20260303T090000\r\nLOCATION:Caf\xE9\r\n", "latin"));
     QDir().mkpath(m_folder.path(u"calendars/office/folder.ics"_s));
     EXPECT_EQ(starts(march1, april10), (QStringList{u"03-02 09:00"_s, u"03-03 09:00"_s}));
+}
+
+TEST_F(VdirCalendarTest, hostileSeriesTakeNoTime) {
+    put(u"good"_s, vevent("DTSTART:20260302T090000\r\n", "good"));
+    const QByteArray rules[] = {
+        "RRULE:FREQ=SECONDLY\r\n",
+        "RRULE:FREQ=DAILY;BYHOUR=0,1,2,3,4,5,6,7,8,9,10,11,12;BYMINUTE=0,1,2,3,4,5,6,7,8,9;BYSECOND=0,1,2,"
+        "3\r\n",
+        "RRULE:FREQ=YEARLY;BYDAY=MO,TU,WE,TH,FR,SA,SU;BYHOUR=1,2,3,4,5,6,7;BYMINUTE=1,2,3,4,5,6,7\r\n",
+        "RRULE:FREQ=WEEKLY;INTERVAL=2147483647;COUNT=2147483647\r\n",
+        "RRULE:FREQ=MONTHLY;BYMONTHDAY=31;BYMONTH=2;BYSETPOS=-366\r\n",
+        QByteArray("RRULE:FREQ=DAILY\r\n").repeated(5000),
+        "RDATE:" + QByteArray("20260302T090000,").repeated(20'000) + "20260302T090000\r\n"};
+    int id = 0;
+    for (const QByteArray& rule : rules) {
+        const QString name = QString::number(++id);
+        put(name, vevent("DTSTART:19010101T000000\r\nDTEND:20991231T000000\r\n" + rule, name.toUtf8()));
+    }
+    QElapsedTimer timer;
+    timer.start();
+    const auto found = events(march1, april10);
+    EXPECT_LT(timer.elapsed(), 20'000);
+    EXPECT_LT(found.size(), 400'000);
+    EXPECT_TRUE(
+        std::ranges::any_of(found, [](const CalendarEvent& event) { return event.title == u"good"; }));
+}
+
+TEST_F(VdirCalendarTest, whatAKilledProcessLeftIsNoEvent) {
+    const QDateTime start(QDate(2026, 3, 2), QTime(9, 0));
+    ASSERT_TRUE(wait(m_calendar.add({u"whole"_s, start, start.addSecs(60), {}})));
+    // A process that is killed while it writes leaves a part of a file under a name of its own.
+    const QStringList before = QDir(m_folder.path(u"calendars/office"_s)).entryList(QDir::Files);
+    for (int i = 0; i < 20; ++i) {
+        const pid_t child = fork();
+        if (child == 0) {
+            for (;;) {
+                [[maybe_unused]] const auto written = writeFileAtomically(
+                    m_folder.path(u"calendars/office/other.ics"_s),
+                    IcalFile::written(
+                        NewCalendarEvent{u"other"_s, start, start.addSecs(60), QString(5000, u'x')},
+                        u"other"_s, start));
+            }
+        }
+        usleep(useconds_t(1000 + i * 700));
+        kill(child, SIGKILL);
+        int status = 0;
+        waitpid(child, &status, 0);
+    }
+    const auto found = events(march1, april10);
+    for (const CalendarEvent& event : found) {
+        EXPECT_TRUE(event.title == u"whole" || (event.title == u"other" && event.notes.size() == 5000));
+    }
+    EXPECT_LE(found.size(), 2);
 }
 
 TEST_F(VdirCalendarTest, seesWhatOtherProgramsChange) {

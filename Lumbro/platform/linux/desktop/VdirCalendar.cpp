@@ -7,8 +7,10 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QPointer>
 #include <QSocketNotifier>
 #include <QStandardPaths>
+#include <QTimer>
 #include <QUuid>
 
 #include <algorithm>
@@ -157,11 +159,24 @@ Task<QList<CalendarEvent>> VdirCalendar::events(QDateTime from, QDateTime to) {
             co_return std::move(*known);
         }
     }
-    // Before the look, so that nothing that changes meanwhile is missed.
-    watch();
+    const bool isFirst = m_looked < Clock::Duration::zero();
+    if (!isFirst) {
+        // Before the look, so that nothing that changes meanwhile is missed.
+        watch();
+    }
     m_looked = m_clock.elapsed();
+    const QPointer<VdirCalendar> alive(this);
     const std::shared_ptr<VdirFiles> files = m_files;
-    co_return co_await inBackground([=] { return files->events(root, email, begin, end); });
+    QList<CalendarEvent> found =
+        co_await inBackground([=] { return files->events(root, email, begin, end); });
+    if (isFirst && alive) {
+        // A command ends before this; whoever stays looks again once everything is watched.
+        QTimer::singleShot(0, this, [this] {
+            watch();
+            m_files->forget();
+        });
+    }
+    co_return found;
 }
 
 QList<CalendarList> VdirCalendar::taskLists() const {
