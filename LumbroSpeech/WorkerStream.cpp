@@ -140,8 +140,8 @@ void WorkerStream::decodeFinal() {
         return;
     }
     if (text) {
-        m_deliver({*text, m_start, true});
         m_unsaidSamples = 0;
+        m_deliver({*text, m_start, true});
     } else {
         m_hasFailed = true;
     }
