@@ -68,18 +68,20 @@ Result<DroppedFile> DroppedFile::read(const QString& path) {
     }
     QCryptographicHash hash(QCryptographicHash::Sha256);
     TextStart text;
+    qint64 bytes = 0;
     while (true) {
         const QByteArray piece = file.read(pieceBytes);
         if (piece.isEmpty()) {
             break;
         }
         hash.addData(piece);
+        bytes += piece.size();
         text.feed(piece);
     }
     if (file.error() != QFileDevice::NoError) {
         return fail(file.errorString());
     }
-    return DroppedFile{QString::fromLatin1(hash.result().toHex()), text.finish()};
+    return DroppedFile{QString::fromLatin1(hash.result().toHex()), text.finish(), bytes};
 }
 
 }  // namespace lumbro

@@ -14,6 +14,8 @@ struct DroppedFile {
     QString hash;
     /// Its first characters; nothing when the file is not UTF-8 text as a whole, or holds a zero byte.
     std::optional<QString> text;
+    /// How many bytes were read.
+    qint64 bytes = 0;
 
     bool operator==(const DroppedFile&) const = default;
 

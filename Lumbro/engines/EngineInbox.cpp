@@ -274,6 +274,12 @@ Task<InboxRun> EngineInbox::work(JobPtr job) {
     InboxRun filed = co_await file(job, *reply);
     if (alive && filed.state == InboxRun::State::done) {
         AppLog::info(u"inbox"_s, job->line(u"done with %1 in %2s"_s.arg(name, QString::number(seconds))));
+        if (QFileInfo(job->place).size() != job->contents.bytes) {
+            filed.message =
+                u"%1 was still being written meanwhile; drop it in again for the rest."_s.arg(name);
+            AppLog::info(u"inbox"_s, job->line(filed.message));
+            m_ports.tell(filed.message, true);
+        }
     }
     co_return filed;
 }

@@ -267,6 +267,17 @@ TEST_F(EngineInboxTest, aFileThatIsGoneMeanwhileHoldsNobodyUp) {
     EXPECT_TRUE(eventually([&] { return all.isReady(); }));
 }
 
+TEST_F(EngineInboxTest, aFileThatGoesOnGrowingIsTold) {
+    drop(u"slow.txt"_s, "first half");
+    const auto call = asked();
+    const QString place = u"library/inbox/sorter/2026-03-02-091405-slow/slow.txt"_s;
+    scratch.write(place, "first half, second half");
+    call->answer(u"ok"_s);
+    EXPECT_EQ(told, (QStringList{u"Sorter: done. ok"_s,
+                                 u"! slow.txt was still being written meanwhile; drop "
+                                 "it in again for the rest."_s}));
+}
+
 TEST_F(EngineInboxTest, aFolderThatGivesNothingAwayIsToldOnceAndHoldsNobodyUp) {
     if (::geteuid() == 0) {
         // Root may move anything; a folder that is gone shows the same road.
