@@ -37,13 +37,25 @@ QString endText(const ChildExit& exit, const QString& message) {
     return parts.join(u": "_s);
 }
 
+Failure notFound(Failure absent, const Failure& search) {
+    if (search.kind == FailureKind::cancelled) {
+        return search;
+    }
+    if (search.kind == FailureKind::timedOut) {
+        absent.detail = search.message;
+    }
+    return absent;
+}
+
 Result<QString> explained(const QString& tool, Result<QString> result, const std::optional<ChildExit>& exit) {
     if (result || result.error().kind == FailureKind::cancelled) {
         return result;
     }
     Failure& failure = result.error();
     if (exit) {
-        failure.detail = endText(*exit, failure.message);
+        QStringList parts{failure.detail, endText(*exit, failure.message)};
+        parts.removeAll(QString());
+        failure.detail = parts.join(u", "_s);
     }
     const QString detail = failure.detail.isEmpty() ? QString() : u" ("_s + failure.detail + u')';
     AppLog::error(u"agent"_s,

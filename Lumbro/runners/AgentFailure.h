@@ -14,6 +14,10 @@ namespace lumbro::agents {
 /// holds already is left out.
 QString endText(const ChildExit& exit, const QString& message);
 
+/// `absent`, the failure of an agent that isn't installed, with what kept it from being found where that is
+/// known; a cancelled search stays cancelled.
+Failure notFound(Failure absent, const Failure& search);
+
 /// Adds to a failure how the process ended, where there was one, and logs both without secrets. Answers and
 /// cancelled runs pass as they are. `tool` names the program in the log.
 Result<QString> explained(const QString& tool, Result<QString> result,

@@ -49,14 +49,28 @@ std::optional<QJsonObject> plainResult(const QByteArray& output) {
     return document.isObject() ? std::optional(document.object()) : std::nullopt;
 }
 
+namespace {
+
+/// Of a run that printed no result object.
+Failure unreadable(const ChildExit& exit) {
+    const QString text = agents::reasonText(exit.output);
+    Failure failure = agents::classify(text);
+    const bool isAnswer = exit.status == 0 || text.startsWith(u'{');
+    if (failure.kind == FailureKind::failed && !text.isEmpty() && isAnswer) {
+        failure.detail = u"Claude Code's answer can't be read"_s;
+    }
+    return failure;
+}
+
+}  // namespace
+
 Result<QString> judge(const AgentEnd& end, const std::optional<QJsonObject>& result) {
     const QString errors = agents::reasonText(end.exit.errors);
     if (!result) {
         if (end.timedOut) {
             return std::unexpected(agents::timedOut());
         }
-        return std::unexpected(
-            agents::classify(errors.isEmpty() ? agents::reasonText(end.exit.output) : errors));
+        return std::unexpected(errors.isEmpty() ? unreadable(end.exit) : agents::classify(errors));
     }
     const QString text = result->value(u"result").toString().trimmed();
     const QJsonValue isError = result->value(u"is_error");

@@ -14,13 +14,15 @@ namespace {
 // Above this the tool says no, and only on its error output.
 constexpr qsizetype longestContext = 10'000'000;
 
-Task<std::optional<QString>> locateClaude(Settings& settings, Clock& clock) {
+Task<Result<QString>> locateClaude(Settings& settings, Clock& clock,
+                                   std::shared_ptr<CancellationHandle> cancel) {
     return locateExecutable(
         settings, clock,
         {.name = u"claude"_s,
          .setting = u"claudeExecutablePath"_s,
          .places = {u"~/.local/bin/claude"_s, u"~/.claude/local/claude"_s, u"/opt/homebrew/bin/claude"_s,
-                    u"/usr/local/bin/claude"_s, u"~/.bun/bin/claude"_s, u"~/.npm-global/bin/claude"_s}});
+                    u"/usr/local/bin/claude"_s, u"~/.bun/bin/claude"_s, u"~/.npm-global/bin/claude"_s}},
+        std::move(cancel));
 }
 
 Result<ChildCommand> commandFor(const AgentRequest& request, const QString& executable) {
@@ -50,9 +52,10 @@ Result<ChildCommand> commandFor(const AgentRequest& request, const QString& exec
 
 Task<Result<QString>> runClaude(Settings& settings, Clock& clock, AgentRequest request,
                                 std::shared_ptr<CancellationHandle> cancel) {
-    const auto executable = co_await locateClaude(settings, clock);
+    const auto executable = co_await locateClaude(settings, clock, cancel);
     if (!executable) {
-        co_return std::unexpected(agents::notInstalled());
+        co_return agents::explained(
+            u"claude"_s, std::unexpected(agents::notFound(agents::notInstalled(), executable.error())));
     }
     auto command = commandFor(request, *executable);
     if (!command) {
@@ -73,8 +76,8 @@ Task<Result<QString>> runClaude(Settings& settings, Clock& clock, AgentRequest r
         co_return std::unexpected(agents::cancelled());
     }
     if (!end) {
-        co_return agents::explained(u"claude"_s,
-                                    fail(u"Couldn't start Claude Code: "_s + end.error().message));
+        co_return agents::explained(u"claude"_s, fail(u"Couldn't start Claude Code: "_s +
+                                                      startFailure(*executable, end.error().message)));
     }
     if (!events) {
         co_return agents::explained(u"claude"_s, claude::judge(*end, claude::plainResult(end->exit.output)),
@@ -96,7 +99,8 @@ Task<Result<QString>> ClaudeRunner::run(AgentRequest request, std::shared_ptr<Ca
 }
 
 Task<std::optional<QString>> ClaudeRunner::locate() {
-    return locateClaude(m_settings, m_clock);
+    const auto found = co_await locateClaude(m_settings, m_clock, nullptr);
+    co_return found ? std::optional(*found) : std::nullopt;
 }
 
 }  // namespace lumbro

@@ -15,14 +15,16 @@ namespace {
 constexpr qsizetype longestContext = 1'048'576;
 constexpr auto longestStatusCheck = std::chrono::seconds(20);
 
-Task<std::optional<QString>> locateCodex(Settings& settings, Clock& clock) {
+Task<Result<QString>> locateCodex(Settings& settings, Clock& clock,
+                                  std::shared_ptr<CancellationHandle> cancel) {
     return locateExecutable(
         settings, clock,
         {.name = u"codex"_s,
          .setting = u"codexExecutablePath"_s,
          .places = {u"~/.local/bin/codex"_s, u"/opt/homebrew/bin/codex"_s, u"/usr/local/bin/codex"_s,
                     u"~/.bun/bin/codex"_s, u"~/.npm-global/bin/codex"_s,
-                    u"/Applications/Codex.app/Contents/Resources/codex"_s}});
+                    u"/Applications/Codex.app/Contents/Resources/codex"_s}},
+        std::move(cancel));
 }
 
 /// The tool counts characters, of which some are two of ours.
@@ -57,9 +59,12 @@ Result<ChildCommand> commandFor(const AgentRequest& request, const QString& exec
 
 Task<Result<QString>> runCodex(Settings& settings, Clock& clock, AgentRequest request,
                                std::shared_ptr<CancellationHandle> cancel) {
-    const auto executable = co_await locateCodex(settings, clock);
+    const auto executable = co_await locateCodex(settings, clock, cancel);
     if (!executable) {
-        co_return fail(u"Codex isn't installed. Install it, then run `codex login` in Terminal."_s);
+        const Failure absent{FailureKind::failed,
+                             u"Codex isn't installed. Install it, then run `codex login` in Terminal."_s};
+        co_return agents::explained(u"codex"_s,
+                                    std::unexpected(agents::notFound(absent, executable.error())));
     }
     auto command = commandFor(request, *executable);
     if (!command) {
@@ -76,14 +81,15 @@ Task<Result<QString>> runCodex(Settings& settings, Clock& clock, AgentRequest re
         co_return std::unexpected(agents::cancelled());
     }
     if (!end) {
-        co_return agents::explained(u"codex"_s, fail(u"Couldn't start Codex: "_s + end.error().message));
+        co_return agents::explained(
+            u"codex"_s, fail(u"Couldn't start Codex: "_s + startFailure(*executable, end.error().message)));
     }
     events.finish();
     co_return agents::explained(u"codex"_s, codex::judge(*end, events), end->exit);
 }
 
 Task<bool> checkSignedIn(Settings& settings, Clock& clock) {
-    const auto executable = co_await locateCodex(settings, clock);
+    const auto executable = co_await locateCodex(settings, clock, nullptr);
     if (!executable) {
         co_return false;
     }
@@ -105,7 +111,8 @@ Task<Result<QString>> CodexRunner::run(AgentRequest request, std::shared_ptr<Can
 }
 
 Task<std::optional<QString>> CodexRunner::locate() {
-    return locateCodex(m_settings, m_clock);
+    const auto found = co_await locateCodex(m_settings, m_clock, nullptr);
+    co_return found ? std::optional(*found) : std::nullopt;
 }
 
 Task<bool> CodexRunner::isSignedIn() {

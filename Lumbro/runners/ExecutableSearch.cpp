@@ -20,6 +20,25 @@ bool isExecutableFile(const QString& path) {
     return !path.isEmpty() && file.isFile() && file.isExecutable();
 }
 
+/// The program that a script names in its first line, where that one isn't there; else empty.
+QString missingInterpreter(const QString& path) {
+    constexpr qint64 longestLine = 256;
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        return {};
+    }
+    const QByteArray line = file.readLine(longestLine);
+    if (!line.startsWith("#!")) {
+        return {};
+    }
+    const QString program = QFile::decodeName(line.sliced(2).simplified().split(' ').first());
+    return QDir::isAbsolutePath(program) && !isExecutableFile(program) ? program : QString();
+}
+
+bool canStart(const QString& path) {
+    return isExecutableFile(path) && missingInterpreter(path).isEmpty();
+}
+
 QString withHome(const QString& path) {
     return path.startsWith(u'~') ? QDir::homePath() + path.sliced(1) : path;
 }
@@ -35,7 +54,7 @@ QStringList nodeVersions() {
     return names;
 }
 
-std::optional<QString> inCustomaryPlaces(const ExecutableSearch& search) {
+std::optional<QString> inCustomaryPlaces(const ExecutableSearch& search, bool (*isGood)(const QString&)) {
     QStringList paths;
     for (const QString& place : search.places) {
         paths << withHome(place);
@@ -44,7 +63,7 @@ std::optional<QString> inCustomaryPlaces(const ExecutableSearch& search) {
         paths << version + u"/bin/"_s + search.name;
     }
     paths << u"/usr/bin/"_s + search.name;
-    const auto found = std::ranges::find_if(paths, isExecutableFile);
+    const auto found = std::ranges::find_if(paths, isGood);
     return found == paths.end() ? std::nullopt : std::optional(*found);
 }
 
@@ -73,23 +92,40 @@ bool isOurs(const QString& path) {
 
 }  // namespace
 
-Task<std::optional<QString>> locateExecutable(Settings& settings, Clock& clock, ExecutableSearch search) {
+Task<Result<QString>> locateExecutable(Settings& settings, Clock& clock, ExecutableSearch search,
+                                       std::shared_ptr<CancellationHandle> cancel) {
     const QString remembered = settings.string(search.setting);
-    if (isExecutableFile(remembered)) {
-        co_return remembered;
+    if (canStart(remembered)) {
+        co_return QString(remembered);
     }
-    auto found = inCustomaryPlaces(search);
+    auto found = inCustomaryPlaces(search, canStart);
     if (!found) {
         found = onPath(search.name);
     }
+    Result<QString> asked;
     if (!found) {
-        found = co_await loginShellLine(u"command -v "_s + search.name, clock);
+        asked = co_await loginShellLine(u"command -v "_s + search.name, clock, cancel);
+        found = asked ? std::optional(*asked) : std::nullopt;
     }
-    if (!found || !isExecutableFile(*found)) {
-        co_return std::nullopt;
+    if (found && canStart(*found)) {
+        settings.set(search.setting, *found);
+        co_return QString(*found);
     }
-    settings.set(search.setting, *found);
-    co_return found;
+    if (!asked && asked.error().kind == FailureKind::cancelled) {
+        co_return asked;
+    }
+    // Its failure to start says more than that nothing is there.
+    const auto broken = isExecutableFile(remembered) ? std::optional(remembered)
+                                                     : inCustomaryPlaces(search, isExecutableFile);
+    if (broken) {
+        co_return QString(*broken);
+    }
+    co_return asked ? fail(FailureKind::notFound, u"%1 isn't there."_s.arg(search.name)) : asked;
+}
+
+QString startFailure(const QString& executable, const QString& reason) {
+    const QString interpreter = missingInterpreter(executable);
+    return interpreter.isEmpty() ? reason : u"%1 needs %2, which is missing"_s.arg(executable, interpreter);
 }
 
 QProcessEnvironment agentEnvironment(const QString& executable) {

@@ -2,6 +2,7 @@
 
 #include "LumbroCore/Clock.h"
 #include "LumbroCore/Settings.h"
+#include "runners/AgentRequest.h"
 
 #include <QProcessEnvironment>
 #include <QString>
@@ -22,8 +23,15 @@ struct ExecutableSearch {
 
 /// The remembered path when it still is an executable file; else the first of the places, of the Node
 /// versions of nvm and of "/usr/bin"; else the first on our own PATH; else what the login shell finds. A new
-/// find is remembered. Main thread; the settings and the clock must outlive it.
-Task<std::optional<QString>> locateExecutable(Settings& settings, Clock& clock, ExecutableSearch search);
+/// find is remembered. A script without its interpreter is only given when there is nothing else. Fails as
+/// `notFound`, as `timedOut` when the login shell is too slow, and as `cancelled` through the caller's handle
+/// (may be none). Main thread; the settings and the clock must outlive it.
+Task<Result<QString>> locateExecutable(Settings& settings, Clock& clock, ExecutableSearch search,
+                                       std::shared_ptr<CancellationHandle> cancel = nullptr);
+
+/// Why the tool at `executable` could not be started: `reason`, the system's own words, or that the script's
+/// interpreter is missing, which these words don't tell.
+QString startFailure(const QString& executable, const QString& reason);
 
 /// Our own environment for a tool at `executable`, with a PATH on which it finds its companions: an
 /// application started from a menu inherits a bare one.

@@ -2,6 +2,7 @@
 
 #include "LumbroCore/ChildProcess.h"
 #include "LumbroCore/Text.h"
+#include "runners/AgentText.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -30,10 +31,10 @@ QString loginShell() {
 }
 
 /// Start files may print noise, so the answer is the last line.
-std::optional<QString> lastLine(const QByteArray& output) {
+Result<QString> lastLine(const QByteArray& output) {
     const QStringList lines = QString::fromUtf8(output).split(u'\n', Qt::SkipEmptyParts);
     if (lines.isEmpty()) {
-        return std::nullopt;
+        return fail(FailureKind::notFound, u"Your login shell found nothing."_s);
     }
     return trimmedBlanks(lines.last()).toString();
 }
@@ -42,7 +43,7 @@ std::optional<QString> lastLine(const QByteArray& output) {
 struct Lookup {
     explicit Lookup(ChildCommand command) : child(std::move(command)) {}
 
-    void finish(std::optional<QString> found) {
+    void finish(Result<QString> found) {
         if (isDone) {
             return;
         }
@@ -60,19 +61,23 @@ struct Lookup {
 
     ChildProcess child;
     Timer watchdog;
-    std::optional<QString> line;
+    Result<QString> line;
     std::coroutine_handle<> waiting;
     bool isDone = false;
 };
 
 Task<> follow(std::shared_ptr<Lookup> lookup) {
     const auto exit = co_await lookup->child.run();
-    lookup->finish(exit ? lastLine(exit->output) : std::nullopt);
+    lookup->finish(exit ? lastLine(exit->output) : Result<QString>(std::unexpected(exit.error())));
 }
 
 }  // namespace
 
-Task<std::optional<QString>> loginShellLine(QString command, Clock& clock) {
+Task<Result<QString>> loginShellLine(QString command, Clock& clock,
+                                     std::shared_ptr<CancellationHandle> cancel) {
+    if (cancel && cancel->isCancelled) {
+        co_return std::unexpected(agents::cancelled());
+    }
     // A session of its own: an interactive shell would otherwise take over the terminal that we run in.
     const auto lookup = std::make_shared<Lookup>(ChildCommand{.program = loginShell(),
                                                               .arguments = {u"-lic"_s, command},
@@ -80,11 +85,18 @@ Task<std::optional<QString>> loginShellLine(QString command, Clock& clock) {
                                                               .ownSession = true});
     lookup->watchdog.start(clock, longestWait, Clock::Repeat::once, [state = lookup.get()] {
         state->child.terminate();
-        state->finish(std::nullopt);
+        state->finish(fail(FailureKind::timedOut,
+                           u"your login shell needs more than 10 seconds to start, so it wasn't asked"_s));
     });
+    if (cancel) {
+        cancel->process = std::shared_ptr<ChildProcess>(lookup, &lookup->child);
+    }
     runDetached(follow(lookup));
     co_await *lookup;
-    co_return lookup->line;
+    if (cancel && cancel->isCancelled) {
+        co_return std::unexpected(agents::cancelled());
+    }
+    co_return Result<QString>(lookup->line);
 }
 
 }  // namespace lumbro

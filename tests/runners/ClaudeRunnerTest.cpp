@@ -72,7 +72,8 @@ TEST_F(ClaudeRunnerTest, aHundredMegabytesOfGarbageEndInOneSentence) {
     agents.mode("flood");
     const auto result = run();
     ASSERT_FALSE(result.has_value());
-    EXPECT_EQ(result.error(), (Failure{FailureKind::failed, QString(240, u'g'), u"exit status 0"_s}));
+    EXPECT_EQ(result.error(), (Failure{FailureKind::failed, QString(240, u'g'),
+                                       u"Claude Code's answer can't be read, exit status 0"_s}));
 }
 
 TEST_F(ClaudeRunnerTest, aFailureSaysHowTheAgentEndedAndItsLastWordsInTheLogToo) {
@@ -283,7 +284,9 @@ TEST_F(ClaudeRunnerTest, aFailureToStartNamesTheReason) {
     const auto result = run();
     ASSERT_FALSE(result.has_value());
     EXPECT_EQ(result.error(),
-              (Failure{FailureKind::failed, u"Couldn't start Claude Code: No such file or directory"_s}));
+              (Failure{FailureKind::failed,
+                       u"Couldn't start Claude Code: %1 needs /no/such/interpreter, which is missing"_s.arg(
+                           folder.path(u"broken"_s))}));
 }
 
 TEST_F(ClaudeRunnerTest, manyRunsAtOnceShareNothing) {

@@ -33,7 +33,19 @@ struct ExecutableSearchTest : ::testing::Test {
         QFile::setPermissions(home.path(name), QFile::ReadOwner | QFile::ExeOwner | QFile::WriteOwner);
         return home.path(name);
     }
-    std::optional<QString> locate() { return test::wait(locateExecutable(settings, clock, search)); }
+    std::optional<QString> locate() {
+        const auto found = test::wait(locateExecutable(settings, clock, search));
+        return found ? std::optional(*found) : std::nullopt;
+    }
+    /// A real interactive shell, which ignores a plain request to end and whose start files have no end.
+    void hangShell() const {
+        home.write(u".profile"_s, "touch \"$HOME/started\"\nwhile :; do sleep 0.1; done\n");
+        program(u"shell"_s, "#!/bin/sh\necho $$ > \"$HOME/pid\"\nexec /bin/bash \"$@\"\n");
+    }
+    bool shellHasGone() const {
+        const QString shell = u"/proc/"_s + QString::fromUtf8(home.read(u"pid"_s)).trimmed();
+        return test::eventually([&] { return !QFile::exists(shell); });
+    }
     QString remembered() const { return settings.string(search.setting); }
 
     test::ScratchFolder home;
@@ -112,19 +124,45 @@ TEST_F(ExecutableSearchTest, aShellThatHangsIsLeftAfterTenSeconds) {
     if (QFile::exists(u"/bin/zsh"_s)) {
         GTEST_SKIP() << "This machine's zsh stands before the shell of the test.";
     }
-    // A real interactive shell, which ignores a plain request to end.
-    home.write(u".profile"_s, "touch \"$HOME/started\"\nwhile :; do sleep 0.1; done\n");
-    program(u"shell"_s, "#!/bin/sh\necho $$ > \"$HOME/pid\"\nexec /bin/bash \"$@\"\n");
-    std::optional<std::optional<QString>> found;
-    locateExecutable(settings, clock, search).then([&](std::optional<QString> path) { found = path; });
+    hangShell();
+    std::optional<Result<QString>> found;
+    locateExecutable(settings, clock, search).then([&](const Result<QString>& path) { found = path; });
     ASSERT_TRUE(test::eventually([&] { return home.has(u"started"_s); }));
     clock.advance(9s);
     EXPECT_FALSE(found.has_value());
     clock.advance(1s);
     ASSERT_TRUE(found.has_value());
-    EXPECT_EQ(*found, std::nullopt);
-    const QString shell = u"/proc/"_s + QString::fromUtf8(home.read(u"pid"_s)).trimmed();
-    EXPECT_TRUE(test::eventually([&] { return !QFile::exists(shell); })) << qPrintable(shell);
+    ASSERT_FALSE(found->has_value());
+    EXPECT_EQ(found->error().kind, FailureKind::timedOut);
+    EXPECT_TRUE(shellHasGone());
+}
+
+TEST_F(ExecutableSearchTest, aSearchThatIsCancelledEndsWithTheShell) {
+    if (QFile::exists(u"/bin/zsh"_s)) {
+        GTEST_SKIP() << "This machine's zsh stands before the shell of the test.";
+    }
+    hangShell();
+    const auto handle = std::make_shared<CancellationHandle>();
+    std::optional<Result<QString>> found;
+    locateExecutable(settings, clock, search, handle).then([&](const Result<QString>& path) {
+        found = path;
+    });
+    ASSERT_TRUE(test::eventually([&] { return home.has(u"started"_s); }));
+    handle->cancel();
+    ASSERT_TRUE(test::eventually([&] { return found.has_value(); }));
+    ASSERT_FALSE(found->has_value());
+    EXPECT_EQ(found->error().kind, FailureKind::cancelled);
+    EXPECT_TRUE(shellHasGone());
+}
+
+TEST_F(ExecutableSearchTest, aScriptWithoutItsInterpreterIsTheLastChoice) {
+    program(u"shell"_s, "#!/bin/sh\n");
+    const QString broken = program(u".local/bin/quillpen"_s, "#! /no/such/node --x\n");
+    settings.set(search.setting, broken);
+    EXPECT_EQ(locate(), broken);
+    const QString sound = program(u".bun/bin/quillpen"_s);
+    EXPECT_EQ(locate(), sound);
+    EXPECT_EQ(remembered(), sound);
 }
 
 TEST_F(ExecutableSearchTest, claudeAndCodexAreFoundInTheUsersOwnPlaces) {
