@@ -166,7 +166,8 @@ static QString notesOf(const EventDraft& draft, const QString& note) {
 
 Task<Result<Added>> add(CalendarStore* store, EventDraft draft, QString note) {
     if (store->access() != CalendarAccess::full && co_await store->requestAccess() != CalendarAccess::full) {
-        co_return fail(u"Lumbro can't use Calendar. Allow it in Settings: see calendarFolder."_s);
+        co_return fail(
+            u"Lumbro can't use Calendar. Choose a folder for it that can be written in Settings: calendarFolder."_s);
     }
     if (const auto same = co_await sameEvent(store, draft)) {
         co_return Added{.existed = true,

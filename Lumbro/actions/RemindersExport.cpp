@@ -40,7 +40,8 @@ Task<Result<CalendarList>> remindersList(TaskStore* store) {
 Task<Result<QList<AddedCalendarItem>>> add(TaskStore* store, QList<ActionItem> items, QString note) {
     if (store->taskAccess() != CalendarAccess::full &&
         co_await store->requestTaskAccess() != CalendarAccess::full) {
-        co_return fail(u"Lumbro can't use Reminders. Allow it in Settings: see calendarFolder."_s);
+        co_return fail(
+            u"Lumbro can't use Reminders. Choose a folder for it that can be written in Settings: calendarFolder."_s);
     }
     const Result<CalendarList> list = co_await remindersList(store);
     if (!list) {

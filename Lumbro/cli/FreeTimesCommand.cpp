@@ -80,7 +80,8 @@ Task<int> freeTimesCommand(CommandContext context) {
     } else if (!unread.isEmpty()) {
         output.say(unread);
     } else if (free.isEmpty()) {
-        output.say(u"There is no free time of %1 minutes on the next %2 weekdays."_s.arg(minutes).arg(days));
+        output.say(u"There is no free time of %1 minutes within %2."_s.arg(minutes).arg(
+            counted(days, u"weekday"_s, u"weekdays"_s)));
     } else {
         output.print(freeTimesText(output, free));
     }
