@@ -245,7 +245,7 @@ TEST_F(SessionImporterTest, onlyLogsWithSomethingNewAreMemorizedOldestFirst) {
     const auto readUpTo = [&](const QString& id, const QDateTime& time) {
         CaptureRecord record = *library.record(id);
         record.meta.sessionCursor = time;
-        library.save(record);
+        EXPECT_TRUE(library.save(record));
     };
     readUpTo(u"2026-03-01-0100-session"_s, at(1, 0, 1));
     readUpTo(u"2026-03-02-0100-session"_s, at(1));

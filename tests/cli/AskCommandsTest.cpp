@@ -4,6 +4,7 @@
 #include <QDir>
 #include <QProcess>
 
+#include <array>
 #include <csignal>
 #include <memory>
 
@@ -67,7 +68,11 @@ class Terminal {
         close(m_theirs);
     }
 
-    QString name() const { return QString::fromLocal8Bit(ttyname(m_theirs)); }
+    QString name() const {
+        std::array<char, 64> name{};
+        return ttyname_r(m_theirs, name.data(), name.size()) == 0 ? QString::fromLocal8Bit(name.data())
+                                                                  : QString();
+    }
     /// Everything that has been printed so far.
     const QByteArray& text() {
         char piece[4096];
