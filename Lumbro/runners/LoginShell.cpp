@@ -49,7 +49,6 @@ struct Lookup {
         }
         isDone = true;
         line = std::move(found);
-        watchdog.stop();
         if (waiting) {
             std::exchange(waiting, {}).resume();
         }
@@ -60,7 +59,6 @@ struct Lookup {
     void await_resume() const noexcept {}
 
     ChildProcess child;
-    Timer watchdog;
     Result<QString> line;
     std::coroutine_handle<> waiting;
     bool isDone = false;
@@ -83,10 +81,14 @@ Task<Result<QString>> loginShellLine(QString command, Clock& clock,
                                                               .arguments = {u"-lic"_s, command},
                                                               .workingDirectory = QDir::homePath(),
                                                               .ownSession = true});
-    lookup->watchdog.start(clock, longestWait, Clock::Repeat::once, [state = lookup.get()] {
-        state->child.terminate();
-        state->finish(fail(FailureKind::timedOut,
-                           u"your login shell needs more than 10 seconds to start, so it wasn't asked"_s));
+    // A shell may outlive the clock, so that nothing may be asked of that when the shell ends.
+    clock.startTimer(longestWait, Clock::Repeat::once, [weak = std::weak_ptr(lookup)] {
+        if (const auto state = weak.lock(); state && !state->isDone) {
+            state->child.terminate();
+            state->finish(
+                fail(FailureKind::timedOut,
+                     u"your login shell needs more than 10 seconds to start, so it wasn't asked"_s));
+        }
     });
     if (cancel) {
         cancel->process = std::shared_ptr<ChildProcess>(lookup, &lookup->child);
