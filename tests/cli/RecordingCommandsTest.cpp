@@ -149,8 +149,8 @@ TEST(RecordingCommands, endingAtOnceLeavesNoAgentBehindThatIgnoresTheRequest) {
     process.setProcessEnvironment(line.environment());
     process.start(CommandLine::program(), {u"import"_s, CommandLine::demoSide(u"me"_s)});
     const auto pids = [&line] { return line.home().read(u".local/bin/claude.pids"_s).trimmed().split('\n'); };
-    // The memory and the notes, each with a child of its own.
-    ASSERT_TRUE(eventually([&] { return pids().size() == 4; }));
+    // The memory and the notes at least, each with a child of its own; a name may be looked for, too.
+    ASSERT_TRUE(eventually([&] { return pids().size() >= 4; }));
     QByteArray said;
     for (int i = 0; i < 2 && process.state() == QProcess::Running; ++i) {
         ::kill(pid_t(process.processId()), SIGINT);
