@@ -4,6 +4,7 @@
 #include "LumbroCore/AtomicFile.h"
 #include "LumbroCore/InBackground.h"
 #include "LumbroCore/Literals.h"
+#include "LumbroCore/LockFile.h"
 #include "LumbroCore/Trash.h"
 #include "LumbroSpeech/ModelDownload.h"
 #include "LumbroSpeech/PocketsphinxRecognizer.h"
@@ -28,6 +29,10 @@ const QString setting = u"speechModel"_s;
 const QString prefix = u"ggml-"_s;
 const QString suffix = u".bin"_s;
 
+QString idOf(const QString& fileName) {
+    return fileName.mid(prefix.size(), fileName.size() - prefix.size() - suffix.size());
+}
+
 QString defaultFolder() {
     const QString data = qEnvironmentVariable("XDG_DATA_HOME");
     return (QDir::isAbsolutePath(data) ? data : QDir::home().filePath(u".local/share"_s)) +
@@ -47,8 +52,22 @@ bool knows(const SpeechModel& model, const QString& locale) {
     return model.kind == SpeechModel::Kind::recognizer && model.languages.contains(locale);
 }
 
+/// Held by whoever writes the ".part" of a model, since two processes would mix their bytes in it.
+LockFile claimOn(const QString& target) {
+    return LockFile(target + u".part.lock"_s);
+}
+
+std::unexpected<Failure> isBeingWritten(const QString& target) {
+    return fail(u"%1 is being downloaded already; wait until that is done."_s.arg(
+        idOf(QFileInfo(target).fileName())));
+}
+
 /// Copies by way of ".part", so that a copy that was cut off never looks like a model.
 Result<QString> copyModel(const QString& from, const QString& to) {
+    const LockFile claim = claimOn(to);
+    if (!claim.isMine()) {
+        return isBeingWritten(to);
+    }
     const QString part = to + u".part"_s;
     QFile::remove(part);
     if (!QFile::copy(from, part)) {
@@ -84,10 +103,6 @@ Result<QString> importModel(const QString& from, const QString& folder) {
         return target;
     }
     return copyModel(from, target);
-}
-
-QString idOf(const QString& fileName) {
-    return fileName.mid(prefix.size(), fileName.size() - prefix.size() - suffix.size());
 }
 
 }  // namespace
@@ -229,7 +244,8 @@ QList<SpeechModelStatus> SpeechModels::list(const QString& locale) const {
     QList<SpeechModelStatus> all;
     const auto add = [&](SpeechModel model) {
         const bool isHere = isInstalled(model);
-        const bool isCurrent = current ? current->id == model.id : isHere && model.id == embedded().id;
+        const bool isCurrent =
+            current ? current->id == model.id : isHere && model.id == embedded().id && knows(model, locale);
         const bool isUnreadable = isBroken(model);
         all.append({std::move(model), isHere, isCurrent, isUnreadable});
     };
@@ -276,6 +292,10 @@ Task<Result<>> SpeechModels::install(QString id, Progress progress) {
     }
     if (!makePrivateFolder(m_folder)) {
         co_return fail(u"The models folder %1 cannot be made."_s.arg(m_folder));
+    }
+    const LockFile claim = claimOn(path(*model));
+    if (!claim.isMine()) {
+        co_return isBeingWritten(path(*model));
     }
     const QPointer<SpeechModels> self(this);
     const DownloadRequest request{address(*model), path(*model), model->sha1, model->sha1.isEmpty()};

@@ -46,7 +46,8 @@ class SpeechModels final : public QObject {
     bool isInstalled(const SpeechModel& model) const;
     /// The model that would be in use if its file could be read; another one stands in for it.
     std::optional<SpeechModel> brokenChoice(const QString& locale = QStringLiteral("en-US")) const;
-    /// The embedded model, the catalogue and imported files. What is in use is told for `locale`.
+    /// The embedded model, the catalogue and imported files. What is in use is told for `locale`;
+    /// an empty one has no model.
     QList<SpeechModelStatus> list(const QString& locale = QStringLiteral("en-US")) const;
     /// The recogniser model to use for the locale: the one set, else the best installed one that knows it.
     /// None means the embedded recogniser.
@@ -55,7 +56,7 @@ class SpeechModels final : public QObject {
     QString voiceModelPath() const;
 
     /// Downloads the model, going on where an earlier try ended, and verifies it. A second call for the same
-    /// model fails while the first one runs.
+    /// model fails while the first one runs, in whichever process.
     Task<Result<>> install(QString id, Progress progress = {});
     /// Ends a running install of the model; its `install` fails as cancelled and can be resumed later.
     void cancel(const QString& id);

@@ -1,4 +1,5 @@
 #include "LumbroCore/Literals.h"
+#include "LumbroCore/LockFile.h"
 #include "LumbroSpeech/ModelDownload.h"
 #include "LumbroSpeech/SpeechModels.h"
 #include "tests/speech/ModelServer.h"
@@ -195,6 +196,28 @@ TEST_F(SpeechModelsTest, theMirrorIsAskedForWhatCanBeVerified) {
     }
     EXPECT_EQ(mirror.paths.size(), 1) << "nobody else vouches for a file without a digest";
     EXPECT_FALSE(test::wait(models.install(u"no such model"_s)));
+}
+
+TEST_F(SpeechModelsTest, twoProcessesNeverWriteTheSameFile) {
+    test::ModelServer mirror;
+    settings.set(u"speechMirror"_s, mirror.address());
+    folder.write(u"models/ggml-base.en.bin.part"_s, "what has come");
+    {
+        const LockFile other(folder.path(u"models/ggml-base.en.bin.part.lock"_s));
+        const auto refused = test::wait(models.install(u"base.en"_s));
+        ASSERT_FALSE(refused);
+        EXPECT_TRUE(refused.error().message.contains(u"being downloaded already"_s));
+    }
+    EXPECT_TRUE(mirror.paths.isEmpty());
+    EXPECT_EQ(folder.read(u"models/ggml-base.en.bin.part"_s), "what has come");
+    EXPECT_FALSE(test::wait(models.install(u"base.en"_s))) << "the digest is another";
+    EXPECT_EQ(mirror.paths.size(), 1);
+}
+
+TEST_F(SpeechModelsTest, noModelIsInUseForALanguageThatNoneKnows) {
+    const auto isUsed = [](const SpeechModelStatus& row) { return row.isInUse; };
+    EXPECT_TRUE(std::ranges::none_of(models.list(u"de"_s), isUsed));
+    EXPECT_TRUE(std::ranges::none_of(models.list(QString()), isUsed));
 }
 
 TEST_F(SpeechModelsTest, aFileThatCannotBeReadIsNeverInUse) {

@@ -145,9 +145,13 @@ std::optional<QString> SpeechAssets::heardLocale(const QString& locale) const {
     return resolve(locale, installed);
 }
 
-bool SpeechAssets::isInstalled() const {
+QString SpeechAssets::usedLocale() const {
     const auto locale = resolvedLocale();
-    return locale && heardLocale(*locale).has_value();
+    return locale ? heardLocale(*locale).value_or(QString()) : QString();
+}
+
+bool SpeechAssets::isInstalled() const {
+    return !usedLocale().isEmpty();
 }
 
 std::shared_ptr<speech::Recognizer> SpeechAssets::makeRecognizer(const QString& locale) const {

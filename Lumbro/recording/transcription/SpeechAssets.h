@@ -41,6 +41,8 @@ class SpeechAssets {
     QStringList installedLocales() const;
     /// The locale of transcription: the user's own, else US English; none when neither is supported.
     std::optional<QString> resolvedLocale() const;
+    /// The locale whose models hear the resolved one: that or another accent. Empty when none is installed.
+    QString usedLocale() const;
     /// Whether a model for the resolved locale is here.
     bool isInstalled() const;
     /// The recogniser for the resolved locale, none when no model for it is installed. Its model loads when
