@@ -48,6 +48,7 @@ TEST(CommandLine, refusesWrongUsageWithStatusTwoAndTheUsageLine) {
                                    {u"import"_s},
                                    {u"captures"_s, u"--limit"_s, u"0"_s},
                                    {u"record"_s, u"--kind"_s, u"song"_s},
+                                   {u"record"_s, u"--mic"_s, u"file:"_s},
                                    {u"log"_s, u"-f"_s, u"--json"_s},
                                    {u"show"_s, u"last"_s, u"--transcript"_s, u"--notes"_s},
                                    {u"show"_s, u"last"_s, u"--notes"_s, u"--handoff"_s, u"x"_s},
@@ -121,7 +122,10 @@ TEST(CommandLine, failsWithOneSentenceThatSaysWhatToDo) {
         {{u"settings"_s, u"set"_s, u"nothing"_s, u"-5"_s}, u"nothing"_s},
         {{u"settings"_s, u"get"_s, u"nothing"_s}, u"`lumbro settings list` names them all"_s},
         {{u"import"_s, u"/nothing.wav"_s}, u"nothing.wav"_s},
-        {{u"speech"_s, u"use"_s, u"nothing"_s}, u"nothing"_s},
+        {{u"speech"_s, u"use"_s, u"nothing"_s}, u"\"nothing\" is not installed; `lumbro speech list`"_s},
+        {{u"speech"_s, u"use"_s, u"base.en"_s}, u"`lumbro speech install base.en` fetches it"_s},
+        {{u"speech"_s, u"install"_s, u"nothing"_s}, u"\"nothing\"; `lumbro speech list` names them all"_s},
+        {{u"speech"_s, u"import"_s, u"/etc/passwd"_s}, u"give a model file of whisper.cpp"_s},
         {{u"devices"_s}, u"audio"_s}};
     for (const Row& row : rows) {
         const Finished finished = line.run(row.arguments);

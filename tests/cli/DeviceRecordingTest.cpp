@@ -195,7 +195,9 @@ TEST_P(DeviceRecording, aCallBecomesATranscriptWithNotesAndTracksOfOneTime) {
 
 TEST_P(DeviceRecording, goesOnInTimeWhenDevicesChangeVanishAndComeBack) {
     m_server.addSink(u"headphones"_s);
+    m_line.run({u"settings"_s, u"set"_s, u"microphoneDeviceUID"_s, u"unplugged"_s});
     startRecording({});
+    EXPECT_TRUE(says(u"microphoneDeviceUID, \"unplugged\", isn't there"_s)) << qPrintable(m_said);
     play({{u"me"_s, u"micfeed"_s}, {u"me"_s, u"speakers"_s}, {u"me"_s, u"headphones"_s}});
     ASSERT_TRUE(hasRecorded(u"them"_s, 1.5));
     m_server.pactl({u"set-default-sink"_s, u"headphones"_s});

@@ -106,6 +106,12 @@ Result<RecordingPlan> RecordingPlan::forRecord(const Arguments& arguments) {
     } else if (plan.microphone.kind == SideSource::Kind::file) {
         plan.system.kind = SideSource::Kind::none;
     }
+    for (const char* side : {"mic", "system"}) {
+        if (arguments.value(side) == u"file:"_s) {
+            return fail(
+                u"--%1 file: needs the path of a sound file after its colon."_s.arg(QLatin1StringView(side)));
+        }
+    }
     plan.fast = arguments.has("fast");
     if (plan.fast && !plan.fromFiles()) {
         return fail(u"--fast needs files: --mic file:PATH, and --system file:PATH or none."_s);

@@ -25,6 +25,8 @@
 #include <QDir>
 #include <QFileInfo>
 
+#include <algorithm>
+
 #include <unistd.h>
 
 namespace lumbro::cli {
@@ -258,6 +260,14 @@ void RecordingRun::watchDevices() {
     if (m_plan.microphone.kind != SideSource::Kind::file) {
         chosen.microphone = (m_chosenMicrophone ? *m_chosenMicrophone : m_services.settings())
                                 .string(u"microphoneDeviceUID"_s);
+        const auto& microphones = m_services.audioServer().microphones();
+        if (!chosen.microphone->isEmpty() &&
+            std::ranges::find(microphones, *chosen.microphone, &AudioDevice::id) == microphones.end()) {
+            m_output.say(
+                u"note: the microphone of the setting microphoneDeviceUID, \"%1\", isn't there, so "
+                u"the default one records; `lumbro devices` lists them all."_s.arg(
+                    Output::clean(*chosen.microphone)));
+        }
     }
     if (m_plan.system.kind == SideSource::Kind::device || m_plan.system.kind == SideSource::Kind::standard) {
         chosen.output = m_chosenOutput;

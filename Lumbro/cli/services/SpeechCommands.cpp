@@ -17,9 +17,18 @@ namespace {
 using speech::SpeechModels;
 using speech::SpeechModelStatus;
 
-QJsonArray listJson(const SpeechModels& models) {
+/// A failure that names a model, with where the models are listed.
+Failure withList(Failure failure) {
+    if (failure.kind == FailureKind::notFound && failure.message.endsWith(u'.')) {
+        failure.message.chop(1);
+        failure.message += u"; `lumbro speech list` names them all."_s;
+    }
+    return failure;
+}
+
+QJsonArray listJson(SpeechAssets& assets) {
     QJsonArray array;
-    for (const SpeechModelStatus& status : models.list()) {
+    for (const SpeechModelStatus& status : assets.models().list(assets.usedLocale())) {
         array += QJsonObject{{u"id"_s, status.model.id},
                              {u"name"_s, status.model.name},
                              {u"languages"_s, QJsonArray::fromStringList(status.model.languages)},
@@ -45,9 +54,9 @@ QString stateText(const SpeechModelStatus& status) {
     return status.isInUse ? u"in use"_s : status.isInstalled ? u"installed"_s : QString();
 }
 
-QString listText(const Output& output, const SpeechModels& models) {
+QString listText(const Output& output, SpeechAssets& assets) {
     QList<QStringList> rows;
-    for (const SpeechModelStatus& status : models.list()) {
+    for (const SpeechModelStatus& status : assets.models().list(assets.usedLocale())) {
         rows += {status.model.id, Output::clean(status.model.name), languagesText(status.model.languages),
                  status.model.bytes > 0 ? bytesText(status.model.bytes) : QString(), stateText(status)};
     }
@@ -61,9 +70,9 @@ QString listText(const Output& output, const SpeechModels& models) {
 }
 
 // The result of every command that changes a model: the list for programs, a sentence for people.
-int done(const CommandContext& context, const SpeechModels& models, const QString& sentence) {
+int done(const CommandContext& context, SpeechAssets& assets, const QString& sentence) {
     if (context.arguments.wantsJson()) {
-        context.output.printJson(listJson(models));
+        context.output.printJson(listJson(assets));
     } else {
         context.output.printLine(sentence);
     }
@@ -81,11 +90,11 @@ QString progressText(const QString& id, double fraction) {
 
 Task<int> speechList(CommandContext context) {
     Services services;
-    const SpeechModels& models = services.speechAssets().models();
+    SpeechAssets& assets = services.speechAssets();
     if (context.arguments.wantsJson()) {
-        context.output.printJson(listJson(models));
+        context.output.printJson(listJson(assets));
     } else {
-        context.output.print(listText(context.output, models));
+        context.output.print(listText(context.output, assets));
     }
     co_return 0;
 }
@@ -101,9 +110,10 @@ Task<int> speechInstall(CommandContext context) {
     const auto installed =
         co_await models.install(id, [&output, id](double done) { output.show(progressText(id, done)); });
     if (!installed) {
-        co_return output.fail(installed.error());
+        co_return output.fail(SpeechModels::find(id) == nullptr ? withList(installed.error())
+                                                                : installed.error());
     }
-    co_return done(context, models, u"%1 is installed."_s.arg(id));
+    co_return done(context, services.speechAssets(), u"%1 is installed."_s.arg(id));
 }
 
 Task<int> speechImport(CommandContext context) {
@@ -113,9 +123,14 @@ Task<int> speechImport(CommandContext context) {
     context.output.show(u"Copying %1…"_s.arg(file));
     const auto id = co_await models.importFile(file);
     if (!id) {
-        co_return context.output.fail(id.error());
+        Failure failure = id.error();
+        if (failure.kind == FailureKind::speech && failure.message.endsWith(u'.')) {
+            failure.message.chop(1);
+            failure.message += u"; give a model file of whisper.cpp, such as ggml-base.en.bin."_s;
+        }
+        co_return context.output.fail(failure);
     }
-    co_return done(context, models, u"%1 is installed."_s.arg(*id));
+    co_return done(context, services.speechAssets(), u"%1 is installed."_s.arg(*id));
 }
 
 Task<int> speechRemove(CommandContext context) {
@@ -123,9 +138,9 @@ Task<int> speechRemove(CommandContext context) {
     SpeechModels& models = services.speechAssets().models();
     const QString id = context.arguments.at(0);
     if (const auto removed = models.remove(id); !removed) {
-        co_return context.output.fail(removed.error());
+        co_return context.output.fail(withList(removed.error()));
     }
-    co_return done(context, models, u"%1 is in the Trash."_s.arg(id));
+    co_return done(context, services.speechAssets(), u"%1 is in the Trash."_s.arg(id));
 }
 
 Task<int> speechUse(CommandContext context) {
@@ -134,10 +149,16 @@ Task<int> speechUse(CommandContext context) {
     const QString id = context.arguments.at(0);
     const bool best = id == u"best";
     if (const auto used = models.use(best ? QString() : id); !used) {
-        co_return context.output.fail(used.error());
+        const bool canInstall =
+            SpeechModels::find(id) != nullptr && used.error().kind == FailureKind::notFound;
+        co_return canInstall
+            ? context.output.fail(
+                  u"The speech model \"%1\" is not installed; `lumbro speech install %1` fetches it."_s.arg(
+                      id))
+            : context.output.fail(withList(used.error()));
     }
     co_return done(
-        context, models,
+        context, services.speechAssets(),
         best ? u"The best installed model is used from now on."_s : u"%1 is used from now on."_s.arg(id));
 }
 
