@@ -70,7 +70,7 @@ TEST_F(AskWiringTest, aQuestionInThePillIsAnsweredWithTheCallThatIsRecorded) {
 
 TEST_F(AskWiringTest, aQuestionTellsTheFreeTimesOfTheUsersCalendar) {
     // A Monday at a quarter past nine.
-    scratch.write(u"calendars/work/one.ics"_s,
+    scratch.write(u"calendars/office/one.ics"_s,
                   "BEGIN:VCALENDAR\r\nBEGIN:VEVENT\r\nUID:1\r\nSUMMARY:Long\r\nDTSTART:20260302T113000\r\n"
                   "DTEND:20260302T163000\r\nEND:VEVENT\r\nEND:VCALENDAR\r\n");
     services.model().asks().setAskDraft(u"When am I free?"_s);

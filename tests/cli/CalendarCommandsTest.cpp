@@ -38,7 +38,7 @@ struct CalendarCommands : testing::Test {
     }
     QString calendars() const { return lumbro.home().path(u".calendars"_s); }
     void putEvent(const QString& name, const QByteArray& lines) const {
-        lumbro.home().write(u".calendars/work/%1.ics"_s.arg(name),
+        lumbro.home().write(u".calendars/office/%1.ics"_s.arg(name),
                             "BEGIN:VCALENDAR\r\nVERSION:2.0\r\nPRODID:-//made//EN\r\nBEGIN:VEVENT\r\n"
                             "DTSTAMP:20260101T000000Z\r\nUID:" +
                                 name.toUtf8() + "\r\nSUMMARY:" + name.toUtf8() + "\r\n" + lines +

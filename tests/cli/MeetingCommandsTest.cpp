@@ -21,7 +21,7 @@ class MeetingCommands : public ::testing::Test {
 
     void put(const QByteArray& id, const QByteArray& title, const QByteArray& start,
              const QByteArray& more) const {
-        line.home().write(u".calendars/work/%1.ics"_s.arg(QString::fromUtf8(id)),
+        line.home().write(u".calendars/office/%1.ics"_s.arg(QString::fromUtf8(id)),
                           "BEGIN:VCALENDAR\nVERSION:2.0\nPRODID:-//t//t//EN\nBEGIN:VEVENT\nUID:" + id +
                               "\nDTSTAMP:20260301T000000Z\nDTSTART:" + start + "\nDURATION:PT30M\nSUMMARY:" +
                               title + "\n" + more + "END:VEVENT\nEND:VCALENDAR\n");

@@ -58,7 +58,7 @@ void write(const test::ScratchFolder& folder) {
             file += "BEGIN:VEVENT\r\nDTSTAMP:20260101T000000Z\r\nUID:" + title.toUtf8() +
                     "\r\nSUMMARY:" + title.toUtf8() + "\r\n" + lines + "END:VEVENT\r\n";
         }
-        folder.write(u"calendars/work/%1.ics"_s.arg(title), file + "END:VCALENDAR\r\n");
+        folder.write(u"calendars/office/%1.ics"_s.arg(title), file + "END:VCALENDAR\r\n");
     }
 }
 
