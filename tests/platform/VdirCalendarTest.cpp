@@ -227,6 +227,44 @@ TEST_F(VdirCalendarTest, hostileSeriesTakeNoTime) {
         std::ranges::any_of(found, [](const CalendarEvent& event) { return event.title == u"good"; }));
 }
 
+TEST_F(VdirCalendarTest, manyHostileSeriesTogetherTakeLittleTime) {
+    struct Row {
+        const char* name;
+        QByteArray rule;
+        int count;
+    };
+    QByteArray minutes = "0";
+    for (int minute = 1; minute < 60; ++minute) {
+        minutes += ',' + QByteArray::number(minute);
+    }
+    const Row rows[] = {
+        {"every minute", "RRULE:FREQ=HOURLY;BYMINUTE=" + minutes + "\r\n", 2'000},
+        {"never", "RRULE:FREQ=DAILY;BYMONTH=2;BYMONTHDAY=30\r\n", 4'000},
+        {"counted from long ago", "RRULE:FREQ=DAILY;BYHOUR=1,2,3;COUNT=2000000000\r\n", 4'000},
+        {"each a year long", "DTEND:20270301T000000\r\n" + QByteArray("RRULE:FREQ=DAILY\r\n").repeated(8),
+         2'000},
+    };
+    put(u"good"_s, vevent("DTSTART:20260302T090000\r\nRRULE:FREQ=DAILY;COUNT=3\r\n", "good"));
+    put(u"second"_s, vevent("DTSTART:20260302T100000\r\nRRULE:FREQ=MONTHLY;BYDAY=1MO\r\n", "second"));
+    for (const Row& row : rows) {
+        const bool isOld = QByteArray(row.name).startsWith("counted");
+        QByteArray lines;
+        for (int i = 0; i < row.count; ++i) {
+            lines +=
+                vevent((isOld ? "DTSTART:19010101T000000\r\n" : "DTSTART:20260301T000000\r\n") + row.rule,
+                       QByteArray::number(i));
+        }
+        put(u"hostile"_s, lines);
+        QElapsedTimer timer;
+        timer.start();
+        const auto found = events(march1, april10);
+        EXPECT_LT(timer.elapsed(), 10'000) << row.name;
+        EXPECT_LT(found.size(), 20'000) << row.name;
+        EXPECT_EQ(std::ranges::count(found, u"good"_s, &CalendarEvent::title), 3) << row.name;
+        EXPECT_EQ(std::ranges::count(found, u"second"_s, &CalendarEvent::title), 2) << row.name;
+    }
+}
+
 TEST_F(VdirCalendarTest, whatAKilledProcessLeftIsNoEvent) {
     const QDateTime start(QDate(2026, 3, 2), QTime(9, 0));
     ASSERT_TRUE(wait(m_calendar.add({u"whole"_s, start, start.addSecs(60), {}})));

@@ -278,9 +278,10 @@ void IcalFile::setPlace(const QString& calendar, const QString& path) {
     }
 }
 
-void IcalFile::addOccurrences(qint64 from, qint64 to, std::vector<IcalOccurrence>& found) const {
+void IcalFile::addOccurrences(qint64 from, qint64 to, IcalBudget& budget,
+                              std::vector<IcalOccurrence>& found) const {
     for (const Entry& entry : m_events) {
-        for (const IcalSpan& span : entry.series->spans(from, to)) {
+        for (const IcalSpan& span : entry.series->spans(from, to, budget)) {
             found.push_back({span.start, span.end, entry.event});
         }
     }

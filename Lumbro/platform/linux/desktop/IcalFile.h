@@ -13,6 +13,7 @@
 
 namespace lumbro {
 
+class IcalBudget;
 class IcalSeries;
 
 /// When an event occurs, in seconds since 1970. Dates are made of it only where they are asked for, as that
@@ -40,8 +41,9 @@ class IcalFile {
     bool isWhole() const { return m_isWhole; }
     /// Names the calendar that all events are in, and their file.
     void setPlace(const QString& calendar, const QString& path);
-    /// Adds every occurrence that touches the time from `from` to before `to` (seconds since 1970).
-    void addOccurrences(qint64 from, qint64 to, std::vector<IcalOccurrence>& found) const;
+    /// Adds every occurrence that touches the time from `from` to before `to` (seconds since 1970); of what
+    /// repeats, no more than the budget allows.
+    void addOccurrences(qint64 from, qint64 to, IcalBudget& budget, std::vector<IcalOccurrence>& found) const;
     const QList<CalendarTask>& tasks() const { return m_tasks; }
     bool hasEvents() const { return !m_events.empty(); }
 

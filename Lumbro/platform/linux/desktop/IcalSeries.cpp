@@ -1,5 +1,7 @@
 #include "platform/linux/desktop/IcalSeries.h"
 
+#include "platform/linux/desktop/IcalBudget.h"
+
 #include <algorithm>
 
 namespace lumbro {
@@ -74,6 +76,11 @@ icaltimetype timeOf(icalproperty* property) {
 
 qint64 dayKey(const icaltimetype& time) {
     return dayOf(time).toJulianDay();
+}
+
+bool touches(const IcalSpan& span, qint64 from, qint64 to) {
+    // What takes no time is there at its moment.
+    return span.start < to && (span.end > from || (span.start == span.end && span.start >= from));
 }
 
 }  // namespace
@@ -194,7 +201,7 @@ IcalSpan IcalSeries::span(const icaltimetype& wall) const {
     return {start, start + m_length};
 }
 
-void IcalSeries::followPlain(const icalrecurrencetype& rule, qint64 from, qint64 to,
+void IcalSeries::followPlain(const icalrecurrencetype& rule, qint64 from, qint64 to, IcalBudget& budget,
                              std::vector<IcalSpan>& found) const {
     const unsigned onlyOn = weekdays(rule).value_or(0);
     const qint64 step = onlyOn != 0 ? 1 : rule.interval * (rule.freq == ICAL_WEEKLY_RECURRENCE ? 7 : 1);
@@ -208,7 +215,7 @@ void IcalSeries::followPlain(const icalrecurrencetype& rule, qint64 from, qint64
     last = rule.count > 0 ? std::min(last, start + (rule.count - 1) * step) : last;
     last = ends ? std::min(last, dayKey(rule.until)) : last;
     const qint64 first = start + step * std::max<qint64>(1, (earliest - start + step - 1) / step);
-    for (qint64 day = first; day <= last && day < first + mostSteps * step; day += step) {
+    for (qint64 day = first; day <= last && budget.payStep(); day += step) {
         const QDate date = QDate::fromJulianDay(day);
         if (onlyOn != 0 && (onlyOn & (1U << unsigned(date.dayOfWeek()))) == 0) {
             continue;
@@ -216,13 +223,28 @@ void IcalSeries::followPlain(const icalrecurrencetype& rule, qint64 from, qint64
         icaltimetype time = m_start;
         date.getDate(&time.year, &time.month, &time.day);
         const bool isOver = ends && !m_isAllDay && icaltime_compare(time, rule.until) > 0;
-        if (!isOver && !isLeftOut(time)) {
-            found.push_back(span(time));
+        if (!isOver && !isLeftOut(time) && !add(time, from, to, budget, found)) {
+            return;
         }
     }
 }
 
-void IcalSeries::follow(icalrecurrencetype rule, qint64 from, qint64 to, std::vector<IcalSpan>& found) const {
+/// False when nothing more may be added.
+bool IcalSeries::add(const icaltimetype& wall, qint64 from, qint64 to, IcalBudget& budget,
+                     std::vector<IcalSpan>& found) const {
+    const IcalSpan time = span(wall);
+    if (!touches(time, from, to)) {
+        return true;
+    }
+    if (!budget.payOccurrence()) {
+        return false;
+    }
+    found.push_back(time);
+    return true;
+}
+
+void IcalSeries::follow(icalrecurrencetype rule, qint64 from, qint64 to, IcalBudget& budget,
+                        std::vector<IcalSpan>& found) const {
     const std::unique_ptr<icalrecur_iterator, void (*)(icalrecur_iterator*)> times(
         icalrecur_iterator_new(rule, m_start), icalrecur_iterator_free);
     if (!times) {
@@ -236,18 +258,19 @@ void IcalSeries::follow(icalrecurrencetype rule, qint64 from, qint64 to, std::ve
         icalrecur_iterator_set_start(times.get(), first);
     }
     const icaltimetype last = IcalZone::utc().wall(to + 2 * secondsPerDay);
-    for (int step = 0; step < mostSteps; ++step) {
+    while (budget.payStep()) {
         const icaltimetype time = icalrecur_iterator_next(times.get());
         if (icaltime_is_null_time(time) != 0 || !isDateLike(time) || icaltime_compare(time, last) > 0) {
             return;
         }
-        if (icaltime_compare(time, first) >= 0 && icaltime_compare(time, m_start) > 0 && !isLeftOut(time)) {
-            found.push_back(span(time));
+        if (icaltime_compare(time, first) >= 0 && icaltime_compare(time, m_start) > 0 && !isLeftOut(time) &&
+            !add(time, from, to, budget, found)) {
+            return;
         }
     }
 }
 
-std::vector<IcalSpan> IcalSeries::spans(qint64 from, qint64 to) const {
+std::vector<IcalSpan> IcalSeries::spans(qint64 from, qint64 to, IcalBudget& budget) const {
     std::vector<IcalSpan> found;
     // The first one counts whether the rules hit it or not.
     if (!isLeftOut(m_start)) {
@@ -255,9 +278,10 @@ std::vector<IcalSpan> IcalSeries::spans(qint64 from, qint64 to) const {
     }
     for (const icalrecurrencetype& rule : m_rules) {
         if (isPlain(rule)) {
-            followPlain(rule, from, to, found);
-        } else {
-            follow(rule, from, to, found);
+            followPlain(rule, from, to, budget, found);
+        } else if (budget.beginLibrary()) {
+            follow(rule, from, to, budget, found);
+            budget.endLibrary();
         }
     }
     for (const icaltimetype& time : m_more) {
@@ -265,10 +289,7 @@ std::vector<IcalSpan> IcalSeries::spans(qint64 from, qint64 to) const {
             found.push_back(span(time));
         }
     }
-    std::erase_if(found, [&](const IcalSpan& span) {
-        // What takes no time is there at its moment.
-        return span.start >= to || (span.end <= from && !(span.start == span.end && span.start >= from));
-    });
+    std::erase_if(found, [&](const IcalSpan& span) { return !touches(span, from, to); });
     std::ranges::sort(found, {}, &IcalSpan::start);
     const auto twice = std::ranges::unique(found, {}, &IcalSpan::start);
     found.erase(twice.begin(), twice.end());

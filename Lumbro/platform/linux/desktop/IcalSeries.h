@@ -10,6 +10,8 @@
 
 namespace lumbro {
 
+class IcalBudget;
+
 /// When something happens, in seconds since 1970; of an all-day event, local midnights.
 struct IcalSpan {
     qint64 start = 0;
@@ -19,9 +21,6 @@ struct IcalSpan {
 /// The times of one event of a calendar file: its first one and what repeats it.
 class IcalSeries {
   public:
-    /// No rule is followed further than so many steps.
-    static constexpr int mostSteps = 40'000;
-
     /// Reads the times of a VEVENT. Nothing when it has no beginning.
     static std::optional<IcalSeries> read(icalcomponent* event, IcalZones& zones);
 
@@ -34,8 +33,9 @@ class IcalSeries {
     /// Another event of the file stands for the occurrence with this key.
     void leaveOut(qint64 key, bool isDay);
 
-    /// All occurrences that touch the time from `from` to before `to`, in no particular order.
-    std::vector<IcalSpan> spans(qint64 from, qint64 to) const;
+    /// All occurrences that touch the time from `from` to before `to`, by their start. Once the budget is
+    /// spent, what its rules would add is left out.
+    std::vector<IcalSpan> spans(qint64 from, qint64 to, IcalBudget& budget) const;
 
   private:
     IcalSpan span(const icaltimetype& wall) const;
@@ -43,9 +43,12 @@ class IcalSeries {
     void readDates(icalcomponent* event, IcalZones& zones);
     void readLength(icalcomponent* event, IcalZones& zones);
     bool isLeftOut(const icaltimetype& wall) const;
-    void followPlain(const icalrecurrencetype& rule, qint64 from, qint64 to,
+    bool add(const icaltimetype& wall, qint64 from, qint64 to, IcalBudget& budget,
+             std::vector<IcalSpan>& found) const;
+    void followPlain(const icalrecurrencetype& rule, qint64 from, qint64 to, IcalBudget& budget,
                      std::vector<IcalSpan>& found) const;
-    void follow(icalrecurrencetype rule, qint64 from, qint64 to, std::vector<IcalSpan>& found) const;
+    void follow(icalrecurrencetype rule, qint64 from, qint64 to, IcalBudget& budget,
+                std::vector<IcalSpan>& found) const;
 
     icaltimetype m_start = {};
     IcalZone m_zone;

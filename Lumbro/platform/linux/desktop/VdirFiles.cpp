@@ -1,5 +1,8 @@
 #include "platform/linux/desktop/VdirFiles.h"
 
+#include "LumbroCore/AppLog.h"
+#include "platform/linux/desktop/IcalBudget.h"
+
 #include <QFile>
 
 #include <algorithm>
@@ -94,10 +97,20 @@ const IcalFile& VdirFiles::contentOf(const QByteArray& path, File& file) const {
 void VdirFiles::expand(Span wanted) {
     m_span = wanted;
     m_found.clear();
-    for (const auto& [path, file] : m_files.asKeyValueRange()) {
-        if (file.outline.mayTouch(m_span.from, m_span.to)) {
-            contentOf(path, file).addOccurrences(m_span.from, m_span.to, m_found);
+    IcalBudget budget = IcalBudget::forReading();
+    for (auto&& [path, file] : m_files.asKeyValueRange()) {
+        if (!file.outline.mayTouch(m_span.from, m_span.to)) {
+            continue;
         }
+        IcalBudget share = budget.share();
+        contentOf(path, file).addOccurrences(m_span.from, m_span.to, share, m_found);
+        budget.settle(share);
+        if (share.isSpent() && !file.isCut) {
+            AppLog::info(u"calendar"_s,
+                         u"%1 repeats its events more often than is followed; some are left out"_s.arg(
+                             QFile::decodeName(path)));
+        }
+        file.isCut = share.isSpent();
     }
     std::ranges::sort(m_found, {}, order);
     m_hasChanged = false;

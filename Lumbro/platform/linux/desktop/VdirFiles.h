@@ -37,6 +37,8 @@ class VdirFiles {
         /// It was changed so lately that another change need not show in its stamp.
         bool isYoung = false;
         quint64 look = 0;
+        /// It repeats more often than it may, and this was told.
+        bool isCut = false;
         QString collection;
         QString calendar;
         IcalOutline outline;
