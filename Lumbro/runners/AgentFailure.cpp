@@ -14,7 +14,7 @@ namespace {
 QString lastLine(const QByteArray& bytes) {
     constexpr qsizetype enough = 4096;
     constexpr qsizetype longest = 200;
-    const QString text = QString::fromUtf8(bytes.last(std::min(bytes.size(), enough)));
+    const QString text = Redact::secrets(QString::fromUtf8(bytes.last(std::min(bytes.size(), enough))));
     const QStringList lines = text.split(u'\n', Qt::SkipEmptyParts);
     for (auto line = lines.rbegin(); line != lines.rend(); ++line) {
         if (!line->trimmed().isEmpty()) {
@@ -57,9 +57,10 @@ Result<QString> explained(const QString& tool, Result<QString> result, const std
         parts.removeAll(QString());
         failure.detail = parts.join(u", "_s);
     }
+    failure.message = Redact::secrets(failure.message);
+    failure.detail = Redact::secrets(failure.detail);
     const QString detail = failure.detail.isEmpty() ? QString() : u" ("_s + failure.detail + u')';
-    AppLog::error(u"agent"_s,
-                  Redact::secrets(tool + u": "_s + failure.message + detail).replace(u'\n', u' '));
+    AppLog::error(u"agent"_s, QString(tool + u": "_s + failure.message + detail).replace(u'\n', u' '));
     return result;
 }
 

@@ -18,8 +18,9 @@ QString endText(const ChildExit& exit, const QString& message);
 /// known; a cancelled search stays cancelled.
 Failure notFound(Failure absent, const Failure& search);
 
-/// Adds to a failure how the process ended, where there was one, and logs both without secrets. Answers and
-/// cancelled runs pass as they are. `tool` names the program in the log.
+/// Adds to a failure how the process ended, where there was one, and takes the secrets out of both, so
+/// that it may be shown and kept by every caller; logs it. Answers and cancelled runs pass as they are.
+/// `tool` names the program in the log.
 Result<QString> explained(const QString& tool, Result<QString> result,
                           const std::optional<ChildExit>& exit = std::nullopt);
 

@@ -1,5 +1,7 @@
 #include "runners/AgentText.h"
 
+#include "chats/formats/Redact.h"
+
 #include <QStringDecoder>
 
 namespace lumbro::agents {
@@ -54,9 +56,14 @@ Failure classify(const QString& text) {
         return notLoggedIn();
     }
     if (holdsAny(lower, {u"limit", u"usage"})) {
-        return {FailureKind::limit, head(text, 200)};
+        return {FailureKind::limit, shown(text, 200)};
     }
-    return {FailureKind::failed, text.isEmpty() ? u"Claude Code failed"_s : head(text, 240)};
+    return {FailureKind::failed, text.isEmpty() ? u"Claude Code failed"_s : shown(text, 240)};
+}
+
+QString shown(const QString& text, qsizetype count) {
+    // Cut first, half a secret would no longer look like one.
+    return head(Redact::secrets(text), count);
 }
 
 QString head(const QString& text, qsizetype count) {

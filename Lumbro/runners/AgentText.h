@@ -21,6 +21,10 @@ QString reasonText(const QByteArray& bytes);
 /// The failure that a text of Claude Code stands for.
 Failure classify(const QString& text);
 
+/// What may be shown, logged and kept of a text in which an agent gives a reason: without secrets, and its
+/// first `count` characters at most.
+QString shown(const QString& text, qsizetype count);
+
 /// The first `count` characters, never half of one.
 QString head(const QString& text, qsizetype count);
 

@@ -50,9 +50,9 @@ Failure classify(const QString& text) {
         return {FailureKind::failed, u"Run `codex login` in Terminal to sign in to Codex"_s};
     }
     if (holdsAny(lower, {u"usage limit", u"rate limit", u"quota"})) {
-        return {FailureKind::limit, agents::head(text, 200)};
+        return {FailureKind::limit, agents::shown(text, 200)};
     }
-    return {FailureKind::failed, text.isEmpty() ? u"Codex failed"_s : agents::head(text, 240)};
+    return {FailureKind::failed, text.isEmpty() ? u"Codex failed"_s : agents::shown(text, 240)};
 }
 
 Result<QString> judge(const AgentEnd& end, const EventStream& events) {

@@ -82,7 +82,7 @@ Result<QString> judge(const AgentEnd& end) {
     if (!reason.isEmpty()) {
         auto failure = agents::classify(reason);
         // The sentence for Claude's own log-in would send the user to the wrong program.
-        failure.message = agents::head(reason, 240);
+        failure.message = agents::shown(reason, 240);
         return std::unexpected(failure);
     }
     return hasFailed ? fail(u"Your command failed with status %1."_s.arg(end.exit.status))

@@ -85,10 +85,16 @@ TEST_F(ConnectorsTest, aCheckHoldsForAnHourAlsoAFailedOne) {
     EXPECT_TRUE(readFile(AppLog::url())
                     .value_or(QByteArray())
                     .contains("connector check: no init event (lines=1, exit=3): broken"));
+    agent("echo 'broken: Authorization: Bearer " + QByteArray(40, 'k') + "' >&2\nexit 3\n");
+    m_clock.advance(3601s);
+    ASSERT_TRUE(check());
+    EXPECT_EQ(m_connectors.failure().value_or(Failure()).message.count(u"kkkkkkkk"_s), 0);
+    AppLog::flush();
+    EXPECT_FALSE(readFile(AppLog::url()).value_or("kkkkkkkk").contains("kkkkkkkk"));
     agent("echo '" + init + "'\n");
     m_clock.advance(3600s);
     ASSERT_TRUE(check());
-    EXPECT_EQ(runs(), 1);
+    EXPECT_EQ(runs(), 2);
     m_clock.advance(1s);
     ASSERT_TRUE(check());
     EXPECT_EQ(m_connectors.all().size(), 3);

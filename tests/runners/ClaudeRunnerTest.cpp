@@ -89,6 +89,10 @@ TEST_F(ClaudeRunnerTest, aFailureSaysHowTheAgentEndedAndItsLastWordsInTheLogToo)
         {"stderr", trace, "exit status 7: Error: no such model"},
         {"stderr", "said in the message", "exit status 7"},
         {"stderr", "bad\n" + QByteArray(240, 'x') + "\nkey sk-ant-api03-" + QByteArray(90, 'k'), nullptr},
+        {"stderr", "Authorization: Bearer " + QByteArray(40, 'k'), "exit status 7"},
+        // What is cut off is no secret any more that could be told by its look.
+        {"stderr", QByteArray(200, 'x') + " password=" + QByteArray(60, 'k'), nullptr},
+        {"error", "the key sk-ant-api03-" + QByteArray(90, 'k'), "exit status 7"},
     };
     for (const auto& row : rows) {
         agents.mode(row.mode);
@@ -104,6 +108,8 @@ TEST_F(ClaudeRunnerTest, aFailureSaysHowTheAgentEndedAndItsLastWordsInTheLogToo)
         }
         EXPECT_TRUE(logged.contains(u"ERROR [agent] claude: "_s));
         EXPECT_FALSE(logged.contains(u"kkkkkkkk"_s));
+        EXPECT_FALSE(QString(result.error().message + result.error().detail).contains(u"kkkkkkkk"_s))
+            << qPrintable(result.error().message);
     }
 }
 
