@@ -3,6 +3,7 @@
 #include "LumbroCore/AppLog.h"
 #include "LumbroCore/LockedUpdate.h"
 #include "actions/formats/ActionPrompt.h"
+#include "chats/formats/Redact.h"
 #include "runners/AgentText.h"
 
 #include <QPointer>
@@ -323,13 +324,20 @@ void ActionRunner::complete(ActionRun run, const QString& output) {
     const auto report = Report::in(output);
     if (!report) {
         run.summary.clear();
-        finish(run, Status::unconfirmed, u"No result report. Claude said: "_s + tail(output, 300));
+        finish(run, Status::unconfirmed,
+               u"No result report. Claude said: "_s + tail(Redact::secrets(output), 300));
         return;
     }
     run.summary = agents::head(report->summary, longestSummary);
     run.items = report->items;
     const Status status = report->finalStatus();
-    finish(run, status, status == Status::failed ? std::optional(report->summary) : std::nullopt);
+    std::optional<QString> error;
+    if (status == Status::failed) {
+        error = report->summary;
+    } else if (report->isContradicted) {
+        error = u"Claude reported two different results."_s;
+    }
+    finish(run, status, error);
 }
 
 void ActionRunner::giveUp(const ActionRun& run, const Failure& failure) {

@@ -90,11 +90,14 @@ TEST(ActionRun, aFileThatIsNoneGivesNothing) {
 TEST(ActionRun, itemsNeverFail) {
     QJsonObject json = sample().toJson();
     json.insert(u"items"_s, json::array(R"([7, null, {"title":3,"url":"  ","verified":"yes"},
-                                           {"title":"a","url":" https://x.test ","verified":true}])"));
+                                           {"title":"a","url":" https://x.test ","verified":true},
+                                           {"title":"b","url":" JavaScript:1","verified":true}])"));
     const auto run = read(json);
     ASSERT_TRUE(run);
-    EXPECT_EQ(run->items, (QList<ActionRun::Item>{
-                              {}, {}, {}, {.title = u"a"_s, .url = u"https://x.test"_s, .verified = true}}));
+    EXPECT_EQ(
+        run->items,
+        (QList<ActionRun::Item>{
+            {}, {}, {}, {.title = u"a"_s, .url = u"https://x.test"_s, .verified = true}, {.title = u"b"_s}}));
 }
 
 TEST(ActionRun, theKeyIgnoresBlanksAroundTheContentAlone) {
@@ -158,6 +161,54 @@ TEST(ActionReport, isBelievedOnlyAsFarAsItCanBeShown) {
     for (const Row& row : rows) {
         const auto report = ActionReport::in(QString::fromUtf8(row.output));
         EXPECT_EQ(report ? std::optional(report->finalStatus()) : std::nullopt, row.status) << row.output;
+    }
+}
+
+TEST(ActionReport, aLinkThatLeadsElsewhereIsNoProof) {
+    const std::pair<const char*, bool> rows[] = {
+        {"https://x.test/1?a=b:c", true},
+        {"HTTP://x.test", true},
+        {"linear://issue/1", true},
+        {"x.test/a:b", true},
+        {"", true},
+        {"javascript:alert(1)", false},
+        {"JAVASCRIPT:1", false},
+        {"file:///etc/passwd", false},
+        {"data:text/html,x", false},
+        {"http-evil:run", false},
+        {"https\\n://x.test", false},
+        {"mailto:a@x.test", false},
+    };
+    for (const auto& [url, isFit] : rows) {
+        const QString line =
+            uR"(RESULT: {"status":"done","summary":"s","items":[)"
+            R"({"title":"a","verified":true},{"title":"b","url":"%1","verified":true}]})"_s;
+        const auto report = ActionReport::in(line.arg(QString::fromLatin1(url)));
+        ASSERT_TRUE(report) << url;
+        EXPECT_EQ(report->finalStatus(), isFit ? Status::done : Status::unconfirmed) << url;
+        EXPECT_EQ(report->items.value(1).url.has_value(), isFit && *url != '\0') << url;
+    }
+}
+
+TEST(ActionReport, twoThatDisagreeAreNotBelieved) {
+    const QString done =
+        uR"(RESULT: {"status":"done","summary":"s","items":[{"title":"a","verified":true}]})"_s;
+    const QString other =
+        uR"(RESULT: {"status":"done","summary":"s","items":[{"title":"b","verified":true}]})"_s;
+    const QString failed = uR"(RESULT: {"status":"failed","summary":"No."})"_s;
+    const struct {
+        QString output;
+        Status status;
+    } rows[] = {{done + u"\n"_s + done, Status::done},
+                {other + u"\n"_s + done, Status::unconfirmed},
+                {failed + u"\nOnce more.\n"_s + done, Status::unconfirmed},
+                {done + u"\n"_s + failed, Status::failed},
+                {u"RESULT: {\n"_s + done + u"\n"_s + done, Status::unconfirmed}};
+    for (const auto& row : rows) {
+        const auto report = ActionReport::in(row.output);
+        ASSERT_TRUE(report) << qPrintable(row.output);
+        EXPECT_EQ(report->finalStatus(), row.status) << qPrintable(row.output);
+        EXPECT_EQ(report->summary, row.output.endsWith(failed) ? u"No."_s : u"s"_s);
     }
 }
 

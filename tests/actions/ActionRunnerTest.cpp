@@ -160,6 +160,8 @@ TEST_F(ActionRunnerTest, whatAnEndIsWorth) {
          longSummary, 140},
         {good + u"\nRESULT: {"_s, Status::unconfirmed,
          u"No result report. Claude said: "_s + good + u"\nRESULT: {"_s},
+        {u"RESULT: {\"status\":\"failed\",\"summary\":\"No\"}\n"_s + good, Status::unconfirmed,
+         u"Claude reported two different results."_s, 12},
         {u"RESULT: {\"status\":\"partial\",\"summary\":\"Half\"}"_s, Status::unconfirmed, std::nullopt, 4},
     };
     for (const Row& row : rows) {

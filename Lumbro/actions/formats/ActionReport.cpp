@@ -36,14 +36,23 @@ std::optional<ActionReport> decode(QStringView text) {
 }  // namespace
 
 std::optional<ActionReport> ActionReport::in(const QString& output) {
+    std::optional<ActionReport> last;
     const auto lines = QStringView(output).split(u'\n');
     for (const QStringView line : std::views::reverse(lines)) {
         const QStringView text = trimmedOf(line, decoration);
-        if (text.startsWith(label, Qt::CaseInsensitive)) {
-            return decode(trimmedOf(text.sliced(label.size()), decoration));
+        if (!text.startsWith(label, Qt::CaseInsensitive)) {
+            continue;
         }
+        const auto report = decode(trimmedOf(text.sliced(label.size()), decoration));
+        if (last && report != last) {
+            last->isContradicted = true;
+        }
+        if (!report || (last && last->isContradicted)) {
+            return last;
+        }
+        last = report;
     }
-    return std::nullopt;
+    return last;
 }
 
 ActionRun::Status ActionReport::finalStatus() const {
@@ -52,7 +61,8 @@ ActionRun::Status ActionReport::finalStatus() const {
         return ActionRun::Status::failed;
     }
     const bool isShown = !items.isEmpty() && std::ranges::all_of(items, &ActionRun::Item::verified);
-    return word == u"done" && isShown ? ActionRun::Status::done : ActionRun::Status::unconfirmed;
+    return word == u"done" && isShown && !isContradicted ? ActionRun::Status::done
+                                                         : ActionRun::Status::unconfirmed;
 }
 
 }  // namespace lumbro

@@ -13,6 +13,8 @@ struct ActionReport {
     QString status{};
     QString summary{};
     QList<ActionRun::Item> items{};
+    /// An earlier RESULT line of the same output says something else.
+    bool isContradicted = false;
 
     bool operator==(const ActionReport&) const = default;
 
@@ -20,8 +22,8 @@ struct ActionReport {
     /// be read, even where an earlier one could.
     static std::optional<ActionReport> in(const QString& output);
 
-    /// `done` only where at least one item was made and the app showed every one of them; `failed` where the
-    /// model says so; else `unconfirmed`.
+    /// `done` only where at least one item was made, the app showed every one of them and no other RESULT
+    /// line contradicts it; `failed` where the model says so; else `unconfirmed`.
     ActionRun::Status finalStatus() const;
 };
 

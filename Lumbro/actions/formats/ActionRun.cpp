@@ -7,6 +7,7 @@
 #include <QCryptographicHash>
 #include <QJsonArray>
 
+#include <algorithm>
 #include <array>
 #include <utility>
 
@@ -69,14 +70,27 @@ class Fields {
     bool m_isSound = true;
 };
 
+/// Whether a link leads to the web or into a known app, or names no scheme at all.
+bool hasFitScheme(const QString& link) {
+    static constexpr std::array fit{"http", "https", "todoist", "linear", "slack", "notion"};
+    if (std::ranges::any_of(link, [](QChar c) { return c.category() == QChar::Other_Control; })) {
+        return false;
+    }
+    const QString scheme = link.first(std::max(link.indexOf(u':'), qsizetype(0))).toLower();
+    // A colon behind a slash belongs to a path.
+    return scheme.isEmpty() || scheme.contains(u'/') ||
+           std::ranges::any_of(fit, [&](const char* word) { return scheme == QLatin1StringView(word); });
+}
+
 }  // namespace
 
 ActionRunItem ActionRunItem::fromJson(const QJsonValue& value) {
     const QJsonObject json = value.toObject();
     const QString link = json.value(u"url").toString().trimmed();
+    const bool isFit = hasFitScheme(link);
     return {.title = json.value(u"title").toString(),
-            .url = link.isEmpty() ? std::nullopt : std::optional(link),
-            .verified = json.value(u"verified").toBool()};
+            .url = link.isEmpty() || !isFit ? std::nullopt : std::optional(link),
+            .verified = isFit && json.value(u"verified").toBool()};
 }
 
 QJsonObject ActionRunItem::toJson() const {

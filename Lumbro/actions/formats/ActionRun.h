@@ -13,14 +13,15 @@ namespace lumbro {
 /// One thing that a run made or changed in an app.
 struct ActionRunItem {
     QString title{};
-    /// A web link, as the model gave it: not yet one to open.
+    /// A link as the model gave it, on the web or of a known app: not yet one to open.
     std::optional<QString> url{};
     /// The app was asked again and shows it.
     bool verified = false;
 
     bool operator==(const ActionRunItem&) const = default;
 
-    /// Any value gives an item.
+    /// Any value gives an item. One that links to anything else was not made by the app: the link is left out
+    /// and the item counts as not verified.
     static ActionRunItem fromJson(const QJsonValue& value);
     QJsonObject toJson() const;
 };
