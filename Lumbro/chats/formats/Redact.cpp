@@ -189,9 +189,30 @@ std::bitset<Rules::most> Rules::matching(QStringView text) const {
     return found;
 }
 
-}  // namespace
+/// Characters that nobody sees and that may stand in the midst of a key: copied from a page, they mark where
+/// the line may be broken.
+bool isUnseen(char16_t unit) {
+    return unit == 0xad || (unit >= 0x200b && unit <= 0x200d) || unit == 0x2060 || unit == 0xfeff;
+}
 
-QString Redact::secrets(const QString& text) {
+bool hasUnseen(QStringView text) {
+    // Most texts are ASCII, which is found out at the speed of memory.
+    char16_t all = 0;
+    for (const QChar c : text) {
+        all |= c.unicode();
+    }
+    return all >= letters && std::ranges::any_of(text, [](QChar c) { return isUnseen(c.unicode()); });
+}
+
+/// The text without unseen characters between two that keys are made of. In other scripts they have a
+/// meaning.
+QString joined(const QString& text) {
+    static const QRegularExpression unseen(
+        uR"((?<=[!-~])[\x{ad}\x{200b}-\x{200d}\x{2060}\x{feff}]+(?=[!-~]))"_s);
+    return QString(text).remove(unseen);
+}
+
+QString withoutSecrets(const QString& text) {
     static const Rules rules;
     QString result = withStandIns(text);
     const auto matching = rules.matching(result);
@@ -208,6 +229,20 @@ QString Redact::secrets(const QString& text) {
         }
     }
     return withMarks(std::move(result));
+}
+
+}  // namespace
+
+QString Redact::secrets(const QString& text) {
+    QString result = withoutSecrets(text);
+    if (hasUnseen(result)) {
+        const QString whole = joined(result);
+        QString again = withoutSecrets(whole);
+        if (again != whole) {
+            return again;
+        }
+    }
+    return result;
 }
 
 }  // namespace lumbro

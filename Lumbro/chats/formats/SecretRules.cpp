@@ -127,7 +127,24 @@ constexpr std::array rules{
                R"(\1[hidden])"},
     SecretRule{"bearer", R"((?i)\b(bearer\s+)(?=[A-Za-z0-9._~+/\-]*\d)[A-Za-z0-9._~+/=\-]{16,})",
                R"(\1[hidden])"},
-    SecretRule{"://", R"((://[^\s:/@"'<>`]{0,100}:)(?![$<{\[*])[^\s/"'<>`]{1,200}(?=@))", R"(\1[hidden])"},
+    // Up to the last "@": a password may hold one, and a slash. What follows a host is its port.
+    SecretRule{"://",
+               R"re((?<!file)(://[^\s:/@\["'<>`]{0,100}:)(?![$<{\[*]|%[ds]|\d{1,5}[/?#,;)]|(?i:port)\b))re"
+               R"re([^\s"'<>`]{1,200}(?=@(?!sha\d)))re",
+               R"(\1[hidden])"},
+    // A token in the place of the user's name.
+    SecretRule{"://",
+               R"((https?://)(?:(?=[A-Za-z0-9_\-]*\d)[A-Za-z0-9_\-]{20,}+|[A-Za-z0-9_\-]{32,}+))"
+               R"((?=(?::[^\s/@]{0,200})?@))",
+               R"(\1[hidden])"},
+    SecretRule{"basic",
+               R"((?i)(\bbasic[ \t]+)(?:[A-Za-z0-9+/]{8,}==|(?=[A-Za-z0-9+/]*\d)(?:[A-Za-z0-9+/]{8,}=|)"
+               R"((?-i:(?=[a-z0-9+/]*[A-Z])(?=[A-Z0-9+/]*[a-z]))[A-Za-z0-9+/]{16,}))(?![A-Za-z0-9+/=]))",
+               R"(\1[hidden])"},
+    SecretRule{"_auth _password",
+               R"((?<![A-Za-z0-9.])(_(?:auth|password)[ \t]*=[ \t]*["']?))"
+               R"((?=[A-Za-z0-9+/_\-]*[\d=])[A-Za-z0-9+/=_\-]{8,}+(?![.(\[]))",
+               R"(\1[hidden])"},
     SecretRule{"curl",
                R"((\bcurl\b[^\n]{0,500}?\s(?:-u|--user)[ =]?["']?[^\s:'"$]{1,100}:)(?![$<{\[])[^\s'"]+)",
                R"(\1[hidden])"},
@@ -186,6 +203,46 @@ constexpr std::array rules{
         R"((?im)(\bpass[_\-]?phrase[ \t]*[:=][ \t]*)(?![$<{\["'`(])(?!(?:string|str|bytes|null|none)\b))"
         R"((?:[^\s()=;{}]+[ \t]+[^\n()=;{}]+$|(?=[^\s()]*\d)[^\s()=;{}.]{6,}))",
         R"(\1[hidden])"},
+    // Four words or more to the end of the line, none of them one that sentences about passwords have.
+    SecretRule{
+        "password passwd passwort",
+        R"((?im)(\bpass(?:word|wd|wort)[ \t]*[:=][ \t]*)(?![^\n]{0,200}?\b(?:the|an?|is|are|was|be|must|should|)"
+        R"(shall|can|cannot|may|will|would|could|needs?|has|have|had|do|does|did|not|no|never|none|see|ask|same|)"
+        R"(field|login|reset|required?|optional|minimum|at|least|characters?|set|empty|missing|wrong|invalid|)"
+        R"(too|uses?|using|when|if|only|please|then|from|for|with|without|to|in|on|of|and|or|by|as|it|we|you)\b))"
+        R"((?:\[hidden\]|[A-Za-z0-9]{1,24})(?:[ \t]+[A-Za-z0-9]{1,24}){3,12}[ \t]*$)",
+        R"(\1[hidden])"},
+
+    // Names that are short or hold a blank; what follows has letters and digits.
+    SecretRule{"_pass= _pwd= _pw=",
+               R"((?<=[A-Z0-9])(_(?:PASS|PWD|PW)=["']?)(?![$<{(/~.\[])(?!(?i:true|false|null|none)\b))"
+               R"([^\s"'`]{4,})",
+               R"(\1[hidden])"},
+    SecretRule{"_pass _pwd _pw",
+               R"((?i)((?<=[a-z0-9])_(?:pass|pwd|pw)["']?[ \t]*[:=][ \t]*["']?)(?=[^\s"'`]*[A-Za-z]))"
+               R"((?=[^\s"'`]*\d)(?![$<{(/~.\[])[^\s"'`(),;.]{6,}+(?![(.]))",
+               R"(\1[hidden])"},
+    SecretRule{"pw: pw= pwd: pwd= pass= passwort kennwort",
+               R"((?i)(\b(?:pwd?|passwort|kennwort|pass(?==))[:=][ \t]*["']?)(?![$<{(/~.\[]|[A-Z]:\\))"
+               R"((?=[^\s"'`]*[A-Za-z])(?=[^\s"'`]*[\d!@#$%^*+])[^\s"'`(),;]{6,})",
+               R"(\1[hidden])"},
+    SecretRule{"key",
+               R"((?i)(\b(?:api|access|secret|auth|encryption)[ \t]key(?:[ \t]*[:=]|[ \t]is)[ \t]*["'`]?))"
+               R"((?=[A-Za-z0-9+/=_\-]*\d)(?=[+/=_\-]?(?:[A-Za-z0-9]+[+/=_\-]+){0,8}[A-Za-z0-9]{16}))"
+               R"([A-Za-z0-9+/=_\-]{16,}+(?![.(\[]))",
+               R"(\1[hidden])"},
+    // As a program is called.
+    SecretRule{
+        "-pass -token -secret -api",
+        R"((?<![A-Za-z0-9\-])(--(?:[a-z]+-){0,3}(?:password|passwd|passphrase|pass|token|secret|api-?key))"
+        R"((?:[ \t]+|=)["']?)(?![$<{(\[\-|&>@/~.]|\d>|https?:|[a-z]+=)(?=[^\s"'`]*[A-Za-z]))"
+        R"((?=[^\s"'`]*[\d!#%^*])[^\s"'`]{6,})",
+        R"(\1[hidden])"},
+    // The token that stands beside the id of its account.
+    SecretRule{"AC0 AC1 AC2 AC3 AC4 AC5 AC6 AC7 AC8 AC9 ACa ACb ACc ACd ACe ACf",
+               LUMBRO_EDGE R"((AC[0-9a-f]{32}(?![0-9A-Za-z])[\s\S]{1,120}?(?<![0-9A-Za-z])))"
+                           R"([0-9a-f]{32}(?![0-9A-Za-z]))",
+               R"(\1[hidden])"},
 };
 
 #undef LUMBRO_EDGE
