@@ -107,8 +107,15 @@ TEST(EventDraft, readsTheLinesOfAnEvent) {
 
 TEST(EventDraft, lengthsAsPeopleWriteThem) {
     const QList<std::pair<QString, int>> rows{
-        {u"2h"_s, 120},    {u"45"_s, 45},        {u"soon"_s, 30},
-        {u"90 min"_s, 90}, {u"0.5 Hours"_s, 30}, {u"9999999999999999999 h"_s, 527040},
+        {u"2h"_s, 120},
+        {u"45"_s, 45},
+        {u"soon"_s, 30},
+        {u"90 min"_s, 90},
+        {u"0.5 Hours"_s, 30},
+        {u"24 h"_s, 1440},
+        {u"25 h"_s, 30},
+        {u"9999999999 min"_s, 30},
+        {u"9999999999999999999 h"_s, 30},
     };
     for (const auto& [length, minutes] : rows) {
         const auto draft = EventDraft::parse(u"Event: x\nWhen: 2026-03-05T14:00\nLength: "_s + length);

@@ -51,14 +51,17 @@ std::optional<QDateTime> time(const QString& text) {
 
 int minutesOf(const QString& text) {
     static const QRegularExpression number(u"(\\d+(?:\\.\\d+)?)"_s);
-    constexpr double most = 366.0 * 24 * 60;
+    constexpr int usual = 30;
+    constexpr double most = 24 * 60;
     const QString lower = text.toLower();
     const auto match = number.match(lower);
     if (!match.hasMatch()) {
-        return 30;
+        return usual;
     }
     const bool isHours = lower.contains(u'h') && !lower.contains(u"min");
-    return static_cast<int>(std::min(match.captured(1).toDouble() * (isHours ? 60 : 1), most));
+    const double minutes = match.captured(1).toDouble() * (isHours ? 60 : 1);
+    // A number that no call lasts is a slip of the agent's, and the user would find the days blocked.
+    return minutes <= most ? static_cast<int>(minutes) : usual;
 }
 
 QStringList guests(const QString& text) {
