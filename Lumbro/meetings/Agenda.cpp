@@ -14,6 +14,7 @@ constexpr qint64 lookBack = 14'400;
 constexpr qint64 twoDays = 172'800;
 constexpr qint64 ahead = 43'200;
 constexpr qint64 beforeStart = 600;
+constexpr qint64 oneDay = 86'400;
 /// A brief's date and the start that it is for differ by less, in milliseconds.
 constexpr qint64 sameStart = 60'000;
 
@@ -103,7 +104,10 @@ std::optional<PrepEvent> find(const QList<PrepEvent>& agenda, const QString& tex
     std::ranges::stable_partition(order, [&now](const PrepEvent& event) { return event.end >= now; });
     const QString name = text.simplified();
     if (name.isEmpty()) {
-        order.removeIf([&now](const PrepEvent& event) { return event.end < now; });
+        // Days on end are a journey or a fair, and nobody asks for their brief without naming them.
+        order.removeIf([&now](const PrepEvent& event) {
+            return event.end < now || event.start.secsTo(event.end) > oneDay;
+        });
         const auto met = firstOf(order, [](const PrepEvent& event) { return !event.attendees.isEmpty(); });
         return met || order.isEmpty() ? met : std::optional(order.first());
     }

@@ -37,7 +37,7 @@ std::optional<PrepEvent> eventNow(const QList<PrepEvent>& agenda, const QDateTim
 
 /// The agenda's event that the user means by `text`: its key or id, else the beginning of its title, else a
 /// part of it, in any case; of several the next one, past ones last. Without a text the meeting that is on or
-/// comes next, one with people before one without.
+/// comes next, one with people before one without, and none that lasts for more than a day.
 std::optional<PrepEvent> find(const QList<PrepEvent>& agenda, const QString& text, const QDateTime& now);
 
 /// The first of the captures that holds the brief for this event: it has its title and its start.

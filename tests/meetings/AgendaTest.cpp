@@ -182,4 +182,9 @@ TEST(Agenda, findsTheMeetingThatIsMeant) {
     EXPECT_EQ(agenda::find(day, {}, at(17, 0)), std::nullopt);
     EXPECT_EQ(agenda::find(agenda::of({lunch}), {}, at(11, 0))->title, u"Lunch"_s);
     EXPECT_EQ(agenda::find(day, u"lunch"_s, at(17, 0))->title, u"Lunch"_s) << "also one that is over";
+    auto fair = event(u"Fair"_s, at(9, 0).addDays(-60), 90 * 24 * 60);
+    fair.attendees = review.attendees;
+    EXPECT_EQ(agenda::find(agenda::of({fair, lunch}), {}, at(11, 0))->title, u"Lunch"_s);
+    EXPECT_EQ(agenda::find(agenda::of({fair}), {}, at(11, 0)), std::nullopt);
+    EXPECT_EQ(agenda::find(agenda::of({fair, lunch}), u"fair"_s, at(11, 0))->title, u"Fair"_s);
 }
