@@ -95,7 +95,7 @@ std::optional<Librarian::Work> Librarian::workOn(const CaptureRecord& listed, Ag
         return Work{record, {}, std::move(reply)};
     }
     const LibrarianInput input = LibrarianInput::of(record, m_library);
-    if (input.text.isEmpty()) {
+    if (input.text.isEmpty() && input.brokenFile.isEmpty()) {
         if (input.through) {
             markRead(record, *input.through);
         }
@@ -118,6 +118,10 @@ Task<Result<MemoryPass>> Librarian::run(CaptureRecord record, Cancel cancel, Aga
     std::optional<Work> work = workOn(record, again);
     if (!work) {
         co_return MemoryPass{.captureID = record.id()};
+    }
+    if (!work->input.brokenFile.isEmpty()) {
+        co_return fail(u"%1 of \"%2\" can't be read, so nothing was taken in; mend or remove it first."_s.arg(
+            work->input.brokenFile, record.id()));
     }
     if (!QFileInfo(record.folder).isWritable()) {
         // Nobody would remember that it was read.

@@ -8,6 +8,8 @@
 #include "engines/formats/EngineInput.h"
 #include "library/ContextLibrary.h"
 
+#include <QFileInfo>
+
 #include <algorithm>
 
 namespace lumbro {
@@ -21,8 +23,19 @@ qsizetype pieces(const QString& text) {
     return text.split(u' ', Qt::SkipEmptyParts).size();
 }
 
+/// Whether the file is there and `decode` gives nothing for it.
+bool isBroken(const CaptureRecord& record, const QString& name, const auto& decode) {
+    const QString path = record.path(name);
+    const auto bytes = readFile(path);
+    return bytes ? !decode(*bytes) : QFileInfo::exists(path);
+}
+
 LibrarianInput ofCapture(const CaptureRecord& record, const ContextLibrary& library) {
     const TranscriptSegments segments = library.segments(record);
+    const QString file = u"transcript.json"_s;
+    if (segments.isEmpty() && isBroken(record, file, transcript::decodeWhole)) {
+        return {.text = {}, .through = std::nullopt, .brokenFile = file};
+    }
     const QString notes = library.notes(record);
     qsizetype words = pieces(notes);
     words += pieces(readTextFile(record.path(u"screen.md"_s)).value_or(QString()));
@@ -32,7 +45,7 @@ LibrarianInput ofCapture(const CaptureRecord& record, const ContextLibrary& libr
     if (words <= wordsToPassOver) {
         return {};
     }
-    return {EngineInput::build(record, segments, notes), std::nullopt};
+    return {EngineInput::build(record, segments, notes), std::nullopt, {}};
 }
 
 /// The oldest of the entries that fit in one run; never none as long as there is one. Those of one moment
@@ -54,11 +67,14 @@ SessionEntries nextBatch(SessionEntries entries) {
 LibrarianInput ofSession(const CaptureRecord& record) {
     const QByteArray bytes = readFile(record.path(SessionLog::jsonName())).value_or(QByteArray());
     const SessionEntries all = SessionLog::decode(bytes).value_or(SessionEntries());
+    if (all.isEmpty() && isBroken(record, SessionLog::jsonName(), SessionLog::decode)) {
+        return {.text = {}, .through = std::nullopt, .brokenFile = SessionLog::jsonName()};
+    }
     const SessionEntries batch = nextBatch(SessionLog::unread(all, record.meta));
     if (batch.isEmpty()) {
         return {};
     }
-    LibrarianInput input{{}, batch.last().time};
+    LibrarianInput input{{}, batch.last().time, {}};
     // Of what was said alone: the headings of any log have more words than that.
     qsizetype words = 0;
     for (const SessionEntry& entry : batch) {

@@ -391,6 +391,19 @@ TEST_F(MemoryCommands, changeNothingWhenTheAgentGivesNoObject) {
     EXPECT_FALSE(line.run({u"show"_s, u"last"_s, u"--json"_s}).object().contains(u"memorizedAt"_s));
 }
 
+TEST_F(MemoryCommands, sayThatATranscriptIsBroken) {
+    line.installAgent();
+    addMeeting();
+    line.write(meeting, u"transcript.json"_s, "[{");
+    const Finished update = line.run({u"memory"_s, u"update"_s, u"last"_s});
+    EXPECT_EQ(update.status, 1);
+    EXPECT_TRUE(update.errors.contains(u"lumbro: transcript.json of"_s)) << qPrintable(update.errors);
+    const Finished caughtUp = line.run({u"memory"_s, u"catch-up"_s, u"--json"_s});
+    EXPECT_EQ(caughtUp.status, 1);
+    EXPECT_TRUE(
+        caughtUp.array().first().toObject().value(u"error"_s).toString().contains(u"can't be read"_s));
+}
+
 TEST_F(MemoryCommands, endTheAgentOnInterrupt) {
     line.installAgent();
     addMeeting();

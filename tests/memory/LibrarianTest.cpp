@@ -311,7 +311,26 @@ TEST_F(LibrarianTest, passesOverTheChatterOfALogForGood) {
     EXPECT_TRUE((*pass(record, {u"{}"_s}))->updated);
     EXPECT_FALSE(asked(0).contains(u"Me: ok"_s));
     scratch.write(u"library/captures/%1/session.json"_s.arg(record.id()), "[{");
-    EXPECT_FALSE((*pass(record, {}))->updated);
+    EXPECT_FALSE(pass(record, {})->has_value());
+}
+
+TEST_F(LibrarianTest, readsNoCaptureWhoseWordsAreInABrokenFile) {
+    const CaptureRecord record = capture(CaptureKind::meeting, u"Weekly"_s, 0);
+    const CaptureRecord whole = capture(CaptureKind::meeting, u"Short"_s, 3, 10);
+    const QString notes = QStringList(20, u"note"_s).join(u' ');
+    scratch.write(u"library/captures/%1/notes.md"_s.arg(record.id()), notes.toUtf8());
+    scratch.write(u"library/captures/%1/transcript.json"_s.arg(record.id()), "[{");
+    const auto refused = pass(record, {});
+    ASSERT_TRUE(refused && !*refused);
+    EXPECT_TRUE(refused->error().message.startsWith(u"transcript.json of"_s));
+    EXPECT_FALSE(meta(record).memorizedAt.has_value());
+    const MemoryCatchUp caughtUp = wait(librarian.catchUp());
+    ASSERT_EQ(caughtUp.misses.size(), 1);
+    EXPECT_EQ(caughtUp.misses.first().captureID, record.id());
+    EXPECT_EQ(caughtUp.passes, QList<MemoryPass>{{.captureID = whole.id()}});
+    EXPECT_TRUE(agent.calls.empty());
+    ASSERT_TRUE(QFile::remove(record.path(u"transcript.json"_s)));
+    EXPECT_TRUE((*pass(record, {u"{}"_s}))->updated);
 }
 
 TEST_F(LibrarianTest, changesLittleForAChatWhateverTheModelSays) {

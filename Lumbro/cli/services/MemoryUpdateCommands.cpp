@@ -182,6 +182,10 @@ Task<int> memoryCatchUp(CommandContext context) {
     } else {
         output.printLine(
             u"%1 of %2 taken in."_s.arg(updated).arg(counted(count, u"capture"_s, u"captures"_s)));
+        if (const auto tooShort = result.passes.size() - updated; tooShort > 0) {
+            output.say(u"%1 too few words to be taken in."_s.arg(
+                counted(tooShort, u"capture holds"_s, u"captures hold"_s)));
+        }
         sayMisses(output, result);
         if (!result.elsewhere.isEmpty()) {
             output.say(u"%1 left to another process that was reading it."_s.arg(
