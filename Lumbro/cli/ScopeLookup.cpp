@@ -17,6 +17,13 @@ Result<AskScope> findScope(const QString& capturesFolder, const MemoryStore& mem
             findPage(memory, isPerson ? MemoryEntity::Kind::person : MemoryEntity::Kind::project, scope.id);
         return page ? Result<AskScope>({scope.kind, page->id}) : std::unexpected(page.error());
     }
+    if (scope.kind == Kind::company) {
+        const auto company = memory.company(scope.id);
+        return company
+                   ? Result<AskScope>({scope.kind, company->domain})
+                   : fail(FailureKind::notFound,
+                          u"There is no company \"%1\"; `lumbro companies` lists them all."_s.arg(scope.id));
+    }
     return scope;
 }
 

@@ -151,6 +151,14 @@ TEST_F(AskCommands, aScopeAndAnEngineAreToldToTheAgent) {
         file(run.object().value(u"thread"_s).toString()).contains(u"scope: capture:%1\n"_s.arg(captureID)));
 }
 
+TEST_F(AskCommands, aCompanyIsFoundByItsDomain) {
+    line.home().write(u"Quillet/memory/people/bo-li.md"_s,
+                      "---\nname: Bo Li\nemail: bo@acme.com\n---\n# Bo Li\n");
+    const Finished run = line.run({u"ask"_s, u"Who?"_s, u"--scope"_s, u"company:ACME.com"_s, u"--json"_s});
+    ASSERT_EQ(run.status, 0) << qPrintable(run.errors);
+    EXPECT_TRUE(file(run.object().value(u"thread"_s).toString()).contains(u"scope: company:acme.com\n"_s));
+}
+
 TEST_F(AskCommands, whatCannotBeAskedIsSaidInOneSentence) {
     struct Row {
         QStringList arguments;
@@ -164,6 +172,7 @@ TEST_F(AskCommands, whatCannotBeAskedIsSaidInOneSentence) {
         {{u"ask"_s, u"Q"_s, u"--scope"_s, u"planet:mars"_s}, 2, "\"planet:mars\" is no scope"},
         {{u"ask"_s, u"Q"_s, u"--scope"_s, u"capture:none"_s}, 1, "There is no capture \"none\""},
         {{u"ask"_s, u"Q"_s, u"--scope"_s, u"person:nobody"_s}, 1, "There is no person \"nobody\""},
+        {{u"ask"_s, u"Q"_s, u"--scope"_s, u"company:nope"_s}, 1, "There is no company \"nope\""},
         {{u"ask"_s, u"Q"_s, u"--engine"_s, u"none"_s}, 1, "There is no engine \"none\""},
         {{u"asks"_s, u"show"_s, u"last"_s}, 1, "There is no conversation \"last\""},
         {{u"asks"_s, u"delete"_s, u"none"_s}, 1, "There is no conversation \"none\""},
