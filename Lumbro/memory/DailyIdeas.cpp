@@ -3,6 +3,7 @@
 #include "LumbroCore/AppLog.h"
 #include "LumbroCore/AtomicFile.h"
 #include "LumbroCore/Dates.h"
+#include "LumbroCore/LockFile.h"
 #include "engines/formats/EngineInput.h"
 #include "library/ContextLibrary.h"
 #include "memory/DailyPass.h"
@@ -172,6 +173,10 @@ QList<CaptureRecord> DailyIdeas::captures(const QDateTime& day) const {
 Task<Result<QList<DailyIdea>>> DailyIdeas::run(QDateTime day, bool present, Cancel cancel) {
     if (m_isRunning) {
         co_return fail(FailureKind::cancelled, u"The day is already being looked through."_s);
+    }
+    const LockFile claim(m_ports.library.root() + u"/.ideas.lock"_s);
+    if (!claim.isMine()) {
+        co_return fail(u"Another Lumbro looks through the day; its ideas will be in the list in a moment."_s);
     }
     const QPointer<DailyIdeas> alive(this);
     const Busy busy(*this);

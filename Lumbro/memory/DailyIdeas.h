@@ -62,8 +62,8 @@ class DailyIdeas final : public QObject {
     bool isRunning() const { return m_isRunning; }
 
     /// Makes the pass for the day of `day` and gives the ideas that are new. With `present` the user is shown
-    /// them, or told why there are none. A failure is logged; it is `cancelled` when another pass runs. The
-    /// handle may be none.
+    /// them, or told why there are none. A failure is logged; it is `cancelled` when another pass
+    /// runs. While another process makes one, it fails and nobody is told. The handle may be none.
     Task<Result<QList<DailyIdea>>> run(QDateTime day, bool present, Cancel cancel = nullptr);
     /// The finished captures that began on the day, oldest first; a brief is no day's work.
     QList<CaptureRecord> captures(const QDateTime& day) const;

@@ -306,6 +306,23 @@ TEST_F(DailyPassesTest, aPassThatIsAskedForTellsWhyThereIsNothing) {
     EXPECT_EQ(settings.string(ideasDay), QString());
 }
 
+TEST_F(DailyPassesTest, twoProcessesPayForOnePass) {
+    capture(at(9, 0));
+    DailyIdeas ideas(ideasPorts());
+    DailyIdeas theirs(ideasPorts());
+    begin(theirs, false);
+    std::exchange(result, std::nullopt);
+    begin(ideas);
+    ASSERT_EQ(agent.calls.size(), 1U);
+    ASSERT_TRUE(result && !*result);
+    EXPECT_TRUE(result->error().message.startsWith(u"Another Lumbro looks through the day"_s));
+    EXPECT_TRUE(shown.isEmpty() && !ideas.isRunning());
+    agent.calls.back()->answer(u"{}"_s);
+    begin(ideas);
+    ASSERT_EQ(agent.calls.size(), 2U) << "once the other one is through";
+    agent.calls.back()->answer(u"{}"_s);
+}
+
 TEST_F(DailyPassesTest, ideasThatCannotBeWrittenAreNotTakenForNone) {
     capture(at(9, 0));
     DailyIdeas ideas(ideasPorts());
