@@ -6,7 +6,9 @@
 #include <QDateTime>
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 
+#include <algorithm>
 #include <condition_variable>
 #include <cstdlib>
 #include <mutex>
@@ -99,6 +101,22 @@ void AppLog::write(const QString& level, const QString& tag, const QString& mess
     const QString line = dates::logStamp(QDateTime::currentDateTime()) + u' ' + level + u" ["_s + tag +
                          u"] "_s + message + u'\n';
     Writer::shared().add({level, tag, message, line});
+}
+
+void AppLog::errorOnce(const QString& tag, const QString& message, const QDateTime& since) {
+    constexpr qint64 mostRead = qint64(64) * 1024;
+    const QByteArray said = QString(u" ERROR ["_s + tag + u"] "_s + message).toUtf8();
+    const QByteArray from = dates::logStamp(since).toUtf8();
+    QFile file(url());
+    if (QFileInfo(file).isFile() && file.open(QIODevice::ReadOnly)) {
+        file.seek(std::max(qint64(0), file.size() - mostRead));
+        const auto lines = file.read(mostRead).split('\n');
+        if (std::ranges::any_of(
+                lines, [&](const QByteArray& line) { return line.endsWith(said) && line >= from; })) {
+            return;
+        }
+    }
+    error(tag, message);
 }
 
 QString AppLog::url() {

@@ -2,6 +2,7 @@
 
 #include "LumbroCore/Literals.h"
 
+#include <QDateTime>
 #include <QString>
 
 namespace lumbro {
@@ -14,6 +15,9 @@ class AppLog {
     static void write(const QString& level, const QString& tag, const QString& message);
     static void info(const QString& tag, const QString& message) { write(u"INFO"_s, tag, message); }
     static void error(const QString& tag, const QString& message) { write(u"ERROR"_s, tag, message); }
+    /// Like `error`, unless the end of the file holds the same line from `since` or later: what each process
+    /// meets anew is told once. Reads the file.
+    static void errorOnce(const QString& tag, const QString& message, const QDateTime& since);
 
     /// The log file's path. Makes its folder when that is missing.
     static QString url();

@@ -14,7 +14,8 @@ void BrokenFiles::report(const QString& path, const QString& consequence) {
         return;
     }
     m_reported[path] = modified;
-    AppLog::error(u"library"_s, path.section(u'/', -3) + u" can't be read"_s + consequence);
+    AppLog::errorOnce(u"library"_s, path.section(u'/', -3) + u" can't be read"_s + consequence,
+                      QFileInfo(path).metadataChangeTime());
 }
 
 }  // namespace lumbro

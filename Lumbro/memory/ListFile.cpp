@@ -30,7 +30,8 @@ QByteArray ListFile::read() {
     if (!bytes && (m_stamp.exists() || QFileInfo(m_path).isSymLink())) {
         m_fault = {m_path, MemoryFault::Kind::unreadable};
         if (m_stamp != before) {
-            AppLog::error(u"memory"_s, m_path.section(u'/', -1) + u" can't be read"_s);
+            AppLog::errorOnce(u"memory"_s, m_path.section(u'/', -1) + u" can't be read"_s,
+                              QFileInfo(m_path).metadataChangeTime());
         }
     } else if (bytes && !QUtf8StringView(*bytes).isValidUtf8()) {
         m_fault = {m_path, MemoryFault::Kind::oddBytes};

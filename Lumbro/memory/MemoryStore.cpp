@@ -70,8 +70,9 @@ struct MemoryStore::Private {
     void logUnreadable() const {
         for (const PageFolder* folder : {&peopleFolder, &projectsFolder}) {
             for (const QString& name : folder->unreadable()) {
-                AppLog::error(u"memory"_s, folder->path().section(u'/', -1) + u'/' + name +
-                                               u" can't be read and is left out"_s);
+                const QString path = folder->path() + u'/' + name;
+                AppLog::errorOnce(u"memory"_s, path.section(u'/', -2) + u" can't be read and is left out"_s,
+                                  QFileInfo(path).metadataChangeTime());
             }
         }
     }

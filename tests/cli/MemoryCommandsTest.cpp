@@ -159,6 +159,8 @@ TEST_F(MemoryCommands, tellWhatCannotBeReadAndListTheRest) {
     EXPECT_EQ(line.run({u"person"_s, u"broken"_s}).errors.section(u' ', 1, 1),
               folder + u"/people/broken.md"_s);
     EXPECT_EQ(line.run({u"projects"_s}).errors, QString());
+    const QByteArray log = line.home().read(u"Library/Logs/Quillet/handoff.log"_s);
+    EXPECT_LE(log.count("people/dir.md can't be read"), 1) << log.constData();
     const Finished odd = line.run({u"promises"_s, u"--json"_s});
     EXPECT_EQ(odd.array().size(), 4);
     EXPECT_TRUE(odd.errors.contains(u"promises.md holds bytes that are no UTF-8 text"_s));

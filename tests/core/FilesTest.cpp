@@ -108,3 +108,19 @@ TEST(AppLog, keepsLinesOfManyThreadsWholeAndInTheOrderOfEachThread) {
     EXPECT_EQ(next, (std::array{lines, lines, lines, lines}));
     EXPECT_EQ(QFile::permissions(AppLog::url()) & forOthers, QFile::Permissions());
 }
+
+TEST(AppLog, tellsOnceWhatManyProcessesMeet) {
+    const QDateTime begin = QDateTime::currentDateTime();
+    const auto count = [](const QByteArray& text) {
+        AppLog::flush();
+        return readFile(AppLog::url()).value_or(QByteArray()).count(" ERROR [test] " + text + '\n');
+    };
+    for (int i = 0; i < 3; ++i) {
+        AppLog::errorOnce(u"test"_s, u"bad.md is broken"_s, begin);
+        EXPECT_EQ(count("bad.md is broken"), 1);
+    }
+    AppLog::errorOnce(u"test"_s, u"bad.md is"_s, begin);
+    EXPECT_EQ(count("bad.md is"), 1);
+    AppLog::errorOnce(u"test"_s, u"bad.md is broken"_s, QDateTime::currentDateTime().addSecs(1));
+    EXPECT_EQ(count("bad.md is broken"), 2) << "it changed since";
+}
