@@ -1,12 +1,14 @@
 #include "meetings/MeetingPrep.h"
 
 #include "LumbroCore/AppLog.h"
+#include "LumbroCore/LockFile.h"
 #include "engines/formats/EngineInput.h"
 #include "library/ContextLibrary.h"
 #include "meetings/Agenda.h"
 #include "meetings/PrepInput.h"
 #include "memory/MemoryStore.h"
 
+#include <QCryptographicHash>
 #include <QPointer>
 
 #include <algorithm>
@@ -19,6 +21,7 @@ using namespace std::chrono_literals;
 namespace {
 
 constexpr auto interval = 30s;
+constexpr qsizetype markSize = 16;
 const QString area = u"prep"_s;
 const QString engineID = u"prep"_s;
 
@@ -41,6 +44,12 @@ QString rawValue(CalendarAccess access) {
             break;
     }
     return u"not determined"_s;
+}
+
+/// Where a process that has the brief written says so to others.
+QString claimPath(const QString& root, const PrepEvent& event) {
+    const QByteArray mark = QCryptographicHash::hash(event.key().toUtf8(), QCryptographicHash::Sha1).toHex();
+    return root + u"/.prep-%1.lock"_s.arg(QString::fromLatin1(mark.first(markSize)));
 }
 
 Task<> dropResult(Task<Result<CaptureRecord>> brief) {
@@ -144,10 +153,30 @@ Task<Result<CaptureRecord>> MeetingPrep::prepare(PrepEvent event, Cancel cancel)
         co_return fail(FailureKind::notFound,
                        u"The engine \"prep\" is missing in %1."_s.arg(m_ports.library.enginesFolder()));
     }
+    const auto known = brief(event);
+    const LockFile claim(claimPath(m_ports.library.root(), event));
+    if (!claim.isMine()) {
+        // Should the other one fail, the next look tries.
+        m_attempted.remove(event.key());
+        co_return fail(
+            u"Another Lumbro has the brief for \"%1\" written; it will be there in a moment."_s.arg(
+                event.title));
+    }
+    if (!known) {
+        // The one who had the lock until now may have written it.
+        m_ports.library.reloadCaptures();
+        if (const auto theirs = brief(event)) {
+            co_return *theirs;
+        }
+    }
+    co_return co_await write(std::move(event), *engine, std::move(cancel));
+}
+
+Task<Result<CaptureRecord>> MeetingPrep::write(PrepEvent event, Engine engine, Cancel cancel) {
     const QPointer<MeetingPrep> alive(this);
     const Busy busy(*this, event.key());
     m_ports.memory.reload(false);
-    AgentRequest asked = request(event, EngineInput::systemPrompt(*engine, std::nullopt), engine->model);
+    AgentRequest asked = request(event, EngineInput::systemPrompt(engine, std::nullopt), engine.model);
     if (!cancel) {
         cancel = std::make_shared<CancellationHandle>();
     }

@@ -4,6 +4,7 @@
 #include "LumbroCore/Failure.h"
 #include "LumbroCore/Settings.h"
 #include "LumbroCore/Task.h"
+#include "engines/formats/Engine.h"
 #include "library/formats/CaptureMeta.h"
 #include "meetings/formats/PrepEvent.h"
 #include "platform/CalendarStore.h"
@@ -76,7 +77,8 @@ class MeetingPrep final : public QObject {
     QString context(const PrepEvent& event) const;
 
     /// Has the brief written and files it as a capture; in place of the text of an earlier brief for the same
-    /// meeting. A failure is logged and given back. The handle may be none.
+    /// meeting. Gives the brief that another process has filed since the captures were read, and fails while
+    /// one has it written. A failure of the agent is logged and given back. The handle may be none.
     Task<Result<CaptureRecord>> prepare(PrepEvent event, Cancel cancel = nullptr);
 
   Q_SIGNALS:
@@ -88,6 +90,7 @@ class MeetingPrep final : public QObject {
     class Busy;
 
     Task<> tick();
+    Task<Result<CaptureRecord>> write(PrepEvent event, Engine engine, Cancel cancel);
     void consider(const PrepEvent& event, const QDateTime& now);
     bool wantsBrief(const PrepEvent& event);
     void assign(CalendarAccess access, const QList<PrepEvent>& agenda);

@@ -31,11 +31,12 @@ class MeetingPrepTest : public ::testing::Test {
         scratch.write(u"library/engines/prep.md"_s, "---\n" + fields + "\nversion: 99\n---\nBrief me.\n");
     }
     QDateTime in(int seconds) const { return clock.now().addSecs(seconds); }
-    MeetingPrep::Ports ports() {
+    MeetingPrep::Ports ports() { return portsWith(library); }
+    MeetingPrep::Ports portsWith(ContextLibrary& captures) {
         return {.calendar = calendar,
                 .clock = clock,
                 .settings = settings,
-                .library = library,
+                .library = captures,
                 .memory = memory,
                 .agent = agent,
                 .present = [this](const MeetingOffer& offer) { offers.append(offer); },
@@ -44,7 +45,7 @@ class MeetingPrepTest : public ::testing::Test {
                         return !offers.isEmpty() && isOnShow && offers.last().event.key() == event.key();
                     }};
     }
-    void answer(const QString& text = u"# Brief"_s) { agent.calls.back()->answer(text); }
+    void answer(const Result<QString>& text = u"# Brief"_s) { agent.calls.back()->answer(text); }
     QStringList offered() const {
         QStringList told;
         for (const MeetingOffer& offer : offers) {
@@ -179,6 +180,7 @@ TEST_F(MeetingPrepTest, aBriefIsTriedOnceAndAMeetingThatMovesIsANewOne) {
     clock.advance(30s);
     ASSERT_EQ(agent.calls.size(), 2U);
     EXPECT_TRUE(agent.calls.back()->request.context.contains(u"9:44 AM"));
+    answer();
 }
 
 TEST_F(MeetingPrepTest, ABriefOfAMeetingThatMovesMeanwhileIsNotTakenForTheNewOnes) {
@@ -266,6 +268,7 @@ TEST_F(MeetingPrepTest, switchedOffItOnlyReads) {
     settings.set(u"meetingPrepEnabled"_s, true);
     clock.advance(30s);
     EXPECT_EQ(agent.calls.size(), 1U);
+    answer();
 }
 
 TEST_F(MeetingPrepTest, withoutAccessThereIsNothingAndOneLineInTheLog) {
@@ -312,6 +315,31 @@ TEST_F(MeetingPrepTest, aBriefThatACommandWroteIsFoundAndNotWrittenAgain) {
     answer(u"# Newer"_s);
     EXPECT_EQ(briefs().size(), 1) << "a brief that is asked for again takes the earlier one's place";
     EXPECT_EQ(library.handoffs(record).value(u"prep"_s), u"# Newer"_s);
+}
+
+TEST_F(MeetingPrepTest, twoProcessesPayForOneBrief) {
+    calendar.put(u"sync"_s, u"Weekly sync"_s, in(1740));
+    ContextLibrary other(library.root(), clock, {}, scratch.path(u"built-in"_s));
+    other.open();
+    MeetingPrep theirs(portsWith(other));
+    wait(theirs.refresh());
+    prep.start();
+    ASSERT_EQ(agent.calls.size(), 1U);
+    theirs.start();
+    const auto refused = wait(theirs.prepare(theirs.upcoming().first()));
+    EXPECT_TRUE(!refused && refused.error().message.startsWith(u"Another Lumbro has the brief"_s));
+    EXPECT_EQ(agent.calls.size(), 1U) << "it is being written";
+    answer(fail(u"No more today."_s));
+    clock.advance(30s);
+    ASSERT_EQ(agent.calls.size(), 2U) << "it was not, and is tried by the other one";
+    const PrepEvent event = prep.upcoming().first();
+    EXPECT_FALSE(prep.brief(event));
+    answer(u"# Theirs"_s);
+    EXPECT_FALSE(prep.brief(event)) << "not read yet";
+    const auto found = wait(prep.prepare(event));
+    ASSERT_TRUE(found);
+    EXPECT_EQ(library.handoffs(*found).value(u"prep"_s), u"# Theirs"_s);
+    EXPECT_EQ(agent.calls.size(), 2U);
 }
 
 TEST_F(MeetingPrepTest, withoutTheEngineOrAPlaceNoCaptureIsMade) {
