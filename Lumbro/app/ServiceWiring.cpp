@@ -1,5 +1,6 @@
 #include "app/ServiceWiring.h"
 
+#include "LumbroCore/ShellWords.h"
 #include "app/Services.h"
 #include "library/model/AppModel.h"
 #include "meetings/formats/MeetingLink.h"
@@ -7,6 +8,13 @@
 #include "recording/audio/MicSource.h"
 #include "recording/audio/SystemAudioSource.h"
 #include "recording/transcription/SpeechAssets.h"
+#include "runners/AgentText.h"
+#include "runners/ClaudeRunner.h"
+#include "runners/CodexRunner.h"
+#include "runners/PreferredAgent.h"
+
+#include <QDir>
+#include <QStandardPaths>
 
 namespace lumbro::wiring {
 
@@ -21,6 +29,29 @@ Task<bool> tryMicrophone(std::shared_ptr<AudioSource> source) {
     const Result<> started = co_await source->start([](const AudioBuffer&) {});
     source->stop();
     co_return started.has_value();
+}
+
+/// Why the agent that the settings prefer can't be found. A stand-in always is there.
+Task<QString> whyNoAgent(Services* services) {
+    if (dynamic_cast<PreferredAgent*>(&services->agent()) == nullptr) {
+        co_return QString();
+    }
+    const QString command = services->settings().string(u"customCommand"_s).trimmed();
+    if (!command.isEmpty()) {
+        QString program = shellWords(command).value_or(QStringList()).value(0);
+        if (program.startsWith(u"~/")) {
+            program = QDir::homePath() + program.sliced(1);
+        }
+        co_return QStandardPaths::findExecutable(program).isEmpty()
+            ? u"there is no program \"%1\"; mend the setting customCommand"_s.arg(program)
+            : QString();
+    }
+    const bool usesCodex = preferredProvider(services->settings()) == AIProvider::codex;
+    const auto path = co_await (usesCodex ? services->codex().locate() : services->claude().locate());
+    if (path) {
+        co_return QString();
+    }
+    co_return usesCodex ? u"Codex isn't installed"_s : agents::notInstalled().message;
 }
 
 /// The call in progress, by the event's meeting service where that knows better.
@@ -59,6 +90,7 @@ std::unique_ptr<EngineInbox> engineInbox(Services& services) {
     EngineInbox::Ports ports{
         .library = services.library(), .agent = services.agent(), .clock = services.clock()};
     ports.isRecording = [&services] { return services.model().captures().isRecording(); };
+    ports.whyNoAgent = [&services] { return whyNoAgent(&services); };
     ports.voice = [&services] { return services.model().selectedVoice(); };
     ports.tell = [&services](const QString& text, bool isError) {
         Pill& pill = services.model().pill();

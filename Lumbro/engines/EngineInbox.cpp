@@ -18,18 +18,7 @@
 
 namespace lumbro {
 
-using namespace std::chrono_literals;
-
 namespace {
-
-constexpr double usualTimeout = 600;
-constexpr double longestTimeout = 7 * 24 * 3600;
-
-std::chrono::milliseconds timeoutOf(const Engine& engine) {
-    const double wanted = engine.timeout.value_or(usualTimeout);
-    const double seconds = wanted > 0 ? std::min(wanted, longestTimeout) : usualTimeout;
-    return std::chrono::milliseconds(std::max<qint64>(1, qint64(seconds * 1000)));
-}
 
 /// A file that was moved, or not, and what it holds.
 struct Taken {
@@ -43,15 +32,6 @@ Taken take(const WatchedFolder& folder, const QByteArray& rawName, const QString
         taken.contents = DroppedFile::read(place);
     }
     return taken;
-}
-
-/// The library's own folders hold what must stay there, and each result would start the next run.
-bool isInside(const QString& folder, const QString& libraryRoot) {
-    static const QStringList own{u"captures"_s, u"engines"_s, u"voices"_s, u"memory"_s,
-                                 u"asks"_s,     u"actions"_s, u"inbox"_s,  u".trash"_s};
-    const QString path = QFileInfo(folder).canonicalFilePath() + u'/';
-    const QString root = QFileInfo(libraryRoot).canonicalFilePath() + u'/';
-    return std::ranges::any_of(own, [&](const QString& name) { return path.startsWith(root + name + u'/'); });
 }
 
 QString watched(const Engine& engine) {
@@ -82,7 +62,8 @@ struct EngineInbox::Job {
     QString line(const QString& text) const { return engine.id + u": "_s + text; }
 };
 
-EngineInbox::EngineInbox(Ports ports) : m_ports(std::move(ports)) {}
+EngineInbox::EngineInbox(Ports ports)
+    : m_ports(std::move(ports)), m_presence(m_ports.clock, m_ports.whyNoAgent) {}
 
 EngineInbox::~EngineInbox() {
     for (const Cancel& cancel : std::as_const(m_handles)) {
@@ -97,15 +78,7 @@ QList<Engine> EngineInbox::watching(const ContextLibrary& library) {
 }
 
 QString EngineInbox::problemOf(const Engine& engine, const QString& libraryRoot) {
-    const QString folder = watched(engine);
-    if (!QFileInfo(folder).isDir()) {
-        return u"there is no folder %1; make it"_s.arg(folder);
-    }
-    if (isInside(folder, libraryRoot)) {
-        return u"%1 belongs to the library itself; let the engine watch another folder"_s.arg(folder);
-    }
-    const bool isReadable = QFileInfo(folder).isReadable() && QFileInfo(folder).isExecutable();
-    return isReadable ? QString() : u"%1 can't be read; see whom it belongs to"_s.arg(folder);
+    return WatchedFolder(watched(engine)).problem(libraryRoot);
 }
 
 void EngineInbox::markInterrupted() {
@@ -122,9 +95,10 @@ void EngineInbox::markInterrupted() {
 }
 
 void EngineInbox::scan() {
-    if (m_ports.isRecording()) {
+    if (m_ports.isRecording() || m_isLooking || m_presence.rests()) {
         return;
     }
+    QList<Waiting> waiting;
     for (const Engine& engine : watching(m_ports.library)) {
         if (m_running.contains(engine.id)) {
             continue;
@@ -137,8 +111,31 @@ void EngineInbox::scan() {
         auto files = WatchedFolder(watched(engine)).files(m_ports.clock.now()).value_or(QList<WaitingFile>());
         files.removeIf([](const WaitingFile& file) { return !file.isSettled; });
         if (!files.isEmpty()) {
-            runDetached(scanOne(engine, files));
+            waiting.append({engine, files});
         }
+    }
+    if (!waiting.isEmpty()) {
+        runDetached(beginAll(waiting));
+    }
+}
+
+Task<> EngineInbox::beginAll(QList<Waiting> waiting) {
+    const QPointer<EngineInbox> alive(this);
+    m_isLooking = true;
+    const QString problem = co_await m_presence.problem();
+    if (!alive) {
+        co_return;
+    }
+    m_isLooking = false;
+    if (m_presence.note(problem)) {
+        AppLog::error(u"inbox"_s, u"files wait: "_s + problem);
+        m_ports.tell(u"Files wait for their engines: "_s + problem, true);
+    }
+    if (!problem.isEmpty() || m_ports.isRecording()) {
+        co_return;
+    }
+    for (const auto& [engine, files] : std::as_const(waiting)) {
+        runDetached(scanOne(engine, files));
     }
 }
 
@@ -152,7 +149,11 @@ Task<> EngineInbox::scanOne(Engine engine, QList<WaitingFile> files) {
                                       .waitsForRoom = true,
                                       .records = InboxFolder(m_ports.library.root(), engine.id)});
         co_await takeOne(job);
-        if (!alive || !job->isStuck) {
+        if (!alive) {
+            co_return;
+        }
+        m_presence.note(job->agentIsMissing);
+        if (!job->isStuck) {
             co_return;
         }
     }
@@ -165,12 +166,7 @@ Task<QList<InboxRun>> EngineInbox::workThrough(Cancel cancel) {
     QString reason;
     for (const Engine& engine : watching(m_ports.library)) {
         if (const QString problem = problemOf(engine, root); !problem.isEmpty()) {
-            told += InboxRun{.engine = engine.id,
-                             .file = {},
-                             .run = {},
-                             .state = InboxRun::State::failed,
-                             .message = problem,
-                             .folder = {}};
+            told += InboxRun{.engine = engine.id, .state = InboxRun::State::failed, .message = problem};
             continue;
         }
         const auto files = WatchedFolder(watched(engine)).files(m_ports.clock.now());
@@ -182,7 +178,7 @@ Task<QList<InboxRun>> EngineInbox::workThrough(Cancel cancel) {
             } else if (!file.isSettled) {
                 told += waits(*job, u"changed within the last 5 seconds"_s);
             } else {
-                told += co_await takeOne(job);
+                told += co_await takeWithAgent(job);
                 reason = job->agentIsMissing;
             }
             if (!alive) {
@@ -216,6 +212,16 @@ std::optional<InboxRun> EngineInbox::begin(Job& job) {
     job.run = *run;
     job.place = InboxFolder::placeIn(*run, job.file.name);
     return std::nullopt;
+}
+
+/// Leaves the file where it is as long as nobody can work on it.
+Task<InboxRun> EngineInbox::takeWithAgent(JobPtr job) {
+    const QPointer<EngineInbox> alive(this);
+    job->agentIsMissing = co_await m_presence.problem();
+    if (alive && job->agentIsMissing.isEmpty()) {
+        co_return co_await takeOne(job);
+    }
+    co_return waits(*job, job->agentIsMissing, InboxRun::State::failed);
 }
 
 Task<InboxRun> EngineInbox::takeOne(JobPtr job) {
@@ -322,7 +328,7 @@ AgentRequest EngineInbox::request(const Job& job) const {
     request.model = job.engine.model;
     request.tools = job.engine.tools;
     request.workingDirectory = job.engine.workdir.value_or(QString());
-    request.timeout = timeoutOf(job.engine);
+    request.timeout = EngineInput::timeout(job.engine);
     return request;
 }
 
@@ -360,18 +366,16 @@ InboxRun EngineInbox::finish(Job& job, InboxRun::State state, const QString& mes
             .folder = job.run};
 }
 
-InboxRun EngineInbox::waits(Job& job, const QString& why) {
+InboxRun EngineInbox::waits(Job& job, const QString& why, InboxRun::State state) {
     job.lock = CaptureLock(QString());
-    return {.engine = job.engine.id, .file = job.file.name, .message = why};
+    return {.engine = job.engine.id, .file = job.file.name, .state = state, .message = why};
 }
 
 InboxRun EngineInbox::couldNotTake(Job& job, const QString& reason) {
     job.isStuck = true;
     complainOnce(job.path(),
                  job.line(u"couldn't take %1 from %2: %3"_s.arg(job.file.name, watched(job.engine), reason)));
-    InboxRun run = waits(job, u"couldn't be taken: "_s + reason);
-    run.state = InboxRun::State::failed;
-    return run;
+    return waits(job, u"couldn't be taken: "_s + reason, InboxRun::State::failed);
 }
 
 void EngineInbox::complainOnce(const QString& key, const QString& line) {

@@ -2,6 +2,7 @@
 
 #include "LumbroCore/Clock.h"
 #include "LumbroCore/Task.h"
+#include "engines/AgentPresence.h"
 #include "engines/InboxFolder.h"
 #include "engines/WatchedFolder.h"
 #include "engines/formats/Engine.h"
@@ -40,6 +41,8 @@ class EngineInbox final : public QObject {
         Clock& clock;
         /// The inbox rests meanwhile.
         std::function<bool()> isRecording = [] { return false; };
+        /// Why there is no agent; asked before files are taken, which are left alone then.
+        AgentPresence::Why whyNoAgent{};
         std::function<std::optional<Voice>()> voice = [] { return std::optional<Voice>(); };
         /// A line for the user.
         std::function<void(QString text, bool isError)> tell = [](auto, auto) {};
@@ -52,7 +55,8 @@ class EngineInbox final : public QObject {
     /// Says in the records of runs that no process works on any more that they were interrupted. Once at
     /// launch, before the first `scan`.
     void markInterrupted();
-    /// Begins with the oldest file of each engine that is free. Called every `interval`.
+    /// Begins with the oldest file of each engine that is free. Called every `interval`. Where there is no
+    /// agent it says so once, and looks again some minutes later.
     void scan();
     /// Works through the files that lie there now, also while recording, and tells what became of each, in
     /// order. Those that wait on are told too, those that can't be taken as failed ones without a run, and
@@ -73,22 +77,30 @@ class EngineInbox final : public QObject {
     void began(const QString& engineName, const QString& file);
 
   private:
+    struct Waiting {
+        Engine engine;
+        QList<WaitingFile> files;
+    };
     struct Job;
     using JobPtr = std::shared_ptr<Job>;
 
+    Task<> beginAll(QList<Waiting> waiting);
     Task<> scanOne(Engine engine, QList<WaitingFile> files);
     std::optional<InboxRun> begin(Job& job);
+    Task<InboxRun> takeWithAgent(JobPtr job);
     Task<InboxRun> takeOne(JobPtr job);
     Task<InboxRun> work(JobPtr job);
     Task<InboxRun> file(JobPtr job, QString reply);
     AgentRequest request(const Job& job) const;
     InboxRun finish(Job& job, InboxRun::State state, const QString& message);
-    static InboxRun waits(Job& job, const QString& why);
+    static InboxRun waits(Job& job, const QString& why, InboxRun::State state = InboxRun::State::waiting);
     InboxRun couldNotTake(Job& job, const QString& reason);
     void complainOnce(const QString& key, const QString& line);
     void setRunning(const QString& engineID, const QString& file);
 
     Ports m_ports;
+    AgentPresence m_presence;
+    bool m_isLooking = false;
     QMap<QString, QString> m_running;
     QMap<QString, Cancel> m_handles;
     QSet<QString> m_stuck;

@@ -2,6 +2,7 @@
 
 #include <QFile>
 #include <QFileInfo>
+#include <QStringList>
 
 #include <algorithm>
 #include <cerrno>
@@ -91,7 +92,28 @@ bool copyBytes(int from, int to) {
     }
 }
 
+/// The library's own folders hold what must stay there, and each result would start the next run.
+bool isInside(const QString& folder, const QString& libraryRoot) {
+    static const QStringList own{u"captures"_s, u"engines"_s, u"voices"_s, u"memory"_s,
+                                 u"asks"_s,     u"actions"_s, u"inbox"_s,  u".trash"_s};
+    const QString path = QFileInfo(folder).canonicalFilePath() + u'/';
+    const QString root = QFileInfo(libraryRoot).canonicalFilePath() + u'/';
+    return std::ranges::any_of(own, [&](const QString& name) { return path.startsWith(root + name + u'/'); });
+}
+
 }  // namespace
+
+QString WatchedFolder::problem(const QString& libraryRoot) const {
+    const QFileInfo info(m_path);
+    if (!info.isDir()) {
+        return u"there is no folder %1; make it"_s.arg(m_path);
+    }
+    if (isInside(m_path, libraryRoot)) {
+        return u"%1 belongs to the library itself; let the engine watch another folder"_s.arg(m_path);
+    }
+    const bool isReadable = info.isReadable() && info.isExecutable();
+    return isReadable ? QString() : u"%1 can't be read; see whom it belongs to"_s.arg(m_path);
+}
 
 Result<QList<WaitingFile>> WatchedFolder::files(const QDateTime& now) const {
     const std::unique_ptr<DIR, int (*)(DIR*)> folder(::opendir(QFile::encodeName(m_path).constData()),

@@ -28,6 +28,9 @@ class WatchedFolder {
     explicit WatchedFolder(QString path) : m_path(std::move(path)) {}
 
     const QString& path() const { return m_path; }
+    /// Why nothing can be taken from it, for people; empty when it can. The folders of the library itself are
+    /// not watched.
+    QString problem(const QString& libraryRoot) const;
     /// The plain files, oldest first. Names that begin with "." or end in ".icloud" are left out, and so are
     /// links, folders and devices. Fails with a sentence when the folder can't be read.
     Result<QList<WaitingFile>> files(const QDateTime& now) const;

@@ -124,7 +124,10 @@ TEST_F(InboxCommands, withoutAnAgentOneFileTellsAndTheOthersStay) {
     EXPECT_EQ(finished.status, 1);
     EXPECT_EQ(stateOf(finished.array(), u"a.txt"_s), u"failed"_s);
     EXPECT_EQ(stateOf(finished.array(), u"b.txt"_s), u"waiting"_s);
+    EXPECT_TRUE(line.home().has(u"Drop/a.txt"_s));
     EXPECT_TRUE(line.home().has(u"Drop/b.txt"_s));
+    line.installAgent();
+    EXPECT_EQ(stateOf(scan().array(), u"a.txt"_s), u"done"_s);
 }
 
 TEST_F(InboxCommands, ctrlCEndsTheAgentAndBeginsNothingMore) {

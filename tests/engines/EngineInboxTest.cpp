@@ -24,6 +24,10 @@ using test::eventually;
 
 namespace {
 
+Task<QString> reasonOf(QString text) {
+    co_return text;
+}
+
 QString hashOf(const QByteArray& bytes) {
     return QString::fromLatin1(QCryptographicHash::hash(bytes, QCryptographicHash::Sha256).toHex());
 }
@@ -298,6 +302,33 @@ TEST_F(EngineInboxTest, aFolderThatGivesNothingAwayIsToldOnceAndHoldsNobodyUp) {
     QFile::setPermissions(scratch.path(u"drop"_s), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
     drop(u"c.txt"_s, "3", 40s);
     EXPECT_TRUE(asked(2)->request.context.contains(u"Name: c.txt\n"));
+}
+
+TEST_F(EngineInboxTest, withoutAnAgentNothingIsTakenAndItIsToldOnce) {
+    QString problem = u"nobody is there"_s;
+    EngineInbox::Ports ports{.library = library, .agent = agent, .clock = clock};
+    ports.whyNoAgent = [&problem] { return reasonOf(problem); };
+    ports.tell = [this](const QString& text, bool) { told += text; };
+    inbox = std::make_unique<EngineInbox>(std::move(ports));
+    drop(u"a.txt"_s, "1");
+    for (int i = 0; i < 30; ++i) {
+        inbox->scan();
+        clock.advance(15s);
+    }
+    EXPECT_EQ(told, QStringList{u"Files wait for their engines: nobody is there"_s});
+    EXPECT_TRUE(scratch.has(u"drop/a.txt"_s));
+    EXPECT_TRUE(runs().isEmpty());
+    problem.clear();
+    clock.advance(AgentPresence::rest);
+    const auto call = asked();
+    ASSERT_TRUE(call);
+    call->answer(std::unexpected(Failure{FailureKind::notLoggedIn, u"log in"_s}));
+    drop(u"b.txt"_s, "2", 40s);
+    inbox->scan();
+    EXPECT_TRUE(inbox->running().isEmpty()) << "the next file would fare no better";
+    EXPECT_TRUE(scratch.has(u"drop/b.txt"_s));
+    clock.advance(AgentPresence::rest);
+    EXPECT_TRUE(asked(2));
 }
 
 TEST_F(EngineInboxTest, theLibrarysOwnFoldersAreNotWatched) {

@@ -73,6 +73,14 @@ QString EngineInput::extras(const Engine& engine, const QString& calendarContext
     return calendarContext.isEmpty() || !wantsCalendar(engine) ? QString() : u"\n\n"_s + calendarContext;
 }
 
+std::chrono::milliseconds EngineInput::timeout(const Engine& engine) {
+    constexpr double usual = 600;
+    constexpr double longest = 7 * 24 * 3600;
+    const double wanted = engine.timeout.value_or(usual);
+    const double seconds = wanted > 0 ? std::min(wanted, longest) : usual;
+    return std::chrono::milliseconds(std::max<qint64>(1, qint64(seconds * 1000)));
+}
+
 QString EngineInput::systemPrompt(const Engine& engine, const std::optional<Voice>& voice) {
     QString prompt = engine.prompt;
     if (engine.usesVoice && voice) {

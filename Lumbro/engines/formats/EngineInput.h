@@ -7,6 +7,7 @@
 
 #include <QString>
 
+#include <chrono>
 #include <functional>
 #include <optional>
 
@@ -24,6 +25,8 @@ class EngineInput {
     /// What the engine's prompt asks for beside the capture, to be appended to it: the free times where it
     /// wants them.
     static QString extras(const Engine& engine, const QString& calendarContext);
+    /// How long a run may take: the engine's own time, else ten minutes, at most a week.
+    static std::chrono::milliseconds timeout(const Engine& engine);
     /// The engine's prompt, its voice when it uses one, and the word on the output's form.
     static QString systemPrompt(const Engine& engine, const std::optional<Voice>& voice);
 };
