@@ -157,13 +157,17 @@ TEST_F(SendCommand, aReportThatLiesIsNeverDoneAndNeverOpened) {
         {R"(RESULT: {"status":"failed","summary":"No such project"})", "failed"},
         {R"(RESULT: {"status":"done","summary":"s","items":[{"title":"\u001b[2Jx","url":"file:///etc/passwd",)"
          R"("verified":true},{"title":"y","url":"javascript:1","verified":true}]})",
-         "done"},
+         "unconfirmed"},
+        {"RESULT: {\"status\":\"failed\",\"summary\":\"No\"}\n"
+         R"(RESULT: {"status":"done","summary":"s","items":[{"title":"\u001b[2Jx","verified":true}]})",
+         "unconfirmed"},
     };
     for (const Row& row : rows) {
         line.set(u"ACTING_SAYS"_s, QString::fromUtf8(row.says));
         const Finished sent = line.run(sending());
         EXPECT_EQ(sent.object().value(u"status"_s), QString::fromUtf8(row.status)) << row.says;
-        EXPECT_EQ(sent.status, QByteArrayView(row.status) == "done" ? 0 : 1) << row.says;
+        EXPECT_EQ(sent.status, 1) << row.says;
+        EXPECT_EQ(line.run({u"runs"_s, u"show"_s, u"last"_s}).output.count(u"javascript:"_s), 0);
     }
     const Finished opened = line.run({u"runs"_s, u"open"_s, u"last"_s, u"--json"_s});
     EXPECT_EQ(opened.object().value(u"url"_s), u"https://app.todoist.com/app/today"_s);
