@@ -75,6 +75,11 @@ Task<int> changePromise(CommandContext context, Change change, int days, Sentenc
     if (!found) {
         co_return output.fail(found.error());
     }
+    // Of what is done nobody is reminded. Only a snooze has days.
+    if (found->done && days > 0) {
+        co_return output.fail(
+            u"%1 is done already; `lumbro promises reopen %1` opens it again."_s.arg(found->id));
+    }
     const Result<bool> changed = co_await change(*memory, found->id, days);
     if (!changed) {
         co_return output.fail(changed.error());

@@ -259,6 +259,12 @@ TEST_F(MemoryCommands, tickAndSnoozeAPromise) {
     EXPECT_EQ(line.run({u"promises"_s, u"--due"_s, u"--json"_s}).array().size(), 1);
     EXPECT_TRUE(
         line.run({u"promises"_s, u"snooze"_s, u"p-aaaaaa"_s, u"0"_s}).output.contains(u"no longer"_s));
+    const QByteArray before = file(u"promises.md"_s);
+    const Finished refused = line.run({u"promises"_s, u"snooze"_s, u"p-cccccc"_s, u"3"_s});
+    EXPECT_EQ(refused.status, 1);
+    EXPECT_TRUE(refused.errors.startsWith(u"lumbro: p-cccccc is done already; "_s))
+        << qPrintable(refused.errors);
+    EXPECT_EQ(file(u"promises.md"_s), before);
     // A line that was written by hand.
     EXPECT_TRUE(line.run({u"promises"_s, u"done"_s, u"p-line"_s}).output.endsWith(u" is done: buy milk\n"_s));
     EXPECT_TRUE(file(u"promises.md"_s).endsWith("\n- [x] buy milk · Me → Them · 2026-03-05\n"));
