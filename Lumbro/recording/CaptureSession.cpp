@@ -35,6 +35,12 @@ double secondsFrom(const QDateTime& start, const QDateTime& end) {
     return static_cast<double>(start.msecsTo(end)) / 1000;
 }
 
+/// What was only guessed when the recording ended; nothing while it runs.
+TranscriptSegments leftoverOf(const GrowingTranscript& transcript, const CaptureMeta& meta) {
+    return meta.endedAt ? transcript.leftover(secondsFrom(meta.startedAt, *meta.endedAt))
+                        : TranscriptSegments();
+}
+
 std::chrono::nanoseconds steadyTime() {
     return std::chrono::steady_clock::now().time_since_epoch();
 }
@@ -209,12 +215,12 @@ void CaptureSession::halt() {
         return;
     }
     m_halted = true;
+    // The words go on being saved: `stop` may wait long for the last ones.
     m_levelTimer.stop();
-    m_saveTimer.stop();
     stopAudio();
     m_saving.useReserve();
     m_saving.ownMeta().endedAt = endTime();
-    writeAll(segments() + m_transcript.leftover(secondsFrom(record().meta.startedAt, endTime())));
+    writeAll(segments() + leftoverOf(m_transcript, record().meta));
 }
 
 void CaptureSession::stopAudio() {
@@ -239,13 +245,13 @@ Task<CaptureRecord> CaptureSession::stop() {
             co_return CaptureRecord();
         }
     }
+    m_saveTimer.stop();
     const std::shared_ptr<CaptureTrack> them = m_tracks.value(Speaker::them);
     if (!them || !them->receivedAudio()) {
         QFile::remove(record().path(trackFile(Speaker::them)));
     }
     runDetached(packInto(record().folder, m_packed));
-    for (const TranscriptSegment& segment :
-         m_transcript.leftover(secondsFrom(record().meta.startedAt, endTime()))) {
+    for (const TranscriptSegment& segment : leftoverOf(m_transcript, record().meta)) {
         append(segment);
     }
     setVolatile(Speaker::me, {});
@@ -306,7 +312,8 @@ Task<> CaptureSession::flush() {
     const QPointer<CaptureSession> self(this);
     m_dirty = false;
     m_isFlushing = true;
-    const bool isWritten = co_await m_saving.writeInBackground(segments());
+    const bool isWritten =
+        co_await m_saving.writeInBackground(segments() + leftoverOf(m_transcript, record().meta));
     if (self) {
         m_isFlushing = false;
         m_dirty = m_dirty || !isWritten;
