@@ -167,6 +167,11 @@ Clock& Services::clock() {
     });
 }
 
+Clock& Services::recordingClock() {
+    Clock* const own = m_private->replacements.recordingClock.get();
+    return own != nullptr ? *own : clock();
+}
+
 Settings& Services::settings() {
     return once(m_private->settings, m_private->replacements.settings,
                 [] { return std::make_unique<Settings>(); });
@@ -310,7 +315,7 @@ AppModel& Services::model() {
         wiring::connectCalls(ports, *this);
         ports.completePromise = [this](const QString& id) { runDetached(memory().setPromise(id, true)); };
         ports.cancelAsk = [this](const QString& thread) { ask().cancel(thread); };
-        return std::make_unique<AppModel>(library(), settings(), clock(), agent(), std::move(ports));
+        return std::make_unique<AppModel>(library(), settings(), recordingClock(), agent(), std::move(ports));
     });
 }
 
@@ -361,7 +366,7 @@ std::unique_ptr<RecordingSession> Services::makeSession(const CaptureRecord& rec
                                                         bool includeSystemAudio) {
     CaptureSession::Ports ports{
         .library = library(),
-        .clock = clock(),
+        .clock = recordingClock(),
         .microphone = nullptr,
         .system = std::make_unique<SystemAudioSource>(audioServer(), clock()),
         .authorizeMicrophone = {},

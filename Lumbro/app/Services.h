@@ -43,6 +43,8 @@ class Services {
     /// for.
     struct Replacements {
         std::unique_ptr<Clock> clock;
+        /// Dates the recordings alone. None: that clock does.
+        std::unique_ptr<Clock> recordingClock;
         std::unique_ptr<Settings> settings;
         std::unique_ptr<AgentProvider> agent;
         std::unique_ptr<AudioServer> audioServer;
@@ -102,6 +104,7 @@ class Services {
     CallDetector& callDetector();
 
   private:
+    Clock& recordingClock();
     std::unique_ptr<RecordingSession> makeSession(const CaptureRecord& record, bool includeSystemAudio);
 
     struct Private;

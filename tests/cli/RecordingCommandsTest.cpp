@@ -34,8 +34,9 @@ QByteArray silence() {
 }  // namespace
 
 TEST(RecordingCommands, importEndsWithNotesTitleAndPackedAudio) {
-    const CommandLine line;
+    CommandLine line;
     line.installAgent();
+    line.set(u"LUMBRO_NOW"_s, u"2026-03-05T10:00:00"_s);
     const Finished run =
         line.run({u"import"_s, CommandLine::demoSide(u"me"_s), u"--them"_s, CommandLine::demoSide(u"them"_s),
                   u"--at"_s, u"2026-03-02T09:14"_s, u"--json"_s});
@@ -54,6 +55,11 @@ TEST(RecordingCommands, importEndsWithNotesTitleAndPackedAudio) {
     const auto start = QDateTime::fromString(capture.value(u"startedAt"_s).toString(), Qt::ISODate);
     const auto end = QDateTime::fromString(capture.value(u"endedAt"_s).toString(), Qt::ISODate);
     EXPECT_NEAR(double(start.secsTo(end)), 30.5, 1);
+    // The memory learns of it today, whenever it was recorded.
+    const QJsonObject meta =
+        json::object(line.home().read(u"Quillet/captures/2026-03-02-0914-meeting/meta.json"_s));
+    const auto memorized = QDateTime::fromString(meta.value(u"memorizedAt"_s).toString(), Qt::ISODate);
+    EXPECT_EQ(memorized.toLocalTime(), QDateTime(QDate(2026, 3, 5), QTime(10, 0)));
 }
 
 TEST(RecordingCommands, recordTakesFilesAndATitleAndPrintsTheId) {

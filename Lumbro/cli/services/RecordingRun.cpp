@@ -41,7 +41,7 @@ Services::Replacements replacementsFor(const RecordingPlan& plan) {
     replacements.libraryRoot = plan.libraryRoot;
     replacements.speechLocale = plan.speechLocale;
     if (plan.at.isValid()) {
-        replacements.clock = std::make_unique<SystemClock>(plan.at);
+        replacements.recordingClock = std::make_unique<SystemClock>(plan.at);
     }
     return replacements;
 }
