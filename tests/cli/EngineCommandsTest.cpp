@@ -75,5 +75,10 @@ TEST(EngineCommands, saysWhyAnEngineCouldNotRun) {
     const Finished limited = line.run({u"engine-run"_s, u"notes"_s, u"last"_s});
     EXPECT_EQ(limited.status, 1);
     EXPECT_NE(limited.errors, absent.errors);
+    line.write(u"2026-03-02-0914-meeting"_s, u"transcript.json"_s, "[{");
+    const Finished broken = line.run({u"engine-run"_s, u"notes"_s, u"last"_s});
+    EXPECT_EQ(broken.status, 1);
+    EXPECT_TRUE(broken.errors.contains(u"mend or remove transcript.json"_s)) << qPrintable(broken.errors);
+    EXPECT_FALSE(broken.errors.contains(u"Running"_s)) << qPrintable(broken.errors);
     EXPECT_FALSE(line.home().has(u"Quillet/captures/2026-03-02-0914-meeting/handoffs"_s));
 }

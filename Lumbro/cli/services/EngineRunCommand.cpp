@@ -27,6 +27,9 @@ Task<int> engineRun(CommandContext context) {
         co_return output.fail(
             u"There is no engine \"%1\"; `lumbro engines` lists them all."_s.arg(context.arguments.at(0)));
     }
+    if (const auto readable = EngineRuns::checkTranscript(*record); !readable) {
+        co_return output.fail(readable.error());
+    }
     AppModel& model = services.model();
     const QString captureID = record->id();
     const QuitSignals interrupts;

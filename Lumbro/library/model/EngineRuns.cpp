@@ -69,8 +69,8 @@ Task<Result<QString>> EngineRuns::runEngine(Engine engine, QString captureID, st
         co_return fail(u"%1 is already running on this capture."_s.arg(engine.name));
     }
     // What is made without the words would replace the good result that was made with them.
-    if (hasBrokenTranscript(*record)) {
-        co_return refuse(engine, *record, quiet);
+    if (const auto readable = checkTranscript(*record); !readable) {
+        co_return refuse(engine, *record, readable.error(), quiet);
     }
     const QPointer<EngineRuns> alive(this);
     Run run{engine, *record, m_ports.library.segments(*record), m_ports.library.notes(*record), focus, quiet};
@@ -200,15 +200,22 @@ Result<QString> EngineRuns::succeed(const Run& run, const QString& text) {
     return text;
 }
 
-std::unexpected<Failure> EngineRuns::refuse(const Engine& engine, const CaptureRecord& record, bool quiet) {
-    const QString message =
-        u"The transcript of \"%1\" can't be read, so no engine runs on it; mend or remove transcript.json first."_s
-            .arg(record.id());
-    setState(key(record.id(), engine.id), EngineRunState{false, message});
-    if (!quiet && !m_ports.isRecording()) {
-        m_ports.pill.sayError(message);
+Result<> EngineRuns::checkTranscript(const CaptureRecord& record) {
+    if (!hasBrokenTranscript(record)) {
+        return {};
     }
-    return fail(message);
+    return fail(
+        u"The transcript of \"%1\" can't be read, so no engine runs on it; mend or remove transcript.json first."_s
+            .arg(record.id()));
+}
+
+std::unexpected<Failure> EngineRuns::refuse(const Engine& engine, const CaptureRecord& record,
+                                            const Failure& failure, bool quiet) {
+    setState(key(record.id(), engine.id), EngineRunState{false, failure.message});
+    if (!quiet && !m_ports.isRecording()) {
+        m_ports.pill.sayError(failure.message);
+    }
+    return std::unexpected(failure);
 }
 
 bool EngineRuns::mayUsePill(const Run& run) const {

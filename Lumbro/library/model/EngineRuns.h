@@ -62,6 +62,9 @@ class EngineRuns final : public QObject {
     const QMap<QString, EngineRunState>& runs() const { return m_runs; }
     bool isRunning(const QString& captureID, const QString& engineID) const;
 
+    /// Fails, with what to do, where the capture's transcript is there but cannot be read: no engine runs
+    /// then.
+    static Result<> checkTranscript(const CaptureRecord& record);
     /// Starts a run. `focus` is the idea to build around. A quiet run leaves the pill alone.
     void handOff(const Engine& engine, const QString& captureID,
                  const std::optional<QString>& focus = std::nullopt, bool quiet = false);
@@ -89,7 +92,8 @@ class EngineRuns final : public QObject {
     void begin(const Run& run);
     Result<QString> finish(const Run& run, Result<QString> reply);
     Result<QString> succeed(const Run& run, const QString& text);
-    std::unexpected<Failure> refuse(const Engine& engine, const CaptureRecord& record, bool quiet);
+    std::unexpected<Failure> refuse(const Engine& engine, const CaptureRecord& record, const Failure& failure,
+                                    bool quiet);
     bool mayUsePill(const Run& run) const;
     void setState(const QString& key, const std::optional<EngineRunState>& state);
 
