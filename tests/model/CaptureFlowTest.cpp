@@ -164,6 +164,9 @@ TEST_F(CaptureFlowTest, soundThatTheRecogniserDidNotComeToIsKeptAndTold) {
     EXPECT_EQ(late.missedWords(), std::nullopt);
     late.untranscribedSeconds = 3600;
     EXPECT_TRUE(late.missedWords()->startsWith(u"60 min of "_s));
+    EXPECT_TRUE(late.missedWords()->contains(u"recognition was too slow"_s));
+    late.waitWasEnded = true;
+    EXPECT_TRUE(late.missedWords()->endsWith(u" were not transcribed, since the wait was ended."_s));
 }
 
 TEST_F(CaptureFlowTest, aFolderThatSomebodyElseRemovedIsTheEndOfIt) {

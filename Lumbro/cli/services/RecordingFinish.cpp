@@ -68,8 +68,9 @@ Task<Result<RecordingRun::Outcome>> RecordingRun::finish() {
     m_files.clear();
     AppModel& model = m_services.model();
     m_waitsForWords = true;
-    const CaptureEnd end = co_await model.captures().stopCapture();
+    CaptureEnd end = co_await model.captures().stopCapture();
     m_waitsForWords = false;
+    end.waitWasEnded = m_waitWasEnded;
     if (end.kind == CaptureEnd::Kind::gone) {
         m_steps.end();
         co_return Outcome{.record = end.record,

@@ -293,6 +293,7 @@ void RecordingRun::onInterrupt() {
         m_isStopDue = true;
         Q_EMIT stopDue();
     } else if (m_session && std::exchange(m_waitsForWords, false)) {
+        m_waitWasEnded = true;
         m_output.say(u"Not waiting for the last words."_s);
         if (CaptureTranscribers* const transcribers = m_session->transcribers()) {
             transcribers->stopWaiting();

@@ -108,6 +108,8 @@ class RecordingRun final : public QObject {
     bool m_isFinishing = false;
     /// The recording is over, but its words have not all come.
     bool m_waitsForWords = false;
+    /// By the user.
+    bool m_waitWasEnded = false;
 };
 
 }  // namespace lumbro::cli

@@ -39,6 +39,8 @@ struct CaptureEnd {
     TranscriptSegments unsavedWords;
     /// Seconds of sound that have no words because the recogniser was too late or was given up on.
     double untranscribedSeconds = 0;
+    /// Or because the user did not wait for its words.
+    bool waitWasEnded = false;
 
     /// That some sound has no words, as a sentence for the user; nothing when all of it was listened to.
     std::optional<QString> missedWords() const;
