@@ -6,10 +6,21 @@ namespace lumbro::cli {
 
 using namespace std::chrono_literals;
 
+namespace {
+
+// Most steps are over before anybody wonders.
+constexpr auto toldAfter = 2s;
+
+}  // namespace
+
 void FinishSteps::begin(const QString& text, std::function<QString()> detail) {
+    m_timer.stop();
     m_detail = std::move(detail);
     if (!m_output.showsProgress()) {
         m_output.say(text);
+        if (m_detail) {
+            m_timer.start(m_clock, toldAfter, Clock::Repeat::once, [this] { tellDetail(); });
+        }
         return;
     }
     m_text = text;
@@ -21,6 +32,12 @@ void FinishSteps::begin(const QString& text, std::function<QString()> detail) {
 void FinishSteps::end() {
     m_timer.stop();
     m_output.clearShown();
+}
+
+void FinishSteps::tellDetail() {
+    if (const QString detail = m_detail(); !detail.isEmpty()) {
+        m_output.say(detail);
+    }
 }
 
 void FinishSteps::update() {

@@ -9,17 +9,19 @@
 
 namespace lumbro::cli {
 
-/// Shows that work goes on: on a terminal a line with the seconds it has taken, else one line a step.
+/// Shows that work goes on: on a terminal a line with the seconds it has taken, else a line a step.
 class FinishSteps final {
   public:
     FinishSteps(Output& output, Clock& clock) : m_output(output), m_clock(clock) {}
 
-    /// A step begins; the one before is over. `detail` tells how it goes, for a terminal.
+    /// A step begins; the one before is over. `detail` tells how it goes: on a terminal each second,
+    /// elsewhere once, when the step takes long. It may be empty, or have nothing to tell.
     void begin(const QString& text, std::function<QString()> detail = {});
     /// Nothing is under way any more.
     void end();
 
   private:
+    void tellDetail();
     void update();
 
     Output& m_output;
