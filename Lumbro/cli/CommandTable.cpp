@@ -109,8 +109,10 @@ constexpr std::array mainCommands{
                 "[--kind KIND] [--title TITLE] [--mic DEVICE] [--system DEVICE] [--fast]", 0, 0,
                 recordOptions, "lumbro record --title \"Weekly sync\"",
                 "Shows the time, the levels and the words while it records. Ctrl-C, or the end of the files, "
-                "stops it; the capture's id is printed when everything is written. Ctrl-C twice more while "
-                "it finishes ends at once; the recording stays."},
+                "stops it; the capture's id is printed when everything is written. Where the last "
+                "words are awaited, a second Ctrl-C ends that wait. After it, or where the words are there "
+                "already, one Ctrl-C says that it is finishing and the next ends at once; the recording "
+                "stays."},
     CommandInfo{"import", "make a capture of an existing recording",
                 "FILE [--them FILE] [--title TITLE] [--at DATE] [--split]", 1, 1, importOptions,
                 "lumbro import call-me.wav --them call-them.wav",
