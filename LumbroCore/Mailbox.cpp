@@ -3,6 +3,7 @@
 #include <QCoreApplication>
 #include <QEvent>
 
+#include <mutex>
 #include <utility>
 
 namespace lumbro {
@@ -21,6 +22,12 @@ class ActionEvent final : public QEvent {
     std::function<void()> m_action;
 };
 
+/// Qt keeps the order of posts by a lock of its own, which ThreadSanitizer can't see.
+std::mutex& visibleOrder() {
+    static std::mutex order;
+    return order;
+}
+
 }  // namespace
 
 Mailbox::~Mailbox() {
@@ -31,6 +38,7 @@ Mailbox::~Mailbox() {
 void Mailbox::post(std::function<void()> action) {
     auto* event = new ActionEvent(std::move(action));
     m_posted.fetch_add(1, std::memory_order_acq_rel);
+    const std::lock_guard guard(visibleOrder());
     QCoreApplication::postEvent(this, event);
 }
 

@@ -153,24 +153,6 @@ TEST_P(RealServer, outlivesDevicesThatVanish) {
     EXPECT_GT(amplitudeOf(callTone, lastSecond(m_themHeard)), 0.25);
 }
 
-TEST_P(RealServer, aDeviceThatGoesWhileItsStreamOpensIsAFailure) {
-    const QString sink = m_private.addSink(u"dock"_s);
-    std::atomic<bool> isConnected = false;
-    const auto connection = std::make_shared<PulseConnection>(PulseConnection::Events{
-        .onSnapshot = [&isConnected](const PulseSnapshot&) { isConnected = true; }, .onLost = [] {}});
-    ASSERT_TRUE(connection->start() && eventually([&isConnected] { return isConnected.load(); }, 5s));
-    bool hasFailed = false;
-    AudioStreamEvents events;
-    events.onBuffer = [](const AudioBuffer&) {};
-    events.onFailed = [&hasFailed](const QString&) { hasFailed = true; };
-    PulseStream stream(connection, events);
-    const QFuture<Result<>> opened = stream.connect(u"dock.monitor"_s, true);
-    // This thread takes no mail meanwhile: the stream is open, and gone, before that is known here.
-    m_private.unload(sink);
-    ASSERT_TRUE(eventually([&opened] { return opened.isFinished(); }, 5s));
-    EXPECT_TRUE(!opened.result() || eventually([&hasFailed] { return hasFailed; }, 2s));
-}
-
 TEST_P(RealServer, bothTracksHaveOneTime) {
     // The microphone hears what the speakers play, so one click is in both tracks.
     m_private.addMicrophone(u"echo"_s, u"speakers"_s);
@@ -221,13 +203,42 @@ TEST_P(RealServer, findsAServerAgainThatWasRestarted) {
     EXPECT_TRUE(hear(m_them, 0.3)) << "output";
 }
 
-INSTANTIATE_TEST_SUITE_P(Audio, RealServer,
-                         testing::Values(PrivateAudioServer::Kind::pulseAudio,
-                                         PrivateAudioServer::Kind::pipeWire),
-                         [](const auto& info) {
-                             return info.param == PrivateAudioServer::Kind::pulseAudio ? "pulseAudio"
-                                                                                       : "pipeWire";
-                         });
+/// With one connection only: libpulse hands packets from one to the other, which ThreadSanitizer can't
+/// follow.
+class OneStream : public testing::TestWithParam<PrivateAudioServer::Kind> {};
+
+TEST_P(OneStream, aDeviceThatGoesWhileItsStreamOpensIsAFailure) {
+    if (!PrivateAudioServer::isInstalled(GetParam())) {
+        GTEST_SKIP() << "the audio server's programs are not installed";
+    }
+    PrivateAudioServer server(GetParam());
+    ASSERT_TRUE(server.start()) << qUtf8Printable(server.log());
+    const QString sink = server.addSink(u"dock"_s);
+    std::atomic<bool> isConnected = false;
+    const auto connection = std::make_shared<PulseConnection>(PulseConnection::Events{
+        .onSnapshot = [&isConnected](const PulseSnapshot&) { isConnected = true; }, .onLost = [] {}});
+    ASSERT_TRUE(connection->start() && eventually([&isConnected] { return isConnected.load(); }, 5s));
+    bool hasFailed = false;
+    AudioStreamEvents events;
+    events.onBuffer = [](const AudioBuffer&) {};
+    events.onFailed = [&hasFailed](const QString&) { hasFailed = true; };
+    PulseStream stream(connection, events);
+    const QFuture<Result<>> opened = stream.connect(u"dock.monitor"_s, true);
+    // This thread takes no mail meanwhile: the stream is open, and gone, before that is known here.
+    server.unload(sink);
+    ASSERT_TRUE(eventually([&opened] { return opened.isFinished(); }, 5s));
+    EXPECT_TRUE(!opened.result() || eventually([&hasFailed] { return hasFailed; }, 2s));
+}
+
+const auto bothServers =
+    testing::Values(PrivateAudioServer::Kind::pulseAudio, PrivateAudioServer::Kind::pipeWire);
+
+std::string nameOf(const testing::TestParamInfo<PrivateAudioServer::Kind>& info) {
+    return info.param == PrivateAudioServer::Kind::pulseAudio ? "pulseAudio" : "pipeWire";
+}
+
+INSTANTIATE_TEST_SUITE_P(Audio, RealServer, bothServers, nameOf);
+INSTANTIATE_TEST_SUITE_P(Audio, OneStream, bothServers, nameOf);
 
 TEST(NoServer, isSaidAtOnce) {
     const test::ScratchFolder folder;
