@@ -94,9 +94,9 @@ QString whyNoAgenda(const Organizer& organizer) {
             return u"The calendars in %1 can't be read; mend that folder, or choose another one with `lumbro "
                    u"settings set calendarFolder FOLDER`."_s.arg(organizer.place());
         case CalendarAccess::notDetermined:
-            return u"There are no calendars in %1; choose the folder where khal or vdirsyncer keeps yours "
-                   u"with "
-                   u"`lumbro settings set calendarFolder FOLDER`."_s.arg(organizer.place());
+            return u"There are no calendars in %1 yet; choose their folder with `lumbro settings set "
+                   u"calendarFolder FOLDER`. The first event that is added makes it."_s.arg(
+                       organizer.place());
     }
     return {};
 }

@@ -59,7 +59,6 @@ int printDry(Output& output, bool wantsJson, const QList<ActionItem>& items) {
 }
 
 /// Shows what is to be done and asks for it, where the command line has not said yes.
-
 Task<std::optional<int>> refusedDraft(const CommandContext* context, QString shown, QString question) {
     const bool saidYes = context->arguments.has("yes");
     if (!saidYes) {

@@ -1,5 +1,6 @@
 #include "LumbroCore/Dates.h"
 #include "actions/CalendarExport.h"
+#include "cli/AgendaText.h"
 #include "cli/Desk.h"
 #include "cli/ExportCommands.h"
 #include "cli/Table.h"
@@ -37,22 +38,6 @@ QString freeTimesText(const Output& output, const QList<FreeTime>& free) {
     return table(output, {{.header = u"Day"_s, .look = Look::bold}, {.header = u"Free"_s}}, rows);
 }
 
-/// What keeps the calendar from being read; empty when nothing does.
-QString whyUnread(const Organizer& organizer) {
-    switch (organizer.access()) {
-        case CalendarAccess::full:
-            break;
-        case CalendarAccess::denied:
-            return u"The calendars in %1 can't be read; mend that folder, or choose another one with `lumbro "
-                   u"settings set calendarFolder FOLDER`."_s.arg(organizer.place());
-        case CalendarAccess::notDetermined:
-            return u"There are no calendars in %1 yet; choose their folder with `lumbro settings set "
-                   u"calendarFolder FOLDER`. The first event that is added makes it."_s.arg(
-                       organizer.place());
-    }
-    return {};
-}
-
 }  // namespace
 
 Task<int> freeTimesCommand(CommandContext context) {
@@ -68,7 +53,7 @@ Task<int> freeTimesCommand(CommandContext context) {
     }
     Desk desk;
     Organizer* organizer = desk.organizer.get();
-    const QString unread = whyUnread(*organizer);
+    const QString unread = whyNoAgenda(*organizer);
     if (organizer->access() == CalendarAccess::denied) {
         co_return output.fail(unread);
     }
