@@ -3,6 +3,9 @@
 #include "LumbroCore/Literals.h"
 
 #include <QChar>
+#include <QTextBoundaryFinder>
+
+#include <algorithm>
 
 namespace lumbro {
 
@@ -52,6 +55,32 @@ int wordCount(QStringView text) {
         }
     }
     return words;
+}
+
+QString firstCharacters(const QString& text, qsizetype count) {
+    if (text.size() <= count) {
+        return text;
+    }
+    // Below the combining marks a character is one unit; the unit after the cut may belong to the last one.
+    constexpr char16_t firstMark = 0x300;
+    const QStringView head = QStringView(text).left(count + 1);
+    const bool isPlain =
+        std::ranges::all_of(head, [](QChar c) { return c.unicode() < firstMark && c != u'\r'; });
+    if (isPlain) {
+        return text.left(count);
+    }
+    constexpr qsizetype unitsPerCharacter = 16;
+    const QString window = text.left(count * unitsPerCharacter);
+    QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, window);
+    qsizetype end = 0;
+    for (qsizetype i = 0; i < count; ++i) {
+        const qsizetype next = finder.toNextBoundary();
+        if (next < 0) {
+            break;
+        }
+        end = next;
+    }
+    return window.left(end);
 }
 
 QStringView trimmedOf(QStringView text, QStringView set) {

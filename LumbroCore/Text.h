@@ -11,6 +11,9 @@ QString slugified(const QString& text);
 /// Number of pieces between white space that hold at least one letter or digit.
 int wordCount(QStringView text);
 
+/// The first `count` characters as a reader counts them: no letter is cut from its accents.
+QString firstCharacters(const QString& text, qsizetype count);
+
 /// `text` without the characters of `set` at both ends.
 QStringView trimmedOf(QStringView text, QStringView set);
 

@@ -4,6 +4,7 @@
 #include "LumbroCore/LockedUpdate.h"
 #include "actions/formats/ActionPrompt.h"
 #include "chats/formats/Redact.h"
+#include "LumbroCore/Text.h"
 #include "runners/AgentText.h"
 
 #include <QPointer>
@@ -201,7 +202,7 @@ ActionRun ActionRunner::submit(const Connector& connector, const ActionRequest& 
     runs.prepend(made);
     show(std::move(runs));
     if (isOurs(made.id)) {
-        AppLog::info(tag(), u"queued %1: "_s.arg(made.id) + agents::head(made.instruction, 120));
+        AppLog::info(tag(), u"queued %1: "_s.arg(made.id) + firstCharacters(made.instruction, 120));
         pump();
     }
     return run(made.id).value_or(made);
@@ -328,7 +329,7 @@ void ActionRunner::complete(ActionRun run, const QString& output) {
                u"No result report. Claude said: "_s + tail(Redact::secrets(output), 300));
         return;
     }
-    run.summary = agents::head(report->summary, longestSummary);
+    run.summary = firstCharacters(report->summary, longestSummary);
     run.items = report->items;
     const Status status = report->finalStatus();
     std::optional<QString> error;

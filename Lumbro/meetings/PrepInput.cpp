@@ -21,14 +21,6 @@ constexpr qsizetype mostCaptures = 3;
 /// Event notes of whole mail threads say less than the memory does.
 constexpr qsizetype mostOfNotes = 6000;
 
-/// At most `count` characters from the beginning. A pair of surrogates is not cut in two.
-QString firstCharacters(const QString& text, qsizetype count) {
-    if (text.size() <= count) {
-        return text;
-    }
-    return text.first(text[count - 1].isHighSurrogate() ? count - 1 : count);
-}
-
 QString meetingSection(const PrepEvent& event) {
     const qint64 minutes = event.start.secsTo(event.end) / 60;
     QString text = u"# MEETING: %1\nWhen: %2, %3 min"_s.arg(event.title, dates::readable(event.start),

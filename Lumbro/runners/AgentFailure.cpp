@@ -1,6 +1,7 @@
 #include "runners/AgentFailure.h"
 
 #include "LumbroCore/AppLog.h"
+#include "LumbroCore/Text.h"
 #include "chats/formats/Redact.h"
 #include "runners/AgentText.h"
 
@@ -18,7 +19,7 @@ QString lastLine(const QByteArray& bytes) {
     const QStringList lines = text.split(u'\n', Qt::SkipEmptyParts);
     for (auto line = lines.rbegin(); line != lines.rend(); ++line) {
         if (!line->trimmed().isEmpty()) {
-            return head(line->trimmed(), longest);
+            return firstCharacters(line->trimmed(), longest);
         }
     }
     return {};

@@ -1,5 +1,6 @@
 #include "runners/AgentText.h"
 
+#include "LumbroCore/Text.h"
 #include "chats/formats/Redact.h"
 
 #include <QStringDecoder>
@@ -63,12 +64,7 @@ Failure classify(const QString& text) {
 
 QString shown(const QString& text, qsizetype count) {
     // Cut first, half a secret would no longer look like one.
-    return head(Redact::secrets(text), count);
-}
-
-QString head(const QString& text, qsizetype count) {
-    const bool cutsPair = text.size() > count && text[count - 1].isHighSurrogate();
-    return text.left(cutsPair ? count - 1 : count);
+    return firstCharacters(Redact::secrets(text), count);
 }
 
 QString plainInstruction(const QString& instruction) {

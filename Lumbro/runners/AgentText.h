@@ -25,9 +25,6 @@ Failure classify(const QString& text);
 /// first `count` characters at most.
 QString shown(const QString& text, qsizetype count);
 
-/// The first `count` characters, never half of one.
-QString head(const QString& text, qsizetype count);
-
 /// The instruction as one plain word of a command line: a leading "-" would make it an option and a leading
 /// "/" a command of the tool's own, so a blank stands before these.
 QString plainInstruction(const QString& instruction);

@@ -29,6 +29,21 @@ TEST(Text, aWordHoldsALetterOrDigit) {
     }
 }
 
+TEST(Text, aCutLeavesWholeCharacters) {
+    const QString family = u"👨‍👩‍👧"_s;
+    const std::tuple<QString, qsizetype, QString> rows[] = {
+        {u"abc"_s, 3, u"abc"_s},
+        {u"abcd"_s, 3, u"abc"_s},
+        {u""_s, 3, u""_s},
+        {u"😀😀😀"_s, 2, u"😀😀"_s},
+        {u"e\u0301e\u0301e"_s, 2, u"e\u0301e\u0301"_s},
+        {family + family, 1, family},
+    };
+    for (const auto& [text, count, cut] : rows) {
+        EXPECT_EQ(firstCharacters(text, count), cut) << qPrintable(text);
+    }
+}
+
 TEST(Dates, isoIsWhatQtWrites) {
     for (const qint64 moment : {0LL, -1LL, 999LL, 951'782'399'999LL, 951'782'400'000LL, -62'135'596'800'000LL,
                                 -62'135'596'800'001LL, 253'402'300'799'999LL, 253'402'300'800'000LL}) {

@@ -4,7 +4,6 @@
 #include "chats/formats/Redact.h"
 
 #include <QRegularExpression>
-#include <QTextBoundaryFinder>
 
 #include <algorithm>
 
@@ -84,32 +83,6 @@ std::optional<QString> between(QStringView text, QStringView open, QStringView c
         return std::nullopt;
     }
     return text.sliced(body, end - body).trimmed().toString();
-}
-
-QString first(const QString& text, qsizetype count) {
-    if (text.size() <= count) {
-        return text;
-    }
-    // Below the combining marks a character is one unit; the unit after the cut may belong to the last one.
-    constexpr char16_t firstMark = 0x300;
-    const QStringView head = QStringView(text).left(count + 1);
-    const bool isPlain =
-        std::ranges::all_of(head, [](QChar c) { return c.unicode() < firstMark && c != u'\r'; });
-    if (isPlain) {
-        return text.left(count);
-    }
-    constexpr qsizetype unitsPerCharacter = 16;
-    const QString window = text.left(count * unitsPerCharacter);
-    QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, window);
-    qsizetype end = 0;
-    for (qsizetype i = 0; i < count; ++i) {
-        const qsizetype next = finder.toNextBoundary();
-        if (next < 0) {
-            break;
-        }
-        end = next;
-    }
-    return window.left(end);
 }
 
 }  // namespace lumbro::chatText

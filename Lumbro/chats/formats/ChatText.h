@@ -18,7 +18,4 @@ QString tidyName(QString name);
 /// What stands between the first `open` and the first `close` after it, trimmed; nothing when one is missing.
 std::optional<QString> between(QStringView text, QStringView open, QStringView close);
 
-/// The first `count` characters as a reader counts them: no letter is cut from its accents.
-QString first(const QString& text, qsizetype count);
-
 }  // namespace lumbro::chatText

@@ -1,6 +1,7 @@
 #include "chats/formats/ChatTurns.h"
 
 #include "LumbroCore/Literals.h"
+#include "LumbroCore/Text.h"
 #include "chats/formats/ChatText.h"
 #include "chats/formats/Redact.h"
 
@@ -79,7 +80,7 @@ void ChatTurns::takePrompt(const ChatLine& line) {
         .project = {},
         .folder = m_folder,
         .time = *line.time,
-        .prompt = chatText::first(prompt, maxPrompt),
+        .prompt = firstCharacters(prompt, maxPrompt),
         .reply = {},
     };
     if (entry.id.isEmpty()) {
@@ -103,7 +104,7 @@ void ChatTurns::endTurn() {
         }
         const QString reply = chatText::tidy(line->answer);
         if (!reply.isEmpty()) {
-            m_entries.last().reply = chatText::first(reply, maxReply);
+            m_entries.last().reply = firstCharacters(reply, maxReply);
             break;
         }
     }

@@ -3,6 +3,7 @@
 #include "LumbroCore/Dates.h"
 #include "LumbroCore/Json.h"
 #include "LumbroCore/Literals.h"
+#include "LumbroCore/Text.h"
 #include "chats/formats/ChatText.h"
 
 #include <QJsonArray>
@@ -24,7 +25,7 @@ QString chatTitle(const SessionEntries& chat) {
     }
     // A heading is one line, and a prompt may have many.
     constexpr qsizetype length = 60;
-    return chatText::first(chat.first().prompt, length).simplified();
+    return firstCharacters(chat.first().prompt, length).simplified();
 }
 
 QString heading(const SessionEntries& chat) {

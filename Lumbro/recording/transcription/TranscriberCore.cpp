@@ -2,6 +2,7 @@
 
 #include "LumbroCore/AppLog.h"
 #include "LumbroCore/Literals.h"
+#include "LumbroCore/Text.h"
 
 #include <cmath>
 #include <utility>
@@ -204,7 +205,7 @@ void TranscriberCore::handle(const speech::RecognitionResult& result, int genera
         return;
     }
     if (result.isFinal) {
-        AppLog::info(tag, u"%1 final: %2"_s.arg(name(), text.left(logPrefixLength)));
+        AppLog::info(tag, u"%1 final: %2"_s.arg(name(), firstCharacters(text, logPrefixLength)));
     }
     {
         const std::lock_guard lock(m_lock);
