@@ -20,8 +20,10 @@ using Words = QSet<QString>;
 Words wordsOf(const QString& text) {
     Words words;
     QString word;
-    for (const char32_t character : text.toLower().toUcs4()) {
-        if (QChar::isLetter(character)) {
+    const QString composed = text.toLower().normalized(QString::NormalizationForm_C);
+    for (const char32_t character : composed.toUcs4()) {
+        // The vowel signs and accents of a letter belong to it.
+        if (QChar::isLetter(character) || (QChar::isMark(character) && !word.isEmpty())) {
             word += QChar::fromUcs4(character);
         } else if (!word.isEmpty()) {
             words.insert(std::exchange(word, {}));

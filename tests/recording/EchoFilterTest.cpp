@@ -55,6 +55,15 @@ TEST(EchoFilter, dropsOnlyWhatTheFarSideJustSaid) {
          {said(them, 1, u"мы выпускаем бету"_s)},
          said(me, 2, u"Мы выпускаем бету."_s),
          true},
+        {"accents belong to their letters",
+         {said(them, 1, u"e\u0301te\u0301 pe\u0301"_s)},
+         said(me, 2, u"e\u0301te\u0301 pe\u0301"_s),
+         false},
+        {"in whichever form they come",
+         {said(them, 1, u"été passé là"_s)},
+         said(me, 2, u"e\u0301te\u0301 passe\u0301 la\u0300"_s),
+         true},
+        {"so do vowel signs", {said(them, 1, u"हिन्दी में"_s)}, said(me, 2, u"हिन्दी में"_s), false},
         {"nothing heard", {}, said(me, 1, words), false},
     };
     for (const Row& row : rows) {
