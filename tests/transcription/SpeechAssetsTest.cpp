@@ -33,6 +33,19 @@ TEST(SpeechAssetsTest, theLocaleIsChosenByLanguageScriptAndRegion) {
     }
 }
 
+TEST(SpeechAssetsTest, aSystemsLocaleKeepsItsRegion) {
+    for (const auto& [name, identifier] : std::initializer_list<std::pair<QString, QString>>{
+             {u"en_US"_s, u"en-US"_s},
+             {u"de_AT"_s, u"de-AT"_s},
+             {u"zh_TW"_s, u"zh-Hant-TW"_s},
+             {u"zh_CN"_s, u"zh-Hans-CN"_s},
+             {u"sr_RS"_s, u"sr-RS"_s},
+             {u"C"_s, QString()},
+         }) {
+        EXPECT_EQ(SpeechAssets::identifierOf(QLocale(name)), identifier);
+    }
+}
+
 class SpeechAssetsFolderTest : public testing::Test {
   protected:
     test::ScratchFolder folder;

@@ -13,9 +13,6 @@ inline Failure micUnavailable(const QString& detail) {
 inline Failure systemAudio(const QString& detail) {
     return {FailureKind::systemAudio, u"System audio unavailable: "_s + detail};
 }
-inline Failure speech(const QString& detail) {
-    return {FailureKind::speech, u"Speech recognition unavailable: "_s + detail};
-}
 inline Failure micDenied() {
     return {FailureKind::micDenied, u"Lumbro needs the microphone. Allow it in Settings → Privacy."_s};
 }

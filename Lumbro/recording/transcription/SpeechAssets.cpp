@@ -5,6 +5,7 @@
 #include "LumbroSpeech/FallbackRecognizer.h"
 #include "LumbroSpeech/PocketsphinxRecognizer.h"
 #include "LumbroSpeech/WhisperRecognizer.h"
+#include "recording/transcription/SpeechError.h"
 
 #include <QLocale>
 
@@ -41,11 +42,6 @@ LocaleParts partsOf(const QString& identifier) {
     return parts;
 }
 
-QString systemIdentifier() {
-    const QLocale locale = QLocale::system();
-    return locale.language() == QLocale::C ? QString() : locale.bcp47Name();
-}
-
 SpeechAssets*& sharedAssets() {
     static SpeechAssets* assets = nullptr;
     return assets;
@@ -58,7 +54,7 @@ SpeechAssets::SpeechAssets(Settings& settings, QString systemLocale)
 
 SpeechAssets::SpeechAssets(Settings& settings, QString systemLocale, QString modelsFolder,
                            QString embeddedModel)
-    : m_systemLocale(systemLocale.isEmpty() ? systemIdentifier() : std::move(systemLocale)),
+    : m_systemLocale(systemLocale.isEmpty() ? identifierOf(QLocale::system()) : std::move(systemLocale)),
       m_embeddedModel(embeddedModel.isEmpty() ? speech::PocketsphinxRecognizer::defaultModelPath()
                                               : std::move(embeddedModel)),
       m_models(settings, modelsFolder, m_embeddedModel) {}
@@ -76,6 +72,18 @@ SpeechAssets& SpeechAssets::shared() {
 
 void SpeechAssets::setShared(SpeechAssets* assets) {
     sharedAssets() = assets;
+}
+
+QString SpeechAssets::identifierOf(const QLocale& locale) {
+    if (locale.language() == QLocale::C) {
+        return {};
+    }
+    // The shortest name would leave out the customary region, and with it the accent.
+    QStringList parts = locale.name().split(u'_');
+    if (locale.language() == QLocale::Chinese) {
+        parts.insert(1, QLocale::scriptToCode(locale.script()));
+    }
+    return parts.join(u'-');
 }
 
 std::optional<QString> SpeechAssets::resolve(const QString& current, const QStringList& supported) {
@@ -202,7 +210,7 @@ Task<std::optional<WarmSpeech>> SpeechAssets::warm() {
 Task<Result<>> SpeechAssets::install(Progress progress) {
     const auto locale = resolvedLocale();
     if (!locale) {
-        co_return fail(FailureKind::speech, u"language not supported"_s);
+        co_return std::unexpected(captureError::speech(u"language not supported"_s));
     }
     if (isInstalled()) {
         co_return Result<>();

@@ -6,6 +6,7 @@
 #include "LumbroSpeech/SpeechModels.h"
 #include "recording/transcription/WarmSpeech.h"
 
+#include <QLocale>
 #include <QString>
 #include <QStringList>
 
@@ -30,6 +31,9 @@ class SpeechAssets {
     static SpeechAssets& shared();
     /// Sets what `shared` gives. The object must outlive its use.
     static void setShared(SpeechAssets* assets);
+
+    /// The BCP 47 identifier of a locale, with its region; Chinese with its script. Empty for the C locale.
+    static QString identifierOf(const QLocale& locale);
 
     /// The supported locale to use for `current`, by the rules of language, script and region; none when no
     /// supported one has its language.

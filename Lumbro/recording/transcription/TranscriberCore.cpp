@@ -3,6 +3,7 @@
 #include "LumbroCore/AppLog.h"
 #include "LumbroCore/Literals.h"
 #include "LumbroCore/Text.h"
+#include "recording/transcription/SpeechError.h"
 
 #include <cmath>
 #include <utility>
@@ -154,7 +155,7 @@ Task<Result<>> TranscriberCore::launch() {
     const auto self = shared_from_this();
     if (m_locale.isEmpty() || !m_recognizer) {
         stopFeeding();
-        co_return fail(FailureKind::speech, u"no locale"_s);
+        co_return std::unexpected(captureError::speech(u"no locale"_s));
     }
     const double offset = beginStream();
     const int generation = ++m_generation;
