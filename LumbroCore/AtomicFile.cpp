@@ -5,6 +5,7 @@
 #include <QSaveFile>
 #include <QStringDecoder>
 
+#include <algorithm>
 #include <cerrno>
 
 namespace lumbro {
@@ -29,6 +30,14 @@ Result<> writeFileAtomically(const QString& path, const QByteArray& bytes) {
         return failed();
     }
     return {};
+}
+
+QStringView unfinishedTarget(QStringView name) {
+    constexpr qsizetype suffix = 7;
+    const auto isRandom = [](QChar c) { return c.isLetter() && c.unicode() < 0x80; };
+    const bool isUnfinished = name.size() > suffix && name[name.size() - suffix] == u'.' &&
+                              std::ranges::all_of(name.last(suffix - 1), isRandom);
+    return isUnfinished ? name.chopped(suffix) : QStringView();
 }
 
 std::optional<QByteArray> readFile(const QString& path, qint64 maxBytes) {

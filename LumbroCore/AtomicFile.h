@@ -13,6 +13,10 @@ namespace lumbro {
 /// The failure's message names the file and the system's reason.
 Result<> writeFileAtomically(const QString& path, const QByteArray& bytes);
 
+/// The name of the file that such a write was under way for, by the name of what it leaves when its process
+/// is killed. Empty for every other name.
+QStringView unfinishedTarget(QStringView name);
+
 /// The file's bytes, or nothing when it is missing, unreadable, no plain file or larger than `maxBytes`.
 std::optional<QByteArray> readFile(const QString& path, qint64 maxBytes = qint64(256) * 1024 * 1024);
 

@@ -44,6 +44,18 @@ LockFile::LockFile(const QString& path) : m_path(QFile::encodeName(path)) {
     }
 }
 
+std::optional<bool> LockFile::isTaken(const QString& path) {
+    const QByteArray name = QFile::encodeName(path);
+    const int descriptor = open(name.constData(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
+    if (descriptor < 0) {
+        return errno == ENOENT ? std::optional(false) : std::nullopt;
+    }
+    const bool isFree = flock(descriptor, LOCK_SH | LOCK_NB) == 0;
+    const bool isHeld = !isFree && errno == EWOULDBLOCK;
+    close(descriptor);
+    return isFree || isHeld ? std::optional(isHeld) : std::nullopt;
+}
+
 LockFile::LockFile(LockFile&& other) noexcept
     : m_path(std::move(other.m_path)),
       m_descriptor(std::exchange(other.m_descriptor, -1)),

@@ -3,6 +3,8 @@
 #include <QByteArray>
 #include <QString>
 
+#include <optional>
+
 namespace lumbro {
 
 /// Marks something as under way, for other processes and for this one: a file that is locked until the
@@ -14,6 +16,10 @@ class LockFile {
     LockFile(LockFile&& other) noexcept;
     LockFile& operator=(LockFile&& other) = delete;
     ~LockFile();
+
+    /// Whether somebody has it now. Nothing where nobody can tell, as on a file system without locks. Makes
+    /// no file.
+    static std::optional<bool> isTaken(const QString& path);
 
     /// Nobody else has it. True as well where the file can't be made or the file system has no locks.
     bool isMine() const { return m_isMine; }

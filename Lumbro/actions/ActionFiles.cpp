@@ -1,5 +1,6 @@
 #include "actions/ActionFiles.h"
 
+#include "LumbroCore/AppLog.h"
 #include "LumbroCore/AtomicFile.h"
 #include "LumbroCore/Dates.h"
 #include "LumbroCore/Json.h"
@@ -12,6 +13,7 @@
 #include <QFileInfo>
 
 #include <algorithm>
+#include <iterator>
 #include <tuple>
 
 namespace lumbro {
@@ -21,6 +23,10 @@ namespace {
 constexpr qsizetype keyInName = 6;
 /// Keeps names of any script below what a file system takes.
 constexpr qsizetype longestApp = 40;
+/// In seconds. A run ends after three quarters of an hour at the latest, but may have waited for others.
+constexpr qint64 longestUntold = 86'400;
+/// In seconds. No process takes that long to write a file.
+constexpr qint64 longestWrite = 60;
 
 }  // namespace
 
@@ -63,11 +69,17 @@ std::optional<ActionRun> ActionFiles::read(const QString& id) const {
     return run && run->id == id ? run : std::nullopt;
 }
 
+bool ActionFiles::isDead(const QString& id) const {
+    const auto isWorkedOn = RunLock::isTaken(lockPath(id));
+    const QDateTime written = QFileInfo(path(id)).lastModified();
+    return isWorkedOn ? !*isWorkedOn : written.secsTo(QDateTime::currentDateTime()) > longestUntold;
+}
+
 ActionRun ActionFiles::settled(const ActionRun& run) const {
-    const RunLock lock(lockPath(run.id));
+    const bool isEnded = isDead(run.id);
     // Read once nobody writes it any more: it may have been finished since.
     ActionRun found = read(run.id).value_or(run);
-    if (lock.isMine() && found.isLive()) {
+    if (isEnded && found.isLive()) {
         found.status = ActionRun::Status::interrupted;
         found.finished.reset();
     }
@@ -83,6 +95,52 @@ QList<ActionRun> ActionFiles::readSettled() const {
         }
     }
     return runs;
+}
+
+QList<ActionRun> ActionFiles::readBeside(const QList<ActionRun>& known, const IsOurs& isOurs) const {
+    QList<ActionRun> runs = readAll();
+    runs.removeIf([&](const ActionRun& each) { return isOurs(each.id); });
+    std::ranges::copy_if(known, std::back_inserter(runs),
+                         [&](const ActionRun& each) { return isOurs(each.id); });
+    sortNewestFirst(runs);
+    return runs;
+}
+
+QList<ActionRun> ActionFiles::readAgain(const QStringList& ids, QList<ActionRun> known,
+                                        const IsOurs& isOurs) const {
+    for (const QString& id : ids) {
+        if (!isOurs(id)) {
+            known.removeIf([&](const ActionRun& each) { return each.id == id; });
+            const auto run = read(id);
+            known += run ? QList{*run} : QList<ActionRun>();
+        }
+    }
+    sortNewestFirst(known);
+    return known;
+}
+
+QStringList ActionFiles::settle(QList<ActionRun>& runs, const IsOurs& isOurs, const QDateTime& now) const {
+    const auto isTheirs = [&](const ActionRun& each) { return each.isLive() && !isOurs(each.id); };
+    QStringList dead;
+    if (std::ranges::none_of(runs, isTheirs)) {
+        return dead;
+    }
+    // Nobody else is to look at the same moment, and tell of the same end.
+    const FolderLock lock(m_folder);
+    for (ActionRun& each : runs) {
+        if (!isTheirs(each)) {
+            continue;
+        }
+        each = settled(each);
+        if (each.status == ActionRun::Status::interrupted && !each.finished) {
+            each.finished = now;
+            if (const auto written = write(each); !written) {
+                AppLog::error(u"action"_s, written.error().message);
+            }
+            dead << each.id;
+        }
+    }
+    return dead;
 }
 
 Result<> ActionFiles::write(const ActionRun& run) const {
@@ -104,17 +162,31 @@ QString ActionFiles::lockPath(const QString& id) const {
     return u"%1/.%2.lock"_s.arg(m_folder, id);
 }
 
-void ActionFiles::removeStaleMarks() const {
-    const auto marks = [this](const QString& pattern) {
-        return QDir(m_folder).entryList({pattern}, QDir::Files | QDir::Hidden);
-    };
-    for (const QString& name : marks(u".*.lock"_s)) {
-        const RunLock taken(m_folder + u'/' + name);
+QStringList ActionFiles::hiddenNames(const QString& pattern) const {
+    return QDir(m_folder).entryList({pattern}, QDir::Files | QDir::Hidden);
+}
+
+void ActionFiles::sweep() const {
+    const FolderLock lock(m_folder);
+    for (const QString& name : hiddenNames(u".*.lock"_s)) {
+        const QString mark = m_folder + u'/' + name;
+        if (RunLock::isTaken(mark) == false) {
+            const RunLock taken(mark);
+        }
     }
-    for (const QString& name : marks(u".*.stop"_s)) {
+    for (const QString& name : hiddenNames(u".*.stop"_s)) {
         const QString id = name.sliced(1).chopped(5);
-        if (RunLock(lockPath(id)).isMine()) {
+        if (RunLock::isTaken(lockPath(id)) == false) {
             forgetStop(id);
+        }
+    }
+    const QDateTime old = QDateTime::currentDateTime().addSecs(-longestWrite);
+    for (const QFileInfo& file :
+         QDir(m_folder).entryInfoList(QDir::Files | QDir::Hidden | QDir::NoSymLinks)) {
+        const QString name = file.fileName();
+        const QStringView target = unfinishedTarget(name);
+        if ((target.endsWith(u".json") || target.endsWith(u".stop")) && file.lastModified() < old) {
+            QFile::remove(file.filePath());
         }
     }
 }

@@ -7,7 +7,9 @@
 #include <QDateTime>
 #include <QList>
 #include <QString>
+#include <QStringList>
 
+#include <functional>
 #include <optional>
 
 namespace lumbro {
@@ -27,11 +29,21 @@ class ActionFiles {
     /// Those whose key begins like this one and may hence be the same.
     QList<ActionRun> readLike(const QString& key) const;
     std::optional<ActionRun> read(const QString& id) const;
-    /// The run as it stands now: one that is queued or running while nobody works on it is interrupted. With
-    /// the folder locked, so that nobody else looks at the same moment. Writes nothing.
+    /// The run as it stands now: one that is queued or running while nobody works on it is interrupted. Where
+    /// nobody can tell, it counts as under way for a day. Writes nothing.
     ActionRun settled(const ActionRun& run) const;
     /// Every run as it stands now, newest first. Writes nothing.
     QList<ActionRun> readSettled() const;
+
+    using IsOurs = std::function<bool(const QString& id)>;
+    /// All runs as their files have them, newest first, but those of this process as `known` has them: a live
+    /// run whose file could not be written, or was removed, goes on.
+    QList<ActionRun> readBeside(const QList<ActionRun>& known, const IsOurs& isOurs) const;
+    /// The same where only the files of these runs may differ from `known`.
+    QList<ActionRun> readAgain(const QStringList& ids, QList<ActionRun> known, const IsOurs& isOurs) const;
+    /// Makes of the runs of other processes what has become of them, and writes which are interrupted since
+    /// `now`. Gives their ids.
+    QStringList settle(QList<ActionRun>& runs, const IsOurs& isOurs, const QDateTime& now) const;
     /// Writes the run's file, making the folder.
     Result<> write(const ActionRun& run) const;
 
@@ -39,8 +51,8 @@ class ActionFiles {
     QString newID(const QDateTime& now, const QString& app, const QString& key) const;
     /// The file that marks a run as under way.
     QString lockPath(const QString& id) const;
-    /// Removes what processes that have ended left behind.
-    void removeStaleMarks() const;
+    /// Removes what processes that have ended left behind: marks, and files half written.
+    void sweep() const;
 
     /// One of the `count` places for runs under way, which all processes share; nothing when all are taken.
     std::optional<RunLock> takePlace(int count) const;
@@ -52,6 +64,8 @@ class ActionFiles {
 
   private:
     QList<ActionRun> readMatching(const QString& pattern) const;
+    QStringList hiddenNames(const QString& pattern) const;
+    bool isDead(const QString& id) const;
     QString path(const QString& id) const;
     QString stopPath(const QString& id) const;
 

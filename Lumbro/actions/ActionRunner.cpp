@@ -2,9 +2,9 @@
 
 #include "LumbroCore/AppLog.h"
 #include "LumbroCore/LockedUpdate.h"
+#include "LumbroCore/Text.h"
 #include "actions/formats/ActionPrompt.h"
 #include "chats/formats/Redact.h"
-#include "LumbroCore/Text.h"
 #include "runners/AgentText.h"
 
 #include <QPointer>
@@ -26,6 +26,7 @@ constexpr int mostAttempts = 4;
 constexpr auto attemptPause = 3s;
 constexpr auto longestRun = 600s;
 constexpr auto watchInterval = 1s;
+constexpr auto followInterval = 2s;
 constexpr qsizetype longestSummary = 140;
 
 const QString& tag() {
@@ -92,31 +93,35 @@ void ActionRunner::load() {
         return;
     }
     m_files.makeFolder();
-    {
-        const FolderLock lock(m_files.folder());
-        m_files.removeStaleMarks();
-    }
+    m_files.sweep();
     reload();
 }
 
 void ActionRunner::reload() {
     m_loaded = true;
-    QList<ActionRun> runs = m_files.readAll();
-    for (ActionRun& each : runs) {
-        each = isOurs(each.id) ? run(each.id).value_or(each) : each;
+    show(m_files.readBeside(m_runs, whichAreOurs()));
+}
+
+void ActionRunner::follow() {
+    load();
+    m_changes.emplace(m_files.folder());
+    m_following.start(m_clock, followInterval, Clock::Repeat::always, [this] { catchUp(); });
+}
+
+void ActionRunner::catchUp() {
+    if (const auto ids = m_changes->changed(); !ids) {
+        reload();
+    } else if (!ids->isEmpty()) {
+        show(m_files.readAgain(*ids, m_runs, whichAreOurs()));
     }
-    // A live run whose file could not be written, or was removed, goes on.
-    for (const ActionRun& each : std::as_const(m_runs)) {
-        if (isOurs(each.id) && std::ranges::find(runs, each.id, &ActionRun::id) == runs.end()) {
-            runs << each;
-        }
-    }
-    ActionFiles::sortNewestFirst(runs);
-    show(std::move(runs));
+}
+
+ActionFiles::IsOurs ActionRunner::whichAreOurs() const {
+    return [this](const QString& id) { return isOurs(id); };
 }
 
 void ActionRunner::show(QList<ActionRun> runs) {
-    const QStringList dead = settle(runs);
+    const QStringList dead = m_files.settle(runs, whichAreOurs(), m_clock.now());
     const bool isChanged = std::exchange(m_runs, runs) != runs;
     keepLooking();
     const QPointer<ActionRunner> alive(this);
@@ -128,27 +133,6 @@ void ActionRunner::show(QList<ActionRun> runs) {
             Q_EMIT interrupted(id);
         }
     }
-}
-
-QStringList ActionRunner::settle(QList<ActionRun>& runs) const {
-    const auto isTheirs = [this](const ActionRun& each) { return each.isLive() && !isOurs(each.id); };
-    QStringList dead;
-    if (std::ranges::none_of(runs, isTheirs)) {
-        return dead;
-    }
-    const FolderLock lock(m_files.folder());
-    for (ActionRun& each : runs) {
-        if (!isTheirs(each)) {
-            continue;
-        }
-        each = m_files.settled(each);
-        if (each.status == Status::interrupted && !each.finished) {
-            each.finished = m_clock.now();
-            write(each);
-            dead << each.id;
-        }
-    }
-    return dead;
 }
 
 void ActionRunner::keepLooking() {
@@ -189,8 +173,7 @@ ActionRun ActionRunner::submit(const Connector& connector, const ActionRequest& 
     {
         const FolderLock lock(m_files.folder());
         for (const ActionRun& other : m_files.readLike(key)) {
-            const bool isTaken = isSame(other) && !RunLock(m_files.lockPath(other.id)).isMine();
-            made = isTaken ? other : made;
+            made = isSame(other) && m_files.settled(other).isLive() ? other : made;
         }
         if (made.id.isEmpty()) {
             made = make(connector, request, key);

@@ -2,6 +2,7 @@
 
 #include "LumbroCore/Clock.h"
 #include "actions/ActionFiles.h"
+#include "actions/ActionWatch.h"
 #include "actions/RunLock.h"
 #include "actions/formats/ActionReport.h"
 #include "actions/formats/ActionRun.h"
@@ -63,6 +64,8 @@ class ActionRunner final : public QObject {
     void load();
     /// Reads them again, for what other processes have added and finished meanwhile.
     void reload();
+    /// From now on shows what other processes send, as it happens.
+    void follow();
     /// Queues the work, or gives the run that is already under way with the same content and connector.
     ActionRun submit(const Connector& connector, const ActionRequest& request);
     /// Sends the same work again; nothing when the connector is gone.
@@ -82,9 +85,9 @@ class ActionRunner final : public QObject {
     using Handle = std::shared_ptr<CancellationHandle>;
 
     ActionRun make(const Connector& connector, const ActionRequest& request, const QString& key) const;
+    ActionFiles::IsOurs whichAreOurs() const;
     void show(QList<ActionRun> runs);
-    /// Runs of other processes as they really stand.
-    QStringList settle(QList<ActionRun>& runs) const;
+    void catchUp();
     void look();
     void keepLooking();
     void pump();
@@ -106,6 +109,8 @@ class ActionRunner final : public QObject {
     std::map<QString, RunLock> m_locks;
     std::map<QString, RunLock> m_places;
     Timer m_watch;
+    std::optional<ActionWatch> m_changes;
+    Timer m_following;
     bool m_loaded = false;
 };
 

@@ -121,7 +121,7 @@ void AppDelegate::startActions() {
             [&model](const ActionRun& run) { model.actionFinished(run.id); });
     connect(&runner, &ActionRunner::interrupted, &model,
             [&model](const QString& runID) { model.pill().addToInbox(pill::Action{runID}); });
-    runner.load();
+    runner.follow();
 }
 
 void AppDelegate::startMeetings() {

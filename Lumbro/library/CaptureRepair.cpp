@@ -20,17 +20,9 @@ namespace {
 constexpr std::array ownFiles{u"meta.json", u"transcript.json", u"transcript.md",
                               u"notes.md",  u"session.md",      u"screen.md"};
 
-/// Whether the name is that of an unfinished atomic write: one of our names, ".", six letters.
+/// Whether the name is that of an unfinished write of a file of ours.
 bool isLeftover(QStringView name, bool inHandoffs) {
-    constexpr qsizetype suffix = 7;
-    if (name.size() <= suffix || name[name.size() - suffix] != u'.') {
-        return false;
-    }
-    const auto isLetter = [](QChar c) { return c.isLetter() && c.unicode() < 0x80; };
-    if (!std::ranges::all_of(name.last(suffix - 1), isLetter)) {
-        return false;
-    }
-    const QStringView target = name.chopped(suffix);
+    const QStringView target = unfinishedTarget(name);
     return inHandoffs ? target.endsWith(u".md")
                       : std::ranges::any_of(ownFiles, [&](QStringView own) { return target == own; });
 }

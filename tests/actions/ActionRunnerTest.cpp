@@ -267,6 +267,82 @@ TEST_F(ActionRunnerTest, aRunOfAnotherProcessIsShownAndLeftAlone) {
     EXPECT_EQ(onDisk(second.id).status, Status::interrupted);
 }
 
+TEST_F(ActionRunnerTest, whatOtherProcessesSendShowsByItself) {
+    m_process.runner.follow();
+    int changes = 0;
+    QObject::connect(&m_process.runner, &ActionRunner::runsChanged, [&] { ++changes; });
+    m_clock.advance(10s);
+    EXPECT_EQ(changes, 0);
+    auto other = std::make_unique<Process>(m_clock, m_folder.path());
+    const ActionRun theirs = other->submit(u"a"_s);
+    m_clock.advance(2s);
+    EXPECT_EQ(m_process.status(theirs), Status::running);
+    other->agent.calls.at(0)->answer(good);
+    m_clock.advance(2s);
+    EXPECT_EQ(m_process.status(theirs), Status::done);
+    const ActionRun killed = other->submit(u"b"_s);
+    m_clock.advance(2s);
+    other.reset();
+    m_clock.advance(2s);
+    EXPECT_EQ(m_process.status(killed), Status::interrupted);
+    EXPECT_EQ(m_process.interrupted, QStringList{killed.id});
+    EXPECT_TRUE(m_process.finished.isEmpty() && m_process.agent.calls.empty());
+
+    QFile::remove(m_folder.path(u"actions/%1.json"_s.arg(killed.id)));
+    m_clock.advance(2s);
+    EXPECT_EQ(m_process.runner.runs().size(), 1);
+    ASSERT_TRUE(QDir(m_folder.path(u"actions"_s)).removeRecursively());
+    m_clock.advance(2s);
+    EXPECT_TRUE(m_process.runner.runs().isEmpty());
+    Process third(m_clock, m_folder.path());
+    m_clock.advance(2s);
+    const ActionRun ours = m_process.submit(u"c"_s);
+    third.submit(u"d"_s);
+    m_clock.advance(2s);
+    EXPECT_EQ(m_process.runner.runs().size(), 2) << "in a folder that was made anew";
+    m_process.agent.calls.at(0)->answer(good);
+    m_clock.advance(2s);
+    EXPECT_EQ(m_process.status(ours), Status::done);
+    EXPECT_EQ(m_process.finished.size(), 1);
+}
+
+TEST_F(ActionRunnerTest, aRunOfWhichNobodyCanTellWhetherItGoesOnIsNotGivenUpAtOnce) {
+    auto other = std::make_unique<Process>(m_clock, m_folder.path());
+    const QString id = other->submit(u"a"_s).id;
+    other.reset();
+    // A mark that can't be asked stands for a file system without locks.
+    QFile::link(u"elsewhere"_s, m_folder.path(u"actions/.%1.lock"_s.arg(id)));
+    Process later(m_clock, m_folder.path());
+    EXPECT_EQ(ActionFiles(m_folder.path()).readSettled().first().status, Status::running);
+    EXPECT_EQ(later.submit(u"a"_s).id, id);
+    m_clock.advance(5s);
+    EXPECT_EQ(onDisk(id).status, Status::running);
+    QFile file(m_folder.path(u"actions/%1.json"_s.arg(id)));
+    ASSERT_TRUE(file.open(QIODevice::ReadWrite));
+    file.setFileTime(QDateTime::currentDateTime().addDays(-2), QFileDevice::FileModificationTime);
+    file.close();
+    m_clock.advance(1s);
+    EXPECT_EQ(onDisk(id).status, Status::interrupted);
+}
+
+TEST_F(ActionRunnerTest, aStartSweepsWhatKilledProcessesHadHalfWritten) {
+    const auto put = [this](const QString& name, int age) {
+        const QString path = u"actions/"_s + name;
+        m_folder.write(path, "{");
+        QFile file(m_folder.path(path));
+        ASSERT_TRUE(file.open(QIODevice::ReadWrite));
+        file.setFileTime(QDateTime::currentDateTime().addSecs(-age), QFileDevice::FileModificationTime);
+    };
+    for (const auto& name :
+         {u"a.json.AbCdEf"_s, u".a.stop.xaYzAb"_s, u"mine.txt.AbCdEf"_s, u"a.json.old"_s, u"b.json"_s}) {
+        put(name, 120);
+    }
+    put(u"c.json.AbCdEf"_s, 5);
+    const Process later(m_clock, m_folder.path());
+    EXPECT_EQ(QDir(m_folder.path(u"actions"_s)).entryList(QDir::Files | QDir::Hidden, QDir::Name),
+              (QStringList{u"a.json.old"_s, u"b.json"_s, u"c.json.AbCdEf"_s, u"mine.txt.AbCdEf"_s}));
+}
+
 TEST_F(ActionRunnerTest, twoRunAtATimeInAllProcessesTogether) {
     Process other(m_clock, m_folder.path());
     const ActionRun first = m_process.submit(u"a"_s);

@@ -2,6 +2,7 @@
 #include "actions/Connectors.h"
 #include "app/AppDelegate.h"
 #include "app/Services.h"
+#include "library/ContextLibrary.h"
 #include "library/model/AppModel.h"
 #include "platform/fake/FakeAudioServer.h"
 #include "tests/model/ScriptedAgent.h"
@@ -66,6 +67,17 @@ TEST_F(ActionWiringTest, whatAKilledProcessLeftIsInTheInboxAtTheNextStart) {
     EXPECT_EQ(services.model().pill().inbox(), QList<InboxItem>{pill::Action{id}});
     EXPECT_TRUE(scratch.read(u"library/actions/%1.json"_s.arg(id)).contains("\"interrupted\""));
     EXPECT_TRUE(agent->calls.empty());
+}
+
+TEST_F(ActionWiringTest, aRunThatACommandSendsIsShown) {
+    start();
+    ActionRunner other(
+        services.clock(), *agent, [](const QString&) { return std::nullopt; }, services.library().root());
+    const ActionRun run =
+        other.submit({.id = u"l"_s, .app = u"Linear"_s}, {.instruction = u"Add"_s, .content = u"c"_s});
+    static_cast<test::TestClock&>(services.clock()).advance(std::chrono::seconds(2));
+    EXPECT_EQ(services.actionRunner().run(run.id), run);
+    EXPECT_TRUE(services.model().pill().inbox().isEmpty());
 }
 
 TEST_F(ActionWiringTest, aFinishedRunShowsInThePillAndQuestionsKnowTheApps) {
