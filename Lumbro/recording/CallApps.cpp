@@ -45,7 +45,9 @@ std::optional<MicrophoneUser> onCall(const QList<MicrophoneUser>& users) {
             return MicrophoneUser{*name, user.bundleID};
         }
     }
-    return std::nullopt;
+    const auto browser =
+        std::ranges::find_if(users, [](const MicrophoneUser& user) { return isBrowser(user.bundleID); });
+    return browser == users.end() ? std::nullopt : std::optional(*browser);
 }
 
 MicrophoneUser callApp(const MicrophoneUser& detected, const QString& service) {

@@ -18,7 +18,8 @@ bool isBrowser(QStringView bundleID);
 /// that calls are made in has the name of its meeting service.
 std::optional<QString> meetingName(QStringView bundleID);
 
-/// The meeting application among those that use the microphone, with its name from the table.
+/// The meeting application among those that use the microphone, with its name from the table; without one a
+/// browser, in which any service may be used, by its own name.
 std::optional<MicrophoneUser> onCall(const QList<MicrophoneUser>& users);
 
 /// What is stored as a call's application: a browser goes by the meeting service of the calendar event, where

@@ -47,6 +47,10 @@ void CallDetector::setStartAction(Settings& settings, CallStartAction action) {
 
 void CallDetector::tick() {
     if (startAction(m_settings) == CallStartAction::nothing) {
+        // Nobody looks for its end any more.
+        if (std::exchange(m_watch, {}).active()) {
+            Q_EMIT activeChanged();
+        }
         return;
     }
     if (!m_isAttached) {

@@ -17,6 +17,7 @@ namespace {
 const MicrophoneUser zoom{u"ZOOM VoiceEngine"_s, u"us.zoom.xos"_s};
 const MicrophoneUser slack{u"Slack"_s, u"com.tinyspeck.slackmacgap"_s};
 const MicrophoneUser chrome{u"Chromium"_s, u"com.google.Chrome"_s};
+const MicrophoneUser firefox{u"Firefox"_s, u"org.mozilla.firefox"_s};
 const MicrophoneUser recorder{u"Sound Recorder"_s, u"org.gnome.SoundRecorder"_s};
 
 /// The detector on its timer, with an audio server that a test plays.
@@ -61,6 +62,9 @@ TEST(CallApps, meetingsAreKnownByTheirIdentifiers) {
     EXPECT_EQ(callApps::meetingName(u"com.google.Chrome.helper"), u"Google Meet"_s);
     EXPECT_FALSE(callApps::meetingName(u"org.mozilla.firefox"));
     EXPECT_FALSE(callApps::meetingName(u""));
+    EXPECT_EQ(callApps::onCall({recorder, firefox}), firefox) << "whichever service it is";
+    EXPECT_EQ(callApps::onCall({firefox, slack}), slack);
+    EXPECT_FALSE(callApps::onCall({recorder}));
     EXPECT_EQ(callApps::onCall({recorder, chrome, zoom}),
               (MicrophoneUser{u"Google Meet"_s, u"com.google.Chrome"_s}));
     EXPECT_EQ(callApps::callApp(chrome, u"Teams"_s), (MicrophoneUser{u"Teams"_s, chrome.bundleID}));
@@ -144,6 +148,22 @@ TEST_F(CallDetectorTest, doesWhatTheSettingsSay) {
     }
     settings.set(u"offerCallCapture"_s, QVariant());
     EXPECT_EQ(CallDetector::startAction(settings), CallStartAction::offer) << "a missing value counts as on";
+}
+
+TEST_F(CallDetectorTest, switchedOffItKnowsOfNoCall) {
+    use({zoom});
+    clock.advance(2s);
+    EXPECT_EQ(taken(), QStringList{u"offer Zoom"_s});
+    int changes = 0;
+    QObject::connect(&detector, &CallDetector::activeChanged, [&changes] { ++changes; });
+    settings.set(u"offerCallCapture"_s, false);
+    clock.advance(20s);
+    EXPECT_TRUE(detector.activeApp().isEmpty());
+    EXPECT_EQ(changes, 1);
+    EXPECT_EQ(taken(), QStringList()) << "the call has not ended";
+    settings.set(u"offerCallCapture"_s, true);
+    clock.advance(2s);
+    EXPECT_EQ(taken(), QStringList{u"offer Zoom"_s});
 }
 
 TEST(CallDetector, looksForAServerAgainUntilThereIsOne) {

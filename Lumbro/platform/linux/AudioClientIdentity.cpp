@@ -32,12 +32,19 @@ constexpr std::array knownPrograms = {
     KnownProgram{u"com.discordapp.discord", u"com.hnc.Discord", u"Discord"},
     KnownProgram{u"vesktop", u"com.hnc.Discord", u"Discord"},
     KnownProgram{u"webcord", u"com.hnc.Discord", u"Discord"},
+    // What is built like Chrome counts as it.
     KnownProgram{u"chrome", u"com.google.Chrome", u"Chrome"},
     KnownProgram{u"google-chrome", u"com.google.Chrome", u"Chrome"},
     KnownProgram{u"com.google.chrome", u"com.google.Chrome", u"Chrome"},
     KnownProgram{u"chromium", u"com.google.Chrome", u"Chromium"},
     KnownProgram{u"chromium-browser", u"com.google.Chrome", u"Chromium"},
     KnownProgram{u"org.chromium.chromium", u"com.google.Chrome", u"Chromium"},
+    KnownProgram{u"io.github.ungoogled_software.ungoogled_chromium", u"com.google.Chrome", u"Chromium"},
+    KnownProgram{u"vivaldi", u"com.google.Chrome", u"Vivaldi"},
+    KnownProgram{u"vivaldi-bin", u"com.google.Chrome", u"Vivaldi"},
+    KnownProgram{u"com.vivaldi.vivaldi", u"com.google.Chrome", u"Vivaldi"},
+    KnownProgram{u"opera", u"com.google.Chrome", u"Opera"},
+    KnownProgram{u"com.opera.opera", u"com.google.Chrome", u"Opera"},
     KnownProgram{u"brave", u"com.brave.Browser", u"Brave"},
     KnownProgram{u"brave-browser", u"com.brave.Browser", u"Brave"},
     KnownProgram{u"com.brave.browser", u"com.brave.Browser", u"Brave"},
@@ -48,6 +55,8 @@ constexpr std::array knownPrograms = {
     KnownProgram{u"firefox-bin", u"org.mozilla.firefox", u"Firefox"},
     KnownProgram{u"firefox-esr", u"org.mozilla.firefox", u"Firefox"},
     KnownProgram{u"org.mozilla.firefox", u"org.mozilla.firefox", u"Firefox"},
+    KnownProgram{u"librewolf", u"org.mozilla.firefox", u"LibreWolf"},
+    KnownProgram{u"io.gitlab.librewolf-community", u"org.mozilla.firefox", u"LibreWolf"},
 };
 
 /// Programs that only show how loud it is.
