@@ -2,6 +2,7 @@
 
 #include "LumbroCore/Dates.h"
 #include "LumbroCore/Literals.h"
+#include "LumbroCore/Text.h"
 
 #include <algorithm>
 
@@ -9,17 +10,17 @@ namespace lumbro {
 
 namespace {
 
-constexpr qsizetype titleTooLong = 25;
+constexpr qsizetype longestTitle = 24;
 constexpr qsizetype titleCut = 23;
 constexpr qint64 secondsPerMinute = 60;
 constexpr qint64 minutesToCount = 59;
 
 QString shortTitle(const QString& title) {
     QString text = title.trimmed();
-    if (text.size() < titleTooLong) {
+    if (firstCharacters(text, longestTitle) == text) {
         return text;
     }
-    text.truncate(titleCut);
+    text = firstCharacters(text, titleCut);
     while (!text.isEmpty() && text.back().isSpace()) {
         text.chop(1);
     }

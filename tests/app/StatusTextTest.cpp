@@ -39,6 +39,8 @@ TEST(StatusTextTest, tellsTheNextEventOfTheDay) {
         {{event(u"Since yesterday"_s, -10 * 3600, 24 * 3600)}, {}},
         {{event(u"  "_s + fits + u"\n"_s, 60)}, u' ' + fits + u" in 1m"_s},
         {{event(fits + u'!', 60)}, u" Weekly planning and syn… in 1m"_s},
+        {{event(u"👩‍💻"_s.repeated(24), 60)}, u' ' + u"👩‍💻"_s.repeated(24) + u" in 1m"_s},
+        {{event(u"👩‍💻"_s.repeated(25), 60)}, u' ' + u"👩‍💻"_s.repeated(23) + u"… in 1m"_s},
         {{event(u"Quarterly business and     the rest"_s, 60)}, u" Quarterly business and… in 1m"_s},
     };
     for (const Row& row : rows) {

@@ -16,6 +16,8 @@ TEST(CaptureTitleTest, isTheFirstLineOfTheReplyWithoutDecoration) {
         {u"'Q3 Plan v1.2'."_s, u"Q3 Plan v1.2"_s},
         {fits, fits},
         {fits + u'a', std::nullopt},
+        {u"e\u0301"_s.repeated(59), u"e\u0301"_s.repeated(59)},
+        {u"e\u0301"_s.repeated(60), std::nullopt},
         {u"\"**.**\""_s, std::nullopt},
         {u" \n "_s, std::nullopt},
     };

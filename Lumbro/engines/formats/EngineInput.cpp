@@ -5,6 +5,7 @@
 #include "LumbroCore/Literals.h"
 
 #include <QStringList>
+#include <QTextBoundaryFinder>
 
 #include <algorithm>
 
@@ -21,16 +22,21 @@ QString title(const CaptureMeta& meta) {
     return u"# CAPTURE: "_s + meta.title + u" ("_s + dates::readable(meta.startedAt) + duration + u')';
 }
 
-/// The end of a long chat matters most. A pair of surrogates is not cut in two.
+/// The last `count` characters as a reader counts them.
 QString lastCharacters(const QString& text, qsizetype count) {
-    if (text.size() <= count) {
-        return text;
+    constexpr qsizetype unitsPerCharacter = 16;
+    const QString window = text.right(count * unitsPerCharacter);
+    QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, window);
+    finder.toEnd();
+    qsizetype start = window.size();
+    for (qsizetype i = 0; i < count && start > 0; ++i) {
+        start = finder.toPreviousBoundary();
     }
-    const qsizetype start = text.size() - count;
-    return text.sliced(text[start].isLowSurrogate() ? start + 1 : start);
+    return window.sliced(std::max<qsizetype>(start, 0));
 }
 
 QString chats(const CaptureRecord& record) {
+    // The end of a long chat matters most.
     constexpr qsizetype limit = 40'000;
     return u"## CLAUDE CODE SESSIONS (my chats with an AI coding agent)\n"_s +
            lastCharacters(readTextFile(record.path(u"session.md"_s)).value_or(QString()), limit);

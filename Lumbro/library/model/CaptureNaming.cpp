@@ -16,7 +16,7 @@ namespace lumbro {
 namespace {
 
 constexpr qsizetype segmentsForTitle = 80;
-constexpr qsizetype titleTooLong = 60;
+constexpr qsizetype longestTitle = 59;
 
 bool isUnnamed(const CaptureMeta& meta) {
     return meta.title == CaptureNaming::newNote() || meta.title == CaptureNaming::meeting();
@@ -64,11 +64,9 @@ std::optional<QString> CaptureNaming::titleFrom(const QString& reply) {
         if (line.trimmed().isEmpty()) {
             continue;
         }
-        const QStringView title = trimmedOf(line.trimmed(), u"\"'#* .");
-        if (title.isEmpty() || title.size() >= titleTooLong) {
-            return std::nullopt;
-        }
-        return title.toString();
+        const QString title = trimmedOf(line.trimmed(), u"\"'#* .").toString();
+        const bool fits = !title.isEmpty() && firstCharacters(title, longestTitle) == title;
+        return fits ? std::optional(title) : std::nullopt;
     }
     return std::nullopt;
 }
