@@ -54,16 +54,22 @@ Task<QString> whyNoAgent(Services* services) {
     co_return usesCodex ? u"Codex isn't installed"_s : agents::notInstalled().message;
 }
 
-/// The call in progress, by the event's meeting service where that knows better.
-std::optional<CallApp> callApp(const CallDetector& detector, const std::optional<PrepEvent>& event) {
-    if (detector.activeApp().isEmpty()) {
+/// The call in progress: the one that was noticed, else whatever meeting application uses the microphone now,
+/// for the detector may be off. By the event's meeting service where that knows better.
+std::optional<CallApp> callApp(Services& services, const std::optional<PrepEvent>& event) {
+    const CallDetector& detector = services.callDetector();
+    std::optional<MicrophoneUser> app = MicrophoneUser{detector.activeApp(), detector.activeBundleID()};
+    if (app->name.isEmpty()) {
+        const auto users = CallDetector::users(services.audioServer());
+        app = callApps::onCall(users.value_or(QList<MicrophoneUser>()));
+    }
+    if (!app) {
         return std::nullopt;
     }
     const auto service =
         event && event->link ? meetingLink::app(event->link->toString()) : std::optional<QString>();
-    const MicrophoneUser app =
-        callApps::callApp({detector.activeApp(), detector.activeBundleID()}, service.value_or(QString()));
-    return CallApp{app.name, app.bundleID};
+    app = callApps::callApp(*app, service.value_or(QString()));
+    return CallApp{app->name, app->bundleID};
 }
 
 }  // namespace
@@ -121,9 +127,7 @@ std::unique_ptr<CallDetector> callDetector(Services& services) {
 
 void connectCalls(ModelPorts& ports, Services& services) {
     ports.callInProgress = [&services] { return !services.callDetector().activeApp().isEmpty(); };
-    ports.callApp = [&services](const std::optional<PrepEvent>& event) {
-        return callApp(services.callDetector(), event);
-    };
+    ports.callApp = [&services](const std::optional<PrepEvent>& event) { return callApp(services, event); };
 }
 
 }  // namespace lumbro::wiring

@@ -139,6 +139,19 @@ TEST_F(AppDelegateTest, aRecordingsEndUpdatesTheMemoryAndIsWaitedFor) {
     EXPECT_TRUE(services.library().record(id)->meta.memorizedAt.has_value());
 }
 
+TEST_F(AppDelegateTest, aMeetingKnowsItsApplicationAlsoWhileNobodyLooksForCalls) {
+    services.settings().set(u"offerCallCapture"_s, false);
+    delegate.applicationDidFinishLaunching();
+    AudioServerState state = FakeAudioServer::usualState();
+    state.microphoneUsers = {{u"zoom"_s, u"us.zoom.xos"_s}};
+    dynamic_cast<FakeAudioServer&>(services.audioServer()).set(state);
+    const auto record = test::wait(services.model().captures().startCapture(
+        CaptureKind::meeting, CaptureIntent::meeting, std::nullopt, NoteSurface::library));
+    ASSERT_TRUE(record);
+    EXPECT_EQ(record->meta.callApp, u"Zoom"_s);
+    EXPECT_EQ(record->meta.callAppBundleID, u"us.zoom.xos"_s);
+}
+
 TEST_F(AppDelegateTest, servicesTouchTheLibraryOnlyWhenItIsOpened) {
     services.model();
     EXPECT_FALSE(scratch.has(u"library"_s));
