@@ -57,7 +57,7 @@ QList<DraftText> resultsOf(const ContextLibrary& library, const CaptureRecord& r
         const auto engine = library.engine(id);
         const QString app =
             engine && engine->result.kind == EngineResult::Kind::action ? engine->result.app : QString();
-        results.append({{app.isEmpty(), engine ? engine->order : std::numeric_limits<int>::max(), id},
+        results.append({{app.isEmpty(), engine ? engine->order : std::numeric_limits<qint64>::max(), id},
                         {.text = text, .title = engine ? engine->name : id, .app = app}});
     }
     std::ranges::sort(results, {}, &Ranked::rank);

@@ -70,9 +70,10 @@ QString EngineInstaller::digest(const QString& text) {
     return QString::fromLatin1(QCryptographicHash::hash(text.toUtf8(), QCryptographicHash::Sha256).toHex());
 }
 
-int EngineInstaller::version(const QString& text) {
+qint64 EngineInstaller::version(const QString& text) {
     bool ok = false;
-    const int version = Frontmatter::parse(text).value(u"version"_s).value_or(QString()).toInt(&ok, 10);
+    const qint64 version =
+        Frontmatter::parse(text).value(u"version"_s).value_or(QString()).toLongLong(&ok, 10);
     return ok ? version : 1;
 }
 

@@ -29,7 +29,7 @@ class EngineInstaller {
     /// SHA-256 of the text's UTF-8 bytes in lower-case hex.
     static QString digest(const QString& text);
     /// The front matter's `version`; 1 when it is absent or no number.
-    static int version(const QString& text);
+    static qint64 version(const QString& text);
     /// `target` with the front matter lines of `source` whose keys it lacks, and the version of `source`. A
     /// `target` without a whole block is given back as it stands.
     static QString mergeFields(const QString& source, const QString& target);

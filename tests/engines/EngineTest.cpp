@@ -54,6 +54,8 @@ TEST(Engine, readsEachField) {
         {"order: -7", [](const Engine& e) { return e.order == -7; }},
         {"order: 7x", [](const Engine& e) { return e.order == 100; }},
         {"version: 3", [](const Engine& e) { return e.version == 3; }},
+        {"version: 202603021430", [](const Engine& e) { return e.version == 202603021430; }},
+        {"order: -9000000000", [](const Engine& e) { return e.order == -9000000000; }},
         {"timeout: 1e3", [](const Engine& e) { return e.timeout == 1000.0; }},
         {"timeout: nan", [](const Engine& e) { return !e.timeout; }},
         {"shortcut: /fu/", [](const Engine& e) { return e.shortcut == u"fu"; }},

@@ -115,5 +115,6 @@ TEST(EngineInstaller, mergesOnlyMissingFields) {
                   QString::fromUtf8(row.merged));
     }
     EXPECT_EQ(EngineInstaller::version(u"---\nversion: x\n---"_s), 1);
+    EXPECT_EQ(EngineInstaller::version(u"---\nversion: 202603021430\n---"_s), 202603021430);
     EXPECT_EQ(EngineInstaller::priorBuiltIns().size(), 5);
 }

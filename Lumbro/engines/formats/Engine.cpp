@@ -28,9 +28,9 @@ QString text(const Fields& fields, const QString& key, const QString& fallback =
     return value.isEmpty() ? fallback : value;
 }
 
-int integer(const Fields& fields, const QString& key, int fallback) {
+qint64 integer(const Fields& fields, const QString& key, qint64 fallback) {
     bool ok = false;
-    const int value = fields.value(key).value_or(QString()).toInt(&ok, 10);
+    const qint64 value = fields.value(key).value_or(QString()).toLongLong(&ok, 10);
     return ok ? value : fallback;
 }
 

@@ -35,7 +35,7 @@ struct Engine {
     QString model;
     /// True when `inputs` holds "voice".
     bool usesVoice = false;
-    int order = 100;
+    qint64 order = 100;
     bool hidden = false;
     QString prompt;
     QString shortcut;
@@ -46,7 +46,7 @@ struct Engine {
     /// Runs by itself after every meeting.
     bool automatic = false;
     QStringList inputs;
-    int version = 1;
+    qint64 version = 1;
     /// The file's path.
     QString url;
     /// An absolute folder whose new files start the engine.
