@@ -42,6 +42,8 @@ TEST(Transcript, isReadWholeOrNotAtAll) {
         QByteArray bytes = good;
         EXPECT_EQ(transcript::decodeWhole(bytes.replace(word, "\"They\"")), std::nullopt) << word;
     }
+    const TranscriptSegments zeros{{QUuid(), Speaker::me, 1, u"a"_s}};
+    EXPECT_EQ(transcript::decodeWhole(transcript::encode(zeros)), zeros) << "an id all the same";
     EXPECT_EQ(transcript::decodeWhole("[]"), TranscriptSegments());
     EXPECT_EQ(transcript::decodeWhole("{}"), std::nullopt);
     EXPECT_EQ(transcript::decodeWhole(""), std::nullopt);

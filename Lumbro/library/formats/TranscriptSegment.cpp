@@ -26,11 +26,14 @@ std::optional<Speaker> speakerFrom(const QString& rawValue) {
 }
 
 std::optional<TranscriptSegment> TranscriptSegment::fromJson(const QJsonObject& json) {
-    const QUuid id = QUuid::fromString(json[u"id"_s].toString());
+    const QString idText = json[u"id"_s].toString();
+    const QUuid id = QUuid::fromString(idText);
+    // What is no id reads as the one of zeros, which a file may hold as well.
+    const bool hasId = !id.isNull() || idText == id.toString(QUuid::WithoutBraces);
     const auto speaker = speakerFrom(json[u"speaker"_s].toString());
     const QJsonValue start = json[u"start"_s];
     const QJsonValue text = json[u"text"_s];
-    if (id.isNull() || !speaker || !start.isDouble() || !text.isString()) {
+    if (!hasId || !speaker || !start.isDouble() || !text.isString()) {
         return std::nullopt;
     }
     return TranscriptSegment{id, *speaker, start.toDouble(), text.toString()};
