@@ -40,6 +40,8 @@ TEST(SpeechAssetsTest, aSystemsLocaleKeepsItsRegion) {
              {u"zh_TW"_s, u"zh-Hant-TW"_s},
              {u"zh_CN"_s, u"zh-Hans-CN"_s},
              {u"sr_RS"_s, u"sr-RS"_s},
+             {u"nb_NO"_s, u"no-NO"_s},
+             {u"fil_PH"_s, u"tl-PH"_s},
              {u"C"_s, QString()},
          }) {
         EXPECT_EQ(SpeechAssets::identifierOf(QLocale(name)), identifier);

@@ -7,6 +7,7 @@
 #include "LumbroSpeech/WhisperRecognizer.h"
 #include "recording/transcription/SpeechError.h"
 
+#include <QHash>
 #include <QLocale>
 
 #include <algorithm>
@@ -80,6 +81,10 @@ QString SpeechAssets::identifierOf(const QLocale& locale) {
     }
     // The shortest name would leave out the customary region, and with it the accent.
     QStringList parts = locale.name().split(u'_');
+    // By these the models know them.
+    static const QHash<QString, QString> modelNames{
+        {u"nb"_s, u"no"_s}, {u"nn"_s, u"no"_s}, {u"fil"_s, u"tl"_s}};
+    parts.first() = modelNames.value(parts.first(), parts.first());
     if (locale.language() == QLocale::Chinese) {
         parts.insert(1, QLocale::scriptToCode(locale.script()));
     }
