@@ -32,10 +32,6 @@ bool isBroken(const CaptureRecord& record, const QString& name, const auto& deco
 
 LibrarianInput ofCapture(const CaptureRecord& record, const ContextLibrary& library) {
     const TranscriptSegments segments = library.segments(record);
-    const QString file = u"transcript.json"_s;
-    if (segments.isEmpty() && isBroken(record, file, transcript::decodeWhole)) {
-        return {.text = {}, .through = std::nullopt, .brokenFile = file};
-    }
     const QString notes = library.notes(record);
     qsizetype words = pieces(notes);
     words += pieces(readTextFile(record.path(u"screen.md"_s)).value_or(QString()));
@@ -43,7 +39,10 @@ LibrarianInput ofCapture(const CaptureRecord& record, const ContextLibrary& libr
         words += pieces(segment.text);
     }
     if (words <= wordsToPassOver) {
-        return {};
+        // It may be that the words are just in there.
+        const QString file = u"transcript.json"_s;
+        const bool isLost = segments.isEmpty() && isBroken(record, file, transcript::decodeWhole);
+        return {.text = {}, .through = std::nullopt, .brokenFile = isLost ? file : QString()};
     }
     return {EngineInput::build(record, segments, notes), std::nullopt, {}};
 }

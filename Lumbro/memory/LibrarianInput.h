@@ -18,13 +18,12 @@ struct LibrarianInput {
     /// For a log of chats: the time up to which it is read with this. Also given when what is new is too
     /// little, so that it is passed over for good.
     std::optional<QDateTime> through;
-    /// The file whose words can't be read, so that the model is not to be shown the rest and the capture
-    /// taken for read; empty where there is none.
+    /// The file that can't be read and without which there is too little; empty where there is none.
     QString brokenFile{};
 
     bool operator==(const LibrarianInput&) const = default;
 
-    /// Reads the capture's files; missing ones count as empty.
+    /// Reads the capture's files; those that are missing or can't be read count as empty.
     static LibrarianInput of(const CaptureRecord& record, const ContextLibrary& library);
 };
 

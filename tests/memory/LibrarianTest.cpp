@@ -317,8 +317,6 @@ TEST_F(LibrarianTest, passesOverTheChatterOfALogForGood) {
 TEST_F(LibrarianTest, readsNoCaptureWhoseWordsAreInABrokenFile) {
     const CaptureRecord record = capture(CaptureKind::meeting, u"Weekly"_s, 0);
     const CaptureRecord whole = capture(CaptureKind::meeting, u"Short"_s, 3, 10);
-    const QString notes = QStringList(20, u"note"_s).join(u' ');
-    scratch.write(u"library/captures/%1/notes.md"_s.arg(record.id()), notes.toUtf8());
     scratch.write(u"library/captures/%1/transcript.json"_s.arg(record.id()), "[{");
     const auto refused = pass(record, {});
     ASSERT_TRUE(refused && !*refused);
@@ -329,8 +327,9 @@ TEST_F(LibrarianTest, readsNoCaptureWhoseWordsAreInABrokenFile) {
     EXPECT_EQ(caughtUp.misses.first().captureID, record.id());
     EXPECT_EQ(caughtUp.passes, QList<MemoryPass>{{.captureID = whole.id()}});
     EXPECT_TRUE(agent.calls.empty());
-    ASSERT_TRUE(QFile::remove(record.path(u"transcript.json"_s)));
-    EXPECT_TRUE((*pass(record, {u"{}"_s}))->updated);
+    const QString notes = QStringList(15, u"note"_s).join(u' ');
+    scratch.write(u"library/captures/%1/notes.md"_s.arg(record.id()), notes.toUtf8());
+    EXPECT_TRUE((*pass(record, {u"{}"_s}))->updated) << "the notes are enough";
 }
 
 TEST_F(LibrarianTest, changesLittleForAChatWhateverTheModelSays) {
