@@ -7,6 +7,7 @@
 
 #include <QDir>
 #include <QFileInfo>
+#include <QUtf8StringView>
 
 #include <algorithm>
 #include <optional>
@@ -17,9 +18,9 @@ namespace {
 
 constexpr int mostNames = 1000;
 
-/// Bytes that are no text of any kind, say UTF-16. Single bad bytes are taken as they are.
+/// UTF-8, and not UTF-16 of plain letters, whose bytes could pass for it.
 bool isText(const QByteArray& bytes) {
-    return !bytes.contains('\0');
+    return !bytes.contains('\0') && QUtf8StringView(bytes).isValidUtf8();
 }
 
 AskThread readBytes(const QByteArray& bytes, const QString& path, const AskLookup& lookup) {

@@ -20,9 +20,8 @@ class AskThreads {
 
     QString folder() const { return m_folder; }
 
-    /// Every thread, newest `updated` first. Files that are no text are passed over; bad bytes in a text are
-    /// read as replacement characters. `unreadable` gets the paths of the former, of empty files, and of the
-    /// folder when it can't be listed.
+    /// Every thread, newest `updated` first. Files that are no UTF-8 text are passed over. `unreadable` gets
+    /// their paths, those of empty files, and of the folder when it can't be listed.
     QList<AskThread> readAll(const AskLookup& lookup, QStringList* unreadable = nullptr) const;
     /// Newest `updated` first; threads of one date keep their order.
     static void sort(QList<AskThread>& threads);

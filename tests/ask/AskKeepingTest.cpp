@@ -86,7 +86,6 @@ TEST_F(AskKeepingTest, whatPeopleWroteIntoAFileStaysToTheByte) {
         {"no end of the last line", "---\nscope: library\n---\n### Me\nQ\n### Lumbro\nA", "\n", true},
         {"no scope", "---\ntitle: One\n---\n### Me\nQ\n### Lumbro\nA\n", "\n", false},
         {"no block", "A note.\n### Me\nQ\n### Lumbro\nA\n", "\n", false},
-        {"a bad byte", "---\nscope: library\n---\n### Me\nQ\xff\n### Lumbro\nA\n", "\n", true},
         {"all turns were taken out", "---\nscope: library\n---\n# One\n", "\n", true},
     };
     for (const auto& row : rows) {
@@ -113,12 +112,15 @@ TEST_F(AskKeepingTest, whatPeopleWroteIntoAFileStaysToTheByte) {
 TEST_F(AskKeepingTest, aFileThatIsNoTextIsLeftAlone) {
     const QString id = ask(u"One"_s);
     call().answer(u"1"_s);
-    const QByteArray bytes("\xff\xfe#\0", 4);
-    m_folder.write(u"asks/"_s + id + u".md"_s, bytes);
-    ask(u"Two"_s, id);
-    call().answer(u"2"_s);
-    EXPECT_FALSE(service.saveFailure(id).isEmpty());
-    EXPECT_EQ(m_folder.read(u"asks/"_s + id + u".md"_s), bytes);
+    for (const QByteArray& bytes :
+         {QByteArray("\xff\xfe#\0", 4), QByteArray("#\0", 2), QByteArray("### Me\nQ\xff\n### Lumbro\nA\n")}) {
+        m_folder.write(u"asks/"_s + id + u".md"_s, bytes);
+        EXPECT_EQ(AskThreads(m_library.root()).readAll({}), QList<AskThread>());
+        ask(u"Two"_s, id);
+        call().answer(u"2"_s);
+        EXPECT_FALSE(service.saveFailure(id).isEmpty());
+        EXPECT_EQ(m_folder.read(u"asks/"_s + id + u".md"_s), bytes);
+    }
 }
 
 TEST_F(AskKeepingTest, twoProcessesThatBeginAtOnceGetTheirOwnThreads) {
