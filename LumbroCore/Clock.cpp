@@ -79,7 +79,9 @@ Clock::Duration SystemClock::elapsed() const {
 Clock::TimerId SystemClock::startTimer(Duration delay, Repeat repeat, std::function<void()> action) {
     const TimerId id = ++m_timers->lastId;
     auto timer = std::make_unique<QTimer>();
-    timer->setTimerType(delay < std::chrono::seconds(2) ? Qt::PreciseTimer : Qt::CoarseTimer);
+    // A coarse timer may fire early, which a wait must not; one that repeats may, and lets the machine sleep.
+    const bool isPrecise = repeat == Repeat::once || delay < std::chrono::seconds(2);
+    timer->setTimerType(isPrecise ? Qt::PreciseTimer : Qt::CoarseTimer);
     timer->setSingleShot(repeat == Repeat::once);
     QObject::connect(timer.get(), &QTimer::timeout, timer.get(),
                      [this, id, repeat, action = std::move(action)] {
@@ -107,7 +109,8 @@ void SystemClock::stopTimer(TimerId id) {
 }
 
 QDateTime SystemClock::dateFromEnvironment() {
-    return QDateTime::fromString(qEnvironmentVariable("LUMBRO_NOW"), Qt::ISODate);
+    const QDateTime date = QDateTime::fromString(qEnvironmentVariable("LUMBRO_NOW"), Qt::ISODate);
+    return date.isValid() ? date.toLocalTime() : date;
 }
 
 }  // namespace lumbro

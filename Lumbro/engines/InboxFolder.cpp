@@ -47,6 +47,12 @@ QString startOf(const QString& path) {
                : QString();
 }
 
+/// Blanks within the line stay, as names of runs may hold several.
+QString oneLine(QString text) {
+    static const QRegularExpression breaks(uR"(\s*[\n\v\f\r\x{85}\x{2028}\x{2029}]\s*)"_s);
+    return text.replace(breaks, u" "_s).trimmed();
+}
+
 QStringList contents(const QString& folder) {
     return QDir(folder).entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot,
                                   QDir::Name);
@@ -114,7 +120,7 @@ QString InboxFolder::firstLine(const QString& text) {
 }
 
 Result<> InboxFolder::writeError(const QString& run, const QString& line) {
-    return writeFileAtomically(run + u'/' + errorName, line.simplified().toUtf8() + '\n');
+    return writeFileAtomically(run + u'/' + errorName, oneLine(line).toUtf8() + '\n');
 }
 
 Result<> InboxFolder::writeResult(const QString& run, const QString& text) {
@@ -188,7 +194,7 @@ InboxRun InboxFolder::describe(const QString& name) const {
         run.state = InboxRun::State::done;
         run.message = firstLine(startOf(run.folder + u'/' + resultName));
     } else if (names.contains(errorName)) {
-        run.message = startOf(run.folder + u'/' + errorName).simplified();
+        run.message = oneLine(startOf(run.folder + u'/' + errorName));
         const QString word = run.message.section(u": "_s, 0, 0);
         run.state = word == u"Skipped"       ? InboxRun::State::skipped
                     : word == u"Interrupted" ? InboxRun::State::interrupted

@@ -131,26 +131,28 @@ TEST_F(EngineInboxTest, aFileIsTakenWorkedOnAndItsResultFiled) {
 }
 
 TEST_F(EngineInboxTest, theSameContentIsNotWorkedOnTwiceUnlessItFailed) {
-    drop(u"a.txt"_s, "same");
+    drop(u"a  1 .txt"_s, "same");
     asked(1)->answer(fail(u"Claude is\nbusy"_s));
     EXPECT_EQ(told, QStringList{u"! Sorter failed: Claude is\nbusy"_s});
-    EXPECT_EQ(record(u"2026-03-02-091405-a/error.txt"_s), "Failed: Claude is busy\n");
+    EXPECT_EQ(record(u"2026-03-02-091405-a  1 /error.txt"_s), "Failed: Claude is busy\n");
     EXPECT_FALSE(scratch.has(u"library/inbox/sorter/seen.txt"_s));
-    drop(u"a.txt"_s, "same");
+    drop(u"a  1 .txt"_s, "same");
     asked(2)->answer(u"ok"_s);
     drop(u"b.txt"_s, "same");
     scanToRest();
     EXPECT_EQ(agent.calls.size(), 2U);
-    EXPECT_EQ(record(u"2026-03-02-091405-b/error.txt"_s),
-              "Skipped: same content as the run in 2026-03-02-091405-a-2. Rename or change the file to run "
-              "it again.\n");
+    EXPECT_EQ(
+        record(u"2026-03-02-091405-b/error.txt"_s),
+        "Skipped: same content as the run in 2026-03-02-091405-a  1 -2. Rename or change the file to run "
+        "it again.\n");
     EXPECT_EQ(record(u"2026-03-02-091405-b/b.txt"_s), "same") << "a file that was skipped is kept";
-    EXPECT_TRUE(wasLogged(u"sorter: skipped b.txt, same as 2026-03-02-091405-a-2"_s));
+    EXPECT_TRUE(wasLogged(u"sorter: skipped b.txt, same as 2026-03-02-091405-a  1 -2"_s));
     QStringList states;
     for (const InboxRun& run : runs()) {
         states += run.run.sliced(18) + u' ' + rawValue(run.state) + u' ' + run.file;
     }
-    EXPECT_EQ(states, (QStringList{u"b skipped b.txt"_s, u"a-2 done a.txt"_s, u"a failed a.txt"_s}));
+    EXPECT_EQ(states,
+              (QStringList{u"b skipped b.txt"_s, u"a  1 -2 done a  1 .txt"_s, u"a  1  failed a  1 .txt"_s}));
 }
 
 TEST_F(EngineInboxTest, takesTheOldestSettledPlainFileOneAtATime) {

@@ -15,9 +15,11 @@ bool isHash(QByteArrayView text) {
 
 /// The hash and the run of a line, or nothing.
 std::optional<std::pair<QString, QString>> entry(const QByteArray& line) {
-    const QByteArray run = line.mid(hashSize + 1).trimmed();
+    QByteArray run = line.mid(hashSize + 1);
+    // Names may end in blanks; a line end of an editor is none.
+    run.chop(run.endsWith('\r') ? 1 : 0);
     if (line.size() <= hashSize || line.at(hashSize) != ' ' || !isHash(line.first(hashSize)) ||
-        run.isEmpty() || !run.isValidUtf8()) {
+        run.trimmed().isEmpty() || !run.isValidUtf8()) {
         return std::nullopt;
     }
     return std::pair(QString::fromLatin1(line.first(hashSize)), QString::fromUtf8(run));
