@@ -14,8 +14,8 @@ namespace {
 
 const QTime dayBegins(9, 0);
 const QTime dayEnds(17, 0);
-constexpr qint64 leastNotice = 3600;
-constexpr qint64 halfHour = 1800;
+constexpr qint64 leastNotice = 3'600'000;
+constexpr qint64 halfHour = 1'800'000;
 constexpr qint64 sameStart = 60;
 
 struct Window {
@@ -30,8 +30,9 @@ struct Busy {
 };
 
 QDateTime earliestStart(const QDateTime& now) {
-    const qint64 soon = now.toSecsSinceEpoch() + leastNotice;
-    return QDateTime::fromSecsSinceEpoch((soon + halfHour - 1) / halfHour * halfHour);
+    // In milliseconds: a part of a second too many is the next half hour.
+    const qint64 soon = now.toMSecsSinceEpoch() + leastNotice;
+    return QDateTime::fromMSecsSinceEpoch((soon + halfHour - 1) / halfHour * halfHour);
 }
 
 /// The working hours of the coming days of the week, without what has gone. Days that have gone count.
@@ -106,10 +107,13 @@ QString listed(const QList<FreeTime>& all) {
 Task<QList<FreeTime>> freeTimes(CalendarStore* store, int workDays, int minutes, QDateTime from) {
     QList<FreeTime> free;
     const QList<Window> days = windows(workDays, from);
-    if (store->access() != CalendarAccess::full || days.isEmpty()) {
+    if (days.isEmpty() || co_await store->open() != CalendarAccess::full) {
         co_return free;
     }
     const QList<Busy> busy = co_await busyTimes(store, days.first().start, days.last().end);
+    if (store->access() != CalendarAccess::full) {
+        co_return free;
+    }
     for (const Window& day : days) {
         addGaps(day, busy, qint64(minutes) * 60, free);
     }
@@ -130,7 +134,7 @@ Task<QString> context(CalendarStore* store, QDateTime now) {
 
 Task<QStringList> conflicts(CalendarStore* store, EventDraft draft) {
     QStringList titles;
-    if (store->access() != CalendarAccess::full) {
+    if (co_await store->open() != CalendarAccess::full) {
         co_return titles;
     }
     const QDateTime end = draft.end();
@@ -164,14 +168,28 @@ static QString notesOf(const EventDraft& draft, const QString& note) {
     return lines.join(u'\n');
 }
 
+static std::unexpected<Failure> denied(const CalendarStore& store) {
+    const QString why = store.whyNoAccess();
+    return fail(
+        u"Lumbro can't use Calendar. "_s +
+        (why.isEmpty() ? u"Choose a folder for it that can be written in Settings: calendarFolder."_s : why));
+}
+
 Task<Result<Added>> add(CalendarStore* store, EventDraft draft, QString note) {
-    if (store->access() != CalendarAccess::full && co_await store->requestAccess() != CalendarAccess::full) {
-        co_return fail(
-            u"Lumbro can't use Calendar. Choose a folder for it that can be written in Settings: calendarFolder."_s);
+    CalendarAccess access = co_await store->open();
+    if (access != CalendarAccess::full) {
+        access = co_await store->requestAccess();
+    }
+    if (access != CalendarAccess::full) {
+        co_return denied(*store);
     }
     if (const auto same = co_await sameEvent(store, draft)) {
         co_return Added{.existed = true,
                         .item = {.id = same->id, .calendar = same->calendar, .path = same->path}};
+    }
+    // Nobody knows now whether it is there.
+    if (store->access() != CalendarAccess::full) {
+        co_return denied(*store);
     }
     if (!store->defaultCalendar()) {
         co_return fail(u"No calendar found. Add one in the Calendar app."_s);

@@ -126,7 +126,7 @@ TEST(CalendarExport, aFreeTimeStartsOnAHalfHourAnHourAhead) {
     Calendar calendar;
     const QList<std::pair<QTime, QTime>> rows{
         {QTime(8, 0), QTime(9, 0)},
-        {QTime(8, 0, 1), QTime(9, 30)},
+        {QTime(8, 0, 0, 1), QTime(9, 30)},
         {QTime(9, 30), QTime(10, 30)},
         {QTime(7, 0), QTime(9, 0)},
     };
