@@ -108,9 +108,9 @@ Result<> CaptureStore::remove(const CaptureRecord& record) {
         AppLog::error(u"library"_s, moved.error().message);
         return std::unexpected(moved.error());
     }
-    const auto isIt = [&record](const CaptureRecord& one) { return one.folder == record.folder; };
-    if (m_captures.removeIf(isIt) > 0 && onChanged) {
-        onChanged();
+    // A command that has read no list needs none for this.
+    if (!m_captures.isEmpty()) {
+        reload();
     }
     return {};
 }
@@ -139,6 +139,7 @@ void CaptureStore::reload() {
 }
 
 void CaptureStore::recoverUnfinished() {
+    bool isStale = false;
     const QList<CaptureRecord> all = m_captures;
     for (CaptureRecord record : all) {
         if (record.meta.endedAt || CaptureLock::isHeld(record.folder)) {
@@ -147,10 +148,18 @@ void CaptureStore::recoverUnfinished() {
         const TranscriptSegments segments = captureFiles::segments(record, m_broken);
         const FolderLock changing(folder());
         record.meta = captureFiles::meta(record).value_or(record.meta);
+        if (record.meta.endedAt) {
+            // Another process has finished it since the list was read.
+            isStale = true;
+            continue;
+        }
         record.meta.endedAt = captureRepair::recoveredEnd(record, segments);
         [[maybe_unused]] const Result<> logged = save(record);
         AppLog::info(u"library"_s,
                      u"recovered unfinished capture %1 segments=%2"_s.arg(record.id()).arg(segments.size()));
+    }
+    if (isStale) {
+        reload();
     }
 }
 

@@ -52,6 +52,16 @@ TEST_F(CaptureRepairTest, anUnfinishedCaptureGetsTheLaterOfTwoEnds) {
     EXPECT_TRUE(log().contains(u"INFO [library] moved empty capture silent to the Trash\n"));
 }
 
+TEST_F(CaptureRepairTest, whatAnotherProcessHasFinishedSinceTheListWasReadKeepsItsEnd) {
+    put(u"c1"_s, meta("meeting", false));
+    m_library.open();
+    put(u"c1"_s, meta("meeting", true));
+    m_folder.write(capture(u"c1"_s, u"notes.md"_s), "mine");
+    m_library.repair();
+    EXPECT_EQ(recordOf(m_library, u"c1"_s).meta.endedAt, at(15, 0));
+    EXPECT_FALSE(log().contains(u"recovered unfinished capture c1"));
+}
+
 TEST_F(CaptureRepairTest, aCaptureWithSoundIsNeverTrashed) {
     const struct {
         const char* file;
