@@ -39,8 +39,12 @@ Task<int> search(CommandContext context) {
     }
     const QStringList terms = highlight::terms(query);
     if (terms.isEmpty()) {
-        output.fail(u"Nothing to search for: give a word."_s);
-        co_return wrongUsage;
+        if (context.arguments.wantsJson()) {
+            output.printJson(searchJson({}));
+        } else {
+            output.say(u"Nothing to search for: give a word."_s);
+        }
+        co_return 0;
     }
     SystemClock clock(SystemClock::dateFromEnvironment());
     const Settings settings;
