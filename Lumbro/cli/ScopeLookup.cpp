@@ -18,9 +18,10 @@ Result<AskScope> findScope(const QString& capturesFolder, const MemoryStore& mem
         return page ? Result<AskScope>({scope.kind, page->id}) : std::unexpected(page.error());
     }
     if (scope.kind == Kind::company) {
-        const auto company = memory.company(scope.id);
-        return company
-                   ? Result<AskScope>({scope.kind, company->domain})
+        // In a company that nobody's address tells of the agent looks by the domain.
+        const QString domain = scope.id.toLower();
+        return domain.contains(u'.') || memory.company(domain)
+                   ? Result<AskScope>({scope.kind, domain})
                    : fail(FailureKind::notFound,
                           u"There is no company \"%1\"; `lumbro companies` lists them all."_s.arg(scope.id));
     }

@@ -9,7 +9,7 @@
 namespace lumbro::cli {
 
 /// The place that the user means, with its full id: that of a capture, a person or a project may be shortened
-/// as everywhere, that of a company may be in capitals. Fails with a sentence when there is none.
+/// as everywhere, that of a company may be in capitals and unknown. Fails with a sentence when there is none.
 Result<AskScope> findScope(const QString& capturesFolder, const MemoryStore& memory, const AskScope& scope);
 
 }  // namespace lumbro::cli

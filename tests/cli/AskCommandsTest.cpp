@@ -157,6 +157,12 @@ TEST_F(AskCommands, aCompanyIsFoundByItsDomain) {
     const Finished run = line.run({u"ask"_s, u"Who?"_s, u"--scope"_s, u"company:ACME.com"_s, u"--json"_s});
     ASSERT_EQ(run.status, 0) << qPrintable(run.errors);
     EXPECT_TRUE(file(run.object().value(u"thread"_s).toString()).contains(u"scope: company:acme.com\n"_s));
+    EXPECT_EQ(line.run({u"ask"_s, u"And they?"_s, u"--scope"_s, u"company:Other.com"_s}).status, 0);
+    EXPECT_TRUE(
+        lastRun()
+            .value(u"stdin"_s)
+            .toString()
+            .contains(u"\n\n## THIS COMPANY\nThe question is about the company at other.com. Find people"_s));
 }
 
 TEST_F(AskCommands, whatCannotBeAskedIsSaidInOneSentence) {
