@@ -250,6 +250,8 @@ std::span<const SettingKey> Settings::keys() {
         flag("claudeSessionsEnabled", false, "import the chats with Claude Code"),
         date("claudeSessionsLastImport", "time of the last chat import"),
         text("ownEmail", nullptr, "your address"),
+        choice("calendarSource", {u"folder"_s, u"evolution"_s},
+               "where calendars and tasks are: folder, or evolution (GNOME's calendars)"),
         text("calendarFolder", "",
              "folder of calendars, one file per item; empty means where other programs keep theirs"),
         flag("librarySidebarShown", true, "the Library shows its sidebar"),

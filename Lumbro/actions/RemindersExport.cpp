@@ -38,10 +38,16 @@ Task<Result<CalendarList>> remindersList(TaskStore* store) {
 }  // namespace
 
 Task<Result<QList<AddedCalendarItem>>> add(TaskStore* store, QList<ActionItem> items, QString note) {
-    if (store->taskAccess() != CalendarAccess::full &&
-        co_await store->requestTaskAccess() != CalendarAccess::full) {
-        co_return fail(
-            u"Lumbro can't use Reminders. Choose a folder for it that can be written in Settings: calendarFolder."_s);
+    CalendarAccess access = co_await store->openTasks();
+    if (access != CalendarAccess::full) {
+        access = co_await store->requestTaskAccess();
+    }
+    if (access != CalendarAccess::full) {
+        const QString why = store->whyNoTaskAccess();
+        co_return fail(u"Lumbro can't use Reminders. "_s +
+                       (why.isEmpty()
+                            ? u"Choose a folder for it that can be written in Settings: calendarFolder."_s
+                            : why));
     }
     const Result<CalendarList> list = co_await remindersList(store);
     if (!list) {

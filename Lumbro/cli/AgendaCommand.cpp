@@ -37,12 +37,13 @@ Task<int> agendaCommand(CommandContext context) {
     SystemClock clock(SystemClock::dateFromEnvironment());
     Settings settings;
     const auto organizer = openOrganizer(settings, clock);
-    const QString unread = whyNoAgenda(*organizer);
+    co_await organizer->open();
+    const auto span = agenda::span(clock.now());
+    const QList<CalendarEvent> events = co_await organizer->events(span.from, span.to);
+    const QString unread = organizer->whyNoAccess();
     if (organizer->access() == CalendarAccess::denied) {
         co_return output.fail(unread);
     }
-    const auto span = agenda::span(clock.now());
-    const QList<CalendarEvent> events = co_await organizer->events(span.from, span.to);
     const QList<MeetingOffer> meetings = withBriefs(agenda::of(events), clock);
     if (context.arguments.wantsJson()) {
         QJsonArray array;

@@ -86,19 +86,4 @@ QString meetingLine(const PrepEvent& event, const QDateTime& now) {
     return text;
 }
 
-QString whyNoAgenda(const Organizer& organizer) {
-    switch (organizer.access()) {
-        case CalendarAccess::full:
-            break;
-        case CalendarAccess::denied:
-            return u"The calendars in %1 can't be read; mend that folder, or choose another one with `lumbro "
-                   u"settings set calendarFolder FOLDER`."_s.arg(organizer.place());
-        case CalendarAccess::notDetermined:
-            return u"There are no calendars in %1 yet; choose their folder with `lumbro settings set "
-                   u"calendarFolder FOLDER`. The first event that is added makes it."_s.arg(
-                       organizer.place());
-    }
-    return {};
-}
-
 }  // namespace lumbro::cli

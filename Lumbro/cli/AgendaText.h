@@ -2,7 +2,6 @@
 
 #include "cli/Output.h"
 #include "meetings/formats/PrepEvent.h"
-#include "platform/Organizer.h"
 
 #include <QDateTime>
 #include <QJsonObject>
@@ -20,8 +19,5 @@ QString meetingTable(const Output& output, const QList<MeetingOffer>& meetings, 
 
 /// "Mar 2, 2026 at 2:30 PM, in 5 min, with Ann Lee, Bo".
 QString meetingLine(const PrepEvent& event, const QDateTime& now);
-
-/// What keeps the calendar from being read, in a sentence that says what to do; empty when nothing does.
-QString whyNoAgenda(const Organizer& organizer);
 
 }  // namespace lumbro::cli

@@ -183,10 +183,11 @@ constexpr std::array mainCommands{
                 {},
                 "lumbro asks delete 2026-03-02-0914-what-did-dana-say",
                 "ID as for `lumbro asks show`."},
-    CommandInfo{"free-times", "list the free times of the next weekdays", "[--days N] [--minutes N]", 0, 0,
-                freeTimesOptions, "lumbro free-times --days 3",
-                "From 9:00 to 17:00, none within the next hour, around the events of your calendars (setting "
-                "calendarFolder)."},
+    CommandInfo{
+        "free-times", "list the free times of the next weekdays", "[--days N] [--minutes N]", 0, 0,
+        freeTimesOptions, "lumbro free-times --days 3",
+        "From 9:00 to 17:00, none within the next hour, around the events of your calendars (settings "
+        "calendarSource and calendarFolder)."},
     CommandInfo{"tasks add", "add the tasks in a text to your list \"Lumbro\"",
                 "--from SOURCE [--all] [--yes] [--dry-run]", 0, 0, tasksAddOptions,
                 "lumbro tasks add --from ask:last", draftDetails},
@@ -275,7 +276,7 @@ constexpr std::array mainCommands{
                 "lumbro memory catch-up",
                 "One run of the agent for each. Ctrl-C stops; what is done stays done."},
     CommandInfo{"agenda", "list the meetings of today and tomorrow", "", 0, 0, noOptions, "lumbro agenda",
-                "From the calendars in the folder of the setting calendarFolder."},
+                "From the calendars that the settings calendarSource and calendarFolder name."},
     CommandInfo{"prep", "have a brief for a meeting written, and join it", "[EVENT] [--again] [--yes]", 0, 1,
                 prepOptions, "lumbro prep \"weekly sync\"",
                 "EVENT is the beginning of a title in `lumbro agenda`, or a key of its JSON; without it, the "

@@ -53,12 +53,12 @@ Task<int> freeTimesCommand(CommandContext context) {
     }
     Desk desk;
     Organizer* organizer = desk.organizer.get();
-    const QString unread = whyNoAgenda(*organizer);
+    const QDateTime now = desk.clock.now();
+    const QList<FreeTime> free = co_await calendarExport::freeTimes(organizer, days, minutes, now);
+    const QString unread = organizer->whyNoAccess();
     if (organizer->access() == CalendarAccess::denied) {
         co_return output.fail(unread);
     }
-    const QDateTime now = desk.clock.now();
-    const QList<FreeTime> free = co_await calendarExport::freeTimes(organizer, days, minutes, now);
     if (arguments.wantsJson()) {
         output.printJson(QJsonObject{{u"context"_s, calendarExport::contextOf(free, now)},
                                      {u"intervals"_s, intervalsJson(free)}});

@@ -97,18 +97,21 @@ Task<CalendarAccess> MeetingPrep::requestAccess() {
 Task<> MeetingPrep::refresh() {
     const QPointer<MeetingPrep> alive(this);
     const int run = ++m_refreshes;
-    const CalendarAccess access = m_ports.calendar.access();
-    if (access != CalendarAccess::full) {
-        assign(access, {});
-        note(u"no calendar access (%1)"_s.arg(rawValue(access)));
-        co_return;
+    CalendarAccess access = co_await m_ports.calendar.open();
+    QList<CalendarEvent> events;
+    if (access == CalendarAccess::full && alive && run == m_refreshes) {
+        const auto span = agenda::span(m_ports.clock.now());
+        events = co_await m_ports.calendar.events(span.from, span.to);
+        access = alive ? m_ports.calendar.access() : access;
     }
-    const auto span = agenda::span(m_ports.clock.now());
-    const QList<CalendarEvent> events = co_await m_ports.calendar.events(span.from, span.to);
     if (!alive || run != m_refreshes) {
         co_return;
     }
     assign(access, agenda::of(events));
+    if (access != CalendarAccess::full) {
+        note(u"no calendar access (%1)"_s.arg(rawValue(access)));
+        co_return;
+    }
     note(u"agenda: %1 events through tomorrow, %2 with people"_s.arg(m_agenda.size()).arg(m_upcoming.size()));
 }
 

@@ -10,4 +10,8 @@ bool CalendarEvent::isDeclinedByUser() const {
     });
 }
 
+Task<CalendarAccess> CalendarStore::open() {
+    co_return access();
+}
+
 }  // namespace lumbro

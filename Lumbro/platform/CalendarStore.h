@@ -92,12 +92,19 @@ class CalendarStore : public QObject {
     Q_OBJECT
 
   public:
+    /// Connects to where the events are kept, where that takes time, and gives the access there is then. Asks
+    /// the user nothing. Comes before each use of the rest.
+    virtual Task<CalendarAccess> open();
+    /// As the last `open` or reading found it.
     virtual CalendarAccess access() const = 0;
+    /// A sentence for the user: why there is less than full access, and what to do about it. May be empty.
+    virtual QString whyNoAccess() const { return {}; }
     /// Asks the user once where that is needed, and gives the access there is then.
     virtual Task<CalendarAccess> requestAccess() = 0;
 
     /// Every occurrence that touches the time from `from` to before `to`, canceled, free and declined ones
-    /// too, sorted by start and then by title. Empty without access. An item that can't be read is left out.
+    /// too, sorted by start and then by title. Empty without access, which `access` tells afterwards where it
+    /// was lost. An item that can't be read is left out.
     virtual Task<QList<CalendarEvent>> events(QDateTime from, QDateTime to) = 0;
     /// The calendar that new events go to; nothing when there is none.
     virtual std::optional<CalendarList> defaultCalendar() const = 0;

@@ -25,7 +25,12 @@ class TaskStore {
     TaskStore& operator=(const TaskStore&) = delete;
     virtual ~TaskStore() = default;
 
+    /// Connects to where the tasks are kept, where that takes time, and gives the access there is then. Asks
+    /// the user nothing. Comes before each use of the rest.
+    virtual Task<CalendarAccess> openTasks() { co_return taskAccess(); }
     virtual CalendarAccess taskAccess() const = 0;
+    /// A sentence for the user: why there is less than full access, and what to do about it. May be empty.
+    virtual QString whyNoTaskAccess() const { return {}; }
     /// Asks the user once where that is needed, and gives the access there is then.
     virtual Task<CalendarAccess> requestTaskAccess() = 0;
 

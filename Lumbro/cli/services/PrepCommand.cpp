@@ -12,8 +12,8 @@
 #include "meetings/Agenda.h"
 #include "meetings/MeetingPrep.h"
 #include "meetings/formats/MeetingLink.h"
+#include "platform/CalendarStore.h"
 #include "platform/linux/desktop/DesktopLinks.h"
-#include "platform/linux/desktop/OpenOrganizer.h"
 
 #include <QJsonObject>
 
@@ -25,8 +25,7 @@ namespace {
 
 /// The meeting that the user means, or the sentence that there is none.
 Result<PrepEvent> findEvent(Services& services, const QString& text) {
-    if (const QString unread = whyNoAgenda(*openOrganizer(services.settings(), services.clock()));
-        !unread.isEmpty()) {
+    if (const QString unread = services.calendar().whyNoAccess(); !unread.isEmpty()) {
         return fail(unread);
     }
     const auto event = agenda::find(services.meetingPrep().agenda(), text, services.clock().now());

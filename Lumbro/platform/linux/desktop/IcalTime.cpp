@@ -58,6 +58,19 @@ bool isPlace(const QByteArray& name) {
     return std::ranges::binary_search(sorted, name);
 }
 
+/// Programs write "/example.org/20070129_1/Europe/Berlin" for "Europe/Berlin".
+QByteArray placeIn(const QByteArray& name) {
+    if (!name.startsWith('/')) {
+        return name;
+    }
+    for (qsizetype at = 0; at >= 0; at = name.indexOf('/', at + 1)) {
+        if (const QByteArray place = name.mid(at + 1); place.contains('/') && isPlace(place)) {
+            return place;
+        }
+    }
+    return name;
+}
+
 }  // namespace
 
 QTimeZone systemZone(const QByteArray& name) {
@@ -69,7 +82,7 @@ QTimeZone systemZone(const QByteArray& name) {
         return *found;
     }
     const QByteArray other = QTimeZone::windowsIdToDefaultIanaId(name);
-    const QByteArray place = other.isEmpty() ? name : other;
+    const QByteArray place = other.isEmpty() ? placeIn(name) : other;
     const QTimeZone zone = isPlace(place) ? QTimeZone(place) : QTimeZone();
     if (known.size() < mostKnown) {
         known.insert(name, zone);

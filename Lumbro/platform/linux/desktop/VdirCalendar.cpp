@@ -101,6 +101,20 @@ CalendarAccess VdirCalendar::access() const {
                                                                     : CalendarAccess::denied;
 }
 
+QString VdirCalendar::whyNoAccess() const {
+    switch (access()) {
+        case CalendarAccess::full:
+            break;
+        case CalendarAccess::denied:
+            return u"The calendars in %1 can't be read; mend that folder, or choose another one with `lumbro "
+                   "settings set calendarFolder FOLDER`."_s.arg(folder());
+        case CalendarAccess::notDetermined:
+            return u"There are no calendars in %1 yet; choose their folder with `lumbro settings set "
+                   "calendarFolder FOLDER`. The first event that is added makes it."_s.arg(folder());
+    }
+    return {};
+}
+
 Task<CalendarAccess> VdirCalendar::requestAccess() {
     if (access() == CalendarAccess::notDetermined) {
         makePrivateFolder(folder());

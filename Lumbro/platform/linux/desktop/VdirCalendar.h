@@ -26,6 +26,7 @@ class VdirCalendar final : public Organizer {
 
     QString place() const override { return folder(); }
     CalendarAccess access() const override;
+    QString whyNoAccess() const override;
     /// Makes the folder where it is missing.
     Task<CalendarAccess> requestAccess() override;
     Task<QList<CalendarEvent>> events(QDateTime from, QDateTime to) override;
@@ -33,6 +34,7 @@ class VdirCalendar final : public Organizer {
     Task<Result<AddedCalendarItem>> add(NewCalendarEvent event) override;
 
     CalendarAccess taskAccess() const override { return access(); }
+    QString whyNoTaskAccess() const override { return whyNoAccess(); }
     Task<CalendarAccess> requestTaskAccess() override { return requestAccess(); }
     QList<CalendarList> taskLists() const override;
     std::optional<CalendarList> defaultTaskList() const override { return defaultCalendar(); }

@@ -1,0 +1,247 @@
+#include "platform/eds/EdsRegistry.h"
+
+#include <QFileInfo>
+
+#include <utility>
+
+namespace lumbro::eds {
+
+namespace {
+
+constexpr const char* serviceName = "org.gnome.evolution.dataserver.Sources5";
+constexpr const char* busName = "org.freedesktop.DBus";
+constexpr const char* busPath = "/org/freedesktop/DBus";
+/// The lists that are kept on this machine.
+constexpr const char* localParent = "local-stub";
+/// In milliseconds: the bus itself takes no time.
+constexpr int busPatience = 5'000;
+constexpr int startPatience = 20'000;
+
+/// GLib would start a bus of its own where there is none.
+bool hasSession() {
+    return qEnvironmentVariableIsSet("DBUS_SESSION_BUS_ADDRESS") ||
+           QFileInfo::exists(qEnvironmentVariable("XDG_RUNTIME_DIR", u"/nowhere"_s) + u"/bus"_s);
+}
+
+/// The libraries end the process where one of these is missing.
+bool hasSchemas() {
+    GSettingsSchemaSource* known = g_settings_schema_source_get_default();
+    for (const char* id : {"org.gnome.Evolution.DefaultSources", "org.gnome.evolution-data-server"}) {
+        GSettingsSchema* schema =
+            known == nullptr ? nullptr : g_settings_schema_source_lookup(known, id, TRUE);
+        if (schema == nullptr) {
+            return false;
+        }
+        g_settings_schema_unref(schema);
+    }
+    return true;
+}
+
+void tellChange(std::function<void()>* changed) {
+    if (*changed) {
+        (*changed)();
+    }
+}
+
+QString textOf(const char* text) {
+    return QString::fromUtf8(text);
+}
+
+QString idOf(const Owned<ESource>& source) {
+    return source ? textOf(e_source_get_uid(source.get())) : QString();
+}
+
+}  // namespace
+
+EdsRegistry::~EdsRegistry() {
+    forget();
+}
+
+void EdsRegistry::forget() {
+    m_clients.clear();
+    if (m_registry) {
+        g_signal_handlers_disconnect_by_data(m_registry.get(), &m_changed);
+    }
+    m_registry.reset();
+    m_owner.clear();
+}
+
+Result<> EdsRegistry::connect(GCancellable* cancel) {
+    if (const auto open = openBus(cancel); !open) {
+        forget();
+        return open;
+    }
+    QByteArray now = owner(cancel);
+    if (m_registry && !now.isEmpty() && now == m_owner) {
+        return {};
+    }
+    forget();
+    if (now.isEmpty()) {
+        if (const auto started = startService(cancel); !started) {
+            return started;
+        }
+        now = owner(cancel);
+    }
+    Error error;
+    m_registry.reset(e_source_registry_new_sync(cancel, error.out()));
+    if (!m_registry) {
+        return error.failure();
+    }
+    m_owner = now;
+    follow();
+    return {};
+}
+
+Result<> EdsRegistry::openBus(GCancellable* cancel) {
+    if (m_bus && g_dbus_connection_is_closed(m_bus.get()) == FALSE) {
+        return {};
+    }
+    forget();
+    m_bus.reset();
+    if (!hasSession()) {
+        return fail(FailureKind::notLoggedIn, u"there is no session"_s);
+    }
+    if (!hasSchemas()) {
+        return fail(FailureKind::notInstalled, u"its settings are not installed"_s);
+    }
+    Error error;
+    m_bus.reset(g_bus_get_sync(G_BUS_TYPE_SESSION, cancel, error.out()));
+    if (!m_bus || g_dbus_connection_is_closed(m_bus.get()) != FALSE) {
+        auto failure = error.failure();
+        failure.error().kind = failure.error().kind == FailureKind::cancelled ? FailureKind::cancelled
+                                                                              : FailureKind::notLoggedIn;
+        return failure;
+    }
+    // The end of the session must not be ours.
+    g_dbus_connection_set_exit_on_close(m_bus.get(), FALSE);
+    return {};
+}
+
+QByteArray EdsRegistry::owner(GCancellable* cancel) const {
+    GVariant* answer = g_dbus_connection_call_sync(m_bus.get(), busName, busPath, busName, "GetNameOwner",
+                                                   g_variant_new("(s)", serviceName), G_VARIANT_TYPE("(s)"),
+                                                   G_DBUS_CALL_FLAGS_NONE, busPatience, cancel, nullptr);
+    if (answer == nullptr) {
+        return {};
+    }
+    char* name = nullptr;
+    g_variant_get(answer, "(s)", &name);
+    g_variant_unref(answer);
+    return bytesOf(name);
+}
+
+Result<> EdsRegistry::startService(GCancellable* cancel) const {
+    Error error;
+    GVariant* answer = g_dbus_connection_call_sync(
+        m_bus.get(), busName, busPath, busName, "StartServiceByName", g_variant_new("(su)", serviceName, 0U),
+        nullptr, G_DBUS_CALL_FLAGS_NONE, startPatience, cancel, error.out());
+    if (answer == nullptr) {
+        return error.failure();
+    }
+    g_variant_unref(answer);
+    return {};
+}
+
+void EdsRegistry::watch(std::function<void()> changed) {
+    m_changed = std::move(changed);
+    follow();
+}
+
+void EdsRegistry::follow() {
+    if (!m_registry || !m_changed) {
+        return;
+    }
+    g_signal_handlers_disconnect_by_data(m_registry.get(), &m_changed);
+    for (const char* signal :
+         {"source-added", "source-removed", "source-changed", "source-enabled", "source-disabled"}) {
+        g_signal_connect_swapped(m_registry.get(), signal, G_CALLBACK(tellChange), &m_changed);
+    }
+}
+
+Owned<ESource> EdsRegistry::source(const QString& id) const {
+    return Owned<ESource>(m_registry ? e_source_registry_ref_source(m_registry.get(), id.toUtf8().constData())
+                                     : nullptr);
+}
+
+ServiceList EdsRegistry::listOf(ESource* source, const char* extension) const {
+    ServiceList list;
+    list.list = {textOf(e_source_get_uid(source)), textOf(e_source_get_display_name(source))};
+    if (const char* parent = e_source_get_parent(source)) {
+        if (const Owned<ESource> account = this->source(textOf(parent))) {
+            list.account = textOf(e_source_get_display_name(account.get()));
+        }
+    }
+    list.isShown = e_source_selectable_get_selected(
+                       E_SOURCE_SELECTABLE(e_source_get_extension(source, extension))) != FALSE;
+    return list;
+}
+
+QList<ServiceList> EdsRegistry::listsOf(const char* extension) const {
+    QList<ServiceList> lists;
+    const auto sources = taken<ESource>(e_source_registry_list_enabled(m_registry.get(), extension));
+    for (const Owned<ESource>& source : sources) {
+        lists.append(listOf(source.get(), extension));
+    }
+    return lists;
+}
+
+ServiceLists EdsRegistry::lists() const {
+    return {
+        .calendars = listsOf(E_SOURCE_EXTENSION_CALENDAR),
+        .taskLists = listsOf(E_SOURCE_EXTENSION_TASK_LIST),
+        .defaultCalendar = idOf(Owned<ESource>(e_source_registry_ref_default_calendar(m_registry.get()))),
+        .defaultTaskList = idOf(Owned<ESource>(e_source_registry_ref_default_task_list(m_registry.get())))};
+}
+
+Result<EdsClient*> EdsRegistry::client(Kind kind, const QString& id, GCancellable* cancel) {
+    if (const auto known = m_clients.find({kind, id}); known != m_clients.end()) {
+        return known->second.get();
+    }
+    const Owned<ESource> there = source(id);
+    if (!there) {
+        return fail(FailureKind::notFound, u"there is no such calendar any more"_s);
+    }
+    auto opened = EdsClient::open(there.get(), kind, cancel);
+    if (!opened) {
+        return std::unexpected(opened.error());
+    }
+    if (m_changed && kind == Kind::event) {
+        (*opened)->watch(m_changed, cancel);
+    }
+    return m_clients.insert_or_assign({kind, id}, std::move(*opened)).first->second.get();
+}
+
+Result<ServiceList> EdsRegistry::makeTaskList(const QString& title, GCancellable* cancel) {
+    const Owned<ESource> usual(e_source_registry_ref_default_task_list(m_registry.get()));
+    if (!usual || qstrcmp(e_source_get_parent(usual.get()), localParent) != 0) {
+        return fail(u"lists of tasks can be made only among those on this machine"_s);
+    }
+    Error error;
+    const Owned<ESource> made(e_source_new(nullptr, nullptr, error.out()));
+    if (!made) {
+        return error.failure();
+    }
+    e_source_set_parent(made.get(), localParent);
+    e_source_set_display_name(made.get(), title.toUtf8().constData());
+    auto* backend = E_SOURCE_BACKEND(e_source_get_extension(made.get(), E_SOURCE_EXTENSION_TASK_LIST));
+    e_source_backend_set_backend_name(backend, "local");
+    if (e_source_registry_commit_source_sync(m_registry.get(), made.get(), cancel, error.out()) == FALSE) {
+        return error.failure();
+    }
+    return listOf(made.get(), E_SOURCE_EXTENSION_TASK_LIST);
+}
+
+Result<> EdsRegistry::rename(const QString& id, const QString& title, GCancellable* cancel) {
+    const Owned<ESource> list = source(id);
+    if (!list) {
+        return fail(FailureKind::notFound, u"there is no such list any more"_s);
+    }
+    Error error;
+    e_source_set_display_name(list.get(), title.toUtf8().constData());
+    if (e_source_write_sync(list.get(), cancel, error.out()) == FALSE) {
+        return error.failure();
+    }
+    return {};
+}
+
+}  // namespace lumbro::eds
