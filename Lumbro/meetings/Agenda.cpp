@@ -90,10 +90,12 @@ QList<PrepEvent> upcoming(const QList<PrepEvent>& agenda, const QDateTime& now) 
     return events;
 }
 
+bool isOn(const PrepEvent& event, const QDateTime& now) {
+    return now >= event.start.addSecs(-beforeStart) && now <= event.end;
+}
+
 std::optional<PrepEvent> eventNow(const QList<PrepEvent>& agenda, const QDateTime& now) {
-    return firstOf(agenda, [&now](const PrepEvent& event) {
-        return now >= event.start.addSecs(-beforeStart) && now <= event.end;
-    });
+    return firstOf(agenda, [&now](const PrepEvent& event) { return isOn(event, now); });
 }
 
 std::optional<PrepEvent> find(const QList<PrepEvent>& agenda, const QString& text, const QDateTime& now) {

@@ -32,6 +32,9 @@ QList<PrepEvent> of(const QList<CalendarEvent>& events);
 /// Those with other people that start within the next 12 hours, or have begun.
 QList<PrepEvent> upcoming(const QList<PrepEvent>& agenda, const QDateTime& now);
 
+/// It is on, or begins within 10 minutes.
+bool isOn(const PrepEvent& event, const QDateTime& now);
+
 /// The earliest one that is on, or begins within 10 minutes.
 std::optional<PrepEvent> eventNow(const QList<PrepEvent>& agenda, const QDateTime& now);
 

@@ -1,12 +1,12 @@
 #include "meetings/MeetingPrep.h"
 
 #include "LumbroCore/AppLog.h"
-#include "LumbroCore/LockFile.h"
 #include "engines/formats/EngineInput.h"
 #include "library/ContextLibrary.h"
 #include "meetings/Agenda.h"
 #include "meetings/PrepInput.h"
 #include "memory/MemoryStore.h"
+#include "runners/AgentClaim.h"
 
 #include <QCryptographicHash>
 #include <QPointer>
@@ -148,7 +148,12 @@ QString MeetingPrep::context(const PrepEvent& event) const {
     return PrepInput(m_ports.library, m_ports.memory).text(event);
 }
 
-Task<Result<CaptureRecord>> MeetingPrep::prepare(PrepEvent event, Cancel cancel) {
+QString MeetingPrep::text(const std::optional<CaptureRecord>& brief) const {
+    return brief ? m_ports.library.handoffs(*brief).value(engineID) : QString();
+}
+
+Task<Result<CaptureRecord>> MeetingPrep::prepare(PrepEvent event, Cancel cancel,
+                                                 std::function<void()> onWait) {
     const auto engine = m_ports.library.engine(engineID);
     if (!engine) {
         const QString sentence = u"no prep engine in ~/Quillet/engines"_s;
@@ -156,21 +161,25 @@ Task<Result<CaptureRecord>> MeetingPrep::prepare(PrepEvent event, Cancel cancel)
         co_return fail(FailureKind::notFound,
                        u"The engine \"prep\" is missing in %1."_s.arg(m_ports.library.enginesFolder()));
     }
-    const auto known = brief(event);
-    const LockFile claim(claimPath(m_ports.library.root(), event));
-    if (!claim.isMine()) {
+    const QPointer<MeetingPrep> alive(this);
+    const bool isKnown = brief(event).has_value();
+    const QString known = text(brief(event));
+    const auto claim = co_await claimInTurn(&m_ports.clock, claimPath(m_ports.library.root(), event),
+                                            std::move(onWait), cancel);
+    if (!alive || (cancel && cancel->isCancelled)) {
+        co_return fail(FailureKind::cancelled, u"Cancelled"_s);
+    }
+    if (!claim) {
         // Should the other one fail, the next look tries.
         m_attempted.remove(event.key());
         co_return fail(
             u"Another Lumbro has the brief for \"%1\" written; it will be there in a moment."_s.arg(
                 event.title));
     }
-    if (!known) {
-        // The one who had the lock until now may have written it.
-        m_ports.library.reloadCaptures();
-        if (const auto theirs = brief(event)) {
-            co_return *theirs;
-        }
+    // The one who had the claim until now may have written it.
+    m_ports.library.reloadCaptures();
+    if (const auto theirs = brief(event); theirs && (!isKnown || text(theirs) != known)) {
+        co_return *theirs;
     }
     co_return co_await write(std::move(event), *engine, std::move(cancel));
 }

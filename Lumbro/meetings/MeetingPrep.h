@@ -77,9 +77,11 @@ class MeetingPrep final : public QObject {
     QString context(const PrepEvent& event) const;
 
     /// Has the brief written and files it as a capture; in place of the text of an earlier brief for the same
-    /// meeting. Gives the brief that another process has filed since the captures were read, and fails while
-    /// one has it written. A failure of the agent is logged and given back. The handle may be none.
-    Task<Result<CaptureRecord>> prepare(PrepEvent event, Cancel cancel = nullptr);
+    /// meeting. Gives the brief that another process has filed since the captures were read. While one has it
+    /// written it fails, or with `onWait` calls that and waits for it. A failure of the agent is logged and
+    /// given back. The handle may be none.
+    Task<Result<CaptureRecord>> prepare(PrepEvent event, Cancel cancel = nullptr,
+                                        std::function<void()> onWait = {});
 
   Q_SIGNALS:
     void accessChanged();
@@ -90,6 +92,7 @@ class MeetingPrep final : public QObject {
     class Busy;
 
     Task<> tick();
+    QString text(const std::optional<CaptureRecord>& brief) const;
     Task<Result<CaptureRecord>> write(PrepEvent event, Engine engine, Cancel cancel);
     void consider(const PrepEvent& event, const QDateTime& now);
     bool wantsBrief(const PrepEvent& event);

@@ -3,11 +3,11 @@
 #include "LumbroCore/AppLog.h"
 #include "LumbroCore/AtomicFile.h"
 #include "LumbroCore/Dates.h"
-#include "LumbroCore/LockFile.h"
 #include "engines/formats/EngineInput.h"
 #include "library/ContextLibrary.h"
 #include "memory/DailyPass.h"
 #include "memory/MemoryStore.h"
+#include "runners/AgentClaim.h"
 
 #include <QDir>
 #include <QJsonArray>
@@ -16,6 +16,7 @@
 #include <QPointer>
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
 
 namespace lumbro {
@@ -70,13 +71,17 @@ std::optional<QList<ReplyItem>> decoded(const QString& text) {
     return items;
 }
 
+DailyIdea ideaOf(const IdeaItem& item) {
+    const auto capture = item.source ? item.source->captureID() : std::nullopt;
+    return {item.hook, item.angle, capture.value_or(QString())};
+}
+
 /// The ideas of lines that were written.
 QList<DailyIdea> added(const QStringList& lines) {
     QList<DailyIdea> ideas;
     for (const QString& line : lines) {
         if (const auto item = IdeaItem::parse(line)) {
-            const auto capture = item->source ? item->source->captureID() : std::nullopt;
-            ideas.append({item->hook, item->angle, capture.value_or(QString())});
+            ideas.append(ideaOf(*item));
         }
     }
     return ideas;
@@ -170,17 +175,46 @@ QList<CaptureRecord> DailyIdeas::captures(const QDateTime& day) const {
     return found;
 }
 
-Task<Result<QList<DailyIdea>>> DailyIdeas::run(QDateTime day, bool present, Cancel cancel) {
+/// What others have put into the list.
+QList<DailyIdea> DailyIdeas::addedSince(const QSet<QString>& knownHooks) {
+    m_ports.memory.reload(false);
+    QList<DailyIdea> ideas;
+    for (const IdeaItem& item : m_ports.memory.ideas()) {
+        if (!knownHooks.contains(item.hook)) {
+            ideas.append(ideaOf(item));
+        }
+    }
+    return ideas;
+}
+
+Task<Result<QList<DailyIdea>>> DailyIdeas::run(QDateTime day, bool present, Cancel cancel,
+                                               std::function<void()> onWait) {
     if (m_isRunning) {
         co_return fail(FailureKind::cancelled, u"The day is already being looked through."_s);
     }
-    const LockFile claim(m_ports.library.root() + u"/.ideas.lock"_s);
-    if (!claim.isMine()) {
-        co_return fail(u"Another Lumbro looks through the day; its ideas will be in the list in a moment."_s);
-    }
     const QPointer<DailyIdeas> alive(this);
     const Busy busy(*this);
-    const Result<QList<DailyIdea>> ideas = co_await pass(day, std::move(cancel));
+    m_ports.memory.reload(false);
+    QSet<QString> knownHooks;
+    std::ranges::transform(m_ports.memory.ideas(), std::inserter(knownHooks, knownHooks.end()),
+                           &IdeaItem::hook);
+    bool hasWaited = false;
+    const std::function<void()> waiting = [&hasWaited, &onWait] {
+        hasWaited = true;
+        onWait();
+    };
+    const auto claim = co_await claimInTurn(&m_ports.clock, m_ports.library.root() + u"/.ideas.lock"_s,
+                                            onWait ? waiting : onWait, cancel);
+    if (!alive || (cancel && cancel->isCancelled)) {
+        co_return fail(FailureKind::cancelled, u"Cancelled"_s);
+    }
+    if (!claim) {
+        co_return fail(u"Another Lumbro looks through the day; its ideas will be in the list in a moment."_s);
+    }
+    Result<QList<DailyIdea>> ideas = hasWaited ? addedSince(knownHooks) : QList<DailyIdea>();
+    if (ideas->isEmpty()) {
+        ideas = co_await pass(day, std::move(cancel));
+    }
     if (alive && present) {
         show(ideas);
     }

@@ -14,6 +14,7 @@
 #include <QDateTime>
 #include <QList>
 #include <QObject>
+#include <QSet>
 #include <QString>
 #include <QStringList>
 
@@ -63,8 +64,10 @@ class DailyIdeas final : public QObject {
 
     /// Makes the pass for the day of `day` and gives the ideas that are new. With `present` the user is shown
     /// them, or told why there are none. A failure is logged; it is `cancelled` when another pass
-    /// runs. While another process makes one, it fails and nobody is told. The handle may be none.
-    Task<Result<QList<DailyIdea>>> run(QDateTime day, bool present, Cancel cancel = nullptr);
+    /// runs. While another process makes one, it fails and nobody is told; with `onWait` it calls that,
+    /// waits, and gives what the other one has found, if that is anything. The handle may be none.
+    Task<Result<QList<DailyIdea>>> run(QDateTime day, bool present, Cancel cancel = nullptr,
+                                       std::function<void()> onWait = {});
     /// The finished captures that began on the day, oldest first; a brief is no day's work.
     QList<CaptureRecord> captures(const QDateTime& day) const;
 
@@ -79,6 +82,7 @@ class DailyIdeas final : public QObject {
 
     void check();
     bool hasCaptures(const QDateTime& day);
+    QList<DailyIdea> addedSince(const QSet<QString>& knownHooks);
     Task<Result<QList<DailyIdea>>> pass(QDateTime day, Cancel cancel);
     QString input(const QDateTime& day, const QList<CaptureRecord>& captures) const;
     AgentRequest request(const Engine& engine, const QString& input) const;

@@ -1,25 +1,14 @@
-#include "LumbroCore/AppLog.h"
-#include "LumbroCore/Literals.h"
-#include "engines/EngineInbox.h"
-#include "library/ContextLibrary.h"
-#include "tests/model/ScriptedAgent.h"
-#include "tests/support/ScratchFolder.h"
-#include "tests/support/TestClock.h"
-#include "tests/support/Wait.h"
+#include "tests/engines/InboxFixture.h"
 
 #include <QCryptographicHash>
-#include <QTemporaryDir>
 
-#include <cstdio>
-
-#include <fcntl.h>
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 namespace lumbro {
 
 using namespace std::chrono_literals;
+using test::EngineInboxTest;
 using test::eventually;
 
 namespace {
@@ -31,67 +20,6 @@ Task<QString> reasonOf(QString text) {
 QString hashOf(const QByteArray& bytes) {
     return QString::fromLatin1(QCryptographicHash::hash(bytes, QCryptographicHash::Sha256).toHex());
 }
-
-/// A library with an engine that watches the folder "drop", on a test clock, with an agent that a test plays.
-class EngineInboxTest : public testing::Test {
-  protected:
-    EngineInboxTest() {
-        QDir().mkpath(scratch.path(u"drop"_s));
-        addEngine(u"sorter"_s, u"drop"_s, "name: Sorter\nmodel: opus\n");
-        library.open();
-        inbox = makeInbox();
-    }
-
-    void addEngine(const QString& id, const QString& folder, const QByteArray& fields) const {
-        scratch.write(u"library/engines/"_s + id + u".md"_s,
-                      "---\n" + fields + "watch: " + scratch.path(folder).toUtf8() + "\n---\nSort it.\n");
-    }
-    std::unique_ptr<EngineInbox> makeInbox() {
-        EngineInbox::Ports ports{.library = library, .agent = agent, .clock = clock};
-        ports.isRecording = [this] { return recording; };
-        ports.tell = [this](const QString& text, bool isError) {
-            told += (isError ? u"! "_s : QString()) + text;
-        };
-        return std::make_unique<EngineInbox>(std::move(ports));
-    }
-    /// Puts a file into the watched folder that was written `age` ago.
-    void drop(const QString& name, const QByteArray& bytes, std::chrono::seconds age = 10s,
-              const QString& folder = u"drop"_s) const {
-        const QString path = folder + u'/' + name;
-        scratch.write(path, bytes);
-        QFile file(scratch.path(path));
-        ASSERT_TRUE(file.open(QIODevice::ReadWrite));
-        ASSERT_TRUE(file.setFileTime(clock.now().addSecs(-age.count()), QFileDevice::FileModificationTime));
-    }
-    /// Scans, and waits until the agent has been asked for the n-th time.
-    std::shared_ptr<test::ScriptedAgent::Call> asked(size_t count = 1) {
-        inbox->scan();
-        EXPECT_TRUE(eventually([&] { return agent.calls.size() >= count; }));
-        return agent.calls.size() == count ? agent.calls.back() : nullptr;
-    }
-    /// Scans, and waits until all that began has come to rest without the agent.
-    void scanToRest() {
-        inbox->scan();
-        EXPECT_TRUE(eventually([&] { return inbox->running().isEmpty(); }));
-    }
-    QList<InboxRun> runs(const QString& engine = u"sorter"_s) const {
-        return InboxFolder(library.root(), engine).runs();
-    }
-    QByteArray record(const QString& file) const { return scratch.read(u"library/inbox/sorter/"_s + file); }
-    static QString log() {
-        AppLog::flush();
-        return QString::fromUtf8(readFile(AppLog::url()).value_or(QByteArray()));
-    }
-    bool wasLogged(const QString& line) const { return log().contains(u"[inbox] "_s + line + u'\n'); }
-
-    test::ScratchFolder scratch;
-    test::TestClock clock;
-    test::ScriptedAgent agent;
-    ContextLibrary library{scratch.path(u"library"_s), clock, {}, scratch.path(u"built-ins"_s)};
-    bool recording = false;
-    QStringList told;
-    std::unique_ptr<EngineInbox> inbox;
-};
 
 }  // namespace
 
@@ -210,80 +138,6 @@ TEST_F(EngineInboxTest, aRunThatWasCutOffIsToldAndNeverRunAgain) {
     EXPECT_EQ(runs().first().state, InboxRun::State::interrupted);
 }
 
-TEST_F(EngineInboxTest, twoProcessesOnOneLibraryNeverWorkForOneEngineAtOnce) {
-    drop(u"a.txt"_s, "1", 30s);
-    drop(u"b.txt"_s, "2", 20s);
-    const auto first = asked();
-    const auto other = makeInbox();
-    other->markInterrupted();
-    EXPECT_FALSE(scratch.has(u"library/inbox/sorter/2026-03-02-091405-a/error.txt"_s))
-        << "somebody works on it";
-    const auto told = test::wait(other->workThrough(std::make_shared<CancellationHandle>()));
-    ASSERT_EQ(told.size(), 1);
-    EXPECT_EQ(told.first().state, InboxRun::State::waiting);
-    EXPECT_TRUE(scratch.has(u"drop/b.txt"_s));
-    first->answer(u"ok"_s);
-    other->scan();
-    EXPECT_TRUE(eventually([&] { return agent.calls.size() == 2; }));
-}
-
-TEST_F(EngineInboxTest, oneFileIsWorkedOnOnceWhenTwoLibrariesWatchItsFolder) {
-    test::ScratchFolder elsewhere;
-    ContextLibrary second(elsewhere.path(), clock, {}, scratch.path(u"built-ins"_s));
-    elsewhere.write(u"engines/sorter.md"_s, scratch.read(u"library/engines/sorter.md"_s));
-    second.open();
-    EngineInbox other({.library = second, .agent = agent, .clock = clock});
-    for (int i = 0; i < 20; ++i) {
-        drop(u"%1.txt"_s.arg(i), QByteArray::number(i));
-    }
-    const auto cancel = std::make_shared<CancellationHandle>();
-    Task<QList<InboxRun>> a = inbox->workThrough(cancel);
-    Task<QList<InboxRun>> b = other.workThrough(cancel);
-    size_t answered = 0;
-    EXPECT_TRUE(eventually([&] {
-        while (answered < agent.calls.size()) {
-            const auto call = agent.calls[answered++];
-            call->answer(u"ok"_s);
-        }
-        return a.isReady() && b.isReady();
-    }));
-    EXPECT_EQ(answered, 20U);
-    qsizetype results = 0;
-    for (const QString& root : {library.root(), second.root()}) {
-        for (const InboxRun& run : InboxFolder(root, u"sorter"_s).runs()) {
-            EXPECT_EQ(run.state, InboxRun::State::done);
-            ++results;
-        }
-    }
-    EXPECT_EQ(results, 20);
-}
-
-TEST_F(EngineInboxTest, aFileThatIsGoneMeanwhileHoldsNobodyUp) {
-    drop(u"a.txt"_s, "1", 30s);
-    drop(u"b.txt"_s, "2", 20s);
-    drop(u"c.txt"_s, "3", 10s);
-    const Task<QList<InboxRun>> all = inbox->workThrough(std::make_shared<CancellationHandle>());
-    ASSERT_TRUE(eventually([this] { return agent.calls.size() == 1; }));
-    QFile::rename(scratch.path(u"drop/b.txt"_s), scratch.path(u"drop/renamed.txt"_s));
-    agent.calls.front()->answer(u"ok"_s);
-    ASSERT_TRUE(eventually([this] { return agent.calls.size() == 2; }));
-    EXPECT_TRUE(agent.calls.back()->request.context.contains(u"Name: c.txt\n"));
-    EXPECT_EQ(runs().size(), 2) << "what was not there leaves no record";
-    agent.calls.back()->answer(u"ok"_s);
-    EXPECT_TRUE(eventually([&] { return all.isReady(); }));
-}
-
-TEST_F(EngineInboxTest, aFileThatGoesOnGrowingIsTold) {
-    drop(u"slow.txt"_s, "first half");
-    const auto call = asked();
-    const QString place = u"library/inbox/sorter/2026-03-02-091405-slow/slow.txt"_s;
-    scratch.write(place, "first half, second half");
-    call->answer(u"ok"_s);
-    EXPECT_EQ(told, (QStringList{u"Sorter: done. ok"_s,
-                                 u"! slow.txt was still being written meanwhile; drop "
-                                 "it in again for the rest."_s}));
-}
-
 TEST_F(EngineInboxTest, aFolderThatGivesNothingAwayIsToldOnceAndHoldsNobodyUp) {
     if (::geteuid() == 0) {
         // Root may move anything; a folder that is gone shows the same road.
@@ -345,61 +199,6 @@ TEST_F(EngineInboxTest, theLibrarysOwnFoldersAreNotWatched) {
     EXPECT_TRUE(agent.calls.empty());
 }
 
-TEST_F(EngineInboxTest, awkwardNamesAndContentsKeepTheFileAndTheRecords) {
-    struct Row {
-        QByteArray name;
-        QString place;
-        QByteArray bytes;
-        bool isText;
-    };
-    const QByteArray longName = QByteArray(250, 'x') + ".txt";
-    const std::vector<Row> rows = {
-        {"result.md", u"file-result.md"_s, "mine", true},
-        {"error.txt", u"file-error.txt"_s, "mine too", true},
-        {"-rf --yes", u"-rf --yes"_s, "dash", true},
-        {"two\nlines\x1b[2J.txt", u"two_lines_[2J.txt"_s, "control", true},
-        {"\xff\xfe.bin", u"\uFFFD\uFFFD.bin"_s, QByteArray::fromHex("ff00fe"), false},
-        {"100%2.txt", u"100%2.txt"_s, "%1 %2", true},
-        {longName, QString::fromLatin1(longName.first(199)) + u".txt"_s, "long", true},
-        {"zeros.img", u"zeros.img"_s, QByteArray(4096, '\0'), false},
-        {"cut.txt", u"cut.txt"_s, "caf\xc3", false},
-        {"empty", u"empty"_s, "", true},
-    };
-    size_t count = 0;
-    for (const Row& row : rows) {
-        const QByteArray raw = scratch.path(u"drop"_s).toUtf8() + '/' + row.name;
-        std::FILE* file = std::fopen(raw.constData(), "wb");
-        ASSERT_NE(file, nullptr);
-        std::fwrite(row.bytes.constData(), 1, size_t(row.bytes.size()), file);
-        std::fclose(file);
-        const timespec old{clock.now().toSecsSinceEpoch() - 10, 0};
-        const timespec times[] = {old, old};
-        ::utimensat(AT_FDCWD, raw.constData(), times, 0);
-        const auto call = asked(++count);
-        ASSERT_TRUE(call) << qPrintable(row.place);
-        const QString path = call->request.context.section(u'\n', 1, 1).sliced(6);
-        EXPECT_EQ(QFileInfo(path).fileName(), row.place);
-        EXPECT_EQ(readFile(path), row.bytes) << qPrintable(row.place);
-        EXPECT_EQ(call->request.context.endsWith(u"\n\n## CONTENTS\n"_s + QString::fromUtf8(row.bytes)),
-                  row.isText);
-        EXPECT_EQ(call->request.context.endsWith(u"(not text; open it from the path if you need it)"_s),
-                  !row.isText);
-        call->answer(u"ok"_s);
-    }
-    for (const InboxRun& run : runs()) {
-        EXPECT_EQ(run.state, InboxRun::State::done);
-        EXPECT_FALSE(run.file.isEmpty());
-    }
-    EXPECT_EQ(runs().size(), qsizetype(rows.size()));
-}
-
-TEST_F(EngineInboxTest, onlyTheBeginningOfALongTextIsTold) {
-    const QString text = QString(199'999, u'a') + u"😀b"_s;
-    drop(u"long.txt"_s, text.toUtf8() + QByteArray(3'000'000, 'c'));
-    const QString told = asked()->request.context.section(u"## CONTENTS\n"_s, 1);
-    EXPECT_EQ(told.size(), 199'999) << "no half of a character";
-}
-
 TEST_F(EngineInboxTest, timeoutsOfAnySizeAreTimes) {
     const std::vector<std::pair<QByteArray, std::chrono::milliseconds>> rows = {{"", 600s},
                                                                                 {"timeout: 0\n", 600s},
@@ -432,27 +231,6 @@ TEST_F(EngineInboxTest, aResultThatFindsNoRoomIsKeptInHand) {
     EXPECT_EQ(record(u"2026-03-02-091405-bill/result.md"_s), "Filed.");
     EXPECT_EQ(told.size(), 2);
     EXPECT_TRUE(inbox->running().isEmpty());
-}
-
-TEST_F(EngineInboxTest, aFileOnAnotherFileSystemIsMovedToo) {
-    const QTemporaryDir far(u"/dev/shm/lumbro-drop-XXXXXX"_s);
-    struct stat here = {};
-    struct stat there = {};
-    if (!far.isValid() || ::stat(far.path().toUtf8().constData(), &there) != 0 ||
-        ::stat(scratch.path().toUtf8().constData(), &here) != 0 || here.st_dev == there.st_dev) {
-        GTEST_SKIP() << "there is only one file system";
-    }
-    QDir(scratch.path(u"drop"_s)).removeRecursively();
-    QFile::link(far.path(), scratch.path(u"drop"_s));
-    const QByteArray bytes = QByteArray("far").repeated(1'000'000);
-    drop(u"big.bin"_s, bytes);
-    const auto call = asked();
-    EXPECT_EQ(record(u"2026-03-02-091405-big/big.bin"_s), bytes);
-    EXPECT_TRUE(QDir(far.path()).isEmpty());
-    EXPECT_EQ(QDir(scratch.path(u"library/inbox/sorter/2026-03-02-091405-big"_s))
-                  .entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot),
-              QStringList{u"big.bin"_s});
-    call->answer(u"ok"_s);
 }
 
 }  // namespace lumbro

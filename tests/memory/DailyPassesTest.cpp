@@ -1,12 +1,7 @@
 #include "LumbroCore/AppLog.h"
-#include "LumbroCore/Settings.h"
-#include "library/ContextLibrary.h"
 #include "memory/DailyIdeas.h"
-#include "memory/MemoryStore.h"
 #include "memory/PromiseReminder.h"
-#include "tests/model/ScriptedAgent.h"
-#include "tests/support/ScratchFolder.h"
-#include "tests/support/TestClock.h"
+#include "tests/memory/PassFixture.h"
 #include "tests/support/Wait.h"
 
 #include <QDir>
@@ -22,16 +17,10 @@ namespace {
 const QString remindedDay = u"promiseRemindersLastDay"_s;
 const QString ideasDay = u"dailyIdeasLastRun"_s;
 
-/// A memory with promises, a library and an agent that the test plays; now is Monday, 2 March 2026, 9:14:05.
-class DailyPassesTest : public ::testing::Test {
+/// The passes of the day, and what they show.
+class DailyPassesTest : public PassTest {
   protected:
-    DailyPassesTest() {
-        scratch.write(
-            u"library/engines/ideas.md"_s,
-            "---\nname: Ideas\nhidden: true\nmodel: haiku\nvoice: true\nversion: 99\n---\nFind ideas.\n");
-        library.open();
-        memory.bootstrap();
-    }
+    DailyPassesTest() : PassTest(u"ideas"_s, "name: Ideas\nmodel: haiku\nvoice: true\n", "Find ideas.") {}
 
     static QDateTime at(int hour, int minute, int day = 2) {
         return QDateTime(QDate(2026, 3, day), QTime(hour, minute));
@@ -69,15 +58,6 @@ class DailyPassesTest : public ::testing::Test {
         imported.append(since);
         co_return;
     }
-    CaptureRecord capture(const QDateTime& start, CaptureKind kind = CaptureKind::meeting,
-                          bool ended = true) {
-        auto record = library.createCapture(kind, u"Weekly"_s, {}, start);
-        if (ended) {
-            record.meta.endedAt = start.addSecs(600);
-            EXPECT_TRUE(library.save(record));
-        }
-        return record;
-    }
     /// Starts a pass that nobody waits for.
     void begin(DailyIdeas& ideas, bool present = true) {
         runDetached([](Task<Result<QList<DailyIdea>>> pass,
@@ -86,12 +66,6 @@ class DailyPassesTest : public ::testing::Test {
         }(ideas.run(clock.now(), present), &result));
     }
 
-    ScratchFolder scratch;
-    TestClock clock;
-    Settings settings{scratch.path(u"settings.ini"_s)};
-    ContextLibrary library{scratch.path(u"library"_s), clock, {}, scratch.path(u"built-in"_s)};
-    MemoryStore memory{library, clock, settings};
-    ScriptedAgent agent;
     QStringList shown;
     QList<QDateTime> imported;
     bool isRecording = false;
@@ -191,7 +165,7 @@ TEST_F(DailyPassesTest, theEveningsPassFilesAndShowsWhatIsNew) {
     ASSERT_TRUE(library.writeTranscript({{QUuid::createUuid(), Speaker::me, 0, u"Hello"_s}}, first));
     const auto second = capture(at(11, 0), CaptureKind::thought);
     capture(at(12, 0), CaptureKind::prep);
-    capture(at(13, 0), CaptureKind::meeting, false);
+    library.createCapture(CaptureKind::meeting, u"Unfinished"_s, {}, at(13, 0));
     capture(at(23, 59, 1));
     capture(at(0, 0, 3));
     scratch.write(
@@ -232,7 +206,7 @@ TEST_F(DailyPassesTest, theEveningsPassFilesAndShowsWhatIsNew) {
 TEST_F(DailyPassesTest, theDayStaysUnspentUntilThereIsSomethingToRead) {
     clock.setNow(at(18, 30));
     capture(at(9, 0), CaptureKind::prep);
-    capture(at(10, 0), CaptureKind::meeting, false);
+    library.createCapture(CaptureKind::meeting, u"Unfinished"_s, {}, at(10, 0));
     DailyIdeas ideas(ideasPorts());
     ideas.start();
     clock.advance(5min);
@@ -321,6 +295,33 @@ TEST_F(DailyPassesTest, twoProcessesPayForOnePass) {
     begin(ideas);
     ASSERT_EQ(agent.calls.size(), 2U) << "once the other one is through";
     agent.calls.back()->answer(u"{}"_s);
+}
+
+TEST_F(DailyPassesTest, whoAsksForAPassThatAnotherProcessMakesWaitsForItsIdeas) {
+    capture(at(9, 0));
+    scratch.write(u"library/memory/ideas.md"_s, "# Ideas\n\n- **Old one** · 2026-03-01\n");
+    for (const bool isFound : {true, false}) {
+        shown.clear();
+        agent.calls.clear();
+        DailyIdeas theirs(ideasPorts());
+        DailyIdeas ideas(ideasPorts());
+        begin(theirs, false);
+        int waits = 0;
+        const auto second = ideas.run(clock.now(), true, nullptr, [&waits] { ++waits; });
+        clock.advance(5s);
+        EXPECT_EQ(waits, 1);
+        EXPECT_FALSE(second.isReady());
+        agent.calls.back()->answer(isFound ? uR"({"ideas":[{"hook":"Why tea"}]})"_s : u"{}"_s);
+        clock.advance(1s);
+        if (!isFound) {
+            ASSERT_EQ(agent.calls.size(), 2U) << "the other one has found nothing, or failed";
+            agent.calls.back()->answer(u"{}"_s);
+        }
+        ASSERT_TRUE(second.isReady());
+        EXPECT_EQ(agent.calls.size(), isFound ? 1U : 2U);
+        EXPECT_EQ(shown, QStringList{isFound ? u"Why tea||2026-03-02-0900-meeting"_s
+                                             : u"No strong content ideas in today's notes."_s});
+    }
 }
 
 TEST_F(DailyPassesTest, ideasThatCannotBeWrittenAreNotTakenForNone) {

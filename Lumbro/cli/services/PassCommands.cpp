@@ -102,7 +102,10 @@ Task<int> ideasToday(CommandContext context) {
     QObject::connect(&interrupts, &QuitSignals::quitRequested, &interrupts, [cancel] { cancel->cancel(); });
     FinishSteps steps(output, services.clock());
     steps.begin(u"Looking for ideas in today's captures…"_s);
-    const auto found = co_await services.dailyIdeas().run(services.clock().now(), true, cancel);
+    const auto onWait = [&steps] {
+        steps.begin(u"Another Lumbro looks through the day; waiting for its ideas…"_s);
+    };
+    const auto found = co_await services.dailyIdeas().run(services.clock().now(), true, cancel, onWait);
     steps.end();
     const PillMode shown = services.model().pill().mode();
     const bool isNothing = !found && found.error().kind == FailureKind::notFound;

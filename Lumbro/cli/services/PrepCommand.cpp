@@ -52,7 +52,10 @@ Task<Result<CaptureRecord>> briefFor(Services* services, Output* output, PrepEve
     QObject::connect(&interrupts, &QuitSignals::quitRequested, &prep, [cancel] { cancel->cancel(); });
     FinishSteps steps(*output, services->clock());
     steps.begin(u"Writing the brief for \"%1\"…"_s.arg(Output::clean(event.title)));
-    const Result<CaptureRecord> brief = co_await prep.prepare(event, cancel);
+    const auto onWait = [&steps] {
+        steps.begin(u"Another Lumbro has this brief written; waiting for it…"_s);
+    };
+    const Result<CaptureRecord> brief = co_await prep.prepare(event, cancel, onWait);
     steps.end();
     if (!brief && brief.error().kind == FailureKind::cancelled) {
         co_return fail(FailureKind::cancelled, u"The run was cancelled; nothing was written."_s);
@@ -128,7 +131,7 @@ Task<Result<std::optional<PrepEvent>>> prepare(const CommandContext* context) {
             u"This meeting was moved or called off meanwhile; `lumbro agenda` lists what is on."_s);
         co_return std::optional<PrepEvent>();
     }
-    co_return agenda::eventNow({*event}, now);
+    co_return agenda::isOn(*event, now) ? std::optional(*event) : std::nullopt;
 }
 
 }  // namespace
