@@ -110,6 +110,34 @@ TEST_F(SendCommand, tasksReachTheAppAndAreReadBack) {
     EXPECT_TRUE(shown.output.contains(u"  ✓ Call Bo  https://tasks.test/2\n"_s)) << qPrintable(shown.output);
 }
 
+TEST_F(SendCommand, anAnswerIsUsedAsItWasAskedFor) {
+    const QString asked =
+        u"I asked Lumbro: “What is due?”. Do that in Todoist, using the CONTENT below, which Lumbro prepared for it."_s;
+    const struct {
+        QByteArray action;
+        QStringList more;
+        QString about;
+        QString instruction;
+    } rows[] = {{"ACTION: todoist\n", {}, u"Ask Lumbro: What is due?"_s, asked},
+                {"", {}, u"Ask Lumbro answer to: What is due?"_s, asked},
+                {"ACTION: mail\n",
+                 {u"--instruction"_s, u"Add it"_s},
+                 u"Ask Lumbro answer to: What is due?"_s,
+                 u"Add it"_s}};
+    for (const auto& row : rows) {
+        line.home().write(u"Quillet/asks/a.md"_s,
+                          "---\ntitle: x\ncreated: 2026-03-02T08:14:05Z\n---\n\n# x\n\n### Me · "
+                          "2026-03-02T08:14:25Z\nWhat is\ndue?\n\n### Lumbro\n- [ ] Call Bo\n" +
+                              row.action);
+        const QStringList send{u"send"_s, u"todoist"_s, u"--from"_s, u"ask:a"_s, u"--yes"_s, u"--json"_s};
+        const QJsonObject run = line.run(send + row.more).object();
+        EXPECT_EQ(run.value(u"about"_s), row.about);
+        EXPECT_EQ(run.value(u"instruction"_s), row.instruction);
+        EXPECT_EQ(run.value(u"content"_s), u"- [ ] Call Bo"_s);
+        EXPECT_EQ(run.value(u"askThread"_s), u"a"_s);
+    }
+}
+
 TEST_F(SendCommand, aServerOfTheUsersOwnIsRunWithItsConfiguration) {
     line.set(u"ACTING_ACCOUNT"_s, u"{}"_s);
     line.home().write(u".claude.json"_s, R"({"mcpServers":{"my-linear":{"command":")" +

@@ -25,6 +25,11 @@ QString instruction(const QString& app) {
     return u"Do the instruction in stdin with %1."_s.arg(app);
 }
 
+QString forAnswer(const QString& question, const QString& app) {
+    return u"I asked Lumbro: “%1”. Do that in %2, using the CONTENT below, which Lumbro prepared for it."_s
+        .arg(question, app);
+}
+
 QString input(const ActionRun& run) {
     return u"# INSTRUCTION\n"_s + run.instruction + u"\n\n# FROM\n"_s + run.about + u"\n\n# CONTENT\n"_s +
            run.content;

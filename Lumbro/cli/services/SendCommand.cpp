@@ -183,11 +183,7 @@ Task<int> send(CommandContext context) {
         co_return output.fail(connector.error());
     }
     co_return co_await sendAndWait(&services, context, *connector,
-                                   {.instruction = instruction.value_or(connector->defaultInstruction()),
-                                    .content = content->text,
-                                    .about = content->about,
-                                    .captureID = content->captureID,
-                                    .askThread = content->askThread});
+                                   requestFor(*content, *connector, instruction));
 }
 
 Task<int> runsRetry(CommandContext context) {

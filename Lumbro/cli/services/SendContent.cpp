@@ -1,7 +1,9 @@
 #include "cli/services/SendContent.h"
 
 #include "LumbroCore/Dates.h"
+#include "actions/formats/ActionPrompt.h"
 #include "ask/AskThreads.h"
+#include "ask/formats/AskTarget.h"
 #include "cli/AskCommands.h"
 #include "cli/CaptureJson.h"
 #include "cli/CaptureLookup.h"
@@ -28,8 +30,7 @@ Result<SendContent> fromInput() {
     if (decoder.hasError() || bytes.size() > longestInput || text.contains(QChar::Null)) {
         return fail(u"What stands on standard input is no text, or longer than 8 MB."_s);
     }
-    return SendContent{
-        .text = text, .about = u"Given on the command line"_s, .captureID = {}, .askThread = {}};
+    return SendContent{.text = text, .about = u"Given on the command line"_s};
 }
 
 QString transcriptOf(const CaptureDetails& details) {
@@ -55,8 +56,7 @@ Result<SendContent> fromCapture(Services& services, const QString& id) {
     return SendContent{.text = text,
                        .about = u"\"%1\", %2 (captures/%3)"_s.arg(
                            record->meta.title, dates::readable(record->meta.startedAt), record->id()),
-                       .captureID = record->id(),
-                       .askThread = {}};
+                       .captureID = record->id()};
 }
 
 Result<SendContent> fromAsk(Services& services, const QString& id) {
@@ -64,13 +64,11 @@ Result<SendContent> fromAsk(Services& services, const QString& id) {
     if (!thread) {
         return std::unexpected(thread.error());
     }
-    const bool hasAnswer = !thread->turns.isEmpty();
-    return SendContent{.text = hasAnswer ? thread->turns.last().answer : QString(),
-                       .about = u"An answer to \"%1\", %2"_s.arg(
-                           hasAnswer ? thread->turns.last().question.simplified() : thread->title,
-                           dates::readable(thread->updated())),
-                       .captureID = {},
-                       .askThread = thread->id};
+    const AskTurn turn = thread->turns.isEmpty() ? AskTurn() : thread->turns.last();
+    return SendContent{.text = turn.answer,
+                       .askThread = thread->id,
+                       .question = turn.question.simplified(),
+                       .action = turn.action.value_or(QString())};
 }
 
 }  // namespace
@@ -93,6 +91,22 @@ Result<SendContent> sendContent(Services& services, const QString& from) {
             u"There is nothing to send: %1 is empty."_s.arg(from == u"-" ? u"standard input"_s : from));
     }
     return content;
+}
+
+ActionRequest requestFor(const SendContent& content, const Connector& connector,
+                         const std::optional<QString>& instruction) {
+    ActionRequest request{.instruction = instruction.value_or(connector.defaultInstruction()),
+                          .content = content.text,
+                          .about = content.about,
+                          .captureID = content.captureID,
+                          .askThread = content.askThread};
+    if (content.askThread) {
+        const auto target = AskTarget::forAction(content.action, {{connector.id, connector.app}});
+        const bool isMeant = target && target->kind == AskTarget::Kind::connector;
+        request.about = (isMeant ? u"Ask Lumbro: "_s : u"Ask Lumbro answer to: "_s) + content.question;
+        request.instruction = instruction.value_or(actionPrompt::forAnswer(content.question, connector.app));
+    }
+    return request;
 }
 
 }  // namespace lumbro::cli
