@@ -57,6 +57,9 @@ int wordCount(QStringView text) {
     return words;
 }
 
+/// No more than a letter with all its accents has.
+static constexpr qsizetype unitsPerCharacter = 16;
+
 QString firstCharacters(const QString& text, qsizetype count) {
     if (text.size() <= count) {
         return text;
@@ -69,7 +72,6 @@ QString firstCharacters(const QString& text, qsizetype count) {
     if (isPlain) {
         return text.left(count);
     }
-    constexpr qsizetype unitsPerCharacter = 16;
     const QString window = text.left(count * unitsPerCharacter);
     QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, window);
     qsizetype end = 0;
@@ -81,6 +83,20 @@ QString firstCharacters(const QString& text, qsizetype count) {
         end = next;
     }
     return window.left(end);
+}
+
+QString lastCharacters(const QString& text, qsizetype count) {
+    if (text.size() <= count) {
+        return text;
+    }
+    const QString window = text.right(count * unitsPerCharacter);
+    QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, window);
+    finder.toEnd();
+    qsizetype start = window.size();
+    for (qsizetype i = 0; i < count && start > 0; ++i) {
+        start = finder.toPreviousBoundary();
+    }
+    return window.sliced(std::max<qsizetype>(start, 0));
 }
 
 QStringView trimmedOf(QStringView text, QStringView set) {

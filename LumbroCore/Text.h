@@ -14,6 +14,9 @@ int wordCount(QStringView text);
 /// The first `count` characters as a reader counts them: no letter is cut from its accents.
 QString firstCharacters(const QString& text, qsizetype count);
 
+/// The last `count` characters, counted likewise.
+QString lastCharacters(const QString& text, qsizetype count);
+
 /// `text` without the characters of `set` at both ends.
 QStringView trimmedOf(QStringView text, QStringView set);
 

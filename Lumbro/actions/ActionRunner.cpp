@@ -34,12 +34,6 @@ const QString& tag() {
     return word;
 }
 
-/// The last characters, never half of one.
-QString tail(const QString& text, qsizetype count) {
-    const QString end = text.right(count);
-    return !end.isEmpty() && end.front().isLowSurrogate() ? end.sliced(1) : end;
-}
-
 std::optional<ActionRun> firstOf(const QList<ActionRun>& runs, const auto& isWanted) {
     const auto found = std::ranges::find_if(runs, isWanted);
     return found == runs.end() ? std::nullopt : std::optional(*found);
@@ -309,7 +303,7 @@ void ActionRunner::complete(ActionRun run, const QString& output) {
     if (!report) {
         run.summary.clear();
         finish(run, Status::unconfirmed,
-               u"No result report. Claude said: "_s + tail(Redact::secrets(output), 300));
+               u"No result report. Claude said: "_s + lastCharacters(Redact::secrets(output), 300));
         return;
     }
     run.summary = firstCharacters(report->summary, longestSummary);

@@ -2,6 +2,7 @@
 
 #include "LumbroCore/AppLog.h"
 #include "LumbroCore/Literals.h"
+#include "LumbroCore/Text.h"
 #include "chats/formats/Redact.h"
 #include "runners/AgentProcess.h"
 #include "runners/AgentText.h"
@@ -53,7 +54,8 @@ Task<Result<ConnectorInit>> probeConnectors(QString executable, Clock& clock) {
     }
     reader.finish();
     if (!init) {
-        const QString reason = Redact::secrets(agents::reasonText(end->exit.errors)).right(shownErrors);
+        const QString reason =
+            lastCharacters(Redact::secrets(agents::reasonText(end->exit.errors)), shownErrors);
         AppLog::error(u"action"_s, u"connector check: no init event (lines=%1, exit=%2): %3"_s.arg(
                                        QString::number(lines), QString::number(end->exit.status), reason));
         co_return fail(u"Claude Code didn't tell its connectors"_s +

@@ -1,5 +1,7 @@
 #include "engines/DroppedFile.h"
 
+#include "LumbroCore/Text.h"
+
 #include <QCryptographicHash>
 #include <QFile>
 #include <QStringDecoder>
@@ -15,6 +17,8 @@ namespace lumbro {
 namespace {
 
 constexpr qint64 pieceBytes = qint64(1) << 20;
+/// Enough for so many characters, accents and all.
+constexpr qsizetype mostUnits = 4 * DroppedFile::mostCharacters;
 
 /// The beginning of a text that comes in pieces.
 class TextStart {
@@ -25,7 +29,7 @@ class TextStart {
         }
         const QString more = m_decoder(piece);
         m_isText = !m_decoder.hasError() && !piece.contains('\0');
-        if (m_text.size() <= DroppedFile::mostCharacters) {
+        if (m_text.size() <= mostUnits) {
             m_text += more;
         }
     }
@@ -36,11 +40,7 @@ class TextStart {
         if (!m_isText || m_decoder.hasError()) {
             return std::nullopt;
         }
-        if (m_text.size() > DroppedFile::mostCharacters) {
-            m_text.truncate(DroppedFile::mostCharacters);
-            m_text.chop(m_text.back().isHighSurrogate() ? 1 : 0);
-        }
-        return m_text;
+        return firstCharacters(m_text, DroppedFile::mostCharacters);
     }
 
   private:

@@ -3,6 +3,7 @@
 #include "LumbroCore/AtomicFile.h"
 #include "LumbroCore/Dates.h"
 #include "LumbroCore/LockedUpdate.h"
+#include "LumbroCore/Text.h"
 #include "engines/formats/InboxSeen.h"
 #include "library/CaptureLock.h"
 
@@ -112,8 +113,7 @@ QString InboxFolder::placeIn(const QString& run, const QString& fileName) {
 QString InboxFolder::firstLine(const QString& text) {
     for (const QString& line : text.split(u'\n')) {
         if (const QString shown = line.trimmed(); !shown.isEmpty()) {
-            const bool cutsPair = shown.size() > longestLine && shown.at(longestLine - 1).isHighSurrogate();
-            return shown.left(cutsPair ? longestLine - 1 : longestLine);
+            return firstCharacters(shown, longestLine);
         }
     }
     return {};

@@ -43,3 +43,11 @@ TEST(SystemClock, aTimerThatStopsItselfIsSafeAndAFixedDateStandsStill) {
     EXPECT_FALSE(timer.isRunning());
     EXPECT_EQ(clock.now().time(), QTime(9, 14, 5));
 }
+
+TEST(SystemClock, theFixedDateIsInLocalTimeHoweverItIsWritten) {
+    qputenv("LUMBRO_NOW", "2026-03-02T09:14:05+05:00");
+    const QDateTime date = SystemClock::dateFromEnvironment();
+    qunsetenv("LUMBRO_NOW");
+    EXPECT_EQ(date.timeSpec(), Qt::LocalTime);
+    EXPECT_EQ(date.toUTC().time(), QTime(4, 14, 5));
+}

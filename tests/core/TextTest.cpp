@@ -31,16 +31,17 @@ TEST(Text, aWordHoldsALetterOrDigit) {
 
 TEST(Text, aCutLeavesWholeCharacters) {
     const QString family = u"👨‍👩‍👧"_s;
-    const std::tuple<QString, qsizetype, QString> rows[] = {
-        {u"abc"_s, 3, u"abc"_s},
-        {u"abcd"_s, 3, u"abc"_s},
-        {u""_s, 3, u""_s},
-        {u"😀😀😀"_s, 2, u"😀😀"_s},
-        {u"e\u0301e\u0301e"_s, 2, u"e\u0301e\u0301"_s},
-        {family + family, 1, family},
+    const std::tuple<QString, qsizetype, QString, QString> rows[] = {
+        {u"abc"_s, 3, u"abc"_s, u"abc"_s},
+        {u"abcd"_s, 3, u"abc"_s, u"bcd"_s},
+        {u""_s, 3, u""_s, u""_s},
+        {u"😀x😀😀"_s, 2, u"😀x"_s, u"😀😀"_s},
+        {u"e\u0301e\u0301e"_s, 2, u"e\u0301e\u0301"_s, u"e\u0301e"_s},
+        {family + family, 1, family, family},
     };
-    for (const auto& [text, count, cut] : rows) {
-        EXPECT_EQ(firstCharacters(text, count), cut) << qPrintable(text);
+    for (const auto& [text, count, first, last] : rows) {
+        EXPECT_EQ(firstCharacters(text, count), first) << qPrintable(text);
+        EXPECT_EQ(lastCharacters(text, count), last) << qPrintable(text);
     }
 }
 

@@ -3,9 +3,9 @@
 #include "LumbroCore/AtomicFile.h"
 #include "LumbroCore/Dates.h"
 #include "LumbroCore/Literals.h"
+#include "LumbroCore/Text.h"
 
 #include <QStringList>
-#include <QTextBoundaryFinder>
 
 #include <algorithm>
 
@@ -20,19 +20,6 @@ QString title(const CaptureMeta& meta) {
         duration = u" · %1 min"_s.arg(minutes);
     }
     return u"# CAPTURE: "_s + meta.title + u" ("_s + dates::readable(meta.startedAt) + duration + u')';
-}
-
-/// The last `count` characters as a reader counts them.
-QString lastCharacters(const QString& text, qsizetype count) {
-    constexpr qsizetype unitsPerCharacter = 16;
-    const QString window = text.right(count * unitsPerCharacter);
-    QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, window);
-    finder.toEnd();
-    qsizetype start = window.size();
-    for (qsizetype i = 0; i < count && start > 0; ++i) {
-        start = finder.toPreviousBoundary();
-    }
-    return window.sliced(std::max<qsizetype>(start, 0));
 }
 
 QString chats(const CaptureRecord& record) {
