@@ -39,6 +39,8 @@ class TranscriptWalk {
 
     int m_descriptor = -1;
     Block& m_block;
+    /// Where the bytes begin in the block.
+    char* m_data = nullptr;
     ClaudeChatReader::Progress* m_progress;
     ChatTurns m_turns;
     LineMarks m_marks;

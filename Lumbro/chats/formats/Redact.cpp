@@ -29,12 +29,13 @@ constexpr std::array<uint8_t, letters> makeLowerCase() {
     return table;
 }
 
-/// The letter in lower case; 0 for one that no hint has. Two foreign letters count as equal to an English one
-/// where case does not matter.
+/// Foreign letters that count as "s" and "k" where case does not matter.
+constexpr char16_t longS = 0x17f;
+constexpr char16_t kelvin = 0x212a;
+
+/// The letter in lower case; 0 for one that no hint has.
 size_t folded(QChar c) {
     static constexpr std::array<uint8_t, letters> lowerCase = makeLowerCase();
-    constexpr char16_t longS = 0x17f;
-    constexpr char16_t kelvin = 0x212a;
     const char16_t unit = c.unicode();
     if (unit < letters) {
         return lowerCase[unit];
@@ -56,12 +57,17 @@ constexpr std::array<uint8_t, letters> makeCodes() {
     for (size_t digit = '1'; digit <= '9'; ++digit) {
         table[digit] = table['0'];
     }
+    // Where the two foreign letters come out.
+    table[longS % letters] = table['s'];
+    table[kelvin % letters] = table['k'];
     return table;
 }
 
+/// Without a question whether the letter is ASCII: another one may get the code of one that is, which costs a
+/// closer look and no more.
 size_t codeOf(QChar c) {
     static constexpr std::array<uint8_t, letters> table = makeCodes();
-    return c.unicode() < letters ? table[c.unicode()] : folded(c) == 0 ? 0 : table[folded(c)];
+    return table[c.unicode() % letters];
 }
 
 /// The codes for which a letter of a hint stands.
@@ -135,17 +141,18 @@ class Rules {
     };
 
     static constexpr size_t triples = codes * codes * codes;
-    /// The codes of the last three letters as one number.
-    static size_t next(size_t last, size_t code) { return (last * codes + code) % triples; }
+    static constexpr size_t wordBits = 64;
     static size_t pair(QStringView text) { return folded(text[0]) * letters + folded(text[1]); }
     void addHint(const QString& hint, size_t rule);
     static bool stands(const QString& hint, QStringView text);
+    qsizetype nextBegin(QStringView text, qsizetype at) const;
 
     std::vector<Rule> m_rules;
     /// Lists of hints; the first is empty.
     std::vector<std::vector<Hint>> m_lists{1};
     std::array<uint8_t, letters * letters> m_listOfPair{};
-    std::bitset<triples> m_begins;
+    /// A bit for each three codes.
+    std::array<uint64_t, triples / wordBits> m_begins{};
 };
 
 void Rules::addHint(const QString& hint, size_t rule) {
@@ -159,8 +166,9 @@ void Rules::addHint(const QString& hint, size_t rule) {
     for (const size_t first : codesOf(hint[0])) {
         for (const size_t second : codesOf(hint[1])) {
             for (size_t third = 0; third < codes; ++third) {
-                const size_t begin = next(next(first, second), third);
-                m_begins[begin] = m_begins[begin] || hint.size() == 2 || thirds.contains(third);
+                const size_t three = (first * codes + second) * codes + third;
+                const bool begins = hint.size() == 2 || thirds.contains(third);
+                m_begins[three / wordBits] |= uint64_t(begins) << (three % wordBits);
             }
         }
     }
@@ -173,17 +181,30 @@ bool Rules::stands(const QString& hint, QStringView text) {
            });
 }
 
+/// The first place from `at` on where a letter ends the beginning of a hint, or the text's size. A function
+/// of its own, as all texts are walked here from end to end.
+qsizetype Rules::nextBegin(QStringView text, qsizetype at) const {
+    size_t first = codeOf(text[at - 2]);
+    size_t second = codeOf(text[at - 1]);
+    // No step waits for the one before.
+    for (; at < text.size(); ++at) {
+        const size_t third = codeOf(text[at]);
+        const size_t three = (first * codes + second) * codes + third;
+        if (((m_begins[three / wordBits] >> (three % wordBits)) & 1) != 0) {
+            return at;
+        }
+        first = second;
+        second = third;
+    }
+    return at;
+}
+
 std::bitset<Rules::most> Rules::matching(QStringView text) const {
     std::bitset<most> found;
-    size_t last = 0;
-    // The end of the text is a letter that no hint has.
-    for (qsizetype at = 0; at <= text.size(); ++at) {
-        last = next(last, at < text.size() ? codeOf(text[at]) : 0);
-        if (m_begins.test(last) && at >= 2) {
-            const QStringView rest = text.sliced(at - 2);
-            for (const Hint& hint : m_lists[m_listOfPair[pair(rest)]]) {
-                found[hint.rule] = found[hint.rule] || stands(hint.text, rest);
-            }
+    for (qsizetype at = 2; at < text.size() && (at = nextBegin(text, at)) < text.size(); ++at) {
+        const QStringView rest = text.sliced(at - 2);
+        for (const Hint& hint : m_lists[m_listOfPair[pair(rest)]]) {
+            found[hint.rule] = found[hint.rule] || stands(hint.text, rest);
         }
     }
     return found;
@@ -214,11 +235,11 @@ QString joined(const QString& text) {
 
 QString withoutSecrets(const QString& text) {
     static const Rules rules;
-    QString result = withStandIns(text);
-    const auto matching = rules.matching(result);
+    const auto matching = rules.matching(text);
     if (matching.none()) {
-        return withMarks(std::move(result));
+        return text;
     }
+    QString result = withStandIns(text);
     if (!result.isValidUtf16()) {
         // No pattern matches in a text with half a character.
         result = QString::fromUtf8(result.toUtf8());

@@ -23,7 +23,7 @@ constexpr std::array rules{
     SecretRule{"AKIA", R"(AKIA[0-9A-Z]{16})", key},
     SecretRule{"AIza", R"(AIza[0-9A-Za-z_\-]{35})", key},
     SecretRule{"eyJ", R"(eyJ[A-Za-z0-9_\-]{10,}+(*SKIP)\.[A-Za-z0-9_\-]{10,}+\.[A-Za-z0-9_\-]{10,})", token},
-    SecretRule{"api secret token passw",
+    SecretRule{"apikey api_key api-key secret token passw",
                R"((?i)\b(api[_-]?key|secret|token|password|passwd)(\s*[:=]\s*)["']?[^\s"']{6,})",
                R"(\1\2[hidden])"},
 
@@ -160,7 +160,9 @@ constexpr std::array rules{
         R"(\1[hidden])"},
     // "dbPassword": "…", as code and JSON have it.
     SecretRule{
-        "passw passphrase secret api key",
+        "passw passphrase secret apikey api_key api-key privatekey private_key private-key accesskey "
+        "access_key "
+        "access-key",
         R"((?i)((?:api[_\-]?key|secret|password|passwd|passphrase|private[_\-]?key|)"
         R"(access[_\-]?key|secret[_\-]?key)["']?\s*(?:=>|:=|[:=])\s*(["'`]))(?![$<{\[])[^"'`\s]{6,}(?=\2))",
         R"(\1[hidden])"},

@@ -7,7 +7,8 @@ namespace lumbro {
 /// One form of secret.
 struct SecretRule {
     /// Words divided by blanks: a text with none of them can't match. A lower-case letter stands for either
-    /// case, a capital for itself. Each has two characters or more, of which the first two are ASCII.
+    /// case, a capital for itself. Each has two characters or more, of which the first two are ASCII; behind
+    /// one of two the pattern has more.
     const char* hints;
     const char* pattern;
     const char* replacement;
