@@ -4,27 +4,28 @@
 #include "recording/audio/MicSource.h"
 #include "recording/audio/SystemAudioSource.h"
 #include "recording/audio/TrackPipeline.h"
-#include "tests/audio/Tones.h"
+#include "tests/audio/TrackEar.h"
 #include "tests/support/PrivateAudioServer.h"
 #include "tests/support/ScratchFolder.h"
+#include "tests/support/TestClock.h"
 #include "tests/support/Wait.h"
 
 #include <algorithm>
+#include <cmath>
+#include <optional>
 
 #include <gtest/gtest.h>
 
 using namespace lumbro;
 using namespace std::chrono_literals;
-using test::amplitudeOf;
 using test::eventually;
 using test::PrivateAudioServer;
+using test::ToneWindow;
 
 namespace {
 
-constexpr double micTone = 440;
-constexpr double callTone = 1000;
-
-/// A real server with speakers and a microphone, and a recording of both.
+/// A real server with speakers and a microphone, and a recording of both. Everything is waited for by what it
+/// leads to: any of the programs may stand still for seconds.
 class RealServer : public testing::TestWithParam<PrivateAudioServer::Kind> {
   protected:
     void SetUp() override {
@@ -33,9 +34,8 @@ class RealServer : public testing::TestWithParam<PrivateAudioServer::Kind> {
         }
         ASSERT_TRUE(m_private.start()) << qUtf8Printable(m_private.log());
         ASSERT_TRUE(m_private.addRoom()) << qUtf8Printable(m_private.log());
-        const auto attached = test::wait(m_server.attach());
-        ASSERT_TRUE(attached) << qUtf8Printable(attached.error().message);
-        ASSERT_TRUE(eventually([&] { return hasDefaults(u"virtmic"_s, u"speakers"_s); }, 5s));
+        ASSERT_TRUE(succeeds([this] { return test::wait(m_server.attach()); }));
+        ASSERT_TRUE(hasDefaults(u"virtmic"_s, u"speakers"_s));
     }
     void TearDown() override {
         if (HasFailure()) {
@@ -43,30 +43,57 @@ class RealServer : public testing::TestWithParam<PrivateAudioServer::Kind> {
         }
     }
 
-    bool hasDefaults(const QString& microphone, const QString& output) const {
-        return m_server.defaultMicrophone() == microphone && m_server.defaultOutput() == output;
+    /// Tries again what gives up on a server that answers late.
+    template <typename Action>
+    static testing::AssertionResult succeeds(Action action) {
+        Result<> result;
+        const bool isDone = eventually([&] {
+            result = action();
+            return result.has_value();
+        });
+        return isDone ? testing::AssertionSuccess()
+                      : testing::AssertionFailure() << qUtf8Printable(result.error().message);
     }
-    void play(double hertz, const QString& sink) {
+    testing::AssertionResult hasDefaults(const QString& microphone, const QString& output) const {
+        const bool isSo = eventually(
+            [&] { return m_server.defaultMicrophone() == microphone && m_server.defaultOutput() == output; });
+        return isSo ? testing::AssertionSuccess()
+                    : testing::AssertionFailure() << qUtf8Printable(m_server.defaultMicrophone()) << " and "
+                                                  << qUtf8Printable(m_server.defaultOutput());
+    }
+    testing::AssertionResult makeDefaults(const QString& microphone, const QString& output) {
+        if (!m_private.setDefault(u"source"_s, microphone) || !m_private.setDefault(u"sink"_s, output)) {
+            return testing::AssertionFailure() << qUtf8Printable(m_private.log());
+        }
+        return hasDefaults(microphone, output);
+    }
+    test::Program& play(double hertz, const QString& sink) {
         const QString name = QString::number(hertz) + u".wav"_s;
         if (!m_folder.has(name)) {
             m_folder.write(name, test::wav(test::tone(hertz, 12, 48000, 1), 48000, 1));
         }
-        m_private.run(u"paplay"_s, {u"--device="_s + sink, m_folder.path(name)});
+        return m_private.play(m_folder.path(name), sink);
     }
     void startRecording() {
-        const auto mic = test::wait(m_mic.start([this](const AudioBuffer& b) { m_me.ingest(b); }));
-        ASSERT_TRUE(mic) << qUtf8Printable(mic.error().message);
-        const auto system = test::wait(m_system.start([this](const AudioBuffer& b) { m_them.ingest(b); }));
-        ASSERT_TRUE(system) << qUtf8Printable(system.error().message);
+        ASSERT_TRUE(succeeds([this] {
+            return test::wait(m_mic.start([this](const AudioBuffer& b) { m_me.ingest(b); }));
+        })) << "microphone";
+        ASSERT_TRUE(succeeds([this] {
+            return test::wait(m_system.start([this](const AudioBuffer& b) { m_them.ingest(b); }));
+        })) << "output";
+        ASSERT_TRUE(hearMore());
     }
-    /// Waits until `seconds` more of a track have come in.
-    static bool hear(const TrackPipeline& track, double seconds) {
-        const double goal = track.secondsIngested() + seconds;
-        return eventually([&] { return track.secondsIngested() >= goal; }, 10s);
-    }
-    /// The last second that a track's listener got.
-    static std::span<const float> lastSecond(const std::vector<float>& heard) {
-        return std::span(heard).last(std::min<size_t>(heard.size(), 16000));
+    /// Waits until more of both tracks has come in.
+    testing::AssertionResult hearMore() const {
+        constexpr double seconds = 0.3;
+        const double me = m_me.secondsIngested() + seconds;
+        const double them = m_them.secondsIngested() + seconds;
+        const bool isSo =
+            eventually([&] { return m_me.secondsIngested() >= me && m_them.secondsIngested() >= them; });
+        return isSo ? testing::AssertionSuccess()
+                    : testing::AssertionFailure()
+                          << "microphone " << m_me.secondsIngested() - me + seconds << " s, output "
+                          << m_them.secondsIngested() - them + seconds << " s";
     }
     void stopRecording() {
         m_mic.stop();
@@ -74,10 +101,8 @@ class RealServer : public testing::TestWithParam<PrivateAudioServer::Kind> {
         m_me.close();
         m_them.close();
     }
-    TrackPipeline::Feed collector(std::vector<float>& into) {
-        return [&into](std::span<const float> work, float) {
-            into.insert(into.end(), work.begin(), work.end());
-        };
+    static TrackPipeline::Feed to(test::TrackEar& ear) {
+        return [&ear](std::span<const float> work, float) { ear.take(work); };
     }
 
     test::ScratchFolder m_folder;
@@ -85,10 +110,10 @@ class RealServer : public testing::TestWithParam<PrivateAudioServer::Kind> {
     SystemClock m_clock;
     Settings m_settings{m_folder.path(u"Lumbro.ini"_s)};
     PulseAudioServer m_server{m_clock};
-    std::vector<float> m_meHeard;
-    std::vector<float> m_themHeard;
-    TrackPipeline m_me{m_folder.path(u"me.caf"_s), collector(m_meHeard), {}};
-    TrackPipeline m_them{m_folder.path(u"them.caf"_s), collector(m_themHeard), {}};
+    test::TrackEar m_meEar;
+    test::TrackEar m_themEar;
+    TrackPipeline m_me{m_folder.path(u"me.caf"_s), to(m_meEar), {}};
+    TrackPipeline m_them{m_folder.path(u"them.caf"_s), to(m_themEar), {}};
     MicSource m_mic{m_server, m_clock, m_settings, u"capture-mic"_s};
     SystemAudioSource m_system{m_server, m_clock};
 };
@@ -96,89 +121,88 @@ class RealServer : public testing::TestWithParam<PrivateAudioServer::Kind> {
 }  // namespace
 
 TEST_P(RealServer, recordsTheMicrophoneAndTheOutputApart) {
-    play(micTone, u"micfeed"_s);
-    play(callTone, u"speakers"_s);
+    play(test::micTone, u"micfeed"_s);
+    play(test::callTone, u"speakers"_s);
     startRecording();
-    ASSERT_TRUE(hear(m_me, 1.5) && hear(m_them, 1.5));
+    EXPECT_TRUE(
+        eventually([this] { return m_meEar.hears(&ToneWindow::mic) && m_themEar.hears(&ToneWindow::call); }));
     for (const AudioDevice& microphone : m_server.microphones()) {
         EXPECT_FALSE(microphone.id.contains(u"monitor"_s)) << qUtf8Printable(microphone.id);
     }
     stopRecording();
-    const std::vector<float> me = test::trackSamples(m_folder.path(u"me.caf"_s));
-    const std::vector<float> them = test::trackSamples(m_folder.path(u"them.caf"_s));
-    EXPECT_NEAR(amplitudeOf(micTone, lastSecond(me)), 0.3, 0.05);
-    EXPECT_LT(amplitudeOf(callTone, lastSecond(me)), 0.01);
-    EXPECT_NEAR(amplitudeOf(callTone, lastSecond(them)), 0.3, 0.05);
-    EXPECT_LT(amplitudeOf(micTone, lastSecond(them)), 0.01);
+    const auto me = ToneWindow::all(test::trackSamples(m_folder.path(u"me.caf"_s)));
+    const auto them = ToneWindow::all(test::trackSamples(m_folder.path(u"them.caf"_s)));
+    EXPECT_TRUE(std::ranges::any_of(me, test::isWhole, &ToneWindow::mic));
+    EXPECT_TRUE(std::ranges::any_of(them, test::isWhole, &ToneWindow::call));
+    // A tone that breaks off has a little of all others.
+    EXPECT_LT(std::ranges::max(me, {}, &ToneWindow::call).call, 0.03);
+    EXPECT_LT(std::ranges::max(them, {}, &ToneWindow::mic).mic, 0.03);
 }
 
 TEST_P(RealServer, followsTheDefaultDevices) {
     m_private.addSink(u"headphones"_s);
     m_private.addSink(u"headsetfeed"_s);
     m_private.addMicrophone(u"headset"_s, u"headsetfeed"_s);
-    play(micTone, u"headsetfeed"_s);
-    play(callTone, u"headphones"_s);
+    play(test::micTone, u"headsetfeed"_s);
+    play(test::callTone, u"headphones"_s);
     startRecording();
-    ASSERT_TRUE(hear(m_me, 0.3) && hear(m_them, 0.3));
-    m_private.pactl({u"set-default-source"_s, u"headset"_s});
-    m_private.pactl({u"set-default-sink"_s, u"headphones"_s});
-    ASSERT_TRUE(eventually([&] { return hasDefaults(u"headset"_s, u"headphones"_s); }, 5s));
-    ASSERT_TRUE(hear(m_me, 2.5) && hear(m_them, 2.5));
-    stopRecording();
-    EXPECT_NEAR(amplitudeOf(micTone, lastSecond(m_meHeard)), 0.3, 0.05);
-    EXPECT_NEAR(amplitudeOf(callTone, lastSecond(m_themHeard)), 0.3, 0.05);
+    EXPECT_FALSE(m_meEar.hears(&ToneWindow::mic) || m_themEar.hears(&ToneWindow::call));
+    ASSERT_TRUE(makeDefaults(u"headset"_s, u"headphones"_s));
+    EXPECT_TRUE(eventually([this] { return m_meEar.hears(&ToneWindow::mic); }));
+    EXPECT_TRUE(eventually([this] { return m_themEar.hears(&ToneWindow::call); }));
 }
 
 TEST_P(RealServer, outlivesDevicesThatVanish) {
     const QString sink = m_private.addSink(u"dock"_s);
     m_private.addSink(u"dockfeed"_s);
     const QString microphone = m_private.addMicrophone(u"dockmic"_s, u"dockfeed"_s);
-    m_private.pactl({u"set-default-source"_s, u"dockmic"_s});
-    m_private.pactl({u"set-default-sink"_s, u"dock"_s});
-    ASSERT_TRUE(eventually([&] { return hasDefaults(u"dockmic"_s, u"dock"_s); }, 5s));
+    ASSERT_TRUE(makeDefaults(u"dockmic"_s, u"dock"_s));
     startRecording();
-    ASSERT_TRUE(hear(m_me, 0.3) && hear(m_them, 0.3));
-    m_private.unload(microphone);
-    m_private.unload(sink);
-    ASSERT_TRUE(eventually(
-        [&] { return m_server.defaultOutput() != u"dock"_s && m_server.defaultMicrophone() == u"virtmic"_s; },
-        5s));
-    play(micTone, u"micfeed"_s);
-    play(callTone, m_server.defaultOutput());
-    ASSERT_TRUE(hear(m_me, 2.5)) << "microphone";
-    ASSERT_TRUE(hear(m_them, 2.5)) << "output";
-    stopRecording();
-    EXPECT_NEAR(amplitudeOf(micTone, lastSecond(m_meHeard)), 0.3, 0.05);
-    EXPECT_LT(amplitudeOf(callTone, lastSecond(m_meHeard)), 0.1);
-    EXPECT_GT(amplitudeOf(callTone, lastSecond(m_themHeard)), 0.25);
+    ASSERT_TRUE(m_private.unload(microphone) && m_private.unload(sink));
+    play(test::micTone, u"micfeed"_s);
+    EXPECT_TRUE(eventually([this] { return m_meEar.hears(&ToneWindow::mic); })) << "microphone";
+    // Which output is the default one now is up to the server, and it may choose more than once.
+    QString output;
+    test::Program* player = nullptr;
+    const auto hearsTheDefaultOutput = [&] {
+        if (player == nullptr || player->wait(0ms) || output != m_server.defaultOutput()) {
+            if (player != nullptr) {
+                player->end();
+            }
+            output = m_server.defaultOutput();
+            player = &play(test::callTone, output);
+        }
+        return m_themEar.hears(&ToneWindow::call);
+    };
+    EXPECT_TRUE(eventually(hearsTheDefaultOutput)) << "output " << qUtf8Printable(output);
 }
 
-TEST_P(RealServer, bothTracksHaveOneTime) {
-    // The microphone hears what the speakers play, so one click is in both tracks.
+TEST_P(RealServer, bothTracksAreEquallyLate) {
+    // The microphone hears what the speakers play, so each click is in both tracks.
     m_private.addMicrophone(u"echo"_s, u"speakers"_s);
-    m_private.pactl({u"set-default-source"_s, u"echo"_s});
-    ASSERT_TRUE(eventually([&] { return hasDefaults(u"echo"_s, u"speakers"_s); }, 5s));
+    ASSERT_TRUE(makeDefaults(u"echo"_s, u"speakers"_s));
     std::vector<float> click(size_t(48000) * 2 * 2);
     std::fill_n(click.begin() + 48000, 96, 0.9F);
     m_folder.write(u"click.wav"_s, test::wav(click, 48000, 2));
     startRecording();
-    m_private.run(u"paplay"_s, {u"--device=speakers"_s, m_folder.path(u"click.wav"_s)});
-    ASSERT_TRUE(hear(m_me, 2.5) && hear(m_them, 0.1));
-    stopRecording();
-    const auto clickAt = [](const std::vector<float>& track) {
-        const auto loudest = std::ranges::max_element(track, {}, [](float s) { return std::abs(s); });
-        EXPECT_GT(std::abs(*loudest), 0.3F);
-        return 1000.0 * static_cast<double>(loudest - track.begin()) / 16000;
+    m_private.play(m_folder.path(u"click.wav"_s), u"speakers"_s);
+    // One that a busy machine holds up on its way to one of them tells nothing.
+    std::optional<double> nearest;
+    const auto cameTogether = [&] {
+        for (const auto me : m_meEar.clicks()) {
+            for (const auto them : m_themEar.clicks()) {
+                const double apart = std::chrono::duration<double, std::milli>(me - them).count();
+                nearest = nearest && std::abs(*nearest) < std::abs(apart) ? *nearest : apart;
+            }
+        }
+        return nearest && std::abs(*nearest) < 100;
     };
-    const double apart = clickAt(m_meHeard) - clickAt(m_themHeard);
-    RecordProperty("milliseconds", static_cast<int>(apart));
-    std::printf("me is %.1f ms behind them\n", apart);
-    EXPECT_LT(std::abs(apart), 100);
+    EXPECT_TRUE(eventually(cameTogether));
+    std::printf("me is %.1f ms behind them\n", nearest.value_or(-1e9));
 }
 
 TEST_P(RealServer, tellsWhoUsesTheMicrophone) {
     startRecording();
-    ASSERT_TRUE(hear(m_me, 0.2));
     EXPECT_TRUE(m_server.usingMicrophone().isEmpty());
     const auto record = [&](const QString& binary, const QString& device) -> test::Program& {
         return m_private.run(u"parec"_s, {u"--device="_s + device, u"--client-name="_s + binary,
@@ -187,20 +211,18 @@ TEST_P(RealServer, tellsWhoUsesTheMicrophone) {
     record(u"slack"_s, u"speakers.monitor"_s);
     test::Program& call = record(u"zoom"_s, u"virtmic"_s);
     const QList<MicrophoneUser> zoom = {{u"Zoom"_s, u"us.zoom.xos"_s}};
-    EXPECT_TRUE(eventually([&] { return m_server.usingMicrophone() == zoom; }, 5s));
+    EXPECT_TRUE(eventually([&] { return m_server.usingMicrophone() == zoom; }));
     call.terminate();
-    EXPECT_TRUE(eventually([&] { return m_server.usingMicrophone().isEmpty(); }, 5s));
+    EXPECT_TRUE(eventually([&] { return m_server.usingMicrophone().isEmpty(); }));
 }
 
 TEST_P(RealServer, findsAServerAgainThatWasRestarted) {
     startRecording();
-    ASSERT_TRUE(hear(m_me, 0.2) && hear(m_them, 0.2));
     m_private.stop();
-    EXPECT_TRUE(eventually([&] { return m_server.microphones().isEmpty(); }, 5s));
+    EXPECT_TRUE(eventually([&] { return m_server.microphones().isEmpty(); }));
     ASSERT_TRUE(m_private.start() && m_private.addRoom()) << qUtf8Printable(m_private.log());
-    ASSERT_TRUE(eventually([&] { return hasDefaults(u"virtmic"_s, u"speakers"_s); }, 8s));
-    EXPECT_TRUE(hear(m_me, 0.3)) << "microphone";
-    EXPECT_TRUE(hear(m_them, 0.3)) << "output";
+    ASSERT_TRUE(hasDefaults(u"virtmic"_s, u"speakers"_s));
+    EXPECT_TRUE(hearMore());
 }
 
 /// With one connection only: libpulse hands packets from one to the other, which ThreadSanitizer can't
@@ -217,7 +239,7 @@ TEST_P(OneStream, aDeviceThatGoesWhileItsStreamOpensIsAFailure) {
     std::atomic<bool> isConnected = false;
     const auto connection = std::make_shared<PulseConnection>(PulseConnection::Events{
         .onSnapshot = [&isConnected](const PulseSnapshot&) { isConnected = true; }, .onLost = [] {}});
-    ASSERT_TRUE(connection->start() && eventually([&isConnected] { return isConnected.load(); }, 5s));
+    ASSERT_TRUE(connection->start() && eventually([&isConnected] { return isConnected.load(); }));
     bool hasFailed = false;
     AudioStreamEvents events;
     events.onBuffer = [](const AudioBuffer&) {};
@@ -225,9 +247,9 @@ TEST_P(OneStream, aDeviceThatGoesWhileItsStreamOpensIsAFailure) {
     PulseStream stream(connection, events);
     const QFuture<Result<>> opened = stream.connect(u"dock.monitor"_s, true);
     // This thread takes no mail meanwhile: the stream is open, and gone, before that is known here.
-    server.unload(sink);
-    ASSERT_TRUE(eventually([&opened] { return opened.isFinished(); }, 5s));
-    EXPECT_TRUE(!opened.result() || eventually([&hasFailed] { return hasFailed; }, 2s));
+    ASSERT_TRUE(server.unload(sink));
+    ASSERT_TRUE(eventually([&opened] { return opened.isFinished(); }));
+    EXPECT_TRUE(!opened.result() || eventually([&hasFailed] { return hasFailed; }));
 }
 
 const auto bothServers =
@@ -240,17 +262,15 @@ std::string nameOf(const testing::TestParamInfo<PrivateAudioServer::Kind>& info)
 INSTANTIATE_TEST_SUITE_P(Audio, RealServer, bothServers, nameOf);
 INSTANTIATE_TEST_SUITE_P(Audio, OneStream, bothServers, nameOf);
 
-TEST(NoServer, isSaidAtOnce) {
+TEST(NoServer, isSaidWithoutWaitingForOne) {
     const test::ScratchFolder folder;
     qputenv("PULSE_SERVER", ("unix:" + folder.path(u"nobody"_s)).toUtf8());
-    SystemClock clock;
+    test::TestClock clock;
     PulseAudioServer server(clock);
-    const auto begin = clock.elapsed();
     const auto attached = test::wait(server.attach());
     ASSERT_FALSE(attached);
     EXPECT_EQ(attached.error().message,
               u"No audio server answers. Start PipeWire or PulseAudio, then try again."_s);
-    EXPECT_LT(clock.elapsed() - begin, 2s);
     Settings settings(folder.path(u"Lumbro.ini"_s));
     MicSource mic(server, clock, settings, u"capture-mic"_s);
     const auto started = test::wait(mic.start([](const AudioBuffer&) {}));

@@ -30,7 +30,7 @@ class CallsWatch : public testing::TestWithParam<PrivateAudioServer::Kind> {
             QStringList{CommandLine::program(), u"calls"_s, u"watch"_s} + options, setting);
     }
     bool isSaid(const QString& file, const QByteArray& words) const {
-        return eventually([&] { return line.home().read(file).contains(words); }, std::chrono::seconds(20));
+        return eventually([&] { return line.home().read(file).contains(words); });
     }
     Program& call() {
         return audio.run(u"parec"_s, {u"--device=virtmic"_s, u"--client-name=zoom"_s,

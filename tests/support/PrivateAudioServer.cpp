@@ -14,7 +14,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr std::chrono::milliseconds answerTime = 3s;
+constexpr std::chrono::milliseconds answerTime = 60s;
 
 QString takeText(const QString& path) {
     QFile file(path);
@@ -69,8 +69,8 @@ QString PrivateAudioServer::script() const {
                "read -r end; kill -TERM 0"_s;
     }
     // The others give up at once when the first does not answer yet.
-    return u"pipewire & tries=0; "
-           "until pw-cli info 0 || [ $((tries += 1)) -gt 200 ]; do :; done >/dev/null 2>&1; "
+    return u"pipewire & "
+           "while kill -0 $! && ! pw-cli info 0; do :; done >/dev/null 2>&1; "
            "wireplumber & pipewire-pulse & read -r end; kill -TERM 0"_s;
 }
 
@@ -81,7 +81,7 @@ bool PrivateAudioServer::start() {
     m_daemons =
         std::make_unique<Program>(bus + QStringList{u"/bin/sh"_s, u"-c"_s, script()},
                                   ProgramSetting{.environment = environment(), .output = log, .errors = log});
-    return m_daemons->isStarted() && eventually([this] { return answers(); }, 15s);
+    return m_daemons->isStarted() && eventually([this] { return answers(); });
 }
 
 void PrivateAudioServer::stop() {
@@ -105,37 +105,52 @@ QString PrivateAudioServer::pactl(const QStringList& arguments) const {
     return isDone ? said : u"error: "_s + failure;
 }
 
-QString PrivateAudioServer::addSink(const QString& name) {
+QString PrivateAudioServer::addDevice(const QString& kind, const QString& name,
+                                      const QStringList& arguments) const {
+    const QString module = pactl(QStringList{u"load-module"_s} + arguments);
+    // PipeWire's module is there before its device is.
+    const bool isThere = !module.startsWith(u"error"_s) && eventually([&] {
+        return pactl({u"list"_s, u"short"_s, kind}).contains(u'\t' + name + u'\t');
+    });
+    return isThere ? module : QString();
+}
+
+QString PrivateAudioServer::addSink(const QString& name) const {
     // Without norewinds the monitor of a null sink loses most of the sound on PulseAudio.
-    QStringList arguments = {u"load-module"_s, u"module-null-sink"_s, u"sink_name="_s + name, u"rate=48000"_s,
-                             u"channels=2"_s};
+    QStringList arguments = {u"module-null-sink"_s, u"sink_name="_s + name, u"rate=48000"_s, u"channels=2"_s};
     if (m_kind == Kind::pulseAudio) {
         arguments.append(u"norewinds=1"_s);
     }
-    return pactl(arguments);
+    return addDevice(u"sinks"_s, name, arguments);
 }
 
-QString PrivateAudioServer::addMicrophone(const QString& name, const QString& heard) {
-    return pactl({u"load-module"_s, u"module-remap-source"_s, u"source_name="_s + name,
-                  u"master="_s + heard + u".monitor"_s});
+QString PrivateAudioServer::addMicrophone(const QString& name, const QString& heard) const {
+    return addDevice(
+        u"sources"_s, name,
+        {u"module-remap-source"_s, u"source_name="_s + name, u"master="_s + heard + u".monitor"_s});
 }
 
-bool PrivateAudioServer::addRoom() {
-    const QStringList modules = {addSink(u"speakers"_s), addSink(u"micfeed"_s),
-                                 addMicrophone(u"virtmic"_s, u"micfeed"_s)};
-    pactl({u"set-default-sink"_s, u"speakers"_s});
-    pactl({u"set-default-source"_s, u"virtmic"_s});
-    const auto isDefault = [this](const QString& what, const QString& name) {
-        return pactl({u"get-default-"_s + what}) == name;
-    };
-    return modules.filter(u"error"_s).isEmpty() &&
-           eventually(
-               [&] { return isDefault(u"sink"_s, u"speakers"_s) && isDefault(u"source"_s, u"virtmic"_s); },
-               5s);
+bool PrivateAudioServer::setDefault(const QString& kind, const QString& name) const {
+    // Again and again, since PipeWire refuses, or drops, what comes before all of its parts have started.
+    return eventually([&] {
+        pactl({u"set-default-"_s + kind, name});
+        return pactl({u"get-default-"_s + kind}) == name;
+    });
 }
 
-void PrivateAudioServer::unload(const QString& module) {
-    pactl({u"unload-module"_s, module});
+bool PrivateAudioServer::addRoom() const {
+    return !addSink(u"speakers"_s).isEmpty() && !addSink(u"micfeed"_s).isEmpty() &&
+           !addMicrophone(u"virtmic"_s, u"micfeed"_s).isEmpty() && setDefault(u"sink"_s, u"speakers"_s) &&
+           setDefault(u"source"_s, u"virtmic"_s);
+}
+
+bool PrivateAudioServer::unload(const QString& module) const {
+    return !pactl({u"unload-module"_s, module}).startsWith(u"error"_s);
+}
+
+Program& PrivateAudioServer::play(const QString& file, const QString& sink) {
+    // Ends by itself with the server.
+    return run(u"/bin/sh"_s, {u"-c"_s, u"while paplay --device=\"$1\" \"$0\"; do :; done"_s, file, sink});
 }
 
 Program& PrivateAudioServer::run(const QString& program, const QStringList& arguments) {

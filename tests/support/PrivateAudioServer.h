@@ -32,19 +32,24 @@ class PrivateAudioServer {
     /// Ends the daemons.
     void stop();
 
-    /// An output "NAME" with 48 kHz and two channels.
-    QString addSink(const QString& name);
-    /// A microphone "NAME" that hears what is played to the sink `heard`.
-    QString addMicrophone(const QString& name, const QString& heard);
+    /// An output "NAME" with 48 kHz and two channels. Gives its module's number once it is there, else
+    /// nothing.
+    QString addSink(const QString& name) const;
+    /// A microphone "NAME" that hears what is played to the sink `heard`; gives the same.
+    QString addMicrophone(const QString& name, const QString& heard) const;
+    /// Makes a device the default "sink" or "source" and waits until it is.
+    bool setDefault(const QString& kind, const QString& name) const;
     /// The usual room: the outputs "speakers" (default) and "micfeed", the microphone "virtmic" (default).
-    bool addRoom();
+    bool addRoom() const;
     /// Takes a module by its number, or all of a name.
-    void unload(const QString& module);
+    bool unload(const QString& module) const;
     /// Runs pactl and gives what it prints, or its error words after "error: ".
     QString pactl(const QStringList& arguments) const;
 
     /// Starts a client program of the server, for example paplay or parec. It ends with this object.
     Program& run(const QString& program, const QStringList& arguments);
+    /// Plays a file to a sink again and again, until the program that this gives is ended.
+    Program& play(const QString& file, const QString& sink);
     /// Everything that the daemons have said.
     QString log() const;
 
@@ -52,6 +57,7 @@ class PrivateAudioServer {
     QProcessEnvironment environment() const;
     QString script() const;
     bool answers() const;
+    QString addDevice(const QString& kind, const QString& name, const QStringList& arguments) const;
 
     Kind m_kind;
     QTemporaryDir m_folder;

@@ -1,5 +1,6 @@
 #include "tests/support/Program.h"
 
+#include <QDir>
 #include <QFile>
 
 #include <csignal>
@@ -34,6 +35,25 @@ std::vector<char*> pointers(QList<QByteArray>& texts) {
     }
     all.push_back(nullptr);
     return all;
+}
+
+/// Whether a process of the group may still hold what it had open. Dead ones that nobody waits for don't
+/// count, once their last thread has ended.
+bool isGroupRunning(pid_t group) {
+    for (const QString& name : QDir(u"/proc"_s).entryList({u"[0-9]*"_s}, QDir::Dirs)) {
+        QFile file(u"/proc/"_s + name + u"/stat"_s);
+        if (!file.open(QIODevice::ReadOnly)) {
+            continue;
+        }
+        // PID (NAME) STATE PARENT GROUP ... THREADS ..., and the name may hold anything.
+        const QByteArray line = file.readAll();
+        const QList<QByteArray> fields = line.mid(line.lastIndexOf(')') + 2).split(' ');
+        const bool isDead = fields.first() == "Z" || fields.first() == "X";
+        if (fields.value(2).toInt() == group && (!isDead || fields.value(17).toInt() > 1)) {
+            return true;
+        }
+    }
+    return false;
 }
 
 /// A group of its own, and the signals as a program expects them.
@@ -120,6 +140,9 @@ void Program::end() {
     hasEndedWithin(3s);
     // Also for what outlives the first of its group.
     signalGroup(SIGKILL);
+    while (isGroupRunning(m_process)) {
+        ::usleep(1000);
+    }
     wait();
 }
 

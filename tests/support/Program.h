@@ -39,7 +39,7 @@ class Program {
     std::optional<int> wait(std::chrono::milliseconds bound = std::chrono::minutes(1));
     /// Asks the whole group to end.
     void terminate() const;
-    /// Ends the whole group: politely, after a bound by force.
+    /// Ends the whole group: politely, after a bound by force. None of it runs any more afterwards.
     void end();
 
   private:

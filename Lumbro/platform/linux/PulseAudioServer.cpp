@@ -14,7 +14,8 @@ namespace lumbro {
 
 namespace {
 
-constexpr auto longestWait = std::chrono::seconds(4);
+// A machine that is busy may take seconds; where there is no server, that is known at once.
+constexpr auto longestWait = std::chrono::seconds(8);
 constexpr auto reconnectInterval = std::chrono::seconds(2);
 
 Failure noServer() {
