@@ -401,7 +401,7 @@ TEST_F(MemoryCommands, changeNothingWhenTheAgentGivesNoObject) {
 
 TEST_F(MemoryCommands, sayThatATranscriptIsBroken) {
     line.installAgent();
-    addMeeting();
+    line.addCapture(meeting, "Weekly", "2026-03-02T08:14:00Z");
     line.write(meeting, u"transcript.json"_s, "[{");
     const Finished update = line.run({u"memory"_s, u"update"_s, u"last"_s});
     EXPECT_EQ(update.status, 1);
