@@ -20,13 +20,17 @@ class ListFile {
     bool hasChanged() const;
     /// False when the file may have changed since without its metadata telling.
     bool isSettled() const { return m_isSettled; }
-    /// The file's bytes; empty when it is missing or cannot be read, which is logged.
-    QByteArray read();
+    /// Reads the file. True when `bytes` are others now.
+    bool read();
+    /// The file's bytes as they were read last; empty when it was missing or could not be read, which is
+    /// logged.
+    const QByteArray& bytes() const { return m_bytes; }
     /// What was wrong with the file at the last `read`.
     const std::optional<MemoryFault>& fault() const { return m_fault; }
 
   private:
     QString m_path;
+    QByteArray m_bytes;
     FileStamp m_stamp;
     bool m_isSettled = false;
     std::optional<MemoryFault> m_fault;

@@ -86,8 +86,6 @@ struct MemoryStore::Private {
     ListFile promisesFile;
     ListFile ideasFile;
     FolderWatch watch;
-    QList<MemoryEntity> people;
-    QList<MemoryEntity> projects;
     QList<PromiseItem> promises;
     QList<IdeaItem> ideas;
     CompanyList companies;
@@ -121,22 +119,23 @@ void MemoryStore::reload(bool force) {
     Private& store = *m_private;
     const bool hasChanged = store.hasChanged();
     if (hasChanged || force) {
-        if (replaced(store.people, store.peopleFolder.read())) {
+        if (store.peopleFolder.read()) {
             store.companies.peopleChanged();
             Q_EMIT peopleChanged();
         }
-        if (replaced(store.projects, store.projectsFolder.read())) {
+        if (store.projectsFolder.read()) {
             Q_EMIT projectsChanged();
         }
-        if (replaced(store.promises, memoryLists::promises(store.promisesFile.read()))) {
+        if (store.promisesFile.read() &&
+            replaced(store.promises, memoryLists::promises(store.promisesFile.bytes()))) {
             Q_EMIT promisesChanged();
         }
-        if (replaced(store.ideas, memoryLists::ideas(store.ideasFile.read()))) {
+        if (store.ideasFile.read() && replaced(store.ideas, memoryLists::ideas(store.ideasFile.bytes()))) {
             Q_EMIT ideasChanged();
         }
         store.logUnreadable();
     }
-    if (store.companies.reload(store.people)) {
+    if (store.companies.reload(people())) {
         Q_EMIT companiesChanged();
     }
     if (hasChanged) {
@@ -177,11 +176,11 @@ auto MemoryStore::change(Work work) -> Task<decltype(work())> {
 }
 
 const QList<MemoryEntity>& MemoryStore::people() const {
-    return m_private->people;
+    return m_private->peopleFolder.entities();
 }
 
 const QList<MemoryEntity>& MemoryStore::projects() const {
-    return m_private->projects;
+    return m_private->projectsFolder.entities();
 }
 
 const QList<PromiseItem>& MemoryStore::promises() const {

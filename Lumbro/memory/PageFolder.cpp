@@ -4,6 +4,7 @@
 
 #include <QFile>
 #include <QFileInfo>
+#include <QSet>
 
 #include <algorithm>
 #include <chrono>
@@ -70,7 +71,7 @@ PageFolder::PageFolder(MemoryEntity::Kind kind, QString path) : m_kind(kind), m_
 std::vector<PageFolder::Entry> PageFolder::list() const {
     constexpr QByteArrayView ending = ".md";
     std::vector<Entry> entries;
-    entries.reserve(m_entries.size() + 1);
+    entries.reserve(m_files.size() + 1);
     const Dir folder = openFolder(m_path);
     // The stream is this function's alone.
     while (const dirent* item = folder ? readdir(folder.get()) : nullptr) {  // NOLINT(concurrency-mt-unsafe)
@@ -84,7 +85,7 @@ std::vector<PageFolder::Entry> PageFolder::list() const {
 }
 
 bool PageFolder::hasChanged() const {
-    return m_isUnsettled || list() != m_entries;
+    return m_isUnsettled || list() != m_files;
 }
 
 PageFolder::Page PageFolder::readPage(int folder, const Entry& entry) const {
@@ -100,36 +101,65 @@ PageFolder::Page PageFolder::readPage(int folder, const Entry& entry) const {
     return page;
 }
 
-QList<MemoryEntity> PageFolder::read() {
+bool PageFolder::read() {
     // Stamps are taken first: a change while we read then gives a stamp that nothing will have again.
-    m_entries = list();
+    m_files = list();
     m_unreadable.clear();
     m_faults.clear();
     m_isUnsettled = false;
-    QHash<QByteArray, Page> known = std::exchange(m_pages, {});
-    QList<MemoryEntity> entities;
     const Dir folder = openFolder(m_path);
     if (!folder && isThere(m_path)) {
         m_faults.append({m_path, MemoryFault::Kind::unreadable});
     }
-    for (const Entry& entry : m_entries) {
-        auto page = known.find(entry.name);
-        const bool isFresh = page == known.end() || !page->isSettled || page->stamp != entry.stamp;
+    bool isOther = false;
+    for (const Entry& entry : m_files) {
+        Page& page = m_pages[entry.name];
+        const bool isFresh = !page.isSettled || page.stamp != entry.stamp;
         if (isFresh) {
-            page = known.insert(entry.name, readPage(folder ? dirfd(folder.get()) : -1, entry));
+            const auto before =
+                std::exchange(page, readPage(folder ? dirfd(folder.get()) : -1, entry)).entity;
+            isOther = isOther || page.entity != before;
         }
-        if (page->entity) {
-            entities.append(*page->entity);
-        } else {
-            const QString name = QFile::decodeName(entry.name);
-            m_faults.append({m_path + u'/' + name, page->fault});
-            m_unreadable += isFresh && page->isSettled ? QStringList(name) : QStringList();
-        }
-        m_isUnsettled = m_isUnsettled || !page->isSettled;
-        m_pages.insert(entry.name, *page);
+        note(entry, page, isFresh);
     }
-    std::ranges::sort(entities, &MemoryEntity::standsBefore);
-    return entities;
+    isOther = forgetOthers() || isOther;
+    if (isOther) {
+        m_entities.clear();
+        for (const Page& page : std::as_const(m_pages)) {
+            if (page.entity) {
+                m_entities.append(*page.entity);
+            }
+        }
+        std::ranges::sort(m_entities, &MemoryEntity::standsBefore);
+    }
+    return isOther;
+}
+
+/// Lets go of the pages whose files are gone. True when one of them was an entity.
+bool PageFolder::forgetOthers() {
+    if (m_pages.size() == qsizetype(m_files.size())) {
+        return false;
+    }
+    QSet<QByteArray> names;
+    for (const Entry& entry : m_files) {
+        names.insert(entry.name);
+    }
+    bool wasEntity = false;
+    m_pages.removeIf([&](const std::pair<const QByteArray&, Page&>& page) {
+        const bool isGone = !names.contains(page.first);
+        wasEntity = wasEntity || (isGone && page.second.entity);
+        return isGone;
+    });
+    return wasEntity;
+}
+
+void PageFolder::note(const Entry& entry, const Page& page, bool isFresh) {
+    m_isUnsettled = m_isUnsettled || !page.isSettled;
+    if (!page.entity) {
+        const QString name = QFile::decodeName(entry.name);
+        m_faults.append({m_path + u'/' + name, page.fault});
+        m_unreadable += isFresh && page.isSettled ? QStringList(name) : QStringList();
+    }
 }
 
 }  // namespace lumbro

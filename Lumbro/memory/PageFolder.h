@@ -28,8 +28,10 @@ class PageFolder {
     bool hasChanged() const;
     /// False when a file may have changed since without its metadata telling.
     bool isSettled() const { return !m_isUnsettled; }
-    /// The pages as they are now, in the order of lists. A file that is no UTF-8 text is left out.
-    QList<MemoryEntity> read();
+    /// Reads the pages that are not what was read last. True when `entities` are others now.
+    bool read();
+    /// The pages as they were read last, in the order of lists. A file that is no UTF-8 text is left out.
+    const QList<MemoryEntity>& entities() const { return m_entities; }
     /// Names of the files that the last `read` was the first to find unreadable.
     const QStringList& unreadable() const { return m_unreadable; }
     /// Every file that the last `read` left out, and the folder itself when that cannot be read.
@@ -52,10 +54,13 @@ class PageFolder {
 
     std::vector<Entry> list() const;
     Page readPage(int folder, const Entry& entry) const;
+    void note(const Entry& entry, const Page& page, bool isFresh);
+    bool forgetOthers();
 
     MemoryEntity::Kind m_kind;
     QString m_path;
-    std::vector<Entry> m_entries;
+    std::vector<Entry> m_files;
+    QList<MemoryEntity> m_entities;
     QHash<QByteArray, Page> m_pages;
     QStringList m_unreadable;
     QList<MemoryFault> m_faults;

@@ -25,8 +25,11 @@ std::optional<IdeaItem> IdeaItem::parse(QStringView line) {
         return std::nullopt;
     }
     IdeaItem idea;
-    idea.id = memoryText::lineId(u"i-line-", rest);
+    const QStringView whole = rest;
     rest = memoryText::withoutAnchor(rest.sliced(2), idea.id);
+    if (idea.id.isEmpty()) {
+        idea.id = memoryText::lineId(u"i-line-", whole);
+    }
     const QList<QStringView> parts = WikiLink::split(rest, dot);
     const QStringView head = parts.first();
     const qsizetype before = WikiLink::split(head, dash).first().size();

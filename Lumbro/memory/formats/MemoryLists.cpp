@@ -41,8 +41,14 @@ QByteArray joined(const QStringList& lines, const QByteArray& end) {
 std::optional<QByteArray> changed(const QByteArray& file, const QString& id,
                                   const std::function<void(QByteArray& line)>& change) {
     QList<QByteArray> lines = file.split('\n');
+    const QByteArray anchor = '^' + id.toUtf8();
+    const bool isMade = id.startsWith(PromiseItem::madeID());
     bool isThere = false;
     for (QByteArray& line : lines) {
+        // Most are told apart without reading them.
+        if (!isMade && !line.contains(anchor)) {
+            continue;
+        }
         const auto promise = PromiseItem::parse(QString::fromUtf8(line));
         if (promise && promise->id == id) {
             isThere = true;

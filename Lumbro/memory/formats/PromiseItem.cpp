@@ -64,8 +64,11 @@ std::optional<PromiseItem> PromiseItem::parse(QStringView line) {
     }
     PromiseItem promise;
     promise.done = !isOpen;
-    promise.id = memoryText::lineId(u"p-line-", rest);
+    const QStringView whole = rest;
     rest = memoryText::withoutAnchor(rest.sliced(openBox.size()), promise.id);
+    if (promise.id.isEmpty()) {
+        promise.id = memoryText::lineId(madeID(), whole);
+    }
     const QList<QStringView> parts = WikiLink::split(rest, dot);
     promise.text = parts.first().toString();
     for (const QStringView part : parts.sliced(1)) {

@@ -38,6 +38,8 @@ struct PromiseItem {
 
     /// Nothing for a line that is no promise.
     static std::optional<PromiseItem> parse(QStringView line);
+    /// With what the id of a line without an anchor begins.
+    static QStringView madeID() { return u"p-line-"; }
     /// The line as it is written.
     QString line() const;
 
