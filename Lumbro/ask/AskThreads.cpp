@@ -70,6 +70,13 @@ QString AskThreads::pathOf(const QString& id) const {
     return m_folder + u'/' + id + u".md"_s;
 }
 
+/// The thread's name without the number that tells it from another one of that name.
+QString baseName(const AskThread& thread) {
+    const QString name =
+        thread.turns.isEmpty() ? thread.id : AskThread::nameFor(thread.turns.first().text, thread.created);
+    return thread.id.startsWith(name + u'-') ? name : thread.id;
+}
+
 AskThread AskThreads::make(const QString& question, const QDateTime& now,
                            const std::function<bool(const QString& id)>& taken) const {
     const QString name = AskThread::nameFor(question, now);
@@ -86,7 +93,7 @@ AskThread AskThreads::make(const QString& question, const QDateTime& now,
 }
 
 Result<AskThread> AskThreads::create(AskThread thread, const AskLookup& lookup) const {
-    const QString name = thread.id;
+    const QString name = baseName(thread);
     for (int count = 2; count < mostNames; ++count) {
         const QByteArray bytes = askThreadFile::write(thread);
         const auto made = updateFile(thread.path, [&](const std::optional<QByteArray>& old) {

@@ -29,6 +29,14 @@ McpToolResult asValue(const QJsonObject& value) {
     return {.text = QString::fromUtf8(json::encodeCompact(value)), .structured = value};
 }
 
+/// A client that reads of nothing shall know where that is because nothing could be read.
+void tellFaults(QJsonObject& value, const MemoryStore& memory, MemoryPart part) {
+    const QStringList unreadable = unreadableFiles(memory, part);
+    if (!unreadable.isEmpty()) {
+        value.insert(u"unreadable"_s, QJsonArray::fromStringList(unreadable));
+    }
+}
+
 template <typename Item>
 QList<Item> firstOf(const QList<Item>& items, qsizetype count) {
     return items.first(std::min(count, items.size()));
@@ -97,7 +105,8 @@ QList<McpTool> McpTools::table() {
         {.name = u"ask_context"_s,
          .title = u"Context for a question"_s,
          .description = u"Gives what the application tells its own agent with a question: the question, what "
-                        "is known of its subject, the applications at hand and the date. Starts no agent."_s,
+                        "is known of its subject, the applications at hand and the date, but nothing of the "
+                        "user's calendar. Starts no agent."_s,
          .inputSchema = object({{u"question"_s, text(u"The question"_s)},
                                 {u"scope"_s, text(u"Its subject: library (the default), capture:ID, "
                                                   "person:ID, company:DOMAIN or project:ID"_s)}},
@@ -129,6 +138,7 @@ McpTools::Answer McpTools::search(const QJsonObject& arguments) {
     results.asks = firstOf(results.asks, limit);
     QJsonObject value = searchJson(results);
     value.insert(u"moreCaptures"_s, results.moreCaptures);
+    tellFaults(value, m_memory, MemoryPart::all);
     return asValue(value);
 }
 
@@ -162,7 +172,9 @@ McpTools::Answer McpTools::listPeople(const QJsonObject& arguments) {
         entry.remove(u"timeline"_s);
         people += entry;
     }
-    return asValue({{u"people"_s, people}});
+    QJsonObject value{{u"people"_s, people}};
+    tellFaults(value, m_memory, MemoryPart::people);
+    return asValue(value);
 }
 
 McpTools::Answer McpTools::listPromises(const QJsonObject& arguments) {
@@ -181,7 +193,9 @@ McpTools::Answer McpTools::listPromises(const QJsonObject& arguments) {
             promises += memoryJson(promise, today);
         }
     }
-    return asValue({{u"promises"_s, promises}});
+    QJsonObject value{{u"promises"_s, promises}};
+    tellFaults(value, m_memory, MemoryPart::promises);
+    return asValue(value);
 }
 
 McpTools::Answer McpTools::askContext(const QJsonObject& arguments) {

@@ -108,6 +108,14 @@ int sayFaults(Output& output, const MemoryStore& memory, MemoryPart part, bool i
     return isEmpty && isAnyLost ? 1 : 0;
 }
 
+QStringList unreadableFiles(const MemoryStore& memory, MemoryPart part) {
+    QStringList paths;
+    for (const MemoryFault& fault : faults(memory, part)) {
+        paths += fault.path;
+    }
+    return paths;
+}
+
 Result<MemoryEntity> findPage(const MemoryStore& memory, MemoryEntity::Kind kind, const QString& text) {
     const bool isPerson = kind == MemoryEntity::Kind::person;
     QStringList several;

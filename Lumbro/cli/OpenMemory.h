@@ -41,6 +41,9 @@ enum class MemoryPart { people, projects, promises, ideas, all };
 /// be read at all, else 0. `isEmpty` says that the command has nothing to show.
 int sayFaults(Output& output, const MemoryStore& memory, MemoryPart part, bool isEmpty);
 
+/// The paths of the files of that part that were left out, or read in part, at the last reading; sorted.
+QStringList unreadableFiles(const MemoryStore& memory, MemoryPart part);
+
 /// The page that the user means: by its slug, by its name in any case, or by the beginning of one slug alone.
 /// Fails with a sentence that says what to do.
 Result<MemoryEntity> findPage(const MemoryStore& memory, MemoryEntity::Kind kind, const QString& text);

@@ -19,25 +19,30 @@ QString pathOf(const CaptureRecord& record) {
 
 }  // namespace
 
-std::optional<KeptReply> KeptReply::of(const CaptureRecord& record) {
-    const auto bytes = readFile(pathOf(record));
-    if (!bytes) {
-        return std::nullopt;
-    }
-    const QJsonObject object = json::object(*bytes);
+std::optional<KeptReply> KeptReply::decode(const QByteArray& bytes) {
+    const QJsonObject object = json::object(bytes);
     KeptReply kept{object.value(u"reply"_s).toString(),
                    dates::fromIso(object.value(u"through"_s).toString())};
-    // Without the time, what is new in a log would be asked for again and again.
-    const bool isWhole = kept.through || record.meta.kind != CaptureKind::session;
-    return isWhole && !kept.text.isEmpty() ? std::optional(std::move(kept)) : std::nullopt;
+    return kept.text.isEmpty() ? std::nullopt : std::optional(std::move(kept));
 }
 
-Result<> KeptReply::keep(const CaptureRecord& record) const {
+QByteArray KeptReply::encode() const {
     QJsonObject object{{u"reply"_s, text}};
     if (through) {
         object.insert(u"through"_s, dates::iso(*through));
     }
-    Result<> written = writeFileAtomically(pathOf(record), json::encode(object));
+    return json::encode(object);
+}
+
+std::optional<KeptReply> KeptReply::of(const CaptureRecord& record) {
+    auto kept = decode(readFile(pathOf(record)).value_or(QByteArray()));
+    // Without the time, what is new in a log would be asked for again and again.
+    const bool isWhole = kept && (kept->through || record.meta.kind != CaptureKind::session);
+    return isWhole ? std::move(kept) : std::nullopt;
+}
+
+Result<> KeptReply::keep(const CaptureRecord& record) const {
+    Result<> written = writeFileAtomically(pathOf(record), encode());
     if (!written) {
         AppLog::error(u"memory"_s, record.id() + u": "_s + written.error().message);
     }

@@ -3,6 +3,7 @@
 #include "LumbroCore/Failure.h"
 #include "library/formats/CaptureMeta.h"
 
+#include <QByteArray>
 #include <QDateTime>
 #include <QString>
 
@@ -19,6 +20,10 @@ struct KeptReply {
 
     bool operator==(const KeptReply&) const = default;
 
+    /// The reply in the bytes of a file; nothing when they hold none. Any thread.
+    static std::optional<KeptReply> decode(const QByteArray& bytes);
+    /// The reverse.
+    QByteArray encode() const;
     /// Nothing when there is none, or none that can be read.
     static std::optional<KeptReply> of(const CaptureRecord& record);
     /// Replaces one kept before. A failure is logged.

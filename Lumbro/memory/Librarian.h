@@ -44,8 +44,8 @@ class Librarian final : public QObject {
 
     enum class Again { no, yes };
     /// Reads one capture; one that was read before only with `Again::yes`, but what is new in a log of chats
-    /// in any case. The handle may be none. Fails for a capture of which too little can be read because a file
-    /// is broken. A failure of the model changes nothing; one of a file may leave the others changed.
+    /// in any case. The handle may be none. Fails for a capture of which too little can be read because a
+    /// file is broken. A failure of the model changes nothing; one of a file may leave the others changed.
     Task<Result<MemoryPass>> run(CaptureRecord record, Cancel cancel = nullptr, Again again = Again::no);
     /// Reads every finished capture that was never read, oldest first, one after the other; briefs and logs
     /// of chats are left out. Ends early when the agent cannot be used at all. `onBegin` is called before

@@ -63,7 +63,7 @@ class CalendarService {
 
     /// Queues work for the service's thread. Any thread; never blocks. Nothing may be thrown there.
     virtual void post(std::function<void(CalendarService& service)> work) = 0;
-    /// What waits for the service now fails as cancelled. Any thread.
+    /// What was posted until now fails as cancelled. Any thread.
     virtual void cancel() = 0;
 
     // The rest is for work that was posted.

@@ -9,7 +9,6 @@ namespace lumbro {
 
 using namespace std::chrono_literals;
 using test::EngineInboxTest;
-using test::eventually;
 
 namespace {
 

@@ -8,6 +8,7 @@
 #include "cli/AskJson.h"
 #include "cli/AskText.h"
 #include "cli/CaptureLookup.h"
+#include "cli/OpenMemory.h"
 #include "cli/ScopeLookup.h"
 #include "cli/services/LiveAnswer.h"
 #include "library/ContextLibrary.h"
@@ -114,6 +115,8 @@ Task<std::optional<Result<AskAnswer>>> askAndWait(AskService& service, AskQuesti
 
 Task<int> askAndPrint(Services& services, AskQuestion question, CommandContext context) {
     Output& output = context.output;
+    // The answer will know nothing of these.
+    sayFaults(output, services.memory(), MemoryPart::all, false);
     LiveAnswer live(output, services.clock(), u"Thinking…"_s);
     if (output.isTerminal() && !context.arguments.wantsJson()) {
         question.onText = [&live](const QString& piece, bool isNew) { live.add(piece, isNew); };

@@ -104,7 +104,8 @@ QString nothingNew(const CaptureRecord& record) {
 /// Why there is nothing to catch up on.
 QString nothingToRead(const ContextLibrary& library) {
     if (library.captures().isEmpty()) {
-        return u"There are no captures yet; `lumbro record` makes one."_s;
+        // There may be some that can't be read.
+        return findCapture(library.capturesFolder(), u"last"_s).error_or(Failure()).message;
     }
     const bool isAnyRead = std::ranges::any_of(
         library.captures(), [](const CaptureRecord& record) { return record.meta.memorizedAt.has_value(); });

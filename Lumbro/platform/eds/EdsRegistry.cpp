@@ -17,6 +17,10 @@ constexpr const char* localParent = "local-stub";
 constexpr int busPatience = 5'000;
 constexpr int startPatience = 20'000;
 
+/// GLib may free a call twice that is cancelled just when it is answered, so one that has a bound goes
+/// without.
+constexpr GCancellable* notCancelled = nullptr;
+
 /// GLib would start a bus of its own where there is none.
 bool hasSession() {
     return qEnvironmentVariableIsSet("DBUS_SESSION_BUS_ADDRESS") ||
@@ -67,23 +71,27 @@ void EdsRegistry::forget() {
 }
 
 Result<> EdsRegistry::connect(GCancellable* cancel) {
-    if (const auto open = openBus(cancel); !open) {
+    Error cancelled;
+    if (g_cancellable_set_error_if_cancelled(cancel, cancelled.out()) != FALSE) {
+        return cancelled.failure();
+    }
+    if (const auto open = openBus(); !open) {
         forget();
         return open;
     }
-    QByteArray now = owner(cancel);
+    QByteArray now = owner();
     if (m_registry && !now.isEmpty() && now == m_owner) {
         return {};
     }
     forget();
     if (now.isEmpty()) {
-        if (const auto started = startService(cancel); !started) {
+        if (const auto started = startService(); !started) {
             return started;
         }
-        now = owner(cancel);
+        now = owner();
     }
     Error error;
-    m_registry.reset(e_source_registry_new_sync(cancel, error.out()));
+    m_registry.reset(e_source_registry_new_sync(notCancelled, error.out()));
     if (!m_registry) {
         return error.failure();
     }
@@ -92,7 +100,7 @@ Result<> EdsRegistry::connect(GCancellable* cancel) {
     return {};
 }
 
-Result<> EdsRegistry::openBus(GCancellable* cancel) {
+Result<> EdsRegistry::openBus() {
     if (m_bus && g_dbus_connection_is_closed(m_bus.get()) == FALSE) {
         return {};
     }
@@ -105,22 +113,19 @@ Result<> EdsRegistry::openBus(GCancellable* cancel) {
         return fail(FailureKind::notInstalled, u"its settings are not installed"_s);
     }
     Error error;
-    m_bus.reset(g_bus_get_sync(G_BUS_TYPE_SESSION, cancel, error.out()));
+    m_bus.reset(g_bus_get_sync(G_BUS_TYPE_SESSION, notCancelled, error.out()));
     if (!m_bus || g_dbus_connection_is_closed(m_bus.get()) != FALSE) {
-        auto failure = error.failure();
-        failure.error().kind = failure.error().kind == FailureKind::cancelled ? FailureKind::cancelled
-                                                                              : FailureKind::notLoggedIn;
-        return failure;
+        return fail(FailureKind::notLoggedIn, error.failure().error().message);
     }
     // The end of the session must not be ours.
     g_dbus_connection_set_exit_on_close(m_bus.get(), FALSE);
     return {};
 }
 
-QByteArray EdsRegistry::owner(GCancellable* cancel) const {
-    GVariant* answer = g_dbus_connection_call_sync(m_bus.get(), busName, busPath, busName, "GetNameOwner",
-                                                   g_variant_new("(s)", serviceName), G_VARIANT_TYPE("(s)"),
-                                                   G_DBUS_CALL_FLAGS_NONE, busPatience, cancel, nullptr);
+QByteArray EdsRegistry::owner() const {
+    GVariant* answer = g_dbus_connection_call_sync(
+        m_bus.get(), busName, busPath, busName, "GetNameOwner", g_variant_new("(s)", serviceName),
+        G_VARIANT_TYPE("(s)"), G_DBUS_CALL_FLAGS_NONE, busPatience, notCancelled, nullptr);
     if (answer == nullptr) {
         return {};
     }
@@ -130,11 +135,11 @@ QByteArray EdsRegistry::owner(GCancellable* cancel) const {
     return bytesOf(name);
 }
 
-Result<> EdsRegistry::startService(GCancellable* cancel) const {
+Result<> EdsRegistry::startService() const {
     Error error;
     GVariant* answer = g_dbus_connection_call_sync(
         m_bus.get(), busName, busPath, busName, "StartServiceByName", g_variant_new("(su)", serviceName, 0U),
-        nullptr, G_DBUS_CALL_FLAGS_NONE, startPatience, cancel, error.out());
+        nullptr, G_DBUS_CALL_FLAGS_NONE, startPatience, notCancelled, error.out());
     if (answer == nullptr) {
         return error.failure();
     }
@@ -142,9 +147,14 @@ Result<> EdsRegistry::startService(GCancellable* cancel) const {
     return {};
 }
 
-void EdsRegistry::watch(std::function<void()> changed) {
+void EdsRegistry::watch(std::function<void()> changed, GCancellable* cancel) {
     m_changed = std::move(changed);
     follow();
+    for (const auto& [key, client] : m_clients) {
+        if (key.first == Kind::event) {
+            client->watch(m_changed, cancel);
+        }
+    }
 }
 
 void EdsRegistry::follow() {

@@ -34,12 +34,13 @@ class EdsRegistry {
     void close(Kind kind, const QString& id) { m_clients.erase({kind, id}); }
     Result<ServiceList> makeTaskList(const QString& title, GCancellable* cancel);
     Result<> rename(const QString& id, const QString& title, GCancellable* cancel);
-    void watch(std::function<void()> changed);
+    /// From here on calls `changed` when a list, or something in a calendar that is open, may have changed.
+    void watch(std::function<void()> changed, GCancellable* cancel);
 
   private:
-    Result<> openBus(GCancellable* cancel);
-    QByteArray owner(GCancellable* cancel) const;
-    Result<> startService(GCancellable* cancel) const;
+    Result<> openBus();
+    QByteArray owner() const;
+    Result<> startService() const;
     void follow();
     void forget();
     Owned<ESource> source(const QString& id) const;

@@ -9,7 +9,7 @@ namespace lumbro::eds {
 namespace {
 
 /// A calendar in a zone of its own, or a whole day, may begin a day off.
-constexpr qint64 slack = 2 * 86400;
+constexpr qint64 slack = qint64(2) * 86400;
 
 QByteArray timeText(qint64 moment) {
     return QDateTime::fromSecsSinceEpoch(moment, Qt::UTC).toString(u"yyyyMMdd'T'HHmmss'Z'"_s).toLatin1();
@@ -30,10 +30,12 @@ bool isWorthAnotherTry(const Failure& failure) {
 struct EdsService::Job {
     EdsService& service;
     std::function<void(CalendarService& service)> work;
+    /// Its place among all that was posted.
+    uint64_t number;
 
     static gboolean run(gpointer data) {
         Job& job = *static_cast<Job*>(data);
-        job.service.begin();
+        job.service.begin(job.number);
         job.work(job.service);
         return G_SOURCE_REMOVE;
     }
@@ -66,18 +68,19 @@ void EdsService::run() {
 }
 
 void EdsService::post(std::function<void(CalendarService& service)> work) {
+    const std::scoped_lock lock(m_mutex);
     GSource* source = g_idle_source_new();
     g_source_set_priority(source, G_PRIORITY_DEFAULT);
-    g_source_set_callback(source, &Job::run, new Job{*this, std::move(work)}, &Job::destroy);
+    g_source_set_callback(source, &Job::run, new Job{*this, std::move(work), ++m_posted}, &Job::destroy);
     g_source_attach(source, m_context);
     g_source_unref(source);
 }
 
-void EdsService::begin() {
+void EdsService::begin(uint64_t number) {
     const std::scoped_lock lock(m_mutex);
     m_running.reset(g_cancellable_new());
     m_cancel = m_running.get();
-    if (m_isClosing) {
+    if (m_isClosing || number <= m_cancelled) {
         g_cancellable_cancel(m_cancel);
     }
 }
@@ -86,6 +89,7 @@ void EdsService::cancel() {
     Owned<GCancellable> running;
     {
         const std::scoped_lock lock(m_mutex);
+        m_cancelled = m_posted;
         if (m_running) {
             running.reset(G_CANCELLABLE(g_object_ref(m_running.get())));
         }
@@ -155,6 +159,13 @@ void EdsService::takeBack(Kind kind, const QString& list, const QList<QByteArray
 }
 
 Result<QList<QByteArray>> EdsService::add(Kind kind, const QString& list, const QList<QByteArray>& files) {
+    const Result<QList<QByteArray>> added = addOnce(kind, list, files);
+    return added || !isWorthAnotherTry(added.error()) ? added : addOnce(kind, list, files);
+}
+
+/// What was added before a failure is taken back, or stands there under its id, which can't be added again.
+Result<QList<QByteArray>> EdsService::addOnce(Kind kind, const QString& list,
+                                              const QList<QByteArray>& files) {
     const Result<EdsClient*> client = m_registry->client(kind, list, m_cancel);
     if (!client) {
         return std::unexpected(client.error());
@@ -187,7 +198,7 @@ Result<> EdsService::renameTaskList(const QString& list, const QString& title) {
 }
 
 void EdsService::watch(std::function<void()> changed) {
-    m_registry->watch(std::move(changed));
+    m_registry->watch(std::move(changed), m_cancel);
 }
 
 }  // namespace lumbro::eds

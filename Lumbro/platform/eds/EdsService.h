@@ -4,6 +4,7 @@
 #include "platform/eds/EdsRegistry.h"
 #include "platform/eds/GlibPointer.h"
 
+#include <cstdint>
 #include <memory>
 #include <mutex>
 #include <thread>
@@ -31,8 +32,9 @@ class EdsService final : public CalendarService {
     struct Job;
 
     void run();
-    void begin();
+    void begin(uint64_t number);
     Result<ServiceItems> find(Kind kind, const QString& list, const QByteArray& query);
+    Result<QList<QByteArray>> addOnce(Kind kind, const QString& list, const QList<QByteArray>& files);
     Result<QList<QByteArray>> readBack(Kind kind, const QString& list, const QList<QByteArray>& ids);
     void takeBack(Kind kind, const QString& list, const QList<QByteArray>& ids);
 
@@ -45,6 +47,9 @@ class EdsService final : public CalendarService {
     std::mutex m_mutex;
     /// What the work that runs now can be cancelled by; changes under the mutex.
     Owned<GCancellable> m_running;
+    uint64_t m_posted = 0;
+    /// What was posted up to here fails.
+    uint64_t m_cancelled = 0;
     bool m_isClosing = false;
     std::thread m_thread;
 };
