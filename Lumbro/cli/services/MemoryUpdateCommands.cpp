@@ -105,7 +105,8 @@ QString nothingNew(const CaptureRecord& record) {
 QString nothingToRead(const ContextLibrary& library) {
     if (library.captures().isEmpty()) {
         // There may be some that can't be read.
-        return findCapture(library.capturesFolder(), u"last"_s).error_or(Failure()).message;
+        const auto last = findCapture(library.capturesFolder(), u"last"_s);
+        return last ? QString() : last.error().message;
     }
     const bool isAnyRead = std::ranges::any_of(
         library.captures(), [](const CaptureRecord& record) { return record.meta.memorizedAt.has_value(); });
