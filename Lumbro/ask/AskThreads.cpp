@@ -31,6 +31,14 @@ Failure unreadable(const QString& path) {
     return {FailureKind::failed, u"%1 can't be read and was left as it is."_s.arg(path)};
 }
 
+/// The thread's name without the number that tells it from another one of that name.
+QString baseName(const AskThread& thread) {
+    const QString name = thread.turns.isEmpty()
+                             ? thread.id
+                             : AskThread::nameFor(thread.turns.first().question, thread.created);
+    return thread.id.startsWith(name + u'-') ? name : thread.id;
+}
+
 }  // namespace
 
 AskThreads::AskThreads(const QString& libraryRoot) : m_folder(libraryRoot + u"/asks"_s) {}
@@ -68,13 +76,6 @@ void AskThreads::sort(QList<AskThread>& threads) {
 
 QString AskThreads::pathOf(const QString& id) const {
     return m_folder + u'/' + id + u".md"_s;
-}
-
-/// The thread's name without the number that tells it from another one of that name.
-QString baseName(const AskThread& thread) {
-    const QString name =
-        thread.turns.isEmpty() ? thread.id : AskThread::nameFor(thread.turns.first().text, thread.created);
-    return thread.id.startsWith(name + u'-') ? name : thread.id;
 }
 
 AskThread AskThreads::make(const QString& question, const QDateTime& now,

@@ -143,6 +143,20 @@ TEST_F(AskKeepingTest, twoProcessesThatBeginAtOnceGetTheirOwnThreads) {
     EXPECT_EQ(onDisk(id + u"-2"_s).turns.size(), 2);
 }
 
+TEST_F(AskKeepingTest, aNameThatIsTakenTwiceCountsOn) {
+    AskService other(m_clock, settings, m_library, memory, agent);
+    const QString id = ask(u"Same"_s);
+    call().answer(u"1"_s);
+    AskQuestion theirs;
+    theirs.question = u"Same"_s;
+    other.reload();
+    EXPECT_EQ(other.ask(theirs), id + u"-2"_s);
+    EXPECT_EQ(ask(u"Same"_s), id + u"-2"_s);
+    agent.calls.at(1)->answer(u"2"_s);
+    agent.calls.at(2)->answer(u"3"_s);
+    EXPECT_EQ(answers.value(1).thread, id + u"-3"_s);
+}
+
 TEST_F(AskKeepingTest, aDeletedThreadDoesNotComeBackWithALateAnswer) {
     qputenv("XDG_DATA_HOME", m_folder.path(u"data"_s).toUtf8());
     const QString id = ask(u"One"_s);
