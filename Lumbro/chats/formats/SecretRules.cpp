@@ -205,14 +205,22 @@ constexpr std::array rules{
         R"((?im)(\bpass[_\-]?phrase[ \t]*[:=][ \t]*)(?![$<{\["'`(])(?!(?:string|str|bytes|null|none)\b))"
         R"((?:[^\s()=;{}]+[ \t]+[^\n()=;{}]+$|(?=[^\s()]*\d)[^\s()=;{}.]{6,}))",
         R"(\1[hidden])"},
-    // Four words or more to the end of the line, none of them one that sentences about passwords have.
+    // To the end of the line: four words or more, or fewer of which the first has been hidden as a password.
+    // None is
+    // one that sentences about passwords have.
     SecretRule{
         "password passwd passwort",
         R"((?im)(\bpass(?:word|wd|wort)[ \t]*[:=][ \t]*)(?![^\n]{0,200}?\b(?:the|an?|is|are|was|be|must|should|)"
         R"(shall|can|cannot|may|will|would|could|needs?|has|have|had|do|does|did|not|no|never|none|see|ask|same|)"
         R"(field|login|reset|required?|optional|minimum|at|least|characters?|set|empty|missing|wrong|invalid|)"
         R"(too|uses?|using|when|if|only|please|then|from|for|with|without|to|in|on|of|and|or|by|as|it|we|you)\b))"
-        R"((?:\[hidden\]|[A-Za-z0-9]{1,24})(?:[ \t]+[A-Za-z0-9]{1,24}){3,12}[ \t]*$)",
+        R"((?:\[hidden\](?:[ \t]+[A-Za-z0-9]{1,24}){1,12}|[A-Za-z0-9]{1,24}(?:[ \t]+[A-Za-z0-9]{1,24}){3,12})[ \t]*$)",
+        R"(\1[hidden])"},
+
+    // What is left of a password in which a key was found: too short to be one by itself.
+    SecretRule{
+        "password passwd passwort secret token",
+        R"((?i)(\b(?:pass(?:word|wd|wort)|secret|token)\s*[:=]\s*)[^\s"']{1,5}(?=''[\x{e0f1}\x{e0f2}]''))",
         R"(\1[hidden])"},
 
     // Names that are short or hold a blank; what follows has letters and digits.
