@@ -69,6 +69,9 @@ TEST_F(MemoryCommands, sayWhatComesWhereThereIsNothingYet) {
     EXPECT_FALSE(line.home().has(u"Quillet/memory"_s)) << "reading makes nothing";
     EXPECT_EQ(line.run({u"memory"_s, u"catch-up"_s}).errors,
               u"There are no captures yet; `lumbro record` makes one.\n"_s);
+    line.home().write(u"Quillet/captures/%1/meta.json"_s.arg(meeting), "{");
+    const QString broken = line.run({u"memory"_s, u"catch-up"_s}).errors;
+    EXPECT_TRUE(broken.contains(meeting + u"/meta.json can't be read"_s)) << qPrintable(broken);
 }
 
 TEST_F(MemoryCommands, listAndShowPages) {

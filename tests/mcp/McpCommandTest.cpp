@@ -136,6 +136,16 @@ TEST(McpCommand, looksAtTheFilesAsTheyAreNow) {
     EXPECT_NE(session.refusal(u"search"_s, R"({"query":"  "})"), QString());
 }
 
+TEST(McpCommand, namesTheFilesOfTheMemoryThatCannotBeRead) {
+    Session session;
+    EXPECT_TRUE(session.value(u"list_people"_s, "{}")[u"unreadable"].isUndefined());
+    session.line().home().write(u"Quillet/memory/people/broken.md"_s, "\xff\xfe");
+    const QJsonArray broken{session.line().home().path(u"Quillet/memory/people/broken.md"_s)};
+    EXPECT_EQ(session.value(u"list_people"_s, "{}")[u"unreadable"].toArray(), broken);
+    EXPECT_EQ(session.value(u"search"_s, R"({"query":"nowhere"})")[u"unreadable"].toArray(), broken);
+    EXPECT_TRUE(session.value(u"list_promises"_s, "{}")[u"unreadable"].isUndefined());
+}
+
 TEST(McpCommand, listsPromisesAndGivesTheContextOfAQuestion) {
     Session session;
     const auto ids = [&session](const QByteArray& arguments) {
