@@ -19,20 +19,31 @@ std::chrono::nanoseconds processorTime() {
 }  // namespace
 
 IcalBudget IcalBudget::forReading() {
-    return IcalBudget({.steps = 4'000'000, .occurrences = 100'000, .time = 3s});
+    return IcalBudget({.steps = 4'000'000, .occurrences = 100'000, .time = 2s});
 }
 
-/// A hundred meetings a day are still no more than that.
-IcalBudget IcalBudget::share() const {
-    constexpr Means most{.steps = 250'000, .occurrences = 10'000, .time = 500ms};
+IcalBudget IcalBudget::atMost(const Means& most) const {
     return IcalBudget({.steps = std::min(m_left.steps, most.steps),
                        .occurrences = std::min(m_left.occurrences, most.occurrences),
                        .time = std::min(m_left.time, most.time)});
 }
 
-void IcalBudget::settle(const IcalBudget& share) {
+IcalBudget IcalBudget::firstShare() const {
+    return atMost({.steps = 5'000, .occurrences = 500, .time = 5ms});
+}
+
+/// A hundred meetings a day are still no more than that.
+IcalBudget IcalBudget::share(qsizetype files) const {
+    constexpr Means most{.steps = 250'000, .occurrences = 10'000, .time = 500ms};
+    const int count = int(std::max<qsizetype>(files, 1));
+    return atMost({.steps = std::min(m_left.steps / count, most.steps),
+                   .occurrences = std::min(m_left.occurrences / count, most.occurrences),
+                   .time = std::min(m_left.time / count, std::chrono::nanoseconds(most.time))});
+}
+
+void IcalBudget::settle(const IcalBudget& share, bool isKept) {
     m_left.steps -= share.m_given.steps - share.m_left.steps;
-    m_left.occurrences -= share.m_given.occurrences - share.m_left.occurrences;
+    m_left.occurrences -= isKept ? share.m_given.occurrences - share.m_left.occurrences : 0;
     m_left.time -= share.m_given.time - share.m_left.time;
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <QtGlobal>
+
 #include <chrono>
 
 namespace lumbro {
@@ -8,13 +10,16 @@ namespace lumbro {
 /// a share of what all may take together. What is over it is left out.
 class IcalBudget {
   public:
-    /// For all files of one reading.
+    /// For all files of one round of a reading.
     static IcalBudget forReading();
 
-    /// What one file may take of this.
-    IcalBudget share() const;
-    /// Takes off what the file has used of its share.
-    void settle(const IcalBudget& share);
+    /// What a file may take in the first round: more than usual calendars need, and little enough that many
+    /// hostile ones leave something for all others.
+    IcalBudget firstShare() const;
+    /// What a file may take that wants more, where `files` want so, itself included.
+    IcalBudget share(qsizetype files = 1) const;
+    /// Takes off what the file has used of its share; its occurrences only where they are kept.
+    void settle(const IcalBudget& share, bool isKept = true);
 
     /// Pays for a look at one more time. False when nothing is left.
     bool payStep();
@@ -34,6 +39,7 @@ class IcalBudget {
         std::chrono::nanoseconds time{0};
     };
     explicit IcalBudget(const Means& given) : m_given(given), m_left(given) {}
+    IcalBudget atMost(const Means& most) const;
 
     bool pay(int& left);
     bool hasTime();

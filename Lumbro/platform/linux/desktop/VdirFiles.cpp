@@ -81,6 +81,7 @@ void VdirFiles::take(File& file, VdirText text) {
         file.bytes = std::move(text.bytes);
     }
     file.stamp = text.stamp;
+    file.isCutTold = false;
     m_hasChanged = true;
 }
 
@@ -94,24 +95,46 @@ const IcalFile& VdirFiles::contentOf(const QByteArray& path, File& file) const {
     return *file.content;
 }
 
-void VdirFiles::expand(Span wanted) {
-    m_span = wanted;
-    m_found.clear();
+/// Gives the files that want more than most do, of which nothing is taken yet.
+VdirFiles::Wanting VdirFiles::expandUsual() {
     IcalBudget budget = IcalBudget::forReading();
+    Wanting wanting;
     for (auto&& [path, file] : m_files.asKeyValueRange()) {
         if (!file.outline.mayTouch(m_span.from, m_span.to)) {
             continue;
         }
-        IcalBudget share = budget.share();
+        const size_t foundBefore = m_found.size();
+        IcalBudget share = budget.firstShare();
         contentOf(path, file).addOccurrences(m_span.from, m_span.to, share, m_found);
-        budget.settle(share);
-        if (share.isSpent() && !file.isCut) {
+        budget.settle(share, !share.isSpent());
+        if (share.isSpent()) {
+            m_found.resize(foundBefore);
+            wanting.emplace_back(path, &file);
+        }
+    }
+    return wanting;
+}
+
+void VdirFiles::expandRest(const Wanting& files, bool isFirstLook) {
+    IcalBudget budget = IcalBudget::forReading();
+    qsizetype left = qsizetype(files.size());
+    for (const auto& [path, file] : files) {
+        IcalBudget share = budget.share(left--);
+        contentOf(path, *file).addOccurrences(m_span.from, m_span.to, share, m_found);
+        budget.settle(share, true);
+        // The log is the application's; each command would tell it again.
+        if (share.isSpent() && !isFirstLook && !std::exchange(file->isCutTold, true)) {
             AppLog::info(u"calendar"_s,
                          u"%1 repeats its events more often than is followed; some are left out"_s.arg(
                              QFile::decodeName(path)));
         }
-        file.isCut = share.isSpent();
     }
+}
+
+void VdirFiles::expand(Span wanted) {
+    m_span = wanted;
+    m_found.clear();
+    expandRest(expandUsual(), m_look == 1);
     std::ranges::sort(m_found, {}, order);
     m_hasChanged = false;
 }

@@ -9,6 +9,7 @@
 #include <atomic>
 #include <mutex>
 #include <optional>
+#include <utility>
 #include <vector>
 
 namespace lumbro {
@@ -37,8 +38,8 @@ class VdirFiles {
         /// It was changed so lately that another change need not show in its stamp.
         bool isYoung = false;
         quint64 look = 0;
-        /// It repeats more often than it may, and this was told.
-        bool isCut = false;
+        /// That it repeats more often than it may was told.
+        bool isCutTold = false;
         QString collection;
         QString calendar;
         IcalOutline outline;
@@ -55,6 +56,9 @@ class VdirFiles {
     std::optional<VdirStamp> known(const VdirEntry& entry, const QString& title) const;
     void take(File& file, VdirText text);
     const IcalFile& contentOf(const QByteArray& path, File& file) const;
+    using Wanting = std::vector<std::pair<QByteArray, File*>>;
+    Wanting expandUsual();
+    void expandRest(const Wanting& files, bool isFirstLook);
     void expand(Span wanted);
     QList<CalendarEvent> within(Span wanted) const;
 
