@@ -3,6 +3,7 @@
 #include "tests/support/Khal.h"
 
 #include <QSet>
+#include <QTimeZone>
 
 #include <gtest/gtest.h>
 
@@ -92,6 +93,54 @@ TEST_F(CalendarCommands, anEventOpensInKhalAndIsAddedOnce) {
     EXPECT_EQ(khal.events(QDate(2026, 3, 30), QDate(2026, 3, 31)),
               (QStringList{u"2026-03-30 10:00|2026-03-30 11:30|Budget; round 2"_s,
                            u"2026-03-30 11:00|2026-03-30 12:00|other"_s}));
+}
+
+TEST_F(CalendarCommands, theAgendaHoldsWhatKhalLists) {
+    if (!test::Khal::hasKhal()) {
+        GTEST_SKIP() << "khal is not installed";
+    }
+    putEvent(u"weekly"_s,
+             "DTSTART;TZID=Europe/Berlin:20260105T093000\r\nDURATION:PT45M\r\n"
+             "RRULE:FREQ=WEEKLY;BYDAY=SA,SU,MO\r\nEXDATE;TZID=Europe/Berlin:20260330T093000\r\n");
+    putEvent(u"overseas"_s,
+             "DTSTART;TZID=America/New_York:20260302T090000\r\nDURATION:PT1H\r\nRRULE:FREQ=DAILY\r\n");
+    putEvent(u"universal"_s, "DTSTART:20260301T020000Z\r\nDURATION:PT70M\r\nRRULE:FREQ=DAILY\r\n");
+    putEvent(u"night"_s,
+             "DTSTART;TZID=Europe/Berlin:20260301T223000\r\nDURATION:PT4H\r\nRRULE:FREQ=DAILY\r\n");
+    putEvent(u"days"_s, "DTSTART;VALUE=DATE:20260301\r\nRRULE:FREQ=DAILY\r\n");
+    const test::Khal khal(calendars(), lumbro.home().path(u"other"_s));
+    const QTimeZone berlin("Europe/Berlin");
+    const QString form = u"yyyy-MM-dd HH:mm"_s;
+    // The clocks change on March 29 and October 25 here, on March 8 and November 1 in New York.
+    for (const QDate& day : {QDate(2026, 3, 7), QDate(2026, 3, 28), QDate(2026, 3, 29), QDate(2026, 10, 24),
+                             QDate(2026, 10, 25), QDate(2026, 10, 31)}) {
+        for (const QTime& time : {QTime(1, 30), QTime(12, 5)}) {
+            const QDateTime now(day, time, berlin);
+            QStringList expected;
+            for (const QString& line : khal.events(day.addDays(-1), day.addDays(2))) {
+                const auto at = [&](int part) {
+                    QDateTime moment = QDateTime::fromString(line.section(u'|', part, part), form);
+                    moment.setTimeZone(berlin);
+                    return moment;
+                };
+                if (at(0).isValid() && at(1) > now.addSecs(-4 * 3600)) {
+                    expected += line;
+                }
+            }
+            lumbro.set(u"LUMBRO_NOW"_s, now.toString(u"yyyy-MM-ddTHH:mm:ss"_s));
+            QStringList found;
+            for (const auto& each : lumbro.run({u"agenda"_s, u"--json"_s}).array()) {
+                const auto at = [&](const QString& key) {
+                    const auto moment = QDateTime::fromString(each.toObject()[key].toString(), Qt::ISODate);
+                    return moment.toTimeZone(berlin).toString(form);
+                };
+                found += at(u"start"_s) + u'|' + at(u"end"_s) + u'|' + each.toObject()[u"title"_s].toString();
+            }
+            found.sort();
+            EXPECT_GE(found.size(), 5);
+            EXPECT_EQ(found, expected) << qPrintable(now.toString(Qt::ISODate));
+        }
+    }
 }
 
 TEST_F(CalendarCommands, freeTimesStandBetweenWhatKhalLists) {
