@@ -1,6 +1,7 @@
 // A model's reply that is kept for the next pass: what is read of a file is written so that it is read again.
-#include "Check.h"
 #include "memory/KeptReply.h"
+
+#include "Check.h"
 
 using namespace lumbro;
 
