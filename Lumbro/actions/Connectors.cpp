@@ -21,13 +21,6 @@ namespace {
 constexpr std::chrono::seconds longestValid{3600};
 constexpr qint64 mostRemembered = qint64(1024) * 1024;
 
-template <typename Wanted>
-QList<Connector> chosen(const QList<Connector>& all, const Wanted& isWanted) {
-    QList<Connector> list;
-    std::ranges::copy_if(all, std::back_inserter(list), isWanted);
-    return list;
-}
-
 QString logLine(const QList<Connector>& connectors) {
     QStringList words;
     for (const Connector& each : connectors) {

@@ -8,6 +8,8 @@
 #include <QString>
 #include <QStringList>
 
+#include <algorithm>
+#include <iterator>
 #include <optional>
 
 namespace lumbro {
@@ -36,6 +38,14 @@ struct ConnectorInit {
 /// By server name: the configuration to run a server of the user's own with, out of the bytes of
 /// ".claude.json". Any bytes give a map.
 QMap<QString, QString> localConnectorConfigs(const QByteArray& bytes);
+
+/// Those of the connectors that are wanted, in their order.
+template <typename IsWanted>
+QList<Connector> chosen(const QList<Connector>& all, const IsWanted& isWanted) {
+    QList<Connector> list;
+    std::ranges::copy_if(all, std::back_inserter(list), isWanted);
+    return list;
+}
 
 /// The connectors to offer: those of the account first, then the user's own servers of known apps that have
 /// no account connector.

@@ -2,21 +2,13 @@
 
 #include "LumbroCore/NextSignal.h"
 #include "actions/Connectors.h"
+#include "actions/formats/ConnectorList.h"
 #include "cli/RunText.h"
 #include "cli/services/FinishSteps.h"
-
-#include <algorithm>
 
 namespace lumbro::cli {
 
 namespace {
-
-template <typename IsWanted>
-QList<Connector> those(const QList<Connector>& all, const IsWanted& isWanted) {
-    QList<Connector> found;
-    std::ranges::copy_if(all, std::back_inserter(found), isWanted);
-    return found;
-}
 
 QString idsOf(const QList<Connector>& connectors) {
     QStringList ids;
@@ -59,11 +51,11 @@ Result<Connector> findConnector(const QList<Connector>& all, const QString& word
     const auto isFailed = [&](const Connector& each) {
         return !each.isUsable() && (each.app.toLower() == lower || each.id.toLower() == lower);
     };
-    if (const auto failed = those(all, isFailed); !failed.isEmpty() && those(all, isApp).isEmpty()) {
+    if (const auto failed = chosen(all, isFailed); !failed.isEmpty() && chosen(all, isApp).isEmpty()) {
         return fail(
             u"Claude Code can't reach %1 now; `claude mcp list` says more."_s.arg(failed.first().app));
     }
-    for (const auto& found : {those(all, isExact), those(all, isApp), those(all, isPiece)}) {
+    for (const auto& found : {chosen(all, isExact), chosen(all, isApp), chosen(all, isPiece)}) {
         if (found.size() > 1) {
             return fail(u"%1 connectors are meant by \"%2\"; give one of the ids %3."_s.arg(
                 QString::number(found.size()), word, idsOf(found)));
