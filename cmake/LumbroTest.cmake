@@ -1,17 +1,18 @@
-# lumbro_test(NAME SOURCES file… DEPENDS module… [PROGRAMS target…] [THREADED] [LEAKS] [TIMEOUT seconds])
+# lumbro_test(NAME SOURCES file… DEPENDS module… [PROGRAMS target…] [THREADED] [LEAKS] [ALONE] [TIMEOUT seconds])
 #
 # One test program; every case is a ctest entry of its own and runs in a process of its own. THREADED cases
 # also run under ThreadSanitizer; with that sanitizer no other test is built.
 # PROGRAMS are built before it because it runs them.
+# ALONE cases have the machine to themselves: they are about real time, though they must not depend on its speed.
 # LEAKS fails cases that leak; for tests that leave no coroutine suspended.
 
 function(lumbro_test name)
-  cmake_parse_arguments(PARSE_ARGV 1 arg "THREADED;LEAKS" "TIMEOUT" "SOURCES;DEPENDS;LIBRARIES;PROGRAMS")
+  cmake_parse_arguments(PARSE_ARGV 1 arg "THREADED;LEAKS;ALONE" "TIMEOUT" "SOURCES;DEPENDS;LIBRARIES;PROGRAMS")
   if(LUMBRO_SANITIZER STREQUAL "thread" AND NOT arg_THREADED)
     return()
   endif()
   if(NOT arg_TIMEOUT)
-    set(arg_TIMEOUT 120)
+    set(arg_TIMEOUT 300)
   endif()
   add_executable(${name} ${arg_SOURCES})
   target_link_libraries(${name} PRIVATE test_support ${arg_DEPENDS} ${arg_LIBRARIES})
@@ -25,8 +26,11 @@ function(lumbro_test name)
   if(arg_LEAKS)
     string(REPLACE "detect_leaks=0" "detect_leaks=1" environment "${environment}")
   endif()
+  if(arg_ALONE)
+    set(alone RUN_SERIAL TRUE)
+  endif()
   gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST TEST_PREFIX "${name}."
-    PROPERTIES TIMEOUT ${arg_TIMEOUT} ENVIRONMENT "${environment}")
+    PROPERTIES TIMEOUT ${arg_TIMEOUT} ENVIRONMENT "${environment}" ${alone})
 endfunction()
 
 # A suspended coroutine that is dropped with its clock at the end of a test is no leak worth a failure. Programs that

