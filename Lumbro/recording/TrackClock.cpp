@@ -12,7 +12,6 @@ namespace {
 constexpr double gapLateness = 0.08;
 // Audio is held until this much of it came without catching up.
 constexpr double longestHold = 0.25;
-constexpr double mostHeldSeconds = 1.0;
 // A block that still catches up is waited for, up to here.
 constexpr double mostCatchUpSeconds = 10.0;
 // Drift is corrected from the first of these on until it is below the second.
@@ -88,8 +87,7 @@ bool TrackClock::isSettled() const {
     if (m_zero && m_heldBegin - *m_zero - m_position <= gapLateness / 2) {
         return true;
     }
-    const double most = m_zero ? mostCatchUpSeconds : mostHeldSeconds;
-    return m_steadySeconds >= longestHold || m_heldSeconds >= most;
+    return m_steadySeconds >= longestHold || m_heldSeconds >= mostCatchUpSeconds;
 }
 
 void TrackClock::release() {

@@ -84,14 +84,14 @@ TEST_F(TrackClockTest, theLaterTrackBeginsWithSilence) {
 }
 
 TEST_F(TrackClockTest, whatAStartUpBurstDeliversLateIsNotTakenForLate) {
-    // Twenty pieces wait in the device and come at once, then it goes on in time.
-    for (int i = 0; i < 20; ++i) {
+    // Three seconds wait in the device and come at once, then it goes on in time.
+    for (int i = 0; i < 150; ++i) {
         me.piece(100 + i * 0.02);
-        now = 100.4;
+        now = 103;
         me.send();
     }
-    me.hear(100.4, 102);
-    them.hear(102, 103);
+    me.hear(103, 105);
+    them.hear(105, 106);
     me.finish();
     them.finish();
     EXPECT_LT(me.worstShift(100), 0.02);
