@@ -229,7 +229,7 @@ void RecordingRun::sayAboutSpeech() {
             u"No speech model for %1 is installed, so there will be audio but no words; "
             u"`lumbro speech list` names the models, `lumbro speech install` fetches one."_s.arg(
                 speech.resolvedLocale().value_or(u"your language"_s)));
-    } else if (const auto broken = m_services.speechAssets().models().brokenChoice()) {
+    } else if (const auto broken = m_services.speechAssets().models().brokenChoice(speech.usedLocale())) {
         m_output.say(u"The speech model %1 can't be read, so another one stands in; install it again."_s.arg(
             broken->id));
     }
@@ -241,6 +241,7 @@ void RecordingRun::watchSession() {
         return;
     }
     m_session = session;
+    m_folder = session->record().folder;
     connect(session, &CaptureSession::ended, this, [this] {
         m_isStopDue = true;
         Q_EMIT stopDue();
@@ -263,10 +264,10 @@ void RecordingRun::watchDevices() {
         const auto& microphones = m_services.audioServer().microphones();
         if (!chosen.microphone->isEmpty() &&
             std::ranges::find(microphones, *chosen.microphone, &AudioDevice::id) == microphones.end()) {
-            m_output.say(
-                u"note: the microphone of the setting microphoneDeviceUID, \"%1\", isn't there, so "
-                u"the default one records; `lumbro devices` lists them all."_s.arg(
-                    Output::clean(*chosen.microphone)));
+            m_output.say(m_output.styledError(u"note:"_s, Look::bold) +
+                         u" the microphone of the setting microphoneDeviceUID, \"%1\", isn't there, so "
+                         u"the default one records; `lumbro devices` lists them all."_s.arg(
+                             Output::clean(*chosen.microphone)));
         }
     }
     if (m_plan.system.kind == SideSource::Kind::device || m_plan.system.kind == SideSource::Kind::standard) {
@@ -314,7 +315,7 @@ void RecordingRun::endAtOnce() {
     model.naming().cancelAll();
     m_services.librarian().cancelAll();
     m_steps.end();
-    m_output.say(u"Ended. The recording is in %1."_s.arg(m_services.library().capturesFolder()));
+    m_output.say(u"Ended. The recording is in %1."_s.arg(m_folder));
     AppLog::flush();
     // Nobody is left to see to an agent that doesn't obey the request to end.
     ChildProcess::killAll();

@@ -96,6 +96,8 @@ class RecordingRun final : public QObject {
     int m_interruptsWhileFinishing = 0;
     FinishSteps m_steps;
     QPointer<CaptureSession> m_session;
+    /// The capture's own; empty before it has begun.
+    QString m_folder;
     std::unique_ptr<LiveLine> m_live;
     std::unique_ptr<DeviceWatch> m_devices;
     /// Owned by the session; none before its start and after its stop.
