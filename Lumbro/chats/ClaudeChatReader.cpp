@@ -4,20 +4,29 @@
 #include "chats/TranscriptWalk.h"
 
 #include <QDir>
-#include <QDirIterator>
+#include <QFile>
 #include <QFileInfo>
 #include <QHash>
 #include <QStringList>
 
 #include <algorithm>
+#include <memory>
 #include <numeric>
 #include <thread>
 #include <tuple>
 #include <vector>
 
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+
 namespace lumbro {
 
 namespace {
+
+struct CloseDir {
+    void operator()(DIR* dir) const { closedir(dir); }
+};
 
 struct Transcript {
     QString path;
@@ -25,24 +34,32 @@ struct Transcript {
     qint64 size = 0;
 };
 
+/// The plain files "….jsonl" of one folder. Objects of Qt for each file would cost more than to open it.
+void addTranscripts(const QString& folder, const QDateTime& modifiedSince, std::vector<Transcript>& found) {
+    constexpr QByteArrayView extension = ".jsonl";
+    constexpr qint64 thousand = 1000;
+    const std::unique_ptr<DIR, CloseDir> dir(opendir(QFile::encodeName(folder).constData()));
+    // The stream is this function's alone.
+    while (const dirent* item = dir ? readdir(dir.get()) : nullptr) {  // NOLINT(concurrency-mt-unsafe)
+        const QByteArrayView name(item->d_name);
+        struct stat info{};
+        if (!name.endsWith(extension) || name.size() == extension.size() ||
+            fstatat(dirfd(dir.get()), item->d_name, &info, 0) != 0 || !S_ISREG(info.st_mode)) {
+            continue;
+        }
+        const qint64 modified = info.st_mtim.tv_sec * thousand + info.st_mtim.tv_nsec / (thousand * thousand);
+        if (!modifiedSince.isValid() || modified > modifiedSince.toMSecsSinceEpoch()) {
+            found.push_back({folder + u'/' + QFile::decodeName(item->d_name), modified, info.st_size});
+        }
+    }
+}
+
 std::vector<Transcript> findTranscripts(const QString& projectsFolder, const QDateTime& modifiedSince) {
     const QDir projects(projectsFolder);
     std::vector<Transcript> found;
-    const QString extension = u".jsonl"_s;
     const auto folders = projects.entryList(QDir::Dirs | QDir::Hidden | QDir::NoDotAndDotDot);
     for (const QString& folder : folders) {
-        QDirIterator files(projects.filePath(folder), QDir::Files | QDir::Hidden);
-        while (files.hasNext()) {
-            const QFileInfo file(files.next());
-            const QString name = file.fileName();
-            if (!name.endsWith(extension) || name.size() == extension.size()) {
-                continue;
-            }
-            const QDateTime modified = file.lastModified();
-            if (!modifiedSince.isValid() || modified > modifiedSince) {
-                found.push_back({file.filePath(), modified.toMSecsSinceEpoch(), file.size()});
-            }
-        }
+        addTranscripts(projects.filePath(folder), modifiedSince, found);
     }
     std::ranges::sort(found, {}, [](const Transcript& file) { return std::tie(file.modified, file.path); });
     return found;
@@ -100,6 +117,8 @@ class Reading {
             work();
         }
         SessionEntries all;
+        all.reserve(std::accumulate(m_entries.begin(), m_entries.end(), qsizetype(0),
+                                    [](qsizetype sum, const auto& entries) { return sum + entries.size(); }));
         for (SessionEntries& entries : m_entries) {
             all += std::move(entries);
         }

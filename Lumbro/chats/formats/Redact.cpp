@@ -140,8 +140,7 @@ class Rules {
         size_t rule;
     };
 
-    static constexpr size_t triples = codes * codes * codes;
-    static constexpr size_t wordBits = 64;
+    static constexpr size_t pairs = codes * codes;
     static size_t pair(QStringView text) { return folded(text[0]) * letters + folded(text[1]); }
     void addHint(const QString& hint, size_t rule);
     static bool stands(const QString& hint, QStringView text);
@@ -151,8 +150,8 @@ class Rules {
     /// Lists of hints; the first is empty.
     std::vector<std::vector<Hint>> m_lists{1};
     std::array<uint8_t, letters * letters> m_listOfPair{};
-    /// A bit for each three codes.
-    std::array<uint64_t, triples / wordBits> m_begins{};
+    /// For each two codes a bit for each third.
+    std::array<uint64_t, pairs> m_begins{};
 };
 
 void Rules::addHint(const QString& hint, size_t rule) {
@@ -166,9 +165,8 @@ void Rules::addHint(const QString& hint, size_t rule) {
     for (const size_t first : codesOf(hint[0])) {
         for (const size_t second : codesOf(hint[1])) {
             for (size_t third = 0; third < codes; ++third) {
-                const size_t three = (first * codes + second) * codes + third;
                 const bool begins = hint.size() == 2 || thirds.contains(third);
-                m_begins[three / wordBits] |= uint64_t(begins) << (three % wordBits);
+                m_begins[first * codes + second] |= uint64_t(begins) << third;
             }
         }
     }
@@ -184,17 +182,13 @@ bool Rules::stands(const QString& hint, QStringView text) {
 /// The first place from `at` on where a letter ends the beginning of a hint, or the text's size. A function
 /// of its own, as all texts are walked here from end to end.
 qsizetype Rules::nextBegin(QStringView text, qsizetype at) const {
-    size_t first = codeOf(text[at - 2]);
-    size_t second = codeOf(text[at - 1]);
-    // No step waits for the one before.
+    size_t two = codeOf(text[at - 2]) * codes + codeOf(text[at - 1]);
     for (; at < text.size(); ++at) {
         const size_t third = codeOf(text[at]);
-        const size_t three = (first * codes + second) * codes + third;
-        if (((m_begins[three / wordBits] >> (three % wordBits)) & 1) != 0) {
+        if (((m_begins[two] >> third) & 1) != 0) {
             return at;
         }
-        first = second;
-        second = third;
+        two = (two * codes + third) % pairs;
     }
     return at;
 }
