@@ -107,7 +107,8 @@ void AskService::reload() {
 
 QString AskService::ask(const AskQuestion& asked) {
     AskQuestion question = asked;
-    question.question = asked.question.trimmed();
+    question.question.remove(QChar::Null);
+    question.question = question.question.trimmed();
     const AskThread thread = threadFor(question);
     const QString id = thread.id;
     if (!this->thread(id)) {

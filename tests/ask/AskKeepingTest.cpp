@@ -123,6 +123,13 @@ TEST_F(AskKeepingTest, aFileThatIsNoTextIsLeftAlone) {
     }
 }
 
+TEST_F(AskKeepingTest, aZeroCharacterMakesNoThreadUnreadable) {
+    const QString id = ask(u"\0 One\0"_s);
+    call().answer(u"1\0"_s);
+    EXPECT_EQ(questions(onDisk(id)), QStringList{u"One"_s});
+    EXPECT_EQ(onDisk(id).title, u"One"_s);
+}
+
 TEST_F(AskKeepingTest, twoProcessesThatBeginAtOnceGetTheirOwnThreads) {
     AskService other(m_clock, settings, m_library, memory, agent);
     AskQuestion theirs;

@@ -40,6 +40,7 @@ const QList<Row>& rows() {
          {u"Sources are hard to find.\nActions too."_s, {}, {}}},
         {"white space around", u"\n\n  Hello \n\n there  \n \n"_s, {u"Hello \n\n there"_s, {}, {}}},
         {"other line ends", u"Hello\r\nACTION: mail\r\nSOURCES: a\r\n"_s, {u"Hello"_s, {u"a"_s}, u"mail"_s}},
+        {"zero characters", u"He\0llo\nSOUR\0CES: a"_s, {u"Hello"_s, {u"a"_s}, {}}},
         {"letters whose upper case is longer", u"ßources: a\nſources: b"_s, {u"ßources: a"_s, {u"b"_s}, {}}},
         {"bullets and bold",
          u"* **So** it is\n*Act*ion\n`AC`\nSO\nA"_s,

@@ -43,7 +43,7 @@ void AnswerStream::readLines() {
 }
 
 QString AnswerStream::feed(const QString& piece) {
-    m_all += QString(piece).remove(u'\r');
+    m_all += QString(piece).remove(u'\r').remove(QChar::Null);
     readLines();
     // White space at the end of what is clear may be the end of the answer, which is trimmed.
     const QString shown = m_all.first(m_clear).trimmed();

@@ -51,7 +51,8 @@ std::optional<AskSource> sourceFor(const QString& token, const AskLookup& lookup
 
 AskReply AskReply::parse(const QString& output) {
     AskReply reply;
-    QStringList lines = QString(output).remove(u'\r').split(u'\n');
+    // With a zero character its file would pass for no text.
+    QStringList lines = QString(output).remove(u'\r').remove(QChar::Null).split(u'\n');
     for (qsizetype i = lines.size() - 1; i >= 0; --i) {
         if (isSourcesLine(lines.at(i))) {
             reply.rawSources = tokens(lines.takeAt(i));
