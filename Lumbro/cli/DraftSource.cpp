@@ -9,10 +9,10 @@
 #include "ask/formats/AskTarget.h"
 #include "cli/AskCommands.h"
 #include "cli/CaptureLookup.h"
+#include "cli/StandardInput.h"
 #include "library/ContextLibrary.h"
 #include "memory/MemoryStore.h"
 
-#include <QFile>
 
 #include <algorithm>
 #include <cstdio>
@@ -33,9 +33,7 @@ Result<QList<DraftText>> readInput(Output& output) {
     if (isatty(STDIN_FILENO) != 0) {
         output.say(u"Paste the text; Ctrl-D on a line of its own ends it."_s);
     }
-    QFile input;
-    const QByteArray bytes =
-        input.open(stdin, QIODevice::ReadOnly) ? input.read(longestText + 1) : QByteArray();
+    const QByteArray bytes = readStandardInput(longestText).value_or(QByteArray());
     if (bytes.size() > longestText) {
         return fail(u"The text on standard input is longer than 1 MB."_s);
     }

@@ -2,10 +2,10 @@
 
 #include "LumbroCore/Text.h"
 #include "cli/EngineCommandTable.h"
+#include "cli/StandardInput.h"
 #include "engines/formats/Frontmatter.h"
 
 #include <QDir>
-#include <QFile>
 #include <QStringDecoder>
 
 #include <algorithm>
@@ -160,14 +160,14 @@ Result<QString> argumentText(const QString& argument) {
     if (argument != u"-") {
         return argument;
     }
-    QFile input;
-    if (isatty(STDIN_FILENO) != 0 || !input.open(stdin, QIODevice::ReadOnly)) {
+    const auto bytes = isatty(STDIN_FILENO) != 0 ? std::nullopt : readStandardInput(mostBytes);
+    if (!bytes) {
         return fail(u"\"-\" reads standard input; give it something to read, as in `… < FILE`."_s);
     }
-    const QByteArray bytes = input.read(mostBytes + 1);
     QStringDecoder decoder(QStringDecoder::Utf8);
-    const QString text = decoder(bytes);
-    if (decoder.hasError() || bytes.contains('\0') || bytes.size() > mostBytes || text.trimmed().isEmpty()) {
+    const QString text = decoder(*bytes);
+    if (decoder.hasError() || bytes->contains('\0') || bytes->size() > mostBytes ||
+        text.trimmed().isEmpty()) {
         return fail(u"Standard input holds no text, or more than a megabyte of it."_s);
     }
     return text.trimmed();

@@ -42,7 +42,9 @@ int printAdded(Output& output, bool wantsJson, const QList<ActionItem>& items,
     for (qsizetype i = 0; i < items.size(); ++i) {
         QJsonObject json = draftJson(items.at(i));
         json[u"id"_s] = added.value(i).id;
-        json[u"path"_s] = added.value(i).path;
+        if (const QString path = added.value(i).path; !path.isEmpty()) {
+            json[u"path"_s] = path;
+        }
         array += json;
     }
     output.printJson(QJsonObject{{u"added"_s, added.size()}, {u"items"_s, array}});

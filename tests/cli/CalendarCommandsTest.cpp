@@ -76,6 +76,18 @@ TEST_F(CalendarCommands, tasksOpenInTodoman) {
                            u"Lumbro|2026-04-03|review"_s}));
 }
 
+TEST_F(CalendarCommands, inputThatComesInPiecesIsReadToItsEnd) {
+    QProcess process;
+    process.setProcessEnvironment(lumbro.environment());
+    process.start(CommandLine::program(), {u"tasks"_s, u"add"_s, u"--from=-"_s, u"--dry-run"_s, u"--json"_s});
+    process.write("- [ ] Me — first\n");
+    process.waitForBytesWritten(-1);
+    process.write(QByteArray("talk\n").repeated(60'000) + "- [ ] Me — last\n");
+    process.closeWriteChannel();
+    process.waitForFinished(-1);
+    EXPECT_EQ(json::object(process.readAllStandardOutput())[u"items"_s].toArray().size(), 2);
+}
+
 TEST_F(CalendarCommands, anEventOpensInKhalAndIsAddedOnce) {
     putEvent(u"other"_s, "DTSTART;TZID=Europe/Berlin:20260330T110000\r\nDURATION:PT1H\r\n");
     EXPECT_EQ(run({u"event"_s, u"add"_s, u"--from"_s, u"-"_s}, u"event.md"_s).status, 1);

@@ -10,10 +10,10 @@
 #include "cli/CaptureLookup.h"
 #include "cli/OpenMemory.h"
 #include "cli/ScopeLookup.h"
+#include "cli/StandardInput.h"
 #include "cli/services/LiveAnswer.h"
 #include "library/ContextLibrary.h"
 
-#include <QFile>
 #include <QStringDecoder>
 
 #include <cstdio>
@@ -28,14 +28,13 @@ Result<QString> readQuestion(const QString& argument) {
     if (argument != u"-") {
         return argument.trimmed();
     }
-    QFile input;
-    if (!input.open(stdin, QIODevice::ReadOnly)) {
+    const auto bytes = readStandardInput(longestQuestion);
+    if (!bytes) {
         return fail(u"The question can't be read from standard input."_s);
     }
     QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
-    const QByteArray bytes = input.read(longestQuestion + 1);
-    const QString text = decoder.decode(bytes);
-    if (decoder.hasError() || bytes.size() > longestQuestion) {
+    const QString text = decoder.decode(*bytes);
+    if (decoder.hasError() || bytes->size() > longestQuestion) {
         return fail(u"The question on standard input is no text, or longer than 1 MB."_s);
     }
     return text.trimmed();

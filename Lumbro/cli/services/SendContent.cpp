@@ -7,10 +7,10 @@
 #include "cli/AskCommands.h"
 #include "cli/CaptureJson.h"
 #include "cli/CaptureLookup.h"
+#include "cli/StandardInput.h"
 #include "library/CaptureScan.h"
 #include "library/ContextLibrary.h"
 
-#include <QFile>
 #include <QStringDecoder>
 
 #include <cstdio>
@@ -22,10 +22,8 @@ namespace {
 constexpr qint64 longestInput = qint64(8) * 1024 * 1024;
 
 Result<SendContent> fromInput() {
-    QFile input;
     QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
-    const QByteArray bytes =
-        input.open(stdin, QIODevice::ReadOnly) ? input.read(longestInput + 1) : QByteArray();
+    const QByteArray bytes = readStandardInput(longestInput).value_or(QByteArray());
     const QString text = decoder.decode(bytes);
     if (decoder.hasError() || bytes.size() > longestInput || text.contains(QChar::Null)) {
         return fail(u"What stands on standard input is no text, or longer than 8 MB."_s);
