@@ -13,7 +13,6 @@
 #include "library/ContextLibrary.h"
 #include "memory/MemoryStore.h"
 
-
 #include <algorithm>
 #include <cstdio>
 #include <limits>
