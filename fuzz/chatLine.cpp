@@ -2,6 +2,7 @@
 #include "chats/formats/ChatLine.h"
 
 #include "Check.h"
+#include "LumbroCore/Text.h"
 #include "chats/formats/ChatText.h"
 
 #include <QJsonDocument>
@@ -45,6 +46,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (bytes.count("uuid") == 1 && !bytes.contains("\\u")) {
         fuzz::check(line->id == object[QStringLiteral("uuid")].toString());
     }
-    fuzz::check(chatText::first(chatText::tidy(line->prompt.value_or(QString())), 1200).size() <= 1200 * 16);
+    fuzz::check(firstCharacters(chatText::tidy(line->prompt.value_or(QString())), 1200).size() <= 1200 * 16);
     return 0;
 }
