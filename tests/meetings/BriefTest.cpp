@@ -8,7 +8,11 @@ using namespace std::chrono_literals;
 namespace {
 
 /// How briefs are asked for, written and filed.
-class BriefTest : public MeetingPrepTest {};
+class BriefTest : public MeetingPrepTest {
+  protected:
+    /// The same library in another process.
+    ContextLibrary other{library.root(), clock, {}, scratch.path(u"built-in"_s)};
+};
 
 }  // namespace
 
@@ -49,7 +53,6 @@ TEST_F(BriefTest, aBriefOfAMeetingThatMovesMeanwhileIsNotTakenForTheNewOnes) {
 
 TEST_F(BriefTest, aBriefThatACommandWroteIsFoundAndNotWrittenAgain) {
     calendar.put(u"sync"_s, u"Weekly sync"_s, in(1740));
-    ContextLibrary other(library.root(), clock, {}, scratch.path(u"built-in"_s));
     const auto record = other.createCapture(CaptureKind::prep, u"Weekly sync"_s, {}, in(1740));
     ASSERT_TRUE(other.writeHandoff(u"# Theirs"_s, u"prep"_s, record));
     prep.start();
@@ -64,7 +67,6 @@ TEST_F(BriefTest, aBriefThatACommandWroteIsFoundAndNotWrittenAgain) {
 
 TEST_F(BriefTest, twoProcessesPayForOneBrief) {
     calendar.put(u"sync"_s, u"Weekly sync"_s, in(1740));
-    ContextLibrary other(library.root(), clock, {}, scratch.path(u"built-in"_s));
     other.open();
     MeetingPrep theirs(portsWith(other));
     wait(theirs.refresh());
@@ -89,7 +91,6 @@ TEST_F(BriefTest, twoProcessesPayForOneBrief) {
 
 TEST_F(BriefTest, whoAsksForABriefThatAnotherProcessHasWrittenWaitsForIt) {
     calendar.put(u"sync"_s, u"Weekly sync"_s, in(3600));
-    ContextLibrary other(library.root(), clock, {}, scratch.path(u"built-in"_s));
     other.open();
     MeetingPrep theirs(portsWith(other));
     wait(theirs.refresh());

@@ -64,8 +64,11 @@ bool PrivateSession::start() {
     QDir().mkpath(m_home.path(u"run"_s));
     QFile::setPermissions(m_home.path(u"run"_s), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
     const QString log = m_home.path(u"bus.log"_s);
+    // The shell's input is a pipe from the test program: when that goes, the whole group is ended.
     m_bus = std::make_unique<Program>(
-        QStringList{u"dbus-daemon"_s, u"--nofork"_s, u"--config-file="_s + m_home.path(u"bus.conf"_s)},
+        QStringList{u"/bin/sh"_s, u"-c"_s,
+                    u"dbus-daemon --nofork --config-file=\"$0\" & read -r end; kill -TERM 0"_s,
+                    m_home.path(u"bus.conf"_s)},
         ProgramSetting{.environment = environment(), .output = log, .errors = log});
     qputenv("DBUS_SESSION_BUS_ADDRESS", address().toUtf8());
     qputenv("GSETTINGS_BACKEND", "memory");
