@@ -48,6 +48,10 @@ std::optional<qint64> dayIn(QByteArrayView line) {
 class Scan {
   public:
     void take(QByteArrayView line) {
+        if (isOdd(line)) {
+            m_outline.hasEvents = m_outline.hasTasks = m_outline.isAnyTime = true;
+        }
+        m_isBegin = begins(line, "BEGIN");
         if (begins(line, "BEGIN:")) {
             begin(line.sliced(6));
         } else if (begins(line, "END:")) {
@@ -65,6 +69,14 @@ class Scan {
     }
 
   private:
+    /// A reader that forgives much may find more in such a line: a name that goes on in the next line, or
+    /// what is called "BEGIN" without a colon.
+    bool isOdd(QByteArrayView line) const {
+        if (line.startsWith(' ') || line.startsWith('\t')) {
+            return m_isBegin;
+        }
+        return !line.isEmpty() && (!line.contains(':') || (begins(line, "BEGIN") && line.indexOf(':') != 5));
+    }
     void begin(QByteArrayView kind) {
         if (m_isEvent) {
             ++m_nested;  // An alarm, whose times are its own.
@@ -105,6 +117,7 @@ class Scan {
     }
 
     IcalOutline m_outline;
+    bool m_isBegin = false;
     bool m_isEvent = false;
     bool m_hasDuration = false;
     int m_nested = 0;
