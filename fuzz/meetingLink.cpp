@@ -10,8 +10,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const QStringList parts = QString::fromUtf8(fuzz::bytes(data, size)).split(u'\0');
     const auto link = meetingLink::find(parts.value(0), parts.value(1), parts.value(2));
     if (link) {
-        fuzz::check(link->scheme() == u"https" || link->scheme() == u"http");
-        fuzz::check(!link->host().isEmpty());
+        fuzz::check(link->scheme() == u"https");
+        fuzz::check(!link->host().isEmpty() && link->userInfo().isEmpty());
+        fuzz::check(meetingLink::app(link->toString()).has_value());
     }
     return 0;
 }
