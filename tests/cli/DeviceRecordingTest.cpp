@@ -134,8 +134,9 @@ class DeviceRecording : public testing::TestWithParam<PrivateAudioServer::Kind> 
         m_record.kill();
         m_record.waitForFinished(-1);
         if (HasFailure()) {
-            std::fprintf(stderr, "%s\n%s\n%s\n", qUtf8Printable(m_said), qUtf8Printable(m_server.log()),
-                         m_line.home().read(u"Library/Logs/Quillet/handoff.log"_s).constData());
+            std::fprintf(stderr, "%s\n%s\n%s\n%s\n", qUtf8Printable(m_server.log()),
+                         m_line.home().read(u"Library/Logs/Quillet/handoff.log"_s).constData(),
+                         qUtf8Printable(m_server.defaults()), qUtf8Printable(m_said));
         }
     }
 
@@ -147,6 +148,15 @@ class DeviceRecording : public testing::TestWithParam<PrivateAudioServer::Kind> 
     bool says(const QString& words) {
         m_said += QString::fromUtf8(m_record.readAllStandardError());
         return m_said.contains(words);
+    }
+    /// Makes it the default output until the recording says for so many times in all that the output is
+    /// another one: PipeWire may lose what a short-lived client asks for, and yet tell the next one that it
+    /// is so.
+    bool followsTo(const QString& output, qsizetype times) {
+        return eventually([&] {
+            return m_server.setDefault(u"sink"_s, output) && says({}) &&
+                   m_said.count(u"The output is now \""_s) == times;
+        });
     }
     /// A sound file with the first seconds of a side of the demo's call, and silence after them.
     QString beginning(const QString& side, double seconds, double silence) {
@@ -244,11 +254,9 @@ TEST_P(DeviceRecording, goesOnInTimeWhenDevicesChangeVanishAndComeBack) {
     ASSERT_TRUE(recordsMore(u"them"_s, 4) && recordsMore(u"me"_s, 0.5));
     EXPECT_TRUE(areTogether());
 
-    ASSERT_TRUE(m_server.setDefault(u"sink"_s, u"headphones"_s));
-    EXPECT_TRUE(eventually([this] { return says(u"The output is now \""_s); }));
+    EXPECT_TRUE(followsTo(u"headphones"_s, 1));
     ASSERT_TRUE(recordsMore(u"me"_s, 3));
-    ASSERT_TRUE(m_server.setDefault(u"sink"_s, u"speakers"_s));
-    EXPECT_TRUE(eventually([this] { return says({}) && m_said.count(u"The output is now \""_s) == 2; }));
+    EXPECT_TRUE(followsTo(u"speakers"_s, 2));
     // Now there are only monitors to record from, and they play.
     ASSERT_TRUE(m_server.unload(microphone));
     EXPECT_TRUE(eventually([this] { return says(u"The microphone has gone"_s); }));

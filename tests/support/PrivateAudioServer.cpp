@@ -159,6 +159,10 @@ Program& PrivateAudioServer::run(const QString& program, const QStringList& argu
     return *m_clients.back();
 }
 
+QString PrivateAudioServer::defaults() const {
+    return pactl({u"get-default-sink"_s}) + u", "_s + pactl({u"get-default-source"_s});
+}
+
 QString PrivateAudioServer::log() const {
     QString text;
     for (const QString& name : {u"daemons.log"_s, u"clients.log"_s}) {

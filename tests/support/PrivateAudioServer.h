@@ -50,6 +50,8 @@ class PrivateAudioServer {
     Program& run(const QString& program, const QStringList& arguments);
     /// Plays a file to a sink again and again, until the program that this gives is ended.
     Program& play(const QString& file, const QString& sink);
+    /// The default sink and the default source, as the server says now.
+    QString defaults() const;
     /// Everything that the daemons have said.
     QString log() const;
 
