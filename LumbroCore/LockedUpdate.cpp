@@ -2,13 +2,15 @@
 
 #include "LumbroCore/AtomicFile.h"
 
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 
 #include <algorithm>
 #include <cerrno>
+#include <csignal>
+#include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <expected>
 #include <thread>
 #include <utility>
@@ -28,48 +30,131 @@ QString systemReason() {
     return qt_error_string(errno);
 }
 
-/// A file beside the one that it is to replace; gone at the end unless it did.
+/// Between a dot with the file's name and six characters at random: what a change under way is called.
+constexpr QStringView underWay = u".lumbro-";
+constexpr qsizetype randomSize = 6;
+
+QByteArray temporaryFor(const QString& path) {
+    const QFileInfo info(path);
+    const QString name = info.path() + u"/."_s + info.fileName() + underWay.toString();
+    return QFile::encodeName(name) + QByteArray(randomSize, 'X');
+}
+
+bool writeAll(int descriptor, QByteArrayView bytes) {
+    while (!bytes.isEmpty()) {
+        const ssize_t written = ::write(descriptor, bytes.data(), static_cast<size_t>(bytes.size()));
+        if (written < 0 && errno != EINTR) {
+            return false;
+        }
+        bytes = bytes.sliced(std::max<ssize_t>(written, 0));
+    }
+    return true;
+}
+
+/// Waits, for moments only, until no program has the file open for writing.
+void awaitWriters(const QByteArray& path) {
+    constexpr int mostWaits = 50;
+    const int file = open(path.constData(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    if (file < 0) {
+        return;
+    }
+    // The kernel grants a lease on a file that nobody is writing. The signal that tells of its end would, by
+    // itself, end the process; this one does nothing.
+    fcntl(file, F_SETSIG, SIGURG);
+    for (int i = 0; i < mostWaits && fcntl(file, F_SETLEASE, F_RDLCK) != 0 && errno == EAGAIN; ++i) {
+        std::this_thread::sleep_for(std::chrono::microseconds(100));
+    }
+    fcntl(file, F_SETLEASE, F_UNLCK);
+    close(file);
+}
+
+enum class Placed { written, changedMeanwhile, failed };
+
+/// A file beside the one that it is to replace; gone at the end, as is what it has replaced.
 class Replacement {
   public:
     explicit Replacement(const QString& path)
-        : m_path(QFile::encodeName(path)), m_temporary(m_path + ".XXXXXX") {
-        m_descriptor = mkostemp(m_temporary.data(), O_CLOEXEC);
-    }
+        : m_path(QFile::encodeName(path)), m_temporary(temporaryFor(path)) {}
     Replacement(const Replacement&) = delete;
     Replacement& operator=(const Replacement&) = delete;
     ~Replacement() {
-        if (m_descriptor >= 0) {
-            close(m_descriptor);
+        if (m_isThere) {
             unlink(m_temporary.constData());
         }
     }
 
     /// False with `errno` when not all of it is on the disk.
     bool write(const QByteArray& bytes) {
-        const char* next = bytes.constData();
-        for (qsizetype left = bytes.size(); m_descriptor >= 0 && left > 0;) {
-            const ssize_t written = ::write(m_descriptor, next, static_cast<size_t>(left));
-            if (written < 0 && errno != EINTR) {
-                return false;
-            }
-            next += std::max<ssize_t>(written, 0);
-            left -= std::max<ssize_t>(written, 0);
+        const int file = mkostemp(m_temporary.data(), O_CLOEXEC);
+        m_isThere = file >= 0;
+        const bool isWritten = m_isThere && writeAll(file, bytes) && fsync(file) == 0;
+        const int reason = errno;
+        if (m_isThere) {
+            close(file);
         }
-        return m_descriptor >= 0 && fsync(m_descriptor) == 0;
+        errno = reason;
+        return isWritten;
     }
 
-    bool takeTheName() {
-        if (rename(m_temporary.constData(), m_path.constData()) != 0) {
-            return false;
+    /// Gives the written bytes the file's name, unless its bytes are not `before` any more. `failed` comes
+    /// with `errno`.
+    Placed place(const std::optional<QByteArray>& before, const QByteArray& after) {
+        if (!rename(before ? RENAME_EXCHANGE : RENAME_NOREPLACE)) {
+            if (errno == ENOENT || errno == EEXIST) {
+                return Placed::changedMeanwhile;
+            }
+            const bool isUnknown = errno == EINVAL || errno == ENOSYS || errno == EOPNOTSUPP;
+            return isUnknown && rename(0) ? Placed::written : Placed::failed;
         }
-        close(std::exchange(m_descriptor, -1));
-        return true;
+        if (!before || displaced() == before) {
+            return Placed::written;
+        }
+        return putBack(after);
     }
 
   private:
+    bool rename(unsigned flags) {
+        const int done =
+            flags == 0 ? ::rename(m_temporary.constData(), m_path.constData())
+                       : renameat2(AT_FDCWD, m_temporary.constData(), AT_FDCWD, m_path.constData(), flags);
+        m_isThere = m_isThere && (done != 0 || flags == RENAME_EXCHANGE);
+        return done == 0;
+    }
+
+    std::optional<QByteArray> displaced() const {
+        awaitWriters(m_temporary);
+        return readFile(QFile::decodeName(m_temporary));
+    }
+
+    /// The file that somebody has changed gets its name back, with what came to stand in ours meanwhile.
+    Placed putBack(const QByteArray& after) {
+        const auto again = [](bool isDone) {
+            return isDone || errno == ENOENT ? Placed::changedMeanwhile : Placed::failed;
+        };
+        if (!rename(RENAME_EXCHANGE)) {
+            return again(false);
+        }
+        const auto ours = displaced();
+        if (!ours || ours == after) {
+            return Placed::changedMeanwhile;
+        }
+        return again(ours->startsWith(after) ? append(ours->sliced(after.size())) : rename(RENAME_EXCHANGE));
+    }
+
+    bool append(const QByteArray& bytes) const {
+        const int file = open(m_path.constData(), O_WRONLY | O_APPEND | O_CLOEXEC);
+        const bool isWritten = file >= 0 && writeAll(file, bytes);
+        const int reason = errno;
+        if (file >= 0) {
+            close(file);
+        }
+        errno = reason;
+        return isWritten;
+    }
+
     QByteArray m_path;
     QByteArray m_temporary;
-    int m_descriptor = -1;
+    bool m_isThere = false;
 };
 
 Result<std::optional<QByteArray>> readIfThere(const QString& path) {
@@ -128,12 +213,25 @@ Result<bool> updateFile(const QString& path, const FileChange& change) {
         if (readIfThere(file) != before) {
             continue;
         }
-        if (!replacement.takeTheName()) {
-            return failed();
+        if (const Placed placed = replacement.place(*before, *after); placed != Placed::changedMeanwhile) {
+            return placed == Placed::written ? Result<bool>(true) : failed();
         }
-        return true;
     }
     return fail(u"%1 changes faster than it can be written."_s.arg(QFileInfo(file).fileName()));
+}
+
+QStringList removeUnfinishedUpdates(const QString& folder, const QDateTime& olderThan) {
+    QStringList removed;
+    const QFileInfoList files = QDir(folder).entryInfoList(QDir::Files | QDir::Hidden | QDir::NoSymLinks);
+    for (const QFileInfo& file : files) {
+        const QString name = file.fileName();
+        const bool isOurs = name.startsWith(u'.') && name.size() > underWay.size() + randomSize &&
+                            QStringView(name).chopped(randomSize).endsWith(underWay);
+        if (isOurs && file.metadataChangeTime() < olderThan && QFile::remove(file.filePath())) {
+            removed += name;
+        }
+    }
+    return removed;
 }
 
 }  // namespace lumbro

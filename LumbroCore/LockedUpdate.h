@@ -3,7 +3,9 @@
 #include "LumbroCore/Failure.h"
 
 #include <QByteArray>
+#include <QDateTime>
 #include <QString>
+#include <QStringList>
 
 #include <chrono>
 #include <functional>
@@ -32,11 +34,16 @@ class FolderLock {
 /// leaves the file alone. May be called several times.
 using FileChange = std::function<std::optional<QByteArray>(const std::optional<QByteArray>& bytes)>;
 
-/// Changes a file that others may change too, whole or not at all: should it have become another one right
-/// before it is replaced, by an editor say, the change is made anew on that. Behind a link, the file it leads
-/// to is replaced; the new one has mode 0600. True when it was written; false when it was to stay as it is. A
-/// file that is there and cannot be read is a failure, with a sentence that names it. The caller has the
-/// folder's lock. Any thread.
+/// Changes a file that others may change too, whole or not at all: should it have become another one by the
+/// moment that it is replaced, by an editor say, the change is made anew on that. Only what a program writes
+/// into a file that it has kept open all along is lost. Behind a link, the file it leads to is replaced; the
+/// new one has mode 0600. True when it was written; false when it was to stay as it is. A file that is there
+/// and cannot be read is a failure, with a sentence that names it. The caller has the folder's lock. Any
+/// thread.
 Result<bool> updateFile(const QString& path, const FileChange& change);
+
+/// Removes what updates of files in the folder left behind when their processes were killed before
+/// `olderThan`, and gives the names. The caller has the folder's lock.
+QStringList removeUnfinishedUpdates(const QString& folder, const QDateTime& olderThan);
 
 }  // namespace lumbro

@@ -3,7 +3,6 @@
 #include "LumbroCore/AppLog.h"
 #include "LumbroCore/Literals.h"
 #include "LumbroCore/LockedUpdate.h"
-#include "library/CaptureRepair.h"
 #include "memory/PageUpdate.h"
 #include "memory/formats/MarkdownDoc.h"
 #include "memory/formats/MemoryLists.h"
@@ -65,7 +64,9 @@ void MemoryWriter::start() const {
     // File dates are the machine's, whatever clock the application runs on.
     const QDateTime olderThan = QDateTime::currentDateTime().addSecs(-staleSeconds);
     for (const QString& path : {m_root, folder(Kind::person), folder(Kind::project)}) {
-        captureRepair::removeStaleFiles(path, olderThan);
+        for (const QString& name : removeUnfinishedUpdates(path, olderThan)) {
+            AppLog::info(u"memory"_s, u"removed unfinished file "_s + name);
+        }
     }
 }
 

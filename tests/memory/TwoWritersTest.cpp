@@ -5,11 +5,33 @@
 
 #include <QDir>
 
+#include <cerrno>
 #include <chrono>
+#include <functional>
 #include <memory>
 #include <vector>
 
 #include <gtest/gtest.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+namespace {
+
+/// What happens right before the names are exchanged, a moment that nothing outside can meet: an error of the
+/// file system, or 0 to go on.
+std::function<int()> onExchange;
+
+}  // namespace
+
+// In place of the system library's.
+extern "C" int renameat2(int oldFolder, const char* oldPath, int newFolder, const char* newPath,
+                         unsigned flags) noexcept {
+    if (const int error = onExchange ? onExchange() : 0; error != 0) {
+        errno = error;
+        return -1;
+    }
+    return int(syscall(SYS_renameat2, oldFolder, oldPath, newFolder, newPath, flags));
+}
 
 namespace lumbro::test {
 namespace {
@@ -33,6 +55,86 @@ TEST(LockedUpdateTest, whatAnEditorSavedMeanwhileIsKept) {
         return std::optional(*bytes + "ours\n");
     });
     EXPECT_FALSE(never);
+}
+
+TEST(LockedUpdateTest, whatIsWrittenAtTheVeryMomentOfTheUpdateIsKept) {
+    const ScratchFolder folder;
+    const QString path = folder.path(u"list"_s);
+    const auto append = [&](const QByteArray& line) {
+        folder.write(u"list"_s, folder.read(u"list"_s) + line);
+    };
+    const auto save = [&] {
+        folder.write(u"other"_s, "saved\n");
+        ::rename(QFile::encodeName(folder.path(u"other"_s)).constData(), QFile::encodeName(path).constData());
+    };
+    const auto remove = [&] { QFile::remove(path); };
+    struct Row {
+        const char* before;
+        /// One for each exchange.
+        std::vector<std::function<void()>> meanwhile;
+        const char* after;
+    };
+    const std::vector<Row> rows{
+        {"one\n", {[&] { append("x\n"); }}, "one\nx\nours\n"},
+        {"one\n", {[&] { append("x\n"); }, [&] { append("y\n"); }}, "one\nx\ny\nours\n"},
+        {"one\n", {[&] { append("x\n"); }, {}, [&] { append("y\n"); }}, "one\nx\ny\nours\n"},
+        {"one\n", {save}, "saved\nours\n"},
+        {"one\n", {[&] { append("x\n"); }, save}, "saved\nours\n"},
+        {"one\n", {remove}, "ours\n"},
+        {"one\n", {[&] { append("x\n"); }, remove}, "ours\n"},
+        {nullptr, {[&] { folder.write(u"list"_s, "new\n"); }}, "new\nours\n"},
+    };
+    for (const Row& row : rows) {
+        QFile::remove(path);
+        if (row.before != nullptr) {
+            folder.write(u"list"_s, row.before);
+        }
+        size_t exchanges = 0;
+        onExchange = [&] {
+            const size_t number = exchanges++;
+            if (number < row.meanwhile.size() && row.meanwhile.at(number)) {
+                row.meanwhile.at(number)();
+            }
+            return 0;
+        };
+        const auto written = updateFile(
+            path, [](const auto& bytes) { return std::optional(bytes.value_or(QByteArray()) + "ours\n"); });
+        onExchange = {};
+        EXPECT_EQ(written, true);
+        EXPECT_GT(exchanges, row.meanwhile.size());
+        EXPECT_EQ(folder.read(u"list"_s), row.after);
+        EXPECT_EQ(QDir(folder.path()).entryList(QDir::Files | QDir::Hidden), QStringList{u"list"_s});
+    }
+}
+
+TEST(LockedUpdateTest, aFileSystemThatExchangesNoNamesIsWrittenAllTheSame) {
+    const ScratchFolder folder;
+    const QString path = folder.path(u"list"_s);
+    const FileChange change = [](const auto& bytes) {
+        return std::optional(bytes.value_or(QByteArray()) + "ours\n");
+    };
+    for (const int refusal : {EINVAL, ENOSYS, EOPNOTSUPP}) {
+        onExchange = [refusal] { return refusal; };
+        EXPECT_EQ(updateFile(path, change), true);
+    }
+    onExchange = [] { return EACCES; };
+    EXPECT_FALSE(updateFile(path, change));
+    onExchange = {};
+    EXPECT_EQ(folder.read(u"list"_s), "ours\nours\nours\n");
+    EXPECT_EQ(QDir(folder.path()).entryList(QDir::Files | QDir::Hidden), QStringList{u"list"_s});
+}
+
+TEST(LockedUpdateTest, onlyWhatKilledUpdatesLeftBehindIsRemoved) {
+    const ScratchFolder folder;
+    const QStringList others{u".list"_s, u".lumbro-abcdef"_s, u".obsidian"_s, u"list.backup"_s,
+                             u"list.lumbro-abcdef"_s};
+    for (const QString& name : others + QStringList{u".list.lumbro-Ab3dE9"_s}) {
+        folder.write(name, "x");
+    }
+    const QDateTime now = QDateTime::currentDateTime();
+    EXPECT_EQ(removeUnfinishedUpdates(folder.path(), now.addSecs(-60)), QStringList());
+    EXPECT_EQ(removeUnfinishedUpdates(folder.path(), now.addSecs(60)), QStringList{u".list.lumbro-Ab3dE9"_s});
+    EXPECT_EQ(QDir(folder.path()).entryList(QDir::Files | QDir::Hidden), others);
 }
 
 TEST(LockedUpdateTest, aLinkStaysALinkAndAnUnchangedFileTheSame) {
