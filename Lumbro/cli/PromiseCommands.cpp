@@ -9,7 +9,6 @@
 #include "cli/Table.h"
 #include "platform/linux/desktop/DesktopMail.h"
 
-#include <algorithm>
 #include <utility>
 
 namespace lumbro::cli {
@@ -47,20 +46,6 @@ void printSides(Output& output, const PromiseFilter& wanted, const QList<Promise
     }
 }
 
-/// The promise as it is after a change. An id that was made from a line changes with it.
-Result<PromiseItem> afterwards(const MemoryStore& memory, const PromiseItem& before) {
-    const auto found = findPromise(memory, before.id);
-    if (found || !before.id.startsWith(u"p-line-")) {
-        return found;
-    }
-    const auto isSame = [&before](const PromiseItem& one) {
-        return one.id.startsWith(u"p-line-") && one.text == before.text && one.owner == before.owner &&
-               one.recipient == before.recipient && one.date == before.date;
-    };
-    const auto same = std::ranges::find_if(memory.promises(), isSame);
-    return same == memory.promises().end() ? found : *same;
-}
-
 using Change = Task<Result<bool>> (*)(MemoryStore& memory, QString id, int days);
 using Sentence = QString (*)(const PromiseItem& promise);
 
@@ -84,7 +69,7 @@ Task<int> changePromise(CommandContext context, Change change, int days, Sentenc
     if (!changed) {
         co_return output.fail(changed.error());
     }
-    const auto after = afterwards(*memory, *found);
+    const auto after = findPromise(*memory, found->id);
     if (!after) {
         co_return output.fail(after.error());
     }

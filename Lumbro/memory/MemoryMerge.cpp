@@ -41,7 +41,7 @@ QString withoutSigns(const QString& plain, ReplyChanges& changes) {
     while (text.contains(u" · "_s)) {
         text.replace(u" · "_s, u" • "_s);
     }
-    text = trimmedBlanks(text.replace(u'→', u"->"_s)).toString();
+    text = WikiLink::withoutOpen(trimmedBlanks(text.replace(u'→', u"->"_s)).toString());
     if (text != plain) {
         changes.note(u"texts with signs of the line"_s, plain);
     }
@@ -168,8 +168,8 @@ void MemoryMerge::fill(MarkdownDoc& page, Kind kind, const Entity& entity, bool 
         page.setField(u"company"_s, entity.company.value_or(QString()), true);
         page.setField(u"role"_s, entity.role.value_or(QString()), true);
         const auto email = emailAddresses::forName(entity.name, m_addresses);
-        if (email && page.field(u"email").isEmpty()) {
-            page.setField(u"email"_s, oneLine(*email, mostName));
+        if (email) {
+            page.setField(u"email"_s, oneLine(*email, mostName), true);
         }
     } else {
         page.setField(u"status"_s, entity.status.value_or(QString()));

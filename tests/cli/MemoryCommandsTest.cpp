@@ -269,10 +269,13 @@ TEST_F(MemoryCommands, tickAndSnoozeAPromise) {
         << qPrintable(refused.errors);
     EXPECT_EQ(file(u"promises.md"_s), before);
     // A line that was written by hand.
-    EXPECT_TRUE(line.run({u"promises"_s, u"done"_s, u"p-line"_s}).output.endsWith(u" is done: buy milk\n"_s));
+    const QString done = line.run({u"promises"_s, u"done"_s, u"p-line"_s}).output;
+    EXPECT_TRUE(done.endsWith(u" is done: buy milk\n"_s)) << qPrintable(done);
     EXPECT_TRUE(file(u"promises.md"_s).endsWith("\n- [x] buy milk · Me → Them · 2026-03-05\n"));
-    EXPECT_TRUE(
-        line.run({u"promises"_s, u"reopen"_s, u"p-line"_s}).output.endsWith(u" is open: buy milk\n"_s));
+    const QString id = done.section(u' ', 0, 0);
+    EXPECT_EQ(line.run({u"promises"_s, u"reopen"_s, id}).output, id + u" is open: buy milk\n"_s);
+    EXPECT_EQ(line.run({u"promises"_s, u"snooze"_s, id, u"1"_s}).output.section(u' ', 0, 0), id);
+    EXPECT_EQ(line.run({u"promises"_s, u"snooze"_s, id, u"0"_s}).output.section(u' ', 0, 0), id);
     EXPECT_EQ(line.run({u"promises"_s, u"--due"_s, u"--json"_s}).array().size(), 2);
 }
 

@@ -89,6 +89,39 @@ TEST(MarkdownDocTest, changesTouchOnlyTheirOwnLines) {
     EXPECT_EQ(MarkdownDoc::parse(page.render()).field(u"status"), QString());
 }
 
+TEST(MarkdownDocTest, aValueOfSeveralLinesIsOneValue) {
+    struct Row {
+        QByteArray head;
+        /// What a value that is only for an empty field makes of it.
+        QByteArray filled;
+        /// What any value makes of it.
+        QByteArray replaced;
+    };
+    const QList<Row> rows{
+        {"key:\nx: 1\n", "key: new\nx: 1\n", "key: new\nx: 1\n"},
+        {"key:\n# remark\nx: 1\n", "key: new\n# remark\nx: 1\n", "key: new\n# remark\nx: 1\n"},
+        {"key:\n  - a\n\n  - b: c\nx: 1\n", {}, "key: new\nx: 1\n"},
+        {"key:\n- a\n# remark\n- b\nx: 1\n", {}, "key: new\nx: 1\n"},
+        {"key:\n  a: b\n\tc\n", {}, "key: new\n"},
+        {"key: [a, b]\nx: 1\n", {}, "key: new\nx: 1\n"},
+        {"key: [a,\n  b]\nx: 1\n", {}, "key: new\nx: 1\n"},
+        {"key: |\n  a\n\n  b\nx: 1\n", {}, "key: new\nx: 1\n"},
+        {" key:\n x: 1\n", " key: new\n x: 1\n", " key: new\n x: 1\n"},
+        {"key: a\n  x: 1\n", {}, "key: new\n  x: 1\n"},
+        {" x: 1\n", " x: 1\n key: new\n", " x: 1\n key: new\n"},
+    };
+    for (const Row& row : rows) {
+        for (const bool onlyIfEmpty : {true, false}) {
+            MarkdownDoc page = MarkdownDoc::parse(u"---\n"_s + QString::fromUtf8(row.head) + u"---\n"_s);
+            page.setField(u"key"_s, u"new"_s, onlyIfEmpty);
+            const QByteArray head = !onlyIfEmpty           ? row.replaced
+                                    : row.filled.isEmpty() ? row.head
+                                                           : row.filled;
+            EXPECT_EQ(page.render().toUtf8(), "---\n" + head + "---\n");
+        }
+    }
+}
+
 TEST(TimelineEntryTest, bulletsAreRead) {
     const WikiLink link{u"captures/c/transcript"_s, u"Acme — kickoff"_s};
     struct Row {
@@ -133,8 +166,13 @@ TEST(PromiseItemTest, linesAreReadByTheGrammar) {
     EXPECT_EQ(ticked->id, u"p-abc123"_s);
     EXPECT_EQ(PromiseItem::parse(u"- [ ] a · snoozed 2026-01-01 · b · snoozed 2026-01-02")->snoozedUntil,
               u"2026-01-02"_s);
-    EXPECT_EQ(PromiseItem::parse(u"- [ ] a")->id, PromiseItem::parse(u"\t- [ ] a ")->id);
-    EXPECT_TRUE(PromiseItem::parse(u"- [ ] a")->id.startsWith(u"p-line-"));
+    const QString made = PromiseItem::parse(u"- [ ] a · Me → Bo")->id;
+    EXPECT_TRUE(made.startsWith(u"p-line-"));
+    for (const QStringView same :
+         {u"\t- [ ] a · Me → Bo ", u"- [X] a · Me → Bo", u"- [x] a · Me → Bo · snoozed 2026-01-01"}) {
+        EXPECT_EQ(PromiseItem::parse(same)->id, made) << same.toString().toStdString();
+    }
+    EXPECT_NE(PromiseItem::parse(u"- [ ] a · Me → Bo · due Friday")->id, made);
     for (const QStringView line : {u"", u"- a", u"- [] a", u"* [ ] a", u"-[ ] a", u"# - [ ] a"}) {
         EXPECT_FALSE(PromiseItem::parse(line)) << line.toString().toStdString();
     }
@@ -159,6 +197,13 @@ TEST(IdeaItemTest, linesAreReadByTheGrammar) {
     const auto read = IdeaItem::parse(odd.line());
     EXPECT_EQ(read->hook, u"a b – c • d"_s);
     EXPECT_EQ(read->angle, u"e • f"_s);
+    IdeaItem open = whole;
+    open.hook = u"why [[open [[[x]] and [["_s;
+    open.angle = u"[[[[ never"_s;
+    const auto closed = IdeaItem::parse(open.line());
+    EXPECT_EQ(closed->source, whole.source);
+    EXPECT_EQ(closed->hook, u"why [[open [[[x]] and (("_s);
+    EXPECT_EQ(closed->angle, u"(((( never"_s);
 
     EXPECT_EQ(IdeaItem::parse(u"- just a hook")->hook, u"just a hook"_s);
     EXPECT_EQ(IdeaItem::parse(u"- a · 2026-99-99 · other")->date, u"2026-99-99"_s);

@@ -65,18 +65,28 @@ TEST_F(MergeTest, readingAMeetingAgainAddsNothing) {
     ops.people = {entity(u"Dana Kim"_s)};
     ops.people[0].about = QStringList{u"Likes tea"_s};
     ops.people[0].timeline = u"Met"_s;
-    ops.promises = {promise(u"Me"_s, u"Send it"_s), promise(u"Me"_s, u"Book · · 2020-01-01 ·"_s)};
+    ops.promises = {promise(u"Me"_s, u"Send it"_s), promise(u"Me"_s, u"Book · · 2020-01-01 ·"_s),
+                    promise(u"[[Zoe"_s, u"read [[the plan"_s)};
+    ops.promises[2].due = u"[[Friday"_s;
+    ops.ideas = {{u"why [[plan"_s, u"it [[works"_s}};
     ASSERT_TRUE(wait(m_store.apply(ops, meeting())));
-    ASSERT_EQ(m_store.promises().size(), 2);
+    ASSERT_EQ(m_store.promises().size(), 3);
+    const PromiseItem open = m_store.promises()[2];
+    EXPECT_EQ(open.text, u"read ((the plan"_s);
+    EXPECT_EQ(open.owner, u"((Zoe"_s);
+    EXPECT_EQ(open.due, u"((Friday"_s);
+    EXPECT_TRUE(open.source.has_value());
     EXPECT_EQ(m_store.promises()[1].text, u"Book • • 2020-01-01 •"_s);
     EXPECT_EQ(m_store.promises()[1].date, u"2026-03-02"_s);
     const QByteArray page = file(u"people/dana-kim.md"_s);
     const QByteArray promises = file(u"promises.md"_s);
+    const QByteArray ideas = file(u"ideas.md"_s);
     ops.people[0].timeline = u"Told otherwise"_s;
     ops.closedPromises = QStringList{u"p-none"_s, QString(), u"^"_s};
     ASSERT_TRUE(wait(m_store.apply(ops, meeting())));
     EXPECT_EQ(file(u"people/dana-kim.md"_s), page);
     EXPECT_EQ(file(u"promises.md"_s), promises);
+    EXPECT_EQ(file(u"ideas.md"_s), ideas);
 
     ops.closedPromises = QStringList{m_store.promises().first().id};
     ASSERT_TRUE(wait(m_store.apply(ops, meeting())));
@@ -100,6 +110,15 @@ TEST_F(MergeTest, theSlugComesFromWhatIsKnownFirst) {
         file(u"people/dk.md"_s),
         "---\nname: Dana Kim\ncompany: Own words\nrole: \nlast_seen: 2026-03-02\n---\n# Dana, by hand\n");
     EXPECT_EQ(file(u"projects/old.md"_s), "---\nname: Apollo\nstatus: won\nlast_seen: 2026-03-02\n---\n");
+
+    const QByteArray lists = "---\nname: Dana Kim\ncompany:\n  - Acme\nrole: [a, b]\nemail:\n- d@x.org\n";
+    put(u"people/dk.md"_s, lists + "last_seen: 2026-03-01\n---\n# Dana\n");
+    CaptureRecord record = meeting();
+    record.meta.attendees = QStringList{u"Dana Kim"_s};
+    record.meta.attendeeEmails = QStringList{u"dana@acme.com"_s};
+    ops.people[0].role = u"CTO"_s;
+    ASSERT_TRUE(wait(m_store.apply(ops, record)));
+    EXPECT_EQ(file(u"people/dk.md"_s), lists + "last_seen: 2026-03-02\n---\n# Dana\n");
 }
 
 TEST_F(MergeTest, hostileTextStaysInItsLine) {

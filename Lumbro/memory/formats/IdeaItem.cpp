@@ -12,9 +12,9 @@ namespace {
 constexpr QStringView dash = u" — ";
 constexpr QStringView dot = u" · ";
 
-/// The separators of the line become signs that look nearly the same.
+/// The signs of the line become some that look nearly the same.
 QString withoutSeparators(QString text) {
-    return text.replace(dash.toString(), u" – "_s).replace(dot.toString(), u" • "_s);
+    return WikiLink::withoutOpen(text.replace(dash.toString(), u" – "_s).replace(dot.toString(), u" • "_s));
 }
 
 }  // namespace

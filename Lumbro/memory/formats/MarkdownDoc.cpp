@@ -26,6 +26,16 @@ bool isFence(QStringView line) {
     return trimmed(line) == u"---";
 }
 
+qsizetype depthOf(QStringView line) {
+    return std::ranges::find_if_not(line, [](QChar c) { return c == u' ' || c == u'\t'; }) - line.begin();
+}
+
+/// Whether a value that is, or begins, so may go on below its key.
+bool mayGoOn(const QString& value) {
+    constexpr QStringView openers = u"[{|>\"'";
+    return value.isEmpty() || openers.contains(value.front());
+}
+
 }  // namespace
 
 /// Reads the block of fields and gives the number of the first line below it.
@@ -126,22 +136,53 @@ QString MarkdownDoc::field(QStringView key) const {
     return head == m_head.end() ? QString() : head->field.value;
 }
 
+/// The number of the first line of the block that belongs to the field at `index` no more.
+qsizetype MarkdownDoc::valueEnd(qsizetype index) const {
+    const HeadLine& head = m_head[index];
+    qsizetype end = index + 1;
+    for (qsizetype i = end; i < m_head.size() && mayGoOn(head.field.value); ++i) {
+        const QString& line = m_head[i].line;
+        const QStringView text = trimmed(line);
+        if (text.isEmpty() || text.startsWith(u'#')) {
+            continue;
+        }
+        const qsizetype deeper = depthOf(line) - depthOf(head.line);
+        const bool isItem = text == u"-" || text.startsWith(u"- ");
+        if (deeper < 0 || (deeper == 0 && !isItem)) {
+            break;
+        }
+        end = i + 1;
+    }
+    return end;
+}
+
 void MarkdownDoc::setField(const QString& key, const QString& value, bool onlyIfEmpty) {
     QString line = value;
     line.replace(u"\r\n"_s, u" "_s).replace(u'\n', u' ').replace(u'\r', u' ');
     const QString kept = trimmedBlanks(line).toString();
-    const HeadLine fresh{.field = {key, kept}, .isField = true, .line = own(key + u": "_s + kept)};
+    HeadLine fresh{.field = {key, kept}, .isField = true, .line = own(key + u": "_s + kept)};
     const auto head = std::ranges::find_if(
         m_head, [&key](const HeadLine& known) { return known.isField && known.field.key == key; });
-    if (head == m_head.end()) {
+    const bool isNew = head == m_head.end();
+    if (!m_head.isEmpty()) {
+        const QString& beside = isNew ? m_head.constFirst().line : head->line;
+        fresh.line.prepend(beside.first(depthOf(beside)));
+    }
+    if (isNew) {
         if (m_opening.isEmpty()) {
             m_opening = m_closing = own(u"---"_s);
         }
         m_head.append(fresh);
-    } else if (!kept.isEmpty() && kept != head->field.value &&
-               (!onlyIfEmpty || head->field.value.isEmpty())) {
-        *head = fresh;
+        return;
     }
+    const qsizetype index = head - m_head.begin();
+    const qsizetype below = valueEnd(index) - index - 1;
+    const bool isFilled = !head->field.value.isEmpty() || below > 0;
+    if (kept.isEmpty() || kept == head->field.value || (onlyIfEmpty && isFilled)) {
+        return;
+    }
+    *head = fresh;
+    m_head.remove(index + 1, below);
 }
 
 const MarkdownDoc::Part* MarkdownDoc::part(QStringView title) const {

@@ -40,6 +40,15 @@ void readPart(PromiseItem& promise, QStringView part) {
     }
 }
 
+/// The id of a line without an anchor. What a tick or a snooze changes is no part of it.
+QString idOf(const QList<QStringView>& parts) {
+    QString lasting = openBox.toString() + parts.first().toString();
+    for (const QStringView part : parts.sliced(1)) {
+        lasting += part.startsWith(snoozedMark) ? QString() : dot.toString() + part.toString();
+    }
+    return memoryText::lineId(PromiseItem::madeID(), lasting);
+}
+
 /// A name of the line without what would end its part.
 QString plainName(QStringView side) {
     const QString name = WikiLink::plain(side);
@@ -64,12 +73,11 @@ std::optional<PromiseItem> PromiseItem::parse(QStringView line) {
     }
     PromiseItem promise;
     promise.done = !isOpen;
-    const QStringView whole = rest;
     rest = memoryText::withoutAnchor(rest.sliced(openBox.size()), promise.id);
-    if (promise.id.isEmpty()) {
-        promise.id = memoryText::lineId(madeID(), whole);
-    }
     const QList<QStringView> parts = WikiLink::split(rest, dot);
+    if (promise.id.isEmpty()) {
+        promise.id = idOf(parts);
+    }
     promise.text = parts.first().toString();
     for (const QStringView part : parts.sliced(1)) {
         readPart(promise, part);

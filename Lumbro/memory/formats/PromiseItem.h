@@ -16,7 +16,8 @@ struct PromiseItem {
     /// How pressing a promise is; also the order of lists.
     enum class Urgency { overdue, today, soon, waiting, open };
 
-    /// "p-" and six hexadecimal digits; "p-line-<n>", made from the line, where the line has no anchor.
+    /// "p-" and six hexadecimal digits; "p-line-<n>", made from the line, where the line has no anchor. It
+    /// stays when the box is ticked or emptied and when the promise is snoozed.
     QString id;
     bool done = false;
     /// The commitment.

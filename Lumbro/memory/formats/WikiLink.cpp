@@ -90,6 +90,21 @@ QString WikiLink::plain(QStringView text) {
     return plain += text.sliced(from);
 }
 
+QString WikiLink::withoutOpen(const QString& text) {
+    QString safe;
+    qsizetype from = 0;
+    const auto addPlain = [&](qsizetype end) {
+        safe += text.sliced(from, end - from).replace(u"[["_s, u"(("_s);
+    };
+    for (const Place& place : places(text)) {
+        addPlain(place.begin);
+        safe += QStringView(text).sliced(place.begin, place.end - place.begin);
+        from = place.end;
+    }
+    addPlain(text.size());
+    return safe;
+}
+
 QList<QStringView> WikiLink::split(QStringView text, QStringView separator) {
     const QList<Place> links = places(text);
     QList<QStringView> pieces;

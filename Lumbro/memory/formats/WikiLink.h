@@ -35,6 +35,9 @@ struct WikiLink {
     static std::optional<WikiLink> first(QStringView text);
     /// The text with each link replaced by its title.
     static QString plain(QStringView text);
+    /// The text with brackets that open a link and never close it as round ones: in a line, what follows
+    /// would be taken for that link's.
+    static QString withoutOpen(const QString& text);
     /// `text` cut at each `separator` that stands outside all links.
     static QList<QStringView> split(QStringView text, QStringView separator);
 
