@@ -92,6 +92,11 @@ TEST(AskThreadFile, readsWhatPeopleMadeOfIt) {
          u"**Action: Mail.**\nsources: a\nSOURCES: b, c"_s,
          u"T"_s,
          {u"Q\nACTION: x|A\naction:|2026-03-02T09:14:05Z|a|mail|b, c"_s}},
+        {"escaped lines",
+         u"### Me · 2026-03-02T09:14:05Z\n\\### Me\n\\SOURCES: a\n\\# x\n### Lumbro\n\\### Quillet\n"
+         u"\\\\ACTION: b\n\\c\nSOURCES: d"_s,
+         u"### Me\n\\SOURCES: a\n\\# x"_s,
+         {u"### Me\n\\SOURCES: a\n\\# x|### Quillet\n\\ACTION: b\n\\c|2026-03-02T09:14:05Z|||d"_s}},
         {"a question with a header of its own",
          u"### Me · 2026-03-02T09:14:05Z\nQ\n### Medium\nR\n### Lumbro\nA"_s,
          u"R"_s,
@@ -136,6 +141,63 @@ TEST(AskThreadFile, anyTextIsReadAndWrittenWithoutGrowing) {
         const AskThread twice = parsed(QString::fromUtf8(askThreadFile::write(once)));
         ASSERT_EQ(twice.turns, once.turns) << qPrintable(text);
     }
+}
+
+TEST(AskThreadFile, givesBackWhatWasSaid) {
+    const QStringList pieces{u"### Me"_s,
+                             u"### Medium, \u2028"_s,
+                             u"### Lumbro"_s,
+                             u"### Quillet"_s,
+                             u"SOURCES: a"_s,
+                             u"sources:"_s,
+                             u"**Action: x"_s,
+                             u"ACTION:"_s,
+                             u"\\"_s,
+                             u"---"_s,
+                             u"\n"_s,
+                             u"\u0085\v"_s,
+                             u" "_s,
+                             u"*` "_s,
+                             u"title: x # y"_s,
+                             u"\ufeff😀"_s,
+                             u"# \""_s,
+                             u"```"_s};
+    QRandomGenerator random(11);
+    const auto said = [&] {
+        QString text;
+        for (int n = random.bounded(16); n > 0; --n) {
+            text += pieces.at(random.bounded(pieces.size())) + (random.bounded(2) == 0 ? u"\n"_s : QString());
+        }
+        return text.trimmed();
+    };
+    for (int i = 0; i < 3000; ++i) {
+        AskThread thread;
+        thread.created = at(u"2026-03-02T08:14:05Z"_s);
+        for (int n = 0; n < 3; ++n) {
+            AskTurn turn;
+            turn.question = said();
+            turn.answer = said();
+            turn.date = thread.created.addSecs(n);
+            turn.action = n == 1 ? std::optional(u"mail"_s) : std::nullopt;
+            turn.rawSources = n == 2 ? QStringList{u"a"_s, u"b"_s} : QStringList();
+            thread.turns += turn;
+        }
+        thread.title = thread.turns.first().question;
+        QByteArray bytes = askThreadFile::write(thread);
+        ASSERT_EQ(parsed(QString::fromUtf8(bytes)).turns, thread.turns) << bytes.constData();
+        bytes = askThreadFile::appended(bytes, {}, {thread.turns.last()});
+        ASSERT_EQ(parsed(QString::fromUtf8(bytes)).turns, thread.turns + QList{thread.turns.last()});
+    }
+}
+
+TEST(AskThreadFile, theTitleKeepsWhatItsBlockWouldTakeAway) {
+    for (const QString& title : {u"What of issue #12?"_s, u"\"Ship it\" said who?"_s, u"'"_s, u"#12"_s}) {
+        AskThread thread;
+        thread.title = title;
+        EXPECT_EQ(parsed(QString::fromUtf8(askThreadFile::write(thread))).title, title);
+    }
+    EXPECT_EQ(parsed(u"---\ntitle: \"Mine\" # renamed\n---\n\n# Before\n"_s).title, u"Mine"_s);
+    EXPECT_EQ(parsed(u"---\ntitle: Mine\n---\n### Me\nQ\n### Lumbro\n# Mine # A\n"_s).title, u"Mine"_s);
 }
 
 TEST(AskThread, aLongQuestionMakesAShortTitleAndName) {

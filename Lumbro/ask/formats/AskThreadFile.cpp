@@ -9,6 +9,8 @@
 #include <QFileInfo>
 #include <QTimeZone>
 
+#include <algorithm>
+
 namespace lumbro::askThreadFile {
 
 namespace {
@@ -16,6 +18,39 @@ namespace {
 const QDateTime& distantPast() {
     static const QDateTime date(QDate(1, 1, 1), QTime(0, 0), Qt::UTC);
     return date;
+}
+
+/// A line that begins a turn or its answer.
+bool beginsSection(const QString& line) {
+    return line.startsWith(u"### Me") || line.startsWith(u"### Lumbro") || line.startsWith(u"### Quillet");
+}
+
+/// A line that is no part of an answer's text.
+bool endsAnswer(const QString& line) {
+    return beginsSection(line) || AskReply::isSourcesLine(line) || AskReply::actionIn(line);
+}
+
+using IsMark = bool (*)(const QString& line);
+
+/// A mark as far as it goes without the backslashes before it.
+bool hidesMark(const QString& line, IsMark isMark) {
+    const auto text = std::ranges::find_if(line, [](QChar c) { return c != u'\\'; });
+    return isMark(line.sliced(text - line.begin()));
+}
+
+/// What was said, so that none of its lines is taken for a mark: those that could be get one backslash more.
+QString escaped(const QString& text, IsMark isMark) {
+    QStringList lines = text.split(u'\n');
+    for (QString& line : lines) {
+        if (hidesMark(line, isMark)) {
+            line.prepend(u'\\');
+        }
+    }
+    return lines.join(u'\n');
+}
+
+QString unescaped(const QString& line, IsMark isMark) {
+    return line.startsWith(u'\\') && hidesMark(line, isMark) ? line.sliced(1) : line;
 }
 
 /// Walks the body line by line and gathers its turns.
@@ -28,14 +63,19 @@ class TurnReader {
             close();
             readHeader(line);
             m_section = Section::question;
-        } else if (line.startsWith(u"### Lumbro") || line.startsWith(u"### Quillet")) {
+        } else if (beginsSection(line)) {
             m_section = Section::answer;
         } else if (m_section == Section::question) {
-            m_question.append(line);
+            m_question.append(unescaped(line, beginsSection));
         } else if (m_section == Section::answer) {
             takeAnswer(line);
+        } else if (m_heading.isEmpty() && line.startsWith(u"# ")) {
+            m_heading = line.sliced(2);
         }
     }
+
+    /// The first heading above the turns.
+    const QString& heading() const { return m_heading; }
 
     QList<AskTurn> finish() {
         close();
@@ -63,7 +103,7 @@ class TurnReader {
         } else if (const auto action = AskReply::actionIn(line)) {
             m_turn.action = action;
         } else {
-            m_answer.append(line);
+            m_answer.append(unescaped(line, endsAnswer));
         }
     }
 
@@ -83,6 +123,7 @@ class TurnReader {
 
     const AskLookup& m_lookup;
     Section m_section = Section::none;
+    QString m_heading;
     QStringList m_question;
     QStringList m_answer;
     AskTurn m_turn;
@@ -92,8 +133,8 @@ class TurnReader {
 QString turnText(const AskTurn& turn) {
     QStringList lines;
     const QString engine = turn.engine ? u"/%1 · "_s.arg(*turn.engine) : QString();
-    lines << u"### Me · "_s + engine + dates::iso(turn.date) << turn.question << QString() << u"### Lumbro"_s
-          << turn.answer;
+    lines << u"### Me · "_s + engine + dates::iso(turn.date) << escaped(turn.question, beginsSection)
+          << QString() << u"### Lumbro"_s << escaped(turn.answer, endsAnswer);
     if (turn.action) {
         lines << u"ACTION: "_s + *turn.action;
     }
@@ -101,6 +142,23 @@ QString turnText(const AskTurn& turn) {
         lines << u"SOURCES: "_s + turn.rawSources.join(u", "_s);
     }
     return lines.join(u'\n') + u'\n';
+}
+
+/// What stands behind the block at the top, unchanged.
+QString bodyOf(const QString& text) {
+    const QStringList lines = Frontmatter::lines(text);
+    qsizetype begin = 0;
+    for (qsizetype i = Frontmatter::closingFence(lines); i >= 0; --i) {
+        begin += lines.at(i).size() + 1;
+    }
+    return text.mid(begin);
+}
+
+/// The block at the top takes quotes and what stands behind " #" out of its values, which a question may
+/// hold. The heading below has them still, unless people have changed either.
+QString titleOf(const QString& value, const QString& heading) {
+    const auto block = Frontmatter::parse(u"---\ntitle: %1\n---"_s.arg(heading));
+    return block.value(u"title"_s) == value ? heading : value;
 }
 
 /// Where the first line that is a fence begins, from the line at `begin` on; -1 when there is none.
@@ -134,9 +192,10 @@ void insertScope(QByteArray& bytes, const AskScope& scope, const QByteArray& lin
 
 AskThread read(const QString& text, const QString& path, const AskLookup& lookup) {
     const qsizetype mark = text.startsWith(QChar::ByteOrderMark) ? 1 : 0;
-    const auto parsed = Frontmatter::parse(text.sliced(mark).remove(u'\r'));
+    const QString plain = text.sliced(mark).remove(u'\r');
+    const auto parsed = Frontmatter::parse(plain);
     TurnReader reader(lookup);
-    for (const QString& line : Frontmatter::lines(parsed.body)) {
+    for (const QString& line : bodyOf(plain).split(u'\n')) {
         reader.take(line);
     }
     AskThread thread;
@@ -144,8 +203,10 @@ AskThread read(const QString& text, const QString& path, const AskLookup& lookup
     thread.path = path;
     thread.turns = reader.finish();
     const bool hasTurns = !thread.turns.isEmpty();
-    thread.title =
-        parsed.value(u"title"_s).value_or(hasTurns ? thread.turns.first().question : u"Untitled"_s);
+    const auto title = parsed.value(u"title"_s);
+    thread.title = title      ? titleOf(*title, reader.heading())
+                   : hasTurns ? thread.turns.first().question
+                              : u"Untitled"_s;
     thread.created = dates::fromIso(parsed.value(u"created"_s).value_or(QString()))
                          .value_or(hasTurns ? thread.turns.first().date : distantPast());
     thread.scope = AskScope::fromToken(parsed.value(u"scope"_s).value_or(QString()));
@@ -179,7 +240,7 @@ QByteArray write(const AskThread& thread) {
     if (thread.scope) {
         lines << u"scope: "_s + thread.scope->token();
     }
-    lines << u"---"_s << QString() << u"# "_s + thread.title << QString();
+    lines << u"---"_s << QString() << escaped(u"# "_s + thread.title, beginsSection) << QString();
     for (const AskTurn& turn : thread.turns) {
         lines << turnText(turn);
     }
