@@ -32,12 +32,21 @@ McpMessage McpMessage::from(const QJsonValue& value, const QByteArray& numericID
     return message;
 }
 
+namespace {
+
+/// A text, a number, a boolean or null, which the parser takes within an array only.
+bool isScalar(const QByteArray& bytes) {
+    return QJsonDocument::fromJson('[' + bytes + ']').array().size() == 1;
+}
+
+}  // namespace
+
 McpLine McpLine::parse(const QByteArray& bytes) {
     QJsonParseError error{};
     const QJsonDocument document = QJsonDocument::fromJson(bytes, &error);
     McpLine line;
     if (error.error != QJsonParseError::NoError) {
-        line.error = McpError::parse;
+        line.error = isScalar(bytes) ? McpError::invalidRequest : McpError::parse;
         return line;
     }
     if (document.isObject()) {

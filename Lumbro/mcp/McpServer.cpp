@@ -23,6 +23,11 @@ const QStringList& revisions() {
     return all;
 }
 
+/// The newest revision has taken them out; the others allow what JSON-RPC does.
+bool knowsBatches(const QString& revision) {
+    return revision != revisions().last();
+}
+
 QJsonObject toolJson(const McpTool& tool) {
     return {{u"name"_s, tool.name},
             {u"title"_s, tool.title},
@@ -53,11 +58,8 @@ QByteArray McpServer::answer(const QByteArray& bytes) {
         return {};
     }
     const McpLine line = McpLine::parse(bytes);
-    if (line.error) {
-        const QString sentence = *line.error == McpError::parse
-                                     ? u"The line is no JSON."_s
-                                     : u"A batch holds from 1 to %1 messages."_s.arg(McpLine::mostMessages);
-        return mcpFailure(noID, *line.error, sentence);
+    if (const QString sentence = refusal(line); !sentence.isEmpty()) {
+        return mcpFailure(noID, line.error.value_or(McpError::invalidRequest), sentence);
     }
     m_room = mostText;
     QByteArrayList answers;
@@ -67,6 +69,20 @@ QByteArray McpServer::answer(const QByteArray& bytes) {
     answers.removeAll({});
     const QByteArray all = answers.join(',');
     return line.isBatch && !answers.isEmpty() ? '[' + all + ']' : all;
+}
+
+QString McpServer::refusal(const McpLine& line) const {
+    if (line.error == McpError::parse) {
+        return u"The line is no JSON."_s;
+    }
+    if (line.isBatch && !knowsBatches(m_revision)) {
+        return u"Revision %1 of the protocol has no batches."_s.arg(m_revision);
+    }
+    if (line.error) {
+        return line.isBatch ? u"A batch holds from 1 to %1 messages."_s.arg(McpLine::mostMessages)
+                            : u"A message is an object."_s;
+    }
+    return {};
 }
 
 QByteArray McpServer::answerTooLong() {
@@ -102,7 +118,7 @@ QByteArray McpServer::respond(const McpMessage& request) {
     if (request.method == u"initialize") {
         return initialize(request);
     }
-    if (!m_isInitialized) {
+    if (m_revision.isEmpty()) {
         return mcpFailure(request.id, McpError::invalidRequest,
                           u"The session has not begun; send \"initialize\" first."_s);
     }
@@ -121,11 +137,11 @@ QByteArray McpServer::initialize(const McpMessage& request) {
     if (!revision.isString()) {
         return mcpFailure(request.id, McpError::invalidParams, u"\"protocolVersion\" must be a text."_s);
     }
-    m_isInitialized = true;
     const bool isKnown = revisions().contains(revision.toString());
+    m_revision = isKnown ? revision.toString() : revisions().last();
     return mcpResult(
         request.id,
-        {{u"protocolVersion"_s, isKnown ? revision.toString() : revisions().last()},
+        {{u"protocolVersion"_s, m_revision},
          {u"capabilities"_s, QJsonObject{{u"tools"_s, QJsonObject()}}},
          {u"serverInfo"_s,
           QJsonObject{{u"name"_s, u"lumbro"_s}, {u"title"_s, u"Lumbro"_s}, {u"version"_s, m_about.version}}},

@@ -32,6 +32,8 @@ class McpServer {
     static QByteArray answerTooLong();
 
   private:
+    /// Why the whole line is refused; empty when it is not.
+    QString refusal(const McpLine& line) const;
     /// Empty when there is nothing to say.
     QByteArray answer(const McpMessage& message, bool isBatch);
     QByteArray respond(const McpMessage& request);
@@ -41,7 +43,8 @@ class McpServer {
 
     About m_about;
     QList<McpTool> m_tools;
-    bool m_isInitialized = false;
+    /// The protocol's revision that was agreed on; empty before that.
+    QString m_revision;
     /// Characters that the current line's tools may still give.
     qsizetype m_room = mostText;
 };

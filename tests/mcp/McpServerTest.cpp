@@ -60,15 +60,19 @@ TEST(McpServer, answersEachLineAsTheProtocolSays) {
          R"("id":18446744073709551615,)"},
         {R"({"jsonrpc":"2.0","id":1.50,"method":"none"})", R"("id":1.50,)"},
         {R"({"jsonrpc":"2.0","id":1,"\u0069d":"a\"b","method":"ping"})", R"("id":"a\"b",)"},
-        {R"([{"jsonrpc":"2.0","id":1e2,"method":"ping"},["id",{"id":5}],{"jsonrpc":"2.0","method":"ping","id":2e2}])",
-         R"({"id":2e2,)"},
         {R"({"jsonrpc":"2.0","method":"notifications/initialized"})", ""},
         {R"({"jsonrpc":"2.0","method":"tools/call","params":{"name":"echo"}})", ""},
         {R"({"jsonrpc":"2.0","id":1,"result":{}})", ""},
         {R"({"jsonrpc":"2.0","id":null,"error":{"code":1,"message":"x"}})", ""},
         {" \r", ""},
         {"{", "-32700"},
-        {"7", "-32700"},
+        {"7", "-32600"},
+        {" \"x\" ", "-32600"},
+        {"null", "-32600"},
+        {"true false", "-32700"},
+        {"1,2", "-32700"},
+        {"[]", "-32600"},
+        {R"([{"jsonrpc":"2.0","id":1,"method":"ping"}])", R"("id":null)"},
         {"\"\xff\"", "-32700"},
         {QByteArray(5000, '['), "-32700"},
         {R"({"id":3,"method":"ping"})", R"(-32600,)"},
@@ -115,8 +119,13 @@ TEST(McpServer, agreesOnARevisionBeforeAnythingElse) {
 
 TEST(McpServer, answersABatchWithABatch) {
     McpServer server = echoServer();
-    EXPECT_TRUE(server.answer('[' + hello + ']').contains("-32600"));
-    server.answer(hello);
+    EXPECT_TRUE(server.answer('[' + hello + ']').startsWith("[{\"error\":{\"code\":-32600"));
+    server.answer(QByteArray(hello).replace("2025-06-18", "2025-03-26"));
+    EXPECT_TRUE(
+        server
+            .answer(
+                R"([{"jsonrpc":"2.0","id":1e2,"method":"ping"},["id",{"id":5}],{"jsonrpc":"2.0","method":"ping","id":2e2}])")
+            .contains(R"({"id":2e2,)"));
     const QByteArray ping = R"({"jsonrpc":"2.0","id":1,"method":"ping"})";
     const QByteArray note = R"({"jsonrpc":"2.0","method":"notifications/cancelled"})";
     const QJsonArray answers = json::array(server.answer('[' + ping + ',' + note + ",5," + ping + ']'));
