@@ -125,6 +125,9 @@ class CaptureSearch {
         while (const auto place = next()) {
             const CaptureRecord& record = m_input.captures.at(qsizetype(*place));
             const CaptureReading& reading = m_cache.reading(*m_entries[*place], record, reader);
+            if (reading.stamp.isShared && m_input.mayShow && !m_input.mayShow(record.folder)) {
+                continue;
+            }
             if (const auto match = reading.document.match(m_needles, counts)) {
                 found.push_back({*place, &reading.document, *match});
             }

@@ -2,6 +2,7 @@
 
 #include "ask/SearchHit.h"
 #include "ask/formats/AskThread.h"
+#include "library/LinkFence.h"
 #include "memory/formats/IdeaItem.h"
 #include "memory/formats/MemoryEntity.h"
 #include "memory/formats/PromiseItem.h"
@@ -30,6 +31,9 @@ struct SearchInput {
     /// So many captures are given, the best ones: what a list can show. With frequent words, making the rows
     /// of all takes longer than finding them.
     qsizetype mostCaptures = std::numeric_limits<qsizetype>::max();
+    /// Asked of the folders of captures that are reached through links; what it forbids is not found. Called
+    /// on several threads.
+    ReadGuard mayShow = {};
 };
 
 /// What a query found. All lists keep the order of the input but `captures`, whose best stand first.

@@ -129,6 +129,10 @@ void CaptureStore::reload() {
     for (const QString& path : std::as_const(scan.broken)) {
         m_broken.report(path, u"; the capture is not listed and stays as it is"_s);
     }
+    if (mayRead) {
+        scan.records.removeIf(
+            [this](const CaptureRecord& record) { return !mayRead(record.path(u"meta.json"_s)); });
+    }
     if (m_captures == scan.records) {
         return;
     }

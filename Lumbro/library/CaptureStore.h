@@ -3,6 +3,7 @@
 #include "LumbroCore/Failure.h"
 #include "library/BrokenFiles.h"
 #include "library/CaptureLock.h"
+#include "library/LinkFence.h"
 #include "library/formats/CaptureMeta.h"
 
 #include <QDateTime>
@@ -24,6 +25,8 @@ class CaptureStore {
 
     /// Called after the list has changed.
     std::function<void()> onChanged;
+    /// Captures whose `meta.json` it forbids are not listed.
+    ReadGuard mayRead;
 
     QString folder() const { return m_root + QStringLiteral("/captures"); }
     const QList<CaptureRecord>& captures() const { return m_captures; }

@@ -56,6 +56,7 @@ struct ContextLibrary::Private {
 ContextLibrary::ContextLibrary(const QString& root, Clock& clock, Hooks hooks, const QString& builtInEngines)
     : m_private(std::make_unique<Private>(QDir::cleanPath(QDir(root).absolutePath()), clock, std::move(hooks),
                                           builtInEngines)) {
+    m_private->captures.mayRead = guard();
     m_private->captures.onChanged = [this] { Q_EMIT capturesChanged(); };
     m_private->engines.onChanged = [this] { Q_EMIT enginesChanged(); };
     m_private->voices.onChanged = [this] { Q_EMIT voicesChanged(); };
@@ -82,6 +83,10 @@ QString ContextLibrary::enginesFolder() const {
 
 QString ContextLibrary::voicesFolder() const {
     return root() + u"/voices"_s;
+}
+
+const ReadGuard& ContextLibrary::guard() const {
+    return m_private->hooks.mayRead;
 }
 
 void ContextLibrary::open() {

@@ -4,6 +4,7 @@
 #include "LumbroCore/Failure.h"
 #include "engines/formats/Engine.h"
 #include "engines/formats/Voice.h"
+#include "library/LibraryHooks.h"
 #include "library/formats/CaptureMeta.h"
 #include "library/formats/TranscriptSegment.h"
 
@@ -15,7 +16,6 @@
 #include <QStringList>
 
 #include <expected>
-#include <functional>
 #include <memory>
 #include <optional>
 
@@ -28,14 +28,7 @@ class ContextLibrary final : public QObject {
     Q_OBJECT
 
   public:
-    /// What start-up and the watch timer call in modules above. Empty ones are passed over.
-    struct Hooks {
-        /// Packs the audio tracks of one capture. Start-up calls it for every capture that a crash left with
-        /// ".caf" files, on a background thread; touches files only. The library's end waits for it.
-        std::function<void(const QString& captureFolder)> packTracks;
-        std::function<void()> bootMemory;
-        std::function<void()> reloadMemory;
-    };
+    using Hooks = LibraryHooks;
 
     /// Touches nothing yet. `builtInEngines` is the folder of the engine files that come with the
     /// application.
@@ -50,6 +43,8 @@ class ContextLibrary final : public QObject {
     QString capturesFolder() const;
     QString enginesFolder() const;
     QString voicesFolder() const;
+    /// Whether a file or folder of the library may be read by what this library serves.
+    const ReadGuard& guard() const;
 
     /// Start-up of the application: `open`, `repair`, memory, the watch timer.
     void bootstrap();

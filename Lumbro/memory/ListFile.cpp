@@ -15,7 +15,8 @@
 
 namespace lumbro {
 
-ListFile::ListFile(QString path) : m_path(std::move(path)) {}
+ListFile::ListFile(QString path, ReadGuard mayRead)
+    : m_path(std::move(path)), m_mayRead(std::move(mayRead)) {}
 
 bool ListFile::hasChanged() const {
     return !m_isSettled || FileStamp::of(AT_FDCWD, QFile::encodeName(m_path)) != m_stamp;
@@ -25,7 +26,7 @@ bool ListFile::read() {
     const FileStamp stampBefore = m_stamp;
     m_stamp = FileStamp::of(AT_FDCWD, QFile::encodeName(m_path));
     m_isSettled = hasSettled(m_stamp);
-    auto bytes = readFile(m_path);
+    auto bytes = m_mayRead && !m_mayRead(m_path) ? std::nullopt : readFile(m_path);
     m_fault.reset();
     if (!bytes && (m_stamp.exists() || QFileInfo(m_path).isSymLink())) {
         m_fault = {m_path, MemoryFault::Kind::unreadable};

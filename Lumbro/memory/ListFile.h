@@ -1,5 +1,6 @@
 #pragma once
 
+#include "library/LinkFence.h"
 #include "library/SummaryCache.h"
 #include "memory/MemoryFault.h"
 
@@ -13,7 +14,7 @@ namespace lumbro {
 /// One file of the memory that is read whole.
 class ListFile {
   public:
-    explicit ListFile(QString path);
+    explicit ListFile(QString path, ReadGuard mayRead = {});
 
     const QString& path() const { return m_path; }
     /// Looks at the file's metadata only. True when it is not what was read last.
@@ -30,6 +31,7 @@ class ListFile {
 
   private:
     QString m_path;
+    ReadGuard m_mayRead;
     QByteArray m_bytes;
     FileStamp m_stamp;
     bool m_isSettled = false;

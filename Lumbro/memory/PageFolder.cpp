@@ -27,8 +27,8 @@ struct CloseDir {
 };
 using Dir = std::unique_ptr<DIR, CloseDir>;
 
-Dir openFolder(const QString& path) {
-    return Dir(opendir(QFile::encodeName(path).constData()));
+Dir openFolder(const QString& path, const ReadGuard& mayRead) {
+    return mayRead && !mayRead(path) ? Dir() : Dir(opendir(QFile::encodeName(path).constData()));
 }
 
 /// Also true for a link that leads nowhere.
@@ -66,13 +66,14 @@ bool hasSettled(const FileStamp& stamp) {
     return nanoseconds(std::chrono::system_clock::now().time_since_epoch()).count() - last > settling.count();
 }
 
-PageFolder::PageFolder(MemoryEntity::Kind kind, QString path) : m_kind(kind), m_path(std::move(path)) {}
+PageFolder::PageFolder(MemoryEntity::Kind kind, QString path, ReadGuard mayRead)
+    : m_kind(kind), m_path(std::move(path)), m_mayRead(std::move(mayRead)) {}
 
 std::vector<PageFolder::Entry> PageFolder::list() const {
     constexpr QByteArrayView ending = ".md";
     std::vector<Entry> entries;
     entries.reserve(m_files.size() + 1);
-    const Dir folder = openFolder(m_path);
+    const Dir folder = openFolder(m_path, m_mayRead);
     // The stream is this function's alone.
     while (const dirent* item = folder ? readdir(folder.get()) : nullptr) {  // NOLINT(concurrency-mt-unsafe)
         const QByteArrayView name(item->d_name);
@@ -90,13 +91,13 @@ bool PageFolder::hasChanged() const {
 
 PageFolder::Page PageFolder::readPage(int folder, const Entry& entry) const {
     Page page{.stamp = entry.stamp, .entity = {}, .isSettled = hasSettled(entry.stamp)};
-    const auto bytes = readPlain(folder, entry.name);
+    const QString name = QFile::decodeName(entry.name);
+    const QString path = m_path + u'/' + name;
+    const auto bytes = m_mayRead && !m_mayRead(path) ? std::nullopt : readPlain(folder, entry.name);
     if (bytes && !QUtf8StringView(*bytes).isValidUtf8()) {
         page.fault = MemoryFault::Kind::notText;
     } else if (bytes) {
-        const QString name = QFile::decodeName(entry.name);
-        page.entity =
-            MemoryEntity::parse(m_kind, name.chopped(3), m_path + u'/' + name, QString::fromUtf8(*bytes));
+        page.entity = MemoryEntity::parse(m_kind, name.chopped(3), path, QString::fromUtf8(*bytes));
     }
     return page;
 }
@@ -107,7 +108,7 @@ bool PageFolder::read() {
     m_unreadable.clear();
     m_faults.clear();
     m_isUnsettled = false;
-    const Dir folder = openFolder(m_path);
+    const Dir folder = openFolder(m_path, m_mayRead);
     if (!folder && isThere(m_path)) {
         m_faults.append({m_path, MemoryFault::Kind::unreadable});
     }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "library/LinkFence.h"
 #include "library/SummaryCache.h"
 #include "memory/MemoryFault.h"
 #include "memory/formats/MemoryEntity.h"
@@ -19,7 +20,7 @@ namespace lumbro {
 /// read again.
 class PageFolder {
   public:
-    PageFolder(MemoryEntity::Kind kind, QString path);
+    PageFolder(MemoryEntity::Kind kind, QString path, ReadGuard mayRead = {});
 
     const QString& path() const { return m_path; }
     QString page(const QString& slug) const { return m_path + u'/' + slug + QStringLiteral(".md"); }
@@ -59,6 +60,7 @@ class PageFolder {
 
     MemoryEntity::Kind m_kind;
     QString m_path;
+    ReadGuard m_mayRead;
     std::vector<Entry> m_files;
     QList<MemoryEntity> m_entities;
     QHash<QByteArray, Page> m_pages;
