@@ -107,7 +107,8 @@ void AskService::reload() {
 
 QString AskService::ask(const AskQuestion& asked) {
     AskQuestion question = asked;
-    question.question.remove(QChar::Null);
+    // As answers are, so that the file gives back what was asked.
+    question.question.remove(QChar::Null).remove(u'\r');
     question.question = question.question.trimmed();
     const AskThread thread = threadFor(question);
     const QString id = thread.id;
@@ -246,7 +247,10 @@ QString AskService::save(const AskThread& asked, const AskTurn& turn, bool isLoc
         return other.id == id && (isGone || (hasMoved && other.turns == before));
     });
     if (!isGone) {
-        put(written.value_or(*known));
+        // Before others that were answered in the same second.
+        const AskThread answered = written.value_or(*known);
+        m_threads.removeIf([&](const AskThread& other) { return other.id == answered.id; });
+        m_threads.prepend(answered);
     }
     AskThreads::sort(m_threads);
     Q_EMIT threadsChanged();

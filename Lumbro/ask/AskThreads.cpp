@@ -4,19 +4,33 @@
 #include "LumbroCore/LockedUpdate.h"
 #include "LumbroCore/Trash.h"
 #include "ask/formats/AskThreadFile.h"
+#include "library/SummaryCache.h"
 
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 #include <QUtf8StringView>
 
 #include <algorithm>
 #include <optional>
+#include <utility>
+
+#include <fcntl.h>
 
 namespace lumbro {
 
 namespace {
 
 constexpr int mostNames = 1000;
+
+/// Written last first, of which the dates in the files, whole seconds, don't always tell.
+QFileInfoList newestFirst(const QString& folder) {
+    QFileInfoList files = QDir(folder).entryInfoList(QDir::Files, QDir::Name);
+    std::ranges::stable_sort(files, std::greater(), [](const QFileInfo& file) {
+        return FileStamp::of(AT_FDCWD, QFile::encodeName(file.absoluteFilePath())).modified;
+    });
+    return files;
+}
 
 /// UTF-8, and not UTF-16 of plain letters, whose bytes could pass for it.
 bool isText(const QByteArray& bytes) {
@@ -41,7 +55,8 @@ QString baseName(const AskThread& thread) {
 
 }  // namespace
 
-AskThreads::AskThreads(const QString& libraryRoot) : m_folder(libraryRoot + u"/asks"_s) {}
+AskThreads::AskThreads(const QString& libraryRoot, ReadGuard mayRead)
+    : m_folder(libraryRoot + u"/asks"_s), m_mayRead(std::move(mayRead)) {}
 
 QList<AskThread> AskThreads::readAll(const AskLookup& lookup, QStringList* unreadable) const {
     QList<AskThread> threads;
@@ -54,8 +69,8 @@ QList<AskThread> AskThreads::readAll(const AskLookup& lookup, QStringList* unrea
     if (folder.exists() && (!folder.isDir() || !folder.isReadable())) {
         pass(m_folder);
     }
-    for (const QFileInfo& file : QDir(m_folder).entryInfoList(QDir::Files, QDir::Name)) {
-        if (file.suffix() != u"md") {
+    for (const QFileInfo& file : newestFirst(m_folder)) {
+        if (file.suffix() != u"md" || (m_mayRead && !m_mayRead(file.absoluteFilePath()))) {
             continue;
         }
         const auto bytes = readFile(file.absoluteFilePath());

@@ -3,6 +3,7 @@
 #include "LumbroCore/Failure.h"
 #include "ask/formats/AskLookup.h"
 #include "ask/formats/AskThread.h"
+#include "library/LinkFence.h"
 
 #include <QDateTime>
 #include <QList>
@@ -16,12 +17,14 @@ namespace lumbro {
 /// The folder of thread files, `<library>/asks`. Several processes may use it at once. Any thread.
 class AskThreads {
   public:
-    explicit AskThreads(const QString& libraryRoot);
+    /// Files that `mayRead` forbids are as good as not there.
+    explicit AskThreads(const QString& libraryRoot, ReadGuard mayRead = {});
 
     QString folder() const { return m_folder; }
 
-    /// Every thread, newest `updated` first. Files that are no UTF-8 text are passed over. `unreadable` gets
-    /// their paths, those of empty files, and of the folder when it can't be listed.
+    /// Every thread, newest `updated` first; of one second, the file written last first. Files that are no
+    /// UTF-8 text are passed over. `unreadable` gets their paths, those of empty files, and of the folder
+    /// when it can't be listed.
     QList<AskThread> readAll(const AskLookup& lookup, QStringList* unreadable = nullptr) const;
     /// Newest `updated` first; threads of one date keep their order.
     static void sort(QList<AskThread>& threads);
@@ -44,6 +47,7 @@ class AskThreads {
     QString pathOf(const QString& id) const;
 
     QString m_folder;
+    ReadGuard m_mayRead;
 };
 
 }  // namespace lumbro

@@ -2,7 +2,13 @@
 #include "LumbroCore/LockedUpdate.h"
 #include "tests/ask/AskServiceFixture.h"
 
+#include <QFile>
 #include <QFileInfo>
+
+#include <array>
+
+#include <fcntl.h>
+#include <sys/stat.h>
 
 using namespace lumbro;
 using namespace std::chrono_literals;
@@ -128,6 +134,36 @@ TEST_F(AskKeepingTest, aZeroCharacterMakesNoThreadUnreadable) {
     call().answer(u"1\0"_s);
     EXPECT_EQ(questions(onDisk(id)), QStringList{u"One"_s});
     EXPECT_EQ(onDisk(id).title, u"One"_s);
+}
+
+TEST_F(AskKeepingTest, ofOneSecondTheThreadAnsweredLastStandsFirst) {
+    const auto order = [](const QList<AskThread>& threads) {
+        QStringList titles;
+        for (const AskThread& thread : threads) {
+            titles << thread.title;
+        }
+        return titles;
+    };
+    long nanoseconds = 0;
+    const auto answer = [&](const QString& id) {
+        call().answer(u"1"_s);
+        const timespec time{.tv_sec = 1'700'000'000, .tv_nsec = ++nanoseconds};
+        const std::array times{time, time};
+        const QByteArray path = QFile::encodeName(m_folder.path(u"asks/%1.md"_s.arg(id)));
+        EXPECT_EQ(utimensat(AT_FDCWD, path.constData(), times.data(), 0), 0);
+    };
+    const QString first = ask(u"Bravo"_s);
+    answer(first);
+    answer(ask(u"Alpha"_s));
+    answer(ask(u"Charlie"_s));
+    QStringList expected{u"Charlie"_s, u"Alpha"_s, u"Bravo"_s};
+    EXPECT_EQ(order(service.threads()), expected);
+    EXPECT_EQ(order(AskThreads(m_library.root()).readAll({})), expected);
+    answer(ask(u"More"_s, first));
+    expected.move(2, 0);
+    EXPECT_EQ(order(service.threads()), expected);
+    service.reload();
+    EXPECT_EQ(order(service.threads()), expected);
 }
 
 TEST_F(AskKeepingTest, twoProcessesThatBeginAtOnceGetTheirOwnThreads) {
