@@ -3,6 +3,7 @@
 #include "LumbroCore/AppLog.h"
 #include "LumbroCore/AtomicFile.h"
 #include "LumbroCore/Dates.h"
+#include "LumbroCore/Text.h"
 #include "engines/formats/EngineInput.h"
 #include "library/ContextLibrary.h"
 #include "memory/DailyPass.h"
@@ -14,6 +15,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QPointer>
+#include <QUuid>
 
 #include <algorithm>
 #include <iterator>
@@ -69,6 +71,15 @@ std::optional<QList<ReplyItem>> decoded(const QString& text) {
         items.append({item.value(u"hook"_s).toString(), *angle, *capture});
     }
     return items;
+}
+
+QString donePath(const ContextLibrary& library) {
+    return library.root() + u"/.ideas.done"_s;
+}
+
+QString beginning(const QString& reply) {
+    constexpr qsizetype shown = 90;
+    return firstCharacters(reply.simplified(), shown);
 }
 
 DailyIdea ideaOf(const IdeaItem& item) {
@@ -187,6 +198,18 @@ QList<DailyIdea> DailyIdeas::addedSince(const QSet<QString>& knownHooks) {
     return ideas;
 }
 
+/// What changes with every pass that comes to its end, in any process.
+QByteArray DailyIdeas::doneMark() const {
+    return readFile(donePath(m_ports.library)).value_or(QByteArray());
+}
+
+void DailyIdeas::markDone() const {
+    const QByteArray mark = QUuid::createUuid().toByteArray(QUuid::WithoutBraces) + '\n';
+    if (const auto written = writeFileAtomically(donePath(m_ports.library), mark); !written) {
+        AppLog::error(area, written.error().message);
+    }
+}
+
 Task<Result<QList<DailyIdea>>> DailyIdeas::run(QDateTime day, bool present, Cancel cancel,
                                                std::function<void()> onWait) {
     if (m_isRunning) {
@@ -198,6 +221,7 @@ Task<Result<QList<DailyIdea>>> DailyIdeas::run(QDateTime day, bool present, Canc
     QSet<QString> knownHooks;
     std::ranges::transform(m_ports.memory.ideas(), std::inserter(knownHooks, knownHooks.end()),
                            &IdeaItem::hook);
+    const QByteArray markBefore = doneMark();
     bool hasWaited = false;
     const std::function<void()> waiting = [&hasWaited, &onWait] {
         hasWaited = true;
@@ -211,8 +235,10 @@ Task<Result<QList<DailyIdea>>> DailyIdeas::run(QDateTime day, bool present, Canc
     if (!claim) {
         co_return fail(u"Another Lumbro looks through the day; its ideas will be in the list in a moment."_s);
     }
-    Result<QList<DailyIdea>> ideas = hasWaited ? addedSince(knownHooks) : QList<DailyIdea>();
-    if (ideas->isEmpty()) {
+    Result<QList<DailyIdea>> ideas;
+    if (hasWaited && doneMark() != markBefore) {
+        ideas = addedSince(knownHooks);
+    } else {
         ideas = co_await pass(day, std::move(cancel));
     }
     if (alive && present) {
@@ -248,8 +274,13 @@ Task<Result<QList<DailyIdea>>> DailyIdeas::pass(QDateTime day, Cancel cancel) {
     }
     QStringList folders;
     std::ranges::transform(found, std::back_inserter(folders), &CaptureRecord::id);
-    const QList<DailyIdea> parsed = parse(*reply, folders);
-    const Result<QStringList> lines = co_await m_ports.memory.addIdeas(newIdeas(parsed));
+    const auto parsed = parse(*reply, folders);
+    if (!parsed) {
+        co_return fail(
+            u"The agent's answer could not be read, so no ideas were filed; it begins with \"%1\". "
+            "Try again."_s.arg(beginning(*reply)));
+    }
+    const Result<QStringList> lines = co_await m_ports.memory.addIdeas(newIdeas(*parsed));
     if (!lines) {
         co_return std::unexpected(lines.error());
     }
@@ -257,6 +288,7 @@ Task<Result<QList<DailyIdea>>> DailyIdeas::pass(QDateTime day, Cancel cancel) {
         co_return fail(FailureKind::cancelled, u"Lumbro was closed."_s);
     }
     QList<DailyIdea> ideas = added(*lines);
+    markDone();
     const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(m_ports.clock.elapsed() - begun);
     AppLog::info(
         area, u"%1 ideas from %2 captures in %3s"_s.arg(ideas.size()).arg(found.size()).arg(seconds.count()));
@@ -305,11 +337,11 @@ void DailyIdeas::show(const Result<QList<DailyIdea>>& ideas) {
     }
 }
 
-QList<DailyIdea> DailyIdeas::parse(const QString& text, const QStringList& folders) {
+std::optional<QList<DailyIdea>> DailyIdeas::parse(const QString& text, const QStringList& folders) {
     auto items = decoded(text);
     if (!items) {
         AppLog::error(area, u"unreadable JSON"_s);
-        return {};
+        return std::nullopt;
     }
     items->resize(std::min(items->size(), mostIdeas));
     QList<DailyIdea> ideas;

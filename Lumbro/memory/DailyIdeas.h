@@ -65,14 +65,15 @@ class DailyIdeas final : public QObject {
     /// Makes the pass for the day of `day` and gives the ideas that are new. With `present` the user is shown
     /// them, or told why there are none. A failure is logged; it is `cancelled` when another pass
     /// runs. While another process makes one, it fails and nobody is told; with `onWait` it calls that,
-    /// waits, and gives what the other one has found, if that is anything. The handle may be none.
+    /// waits, and gives what the other one has found, unless that one failed. The handle may be none.
     Task<Result<QList<DailyIdea>>> run(QDateTime day, bool present, Cancel cancel = nullptr,
                                        std::function<void()> onWait = {});
     /// The finished captures that began on the day, oldest first; a brief is no day's work.
     QList<CaptureRecord> captures(const QDateTime& day) const;
 
-    /// The ideas in an agent's reply, at most 3. `folders` are the captures that it was shown. Any text.
-    static QList<DailyIdea> parse(const QString& text, const QStringList& folders);
+    /// The ideas in an agent's reply, at most 3; nothing, which is logged, when it can't be read. `folders`
+    /// are the captures that it was shown. Any text.
+    static std::optional<QList<DailyIdea>> parse(const QString& text, const QStringList& folders);
 
   Q_SIGNALS:
     void isRunningChanged();
@@ -82,6 +83,8 @@ class DailyIdeas final : public QObject {
 
     void check();
     bool hasCaptures(const QDateTime& day);
+    QByteArray doneMark() const;
+    void markDone() const;
     QList<DailyIdea> addedSince(const QSet<QString>& knownHooks);
     Task<Result<QList<DailyIdea>>> pass(QDateTime day, Cancel cancel);
     QString input(const QDateTime& day, const QList<CaptureRecord>& captures) const;

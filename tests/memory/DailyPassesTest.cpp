@@ -72,6 +72,8 @@ class DailyPassesTest : public PassTest {
     std::optional<Result<QList<DailyIdea>>> result;
 };
 
+const QString nothing = uR"({"ideas":[]})"_s;
+
 const QByteArray due =
     "- [ ] late · Me → Bo · due 2026-03-01 · 2026-02-20 ^p-aaaaaa\n"
     "- [ ] today · Me → Bo · due 2026-03-02 · 2026-02-20 ^p-bbbbbb\n"
@@ -255,7 +257,7 @@ TEST_F(DailyPassesTest, theEveningsPassKeepsToTheSettingsAndTheCalendar) {
         ideas.start();
         EXPECT_EQ(!agent.calls.empty(), row.runs) << row.what;
         if (row.runs) {
-            agent.calls.back()->answer(u"{}"_s);
+            agent.calls.back()->answer(nothing);
         }
     }
 }
@@ -270,9 +272,15 @@ TEST_F(DailyPassesTest, aPassThatIsAskedForTellsWhyThereIsNothing) {
     auto first = std::exchange(result, std::nullopt);
     begin(ideas);
     EXPECT_EQ(result->error().kind, FailureKind::cancelled) << "one at a time";
-    agent.calls.back()->answer(u"I found nothing today."_s);
+    agent.calls.back()->answer(nothing);
     EXPECT_EQ(shown.size(), 1) << "a silent pass";
     EXPECT_EQ(*result, QList<DailyIdea>());
+    begin(ideas);
+    agent.calls.back()->answer(u"I found\nnothing today."_s);
+    EXPECT_EQ(result->error().kind, FailureKind::failed);
+    EXPECT_EQ(shown.last(),
+              u"error: The agent's answer could not be read, so no ideas were filed; it begins with "
+              "\"I found nothing today.\". Try again."_s);
     scratch.write(u"library/engines/ideas.md"_s, "gone");
     library.reloadEngines(true);
     begin(ideas);
@@ -291,16 +299,29 @@ TEST_F(DailyPassesTest, twoProcessesPayForOnePass) {
     ASSERT_TRUE(result && !*result);
     EXPECT_TRUE(result->error().message.startsWith(u"Another Lumbro looks through the day"_s));
     EXPECT_TRUE(shown.isEmpty() && !ideas.isRunning());
-    agent.calls.back()->answer(u"{}"_s);
+    agent.calls.back()->answer(nothing);
     begin(ideas);
     ASSERT_EQ(agent.calls.size(), 2U) << "once the other one is through";
-    agent.calls.back()->answer(u"{}"_s);
+    agent.calls.back()->answer(nothing);
 }
 
 TEST_F(DailyPassesTest, whoAsksForAPassThatAnotherProcessMakesWaitsForItsIdeas) {
     capture(at(9, 0));
     scratch.write(u"library/memory/ideas.md"_s, "# Ideas\n\n- **Old one** · 2026-03-01\n");
-    for (const bool isFound : {true, false}) {
+    const QString none = u"No strong content ideas in today's notes."_s;
+    struct Row {
+        const char* what;
+        Result<QString> theirs;
+        size_t asked;
+        QString shown;
+    };
+    const Row rows[] = {
+        {"ideas", uR"({"ideas":[{"hook":"Why tea"}]})"_s, 1, u"Why tea||2026-03-02-0900-meeting"_s},
+        {"none", nothing, 1, none},
+        {"a failure", fail(u"busy"_s), 2, none},
+        {"no answer that can be read", u"Sorry."_s, 2, none},
+    };
+    for (const Row& row : rows) {
         shown.clear();
         agent.calls.clear();
         DailyIdeas theirs(ideasPorts());
@@ -309,18 +330,16 @@ TEST_F(DailyPassesTest, whoAsksForAPassThatAnotherProcessMakesWaitsForItsIdeas) 
         int waits = 0;
         const auto second = ideas.run(clock.now(), true, nullptr, [&waits] { ++waits; });
         clock.advance(5s);
-        EXPECT_EQ(waits, 1);
-        EXPECT_FALSE(second.isReady());
-        agent.calls.back()->answer(isFound ? uR"({"ideas":[{"hook":"Why tea"}]})"_s : u"{}"_s);
+        EXPECT_EQ(waits, 1) << row.what;
+        EXPECT_FALSE(second.isReady()) << row.what;
+        agent.calls.back()->answer(row.theirs);
         clock.advance(1s);
-        if (!isFound) {
-            ASSERT_EQ(agent.calls.size(), 2U) << "the other one has found nothing, or failed";
-            agent.calls.back()->answer(u"{}"_s);
+        EXPECT_EQ(agent.calls.size(), row.asked) << row.what;
+        if (row.asked > 1) {
+            agent.calls.back()->answer(nothing);
         }
-        ASSERT_TRUE(second.isReady());
-        EXPECT_EQ(agent.calls.size(), isFound ? 1U : 2U);
-        EXPECT_EQ(shown, QStringList{isFound ? u"Why tea||2026-03-02-0900-meeting"_s
-                                             : u"No strong content ideas in today's notes."_s});
+        ASSERT_TRUE(second.isReady()) << row.what;
+        EXPECT_EQ(shown, QStringList{row.shown}) << row.what;
     }
 }
 
@@ -348,6 +367,7 @@ TEST_F(DailyPassesTest, anAnswerAfterThePassesEndHarmsNobody) {
 
 TEST(DailyIdeas, readsWhatTheAgentMayAnswer) {
     const QStringList folders{u"one"_s, u"two"_s, u"two-2"_s};
+    const QString unreadable = u"unreadable"_s;
     const auto item = [](const char* fields) {
         return u"{\"ideas\":["_s + QString::fromUtf8(fields) + u"]}"_s;
     };
@@ -359,21 +379,23 @@ TEST(DailyIdeas, readsWhatTheAgentMayAnswer) {
         {item(R"({"hook":"a"},{"hook":"b","capture":null},{"hook":"c","capture":"x"})"),
          u"a@two-2 b@two-2 c@two-2"_s},
         {item(R"({"hook":"a"},{"hook":"  "},{"hook":"c"},{"hook":"d"},{"hook":"e"})"), u"a@two-2 c@two-2"_s},
-        {u"{}"_s, {}},
-        {u"{\"ideas\":{}}"_s, {}},
-        {item(R"({"angle":"no hook"},{"hook":"b"})"), {}},
-        {item(R"({"hook":"a","angle":7})"), {}},
-        {item("7"), {}},
-        {u"} nothing {"_s, {}},
-        {u"no JSON"_s, {}},
-        {QString(), {}},
+        {nothing, {}},
+        {u"{}"_s, unreadable},
+        {u"{\"ideas\":{}}"_s, unreadable},
+        {item(R"({"angle":"no hook"},{"hook":"b"})"), unreadable},
+        {item(R"({"hook":"a","angle":7})"), unreadable},
+        {item("7"), unreadable},
+        {u"} nothing {"_s, unreadable},
+        {u"no JSON"_s, unreadable},
+        {QString(), unreadable},
     };
     for (const auto& [text, expected] : rows) {
         QStringList found;
-        for (const DailyIdea& idea : DailyIdeas::parse(text, folders)) {
+        const auto ideas = DailyIdeas::parse(text, folders);
+        for (const DailyIdea& idea : ideas.value_or(QList<DailyIdea>())) {
             found += idea.hook + u'@' + idea.capture;
         }
-        EXPECT_EQ(found.join(u' '), expected) << qPrintable(text);
+        EXPECT_EQ(ideas ? found.join(u' ') : unreadable, expected) << qPrintable(text);
     }
-    EXPECT_TRUE(DailyIdeas::parse(rows[0].first, {}).isEmpty());
+    EXPECT_TRUE(DailyIdeas::parse(rows[0].first, {})->isEmpty());
 }
