@@ -2,6 +2,7 @@
 
 #include "LumbroCore/Literals.h"
 #include "chats/formats/SecretRules.h"
+#include "chats/formats/SeenText.h"
 
 #include <QList>
 #include <QRegularExpression>
@@ -116,7 +117,7 @@ QString withMarks(QString text) {
 /// their first two letters, and a table of the three letters with which a hint may begin.
 class Rules {
   public:
-    static constexpr size_t most = 128;
+    static constexpr size_t most = 160;
 
     Rules() {
         for (const SecretRule& rule : secretRules().first(std::min(most, secretRules().size()))) {
@@ -204,60 +205,54 @@ std::bitset<Rules::most> Rules::matching(QStringView text) const {
     return found;
 }
 
-/// Characters that nobody sees and that may stand in the midst of a key: copied from a page, they mark where
-/// the line may be broken.
-bool isUnseen(char16_t unit) {
-    return unit == 0xad || (unit >= 0x200b && unit <= 0x200d) || unit == 0x2060 || unit == 0xfeff;
-}
-
-bool hasUnseen(QStringView text) {
-    // Most texts are ASCII, which is found out at the speed of memory.
-    char16_t all = 0;
-    for (const QChar c : text) {
-        all |= c.unicode();
-    }
-    return all >= letters && std::ranges::any_of(text, [](QChar c) { return isUnseen(c.unicode()); });
-}
-
-/// The text without unseen characters between two that keys are made of. In other scripts they have a
-/// meaning.
-QString joined(const QString& text) {
-    static const QRegularExpression unseen(
-        uR"((?<=[!-~])[\x{ad}\x{200b}-\x{200d}\x{2060}\x{feff}]+(?=[!-~]))"_s);
-    return QString(text).remove(unseen);
-}
-
-QString withoutSecrets(const QString& text) {
+const Rules& allRules() {
     static const Rules rules;
-    const auto matching = rules.matching(text);
-    if (matching.none()) {
-        return text;
-    }
+    return rules;
+}
+
+/// What an earlier pass has left stands in, and no half of a character: no pattern matches in a text with
+/// one.
+QString readable(const QString& text) {
     QString result = withStandIns(text);
-    if (!result.isValidUtf16()) {
-        // No pattern matches in a text with half a character.
-        result = QString::fromUtf8(result.toUtf8());
-    }
-    for (size_t i = 0; i < rules.size(); ++i) {
+    return result.isValidUtf16() ? result : QString::fromUtf8(result.toUtf8());
+}
+
+template <typename Text>
+void hide(Text& text, const std::bitset<Rules::most>& matching) {
+    for (size_t i = 0; i < allRules().size(); ++i) {
         if (matching[i]) {
-            result.replace(rules.at(i).pattern, rules.at(i).replacement);
+            text.replace(allRules().at(i).pattern, allRules().at(i).replacement);
         }
     }
+}
+
+/// Once as the text is seen, and once as it stands: what is unseen may be all that parts a key from a word.
+QString hiddenAsSeen(const QString& text) {
+    SeenText seen(readable(text));
+    const auto matchingSeen = allRules().matching(seen.text());
+    const auto matching = allRules().matching(text);
+    if (matchingSeen.none() && matching.none()) {
+        return text;
+    }
+    hide(seen, matchingSeen);
+    QString result = seen.whole();
+    hide(result, matching);
     return withMarks(std::move(result));
 }
 
 }  // namespace
 
 QString Redact::secrets(const QString& text) {
-    QString result = withoutSecrets(text);
-    if (hasUnseen(result)) {
-        const QString whole = joined(result);
-        QString again = withoutSecrets(whole);
-        if (again != whole) {
-            return again;
-        }
+    if (SeenText::isNeededFor(text)) {
+        return hiddenAsSeen(text);
     }
-    return result;
+    const auto matching = allRules().matching(text);
+    if (matching.none()) {
+        return text;
+    }
+    QString result = readable(text);
+    hide(result, matching);
+    return withMarks(std::move(result));
 }
 
 }  // namespace lumbro

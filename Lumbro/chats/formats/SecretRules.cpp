@@ -1,5 +1,7 @@
 #include "chats/formats/SecretRules.h"
 
+#include "chats/formats/SecretParts.h"
+
 #include <array>
 
 // Where a run of characters may fail to go on as wanted, the search skips it whole, so that no text makes it
@@ -12,10 +14,34 @@ namespace {
 constexpr const char* key = "[hidden key]";
 constexpr const char* token = "[hidden token]";
 
-// Left of a key there is no letter or digit, so that words which merely end like its beginning stay.
-#define LUMBRO_EDGE "(?<![A-Za-z0-9])"
-
 constexpr std::array rules{
+    // Before the others, which would take a part of these and leave the rest.
+    SecretRule{"AKIA ASIA",
+               R"(A(?:KIA|SIA)[0-9A-Z]{16}(?![0-9A-Za-z])[\s\S]{1,60}?(?<![A-Za-z0-9/+=])\K)"
+               R"((?=[a-z0-9/+]{0,39}[A-Z])(?=[A-Z0-9/+]{0,39}[a-z])(?=[A-Za-z/+]{0,39}\d))"
+               R"([A-Za-z0-9/+]{40}(?![A-Za-z0-9/+=]))",
+               key},
+    SecretRule{"password pwd",
+               R"re((?i)(\b)re" LUMBRO_SERVER R"re([^;="'\n]{0,200};\s?)re"
+               R"re((?:[a-z][\w .\-]{0,40}=[^;"'\n]{0,200};\s?){0,12}?)re" LUMBRO_PWD
+               R"re()(?!)re" LUMBRO_PLACEHOLDER R"re(\s?(?:[;"'\n]|$))(?:)re" LUMBRO_CLOSED
+               R"re(|[^;\s"']+(?:[ \t]+[^;\s"']+){1,5}(?=[ \t]*(?:;\s*(?:[a-z][\w ]{0,40}=|["']|$)|["']))|)re"
+               R"re([^;\s"']+))re",
+               R"(\1[hidden])"},
+    SecretRule{"password pwd",
+               R"re((?i)(\b)re" LUMBRO_PWD R"re()(?!)re" LUMBRO_PLACEHOLDER R"re(\s?;)(?:)re" LUMBRO_CLOSED
+               R"re(|[^;"'\n]{1,100}?)(?=;\s?)re" LUMBRO_SERVER ")",
+               R"(\1[hidden])"},
+    SecretRule{
+        "password",
+        R"re((?i)(\b(?:host(?:addr)?|dbname|user|port|sslmode)=\S{1,100}\s+(?:\w{1,40}=\S{1,100}\s+){0,8}?)re"
+        R"re(password\s?=\s?)'(?:[^'\\\n]|\\.){1,100}')re",
+        R"(\1[hidden])"},
+    SecretRule{"password",
+               R"re((?i)(\bpassword=)'(?:[^'\\\n]|\\.){1,100}')re"
+               R"re((?=\s+(?:host(?:addr)?|dbname|user|port|sslmode)=))re",
+               R"(\1[hidden])"},
+
     // What is hidden first, and everywhere.
     SecretRule{"sk-", R"(sk-[A-Za-z0-9_\-]{16,})", key},
     SecretRule{"ghp_ gho_ ghu_ ghs_ ghr_", R"(gh[pousr]_[A-Za-z0-9]{20,})", key},
@@ -28,9 +54,16 @@ constexpr std::array rules{
                R"(\1\2[hidden])"},
 
     // Blocks of several lines; one that is cut off is hidden to its end.
-    SecretRule{"-----begin",
-               R"(-----BEGIN [A-Z0-9 ]*PRIVATE KEY(?: BLOCK)?-----(?=[\s\S]{0,300}?[A-Za-z0-9+/=]{32}))"
-               R"((?:[^\-]|-(?!----))*+(?:-----END [A-Z0-9 ]*PRIVATE KEY(?: BLOCK)?-----)?)",
+    SecretRule{
+        "-----begin",
+        R"(-----BEGIN [A-Z0-9 ]*PRIVATE KEY(?: BLOCK)?-----(?=[\s\S]{0,300}?(?:[A-Za-z0-9+/=]{32}|)"
+        // Three short lines.
+        R"((?=\D{0,60}\d)(?:(?:[^\w\n\\\-]{0,40}(?:\\r)?(?:\n|\\n)){1,2}[^\w\n\\\-]{0,40}[A-Za-z0-9+/=]{8,}){3})))"
+        R"((?:[^\-]|-(?!----))*+(?:-----END [A-Z0-9 ]*PRIVATE KEY(?: BLOCK)?-----)?)",
+        key},
+    SecretRule{"---- begin",
+               R"(---- BEGIN SSH2 [A-Z ]*PRIVATE KEY ----(?=[\s\S]{0,600}?[A-Za-z0-9+/=]{16}))"
+               R"((?:[^\-]|-(?!---))*+(?:---- END SSH2 [A-Z ]*PRIVATE KEY ----)?)",
                key},
     SecretRule{"private-lines", R"((Private-Lines:\s*\d+\s+)[A-Za-z0-9+/=\s]{40,})", R"(\1[hidden key])"},
 
@@ -41,6 +74,7 @@ constexpr std::array rules{
         R"re((?i)(aws[_\-]?(?:secret|session)[_\-]?(?:access[_\-]?)?(?:key|token)["']?\s*[:=]\s*["']?))re"
         R"([A-Za-z0-9/+=]{16,})",
         R"(\1[hidden])"},
+    SecretRule{"LTAI", LUMBRO_EDGE R"(LTAI[A-Za-z0-9]{12,26}(?![A-Za-z0-9]))", key},
     SecretRule{"accountkey= sharedaccesskey=", R"(((?:Account|SharedAccess)Key=)[A-Za-z0-9+/=]{40,})",
                R"(\1[hidden])"},
     SecretRule{"sig=", R"(([?&]sig=)[A-Za-z0-9%+/=]{40,})", R"(\1[hidden])"},
@@ -86,6 +120,7 @@ constexpr std::array rules{
     // Money and messages.
     SecretRule{"k_live_ k_test_", LUMBRO_EDGE R"([sr]k_(?:live|test)_[A-Za-z0-9]{10,})", key},
     SecretRule{"whsec_", LUMBRO_EDGE R"(whsec_[A-Za-z0-9+/=]{20,})", key},
+    SecretRule{"access_token", R"(access_token\$(?:production|sandbox)\$[a-z0-9]{8,}\$[a-f0-9]{32})", key},
     SecretRule{"sq0", LUMBRO_EDGE R"(sq0(?:atp|csp|idp)-[A-Za-z0-9_\-]{22,})", key},
     SecretRule{"EAAA", LUMBRO_EDGE R"(EAAA[A-Za-z0-9_\-]{60,})", key},
     SecretRule{"shpat_ shpca_ shppa_ shpss_", LUMBRO_EDGE R"(shp(?:at|ca|pa|ss)_[a-fA-F0-9]{32})", key},
@@ -121,17 +156,60 @@ constexpr std::array rules{
     SecretRule{"client-key-data", R"((client-key-data:\s*)[A-Za-z0-9+/=]{40,})", R"(\1[hidden key])"},
 
     // What stands where a password or a token stands.
+    // Names and texts with a mark around them, as in "**Password:** …".
+    SecretRule{
+        "passw passphrase kennwort",
+        R"re((?im)((?<![A-Za-z0-9])(?:pass(?:word|wd|phrase|wort)|kennwort)(?:[ \t]?\([^()\n]{0,40}\))?)re" LUMBRO_MARKED
+        R"re()(?![<{(\[/~]|\$[{(]|https?:|[\w.\-]+/[\w./\-]+\b|\d+-[a-z]+\b|[a-z]+-[a-z0-9]+(?![\w\-])|)re"
+        R"re((?:)re" LUMBRO_PLACEHOLDER "|" LUMBRO_NO_PASSWORD R"re()(?:[\s`*_"'.,;)]|$)))re"
+        R"re((?:(?=[^\s`"']*(?:\d|[@#$%^&+=~]|[!?][^\s`"'.,;*_]))(?=[^\s`"']*[a-z])[^\s`"'(\[]{6,}?)re"
+        R"re((?=[*_]{0,3}["'`]?[.,;]?[ \t]*(?:$|[`"'|,;(]|(?:and|or|-|/|\x{2013}|\x{2014})[ \t])))re"
+        R"re(|(?-i:[a-z])(?:[a-z]{5,}|[a-z]*(?:-[a-z]+){2,})(?=[*_]{0,3}["'`]?[.,;]?[ \t]*(?:$|[`"'|,;(]))))re",
+        R"(\1[hidden])"},
+    SecretRule{
+        "token secret key",
+        R"re((?im)((?<![A-Za-z0-9])(?:token|secret|(?:api|access|secret|auth)[ _\-]?key)(?:[ \t]?\([^()\n]{0,40}\))?)re" LUMBRO_MARKED
+        R"re()(?=[A-Za-z0-9+/=_\-.~]*\d)(?:)re" LUMBRO_RUN R"re([A-Za-z0-9+/=_\-.~]{16,}|)re"
+        R"re((?!base64|sha\d|utf\d|uint)(?=[a-z]*\d[a-z0-9]*\d)(?=\d*[a-z])[A-Za-z0-9]{8,}+)re"
+        R"re((?=[*_]{0,3}["'`]?[.,;]?[ \t]*(?:$|[`"'|,;]))))re",
+        R"(\1[hidden])"},
+    SecretRule{
+        "authorization",
+        R"re((?i)(authorization["']?\s*[:=]\s*["']?(?:basic|bearer|token|apikey|digest(?!\s+\w+\s?=))\s+))re"
+        R"((?![$<{\[])[^\s"',]{6,})",
+        R"(\1[hidden])"},
+    // With a scheme that has no rule of its own, or with none.
     SecretRule{"authorization",
-               R"re((?i)(authorization["']?\s*[:=]\s*["']?(?:basic|bearer|token|digest|apikey)\s+))re"
-               R"((?![$<{\[])[^\s"',]{6,})",
+               R"re((?i)(authorization\\*["']?\s*[:=]\s*\\*["']?(?:[a-z][\w\-]{1,24}(?:[ \t]+|=))?))re"
+               R"re((?=(?:[^\d\s]*\d){2})(?:)re" LUMBRO_RUN
+               R"re(|(?=[0-9a-f]{8}(?:-[0-9a-f]{4}){3}-[0-9a-f]{12}))[A-Za-z0-9._~+/=\-]{20,}+(?![(\[]))re",
+               R"(\1[hidden])"},
+    SecretRule{"ssws", R"((?i)(\bssws\s+)[A-Za-z0-9_\-]{20,})", R"(\1[hidden])"},
+    SecretRule{
+        "signature=",
+        R"re((?i)((?<![a-z])signature=\\*["']?)(?=[A-Za-z0-9+/=_~\-]*[\d%])[A-Za-z0-9%+/=_~\-]{40,}+(?![.(\[]))re",
+        R"(\1[hidden])"},
+    SecretRule{"nonce=", R"re((?i)(\bdigest\b[^\n]{0,800}?\bresponse=\\*["']?)[0-9a-f]{32,64}(?![0-9a-f]))re",
                R"(\1[hidden])"},
     SecretRule{"bearer", R"((?i)\b(bearer\s+)(?=[A-Za-z0-9._~+/\-]*\d)[A-Za-z0-9._~+/=\-]{16,})",
                R"(\1[hidden])"},
-    // Up to the last "@": a password may hold one, and a slash. What follows a host is its port.
-    SecretRule{"://",
-               R"re((?<!file)(://[^\s:/@\["'<>`]{0,100}:)(?![$<{\[*]|%[ds]|\d{1,5}[/?#,;)]|(?i:port)\b))re"
-               R"re([^\s"'<>`]{1,200}(?=@(?!sha\d)))re",
+    // A password with blanks, where a port or a path behind the host tells that it is one.
+    SecretRule{
+        "://",
+        R"re((?i)(\b(?:postgres(?:ql)?|mysql|mariadb|mongodb|rediss?|amqps?|mssql|sqlserver|clickhouse|)re"
+        R"re(cockroachdb|jdbc:[a-z0-9:]{1,30})(?:\+[a-z0-9]{1,20})?://[^\s:/@"'<>`]{1,100}:))re"
+        R"re((?!\d{1,5}[\s/?#,;)]|)re" LUMBRO_PLACEHOLDER
+        R"re(@)(?:[^\s"'`@]+[ \t]){1,4}[^\s"'`@]{0,100}(?=@[\w.\-]+(?::\d{2,5}\b|/\w)))re",
+        R"(\1[hidden])"},
+    SecretRule{"oracle:thin:", R"re((?i)(oracle:thin:[^\s/@"'`:]{1,100}/)[^\s@"'`/]{1,100}(?=@))re",
                R"(\1[hidden])"},
+    // Up to the last "@": a password may hold one, and a slash. What follows a host is its port.
+    SecretRule{
+        "://",
+        R"re((?<!file)(://(?:\$\{[^{}\s]{1,60}\}|<[^<>\s]{1,60}>|[^\s:/@\["'<>`]){0,100}+:)(?!(?:\d{1,5}|\{[A-Za-z_][\w.]{0,40}\}|)re" LUMBRO_PLACEHOLDER
+        R"re()[/?#,;)<>]|(?:\{[A-Za-z_][\w.]{0,40}\}|)re" LUMBRO_PLACEHOLDER
+        R"re()@|(?i:port)\b)(?:[^\s"'`]|'(?=\w)){1,200}(?=@(?!sha\d)))re",
+        R"(\1[hidden])"},
     // A token in the place of the user's name.
     SecretRule{"://",
                R"((https?://)(?:(?=[A-Za-z0-9_\-]*\d)[A-Za-z0-9_\-]{20,}+|[A-Za-z0-9_\-]{32,}+))"
@@ -148,26 +226,27 @@ constexpr std::array rules{
     SecretRule{"curl",
                R"((\bcurl\b[^\n]{0,500}?\s(?:-u|--user)[ =]?["']?[^\s:'"$]{1,100}:)(?![$<{\[])[^\s'"]+)",
                R"(\1[hidden])"},
-    SecretRule{"pwd=", R"((?i)(;\s?pwd=)(?![/$])[^;\s"']{4,})", R"(\1[hidden])"},
+    SecretRule{"pwd=", R"re((?i)(;\s?pwd=)(?!/|)re" LUMBRO_PLACEHOLDER R"re((?:[;\s"']|$))[^;\s"']{4,})re",
+               R"(\1[hidden])"},
     SecretRule{"machine", R"((\bmachine\s+\S+\s+login\s+\S+\s+password\s+)(?!\[)\S{4,})", R"(\1[hidden])"},
     SecretRule{"\"auth\"", R"(("auth"\s*:\s*")[A-Za-z0-9+/]{16,}={0,2}(?="))", R"(\1[hidden])"},
     // "DB_PASSWORD=…", as shells and ".env" files have it.
     SecretRule{
-        "passw passphrase secret token api_key apikey access_key private_key encryption_key credential",
+        "passw passphrase secret token api_key apikey _key credential",
         R"((?<=[A-Z0-9_])((?:PASSWORD|PASSWD|PASSPHRASE|SECRET|TOKEN|API_?KEY|)"
-        R"(ACCESS_KEY|PRIVATE_KEY|SECRET_KEY|ENCRYPTION_KEY|CREDENTIALS?)\s?[=:]\s?["']?))"
-        R"((?![$<{(/\[\s])(?!\d+\b)(?!undefined|process\.|os\.|env\.)[^\s"'`]{6,})",
+        R"((?:ACCESS|PRIVATE|SECRET|ENCRYPTION|ADMIN|MASTER|SIGNING|FERNET)_KEY|CREDENTIALS?)\s?[=:]\s?["']?))"
+        R"((?![$<{(/\[\s]|~/)(?!\d+\b)(?!undefined|process\.|os\.|env\.)[^\s"'`]{6,})",
         R"(\1[hidden])"},
     // "dbPassword": "…", as code and JSON have it.
-    SecretRule{
-        "passw passphrase secret apikey api_key api-key privatekey private_key private-key accesskey "
-        "access_key "
-        "access-key",
-        R"((?i)((?:api[_\-]?key|secret|password|passwd|passphrase|private[_\-]?key|)"
-        R"(access[_\-]?key|secret[_\-]?key)["']?\s*(?:=>|:=|[:=])\s*(["'`]))(?![$<{\[])[^"'`\s]{6,}(?=\2))",
-        R"(\1[hidden])"},
+    SecretRule{"passw passphrase secret apikey api_key api-key privatekey private_key private-key accesskey "
+               "access_key "
+               "access-key",
+               R"((?i)((?:api[_\-]?key|secret|password|passwd|passphrase|private[_\-]?key|)"
+               R"(access[_\-]?key|secret[_\-]?key)\\*["']?\s*(?:=>|:=|[:=])\s*(\\*["'`])))"
+               R"re((?![<{\[]|\$[{(]|)re" LUMBRO_PLACEHOLDER R"re(\2)(?:(?!\2)[^"`\s]){6,}(?=\2))re",
+               R"(\1[hidden])"},
     SecretRule{"token",
-               R"((?i)(token["']?\s*(?:=>|:=|[:=])\s*(["'`])))"
+               R"((?i)(token\\*["']?\s*(?:=>|:=|[:=])\s*(\\*["'`])))"
                R"((?=[^"'`\s]*\d)(?![$<{\[])[^"'`\s]{8,}(?=\2))",
                R"(\1[hidden])"},
     // authToken=…, without quotes: long, with a digit, and no call or member of something.
@@ -248,14 +327,44 @@ constexpr std::array rules{
         R"((?:[ \t]+|=)["']?)(?![$<{(\[\-|&>@/~.]|\d>|https?:|[a-z]+=)(?=[^\s"'`]*[A-Za-z]))"
         R"((?=[^\s"'`]*[\d!#%^*])[^\s"'`]{6,})",
         R"(\1[hidden])"},
+    // Elements and attributes of XML. A password of letters alone begins with a small one, as labels don't.
+    SecretRule{"passw passphrase",
+               R"re((?i)(<[\w.:\-]{0,60}(?:password|passwd|passphrase)(?:\s[^<>]{0,200})?>\s{0,20}))re"
+               R"re((?!(?:)re" LUMBRO_PLACEHOLDER "|" LUMBRO_NO_PASSWORD
+               R"re()\s{0,20}</)(?=[^<>]{0,200}[\d!@#$%^&+=?~*_]|(?-i:[a-z]))[^\s<>]{3,200}(?=\s{0,20}</))re",
+               R"(\1[hidden])"},
+    SecretRule{
+        "secret token api key",
+        R"re((?i)(<[\w.:\-]{0,60}(?:secret|token|(?:api|access|private)[_\-]?key)(?:\s[^<>]{0,200})?>\s{0,20}))re"
+        R"re((?=[^<>]{0,200}\d)[A-Za-z0-9+/=_\-.:]{16,}(?=\s{0,20}</))re",
+        R"(\1[hidden])"},
+    SecretRule{
+        "password passwd",
+        R"re((?i)(\b(?:key|name)\s?=\s?(["'])[\w.:\- ]{0,60}(?:password|passwd)\2\s+value\s?=\s?(["'])))re"
+        R"re((?!(?:)re" LUMBRO_PLACEHOLDER "|" LUMBRO_NO_PASSWORD
+        R"re()\3)(?=[^\s"']*[\d!@#$%^&+=?~*_]|(?-i:[a-z]))[^\s"']{3,200}(?=\3))re",
+        R"(\1[hidden])"},
+    // Keys of services and programs that have names of their own.
+    SecretRule{
+        "_key -key erkey dminkey ngkey ntkey etkey",
+        R"re((?i)((?:fernet|admin|master|signing|encryption|subscription|storage|account|app|application|)re"
+        R"re(consumer|hmac|jwt|license|deploy)[_\-]?key\\*["']?\s*(?:=>|:=|[:=])\s*\\*["'`]?))re"
+        R"re((?=[A-Za-z0-9+/_\-:]*\d)(?:base64:)?(?=[+/=_\-]?(?:[A-Za-z0-9]+[+/=_\-]+){0,8}[A-Za-z0-9]{12}))re"
+        R"re([A-Za-z0-9+/=_\-]{16,}+(?![.(\[:]))re",
+        R"(\1[hidden])"},
+    SecretRule{"secret_key_base secretkeybase",
+               R"re((?i)(secret_?key_?base\\*["']?\s*(?:=>|:=|[:=])\s*\\*["'`]?))re"
+               R"re((?=[A-Za-z0-9+/=_\-]*\d)[A-Za-z0-9+/=_\-]{16,}+(?![.(\[]))re",
+               R"(\1[hidden])"},
+    // The private members of a key in JSON, wherever its kind stands.
+    SecretRule{"kty", R"re((\\*"(?:d|p|q|dp|dq|qi|k)\\*"\s*:\s*\\*")[A-Za-z0-9_\-]{20,}(?=\\*"))re",
+               R"(\1[hidden])"},
     // The token that stands beside the id of its account.
     SecretRule{"AC0 AC1 AC2 AC3 AC4 AC5 AC6 AC7 AC8 AC9 ACa ACb ACc ACd ACe ACf",
                LUMBRO_EDGE R"((AC[0-9a-f]{32}(?![0-9A-Za-z])[\s\S]{1,120}?(?<![0-9A-Za-z])))"
                            R"([0-9a-f]{32}(?![0-9A-Za-z]))",
                R"(\1[hidden])"},
 };
-
-#undef LUMBRO_EDGE
 
 }  // namespace
 
