@@ -3,7 +3,6 @@
 #include "cli/OpenEngines.h"
 #include "cli/Table.h"
 #include "engines/EngineInbox.h"
-#include "engines/WatchedFolder.h"
 #include "engines/formats/EngineApps.h"
 
 #include <QJsonArray>
@@ -18,7 +17,7 @@ constexpr int usualLimit = 20;
 
 QList<InboxRun> waiting(const Engine& engine, const QDateTime& now) {
     QList<InboxRun> found;
-    const auto files = WatchedFolder(engine.watch.value_or(QString())).files(now);
+    const auto files = EngineInbox::folderOf(engine).files(now);
     for (const WaitingFile& file : files.value_or(QList<WaitingFile>())) {
         found += InboxRun{.engine = engine.id,
                           .file = file.name,

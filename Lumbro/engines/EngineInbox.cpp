@@ -1,16 +1,10 @@
 #include "engines/EngineInbox.h"
 
 #include "LumbroCore/AppLog.h"
-#include "LumbroCore/AtomicFile.h"
-#include "LumbroCore/Dates.h"
-#include "LumbroCore/InBackground.h"
-#include "engines/DroppedFile.h"
-#include "engines/formats/EngineInput.h"
-#include "library/CaptureLock.h"
+#include "engines/EngineInboxJob.h"
 #include "library/ContextLibrary.h"
 
 #include <QDir>
-#include <QFileInfo>
 #include <QPointer>
 
 #include <algorithm>
@@ -20,47 +14,10 @@ namespace lumbro {
 
 namespace {
 
-/// A file that was moved, or not, and what it holds.
-struct Taken {
-    Result<bool> moved;
-    Result<DroppedFile> contents;
-};
-
-Taken take(const WatchedFolder& folder, const QByteArray& rawName, const QString& place) {
-    Taken taken{folder.take(rawName, place), DroppedFile()};
-    if (taken.moved && *taken.moved) {
-        taken.contents = DroppedFile::read(place);
-    }
-    return taken;
-}
-
-QString watched(const Engine& engine) {
-    return engine.watch.value_or(QString());
-}
+/// So often a process that waits for another one's end looks for it.
+constexpr std::chrono::milliseconds look{500};
 
 }  // namespace
-
-/// One file on its way through an engine.
-struct EngineInbox::Job {
-    Engine engine;
-    WaitingFile file;
-    Cancel cancel = std::make_shared<CancellationHandle>();
-    /// Whether a result that can't be filed waits for room.
-    bool waitsForRoom = false;
-    InboxFolder records;
-    /// Held while any process works for the engine.
-    CaptureLock lock{QString()};
-    bool isStuck = false;
-    /// Why no other file would fare better: there is no agent to work on it.
-    QString agentIsMissing{};
-    QString run{};
-    QString place{};
-    DroppedFile contents{};
-
-    QString runName() const { return QFileInfo(run).fileName(); }
-    QString path() const { return watched(engine) + u'/' + file.name; }
-    QString line(const QString& text) const { return engine.id + u": "_s + text; }
-};
 
 EngineInbox::EngineInbox(Ports ports)
     : m_ports(std::move(ports)), m_presence(m_ports.clock, m_ports.whyNoAgent) {}
@@ -77,8 +34,12 @@ QList<Engine> EngineInbox::watching(const ContextLibrary& library) {
     return found;
 }
 
+WatchedFolder EngineInbox::folderOf(const Engine& engine) {
+    return WatchedFolder(engine.watch.value_or(QString()));
+}
+
 QString EngineInbox::problemOf(const Engine& engine, const QString& libraryRoot) {
-    return WatchedFolder(watched(engine)).problem(libraryRoot);
+    return folderOf(engine).problem(libraryRoot);
 }
 
 void EngineInbox::markInterrupted() {
@@ -108,7 +69,7 @@ void EngineInbox::scan() {
             continue;
         }
         m_stuck.remove(engine.id);
-        auto files = WatchedFolder(watched(engine)).files(m_ports.clock.now()).value_or(QList<WaitingFile>());
+        auto files = folderOf(engine).files(m_ports.clock.now()).value_or(QList<WaitingFile>());
         files.removeIf([](const WaitingFile& file) { return !file.isSettled; });
         if (!files.isEmpty()) {
             waiting.append({engine, files});
@@ -163,219 +124,88 @@ Task<QList<InboxRun>> EngineInbox::workThrough(Cancel cancel) {
     const QPointer<EngineInbox> alive(this);
     const QString root = m_ports.library.root();
     QList<InboxRun> told;
-    QString reason;
-    for (const Engine& engine : watching(m_ports.library)) {
+    QString whyNot;
+    const QList<Engine> engines = watching(m_ports.library);
+    for (const Engine& engine : engines) {
         if (const QString problem = problemOf(engine, root); !problem.isEmpty()) {
             told += InboxRun{.engine = engine.id, .state = InboxRun::State::failed, .message = problem};
             continue;
         }
-        const auto files = WatchedFolder(watched(engine)).files(m_ports.clock.now());
-        for (const WaitingFile& file : files.value_or(QList<WaitingFile>())) {
-            const auto job = std::make_shared<Job>(Job{
-                .engine = engine, .file = file, .cancel = cancel, .records = InboxFolder(root, engine.id)});
-            if (cancel->isCancelled || !reason.isEmpty()) {
-                told += waits(*job, cancel->isCancelled ? u"stopped before it"_s : reason);
-            } else if (!file.isSettled) {
-                told += waits(*job, u"changed within the last 5 seconds"_s);
-            } else {
-                told += co_await takeWithAgent(job);
-                reason = job->agentIsMissing;
-            }
+        const InboxFolder records(root, engine.id);
+        const QStringList before = records.endedRuns();
+        bool othersWorked = co_await turn(engine, cancel);
+        QList<InboxRun> own;
+        const auto files = folderOf(engine).files(m_ports.clock.now()).value_or(QList<WaitingFile>());
+        for (const WaitingFile& file : files) {
+            const auto job = std::make_shared<Job>(
+                Job{.engine = engine, .file = file, .cancel = cancel, .records = records});
+            const InboxRun run = co_await takeInTurn(job, whyNot);
             if (!alive) {
                 co_return told;
             }
+            whyNot = whyNot.isEmpty() ? job->agentIsMissing : whyNot;
+            othersWorked = othersWorked || job->isGone;
+            own += job->isGone ? QList<InboxRun>() : QList{run};
         }
+        told += othersWorked ? endedBeside(records, before, own) + own : own;
     }
     co_return told;
 }
 
-/// Makes the engine's records ready for the file. What became of it when that can't be.
-std::optional<InboxRun> EngineInbox::begin(Job& job) {
-    const QString folder = job.records.path();
-    if (!makePrivateFolder(folder)) {
-        return couldNotTake(job, u"the folder %1 can't be made"_s.arg(folder));
-    }
-    // The quick question first: the lock itself waits a moment for others.
-    if (!CaptureLock::isHeld(folder)) {
-        job.lock = CaptureLock(folder);
-    }
-    if (!job.lock.isLocked()) {
-        return waits(job, u"the engine works on another file"_s);
-    }
-    for (const QString& run : job.records.markInterrupted()) {
-        AppLog::info(u"inbox"_s, job.line(u"marked %1 interrupted"_s.arg(run)));
-    }
-    const auto run = job.records.makeRun(m_ports.clock.now(), job.file.name);
-    if (!run) {
-        return couldNotTake(job, run.error().message);
-    }
-    job.run = *run;
-    job.place = InboxFolder::placeIn(*run, job.file.name);
-    return std::nullopt;
-}
-
-/// Leaves the file where it is as long as nobody can work on it.
-Task<InboxRun> EngineInbox::takeWithAgent(JobPtr job) {
+/// Waits until no other process works for the engine. True when one did.
+Task<bool> EngineInbox::turn(Engine engine, Cancel cancel) {
     const QPointer<EngineInbox> alive(this);
-    job->agentIsMissing = co_await m_presence.problem();
-    if (alive && job->agentIsMissing.isEmpty()) {
-        co_return co_await takeOne(job);
-    }
-    co_return waits(*job, job->agentIsMissing, InboxRun::State::failed);
-}
-
-Task<InboxRun> EngineInbox::takeOne(JobPtr job) {
-    const QPointer<EngineInbox> alive(this);
-    if (const auto hindered = begin(*job)) {
-        co_return *hindered;
-    }
-    setRunning(job->engine.id, job->file.name);
-    const Taken taken =
-        co_await inBackground([source = WatchedFolder(watched(job->engine)), name = job->file.rawName,
-                               place = job->place] { return take(source, name, place); });
-    if (!alive) {
-        co_return InboxRun();
-    }
-    if (!taken.moved || !*taken.moved) {
-        QDir().rmdir(job->run);
-        setRunning(job->engine.id, {});
-        co_return taken.moved ? waits(*job, u"gone, taken by another process, or still being written"_s)
-                              : couldNotTake(*job, taken.moved.error().message);
-    }
-    m_stuck.remove(job->path());
-    if (!taken.contents) {
-        const QString reason = u"it can't be read: "_s + taken.contents.error().message;
-        co_return finish(*job, InboxRun::State::failed, reason);
-    }
-    job->contents = *taken.contents;
-    co_return co_await work(job);
-}
-
-Task<InboxRun> EngineInbox::work(JobPtr job) {
-    if (const auto earlier = job->records.runOf(job->contents.hash)) {
-        co_return finish(*job, InboxRun::State::skipped, *earlier);
-    }
-    const QString& name = job->file.name;
-    const QStringList& tools = job->engine.tools;
-    AppLog::info(u"inbox"_s,
-                 job->line(u"started on "_s + name +
-                           (tools.isEmpty() ? QString() : u" with tools "_s + tools.join(u", "_s))));
-    AppLog::info(u"inbox"_s, job->line(u"working on "_s + name));
-    const QPointer<EngineInbox> alive(this);
-    const auto start = m_ports.clock.elapsed();
-    m_handles.insert(job->engine.id, job->cancel);
-    Q_EMIT began(job->engine.name, name);
-    const Result<QString> reply = co_await m_ports.agent.run(request(*job), job->cancel);
-    if (!alive) {
-        co_return InboxRun();
-    }
-    m_handles.remove(job->engine.id);
-    if (!reply) {
-        const FailureKind kind = reply.error().kind;
-        const bool isMissing = kind == FailureKind::notInstalled || kind == FailureKind::notLoggedIn;
-        job->agentIsMissing = isMissing ? reply.error().message : QString();
-        co_return finish(*job, InboxRun::State::failed, reply.error().message);
-    }
-    const auto seconds = std::chrono::round<std::chrono::seconds>(m_ports.clock.elapsed() - start).count();
-    InboxRun filed = co_await file(job, *reply);
-    if (alive && filed.state == InboxRun::State::done) {
-        AppLog::info(u"inbox"_s, job->line(u"done with %1 in %2s"_s.arg(name, QString::number(seconds))));
-        if (QFileInfo(job->place).size() != job->contents.bytes) {
-            filed.message =
-                u"%1 was still being written meanwhile; drop it in again for the rest."_s.arg(name);
-            AppLog::info(u"inbox"_s, job->line(filed.message));
-            m_ports.tell(filed.message, true);
+    const QString records = InboxFolder(m_ports.library.root(), engine.id).path();
+    bool hasWaited = false;
+    while (alive && !cancel->isCancelled && CaptureLock::isHeld(records)) {
+        if (!std::exchange(hasWaited, true)) {
+            Q_EMIT waitsForTurn(engine.name);
         }
+        co_await m_ports.clock.sleep(look);
     }
-    co_return filed;
+    if (alive && hasWaited) {
+        markInterrupted();
+    }
+    co_return hasWaited;
 }
 
-Task<InboxRun> EngineInbox::file(JobPtr job, QString reply) {
+Task<InboxRun> EngineInbox::takeInTurn(JobPtr job, QString whyNot) {
     const QPointer<EngineInbox> alive(this);
-    Result<> written = InboxFolder::writeResult(job->run, reply);
-    if (!written && job->waitsForRoom) {
-        AppLog::error(u"inbox"_s, job->line(written.error().message + u"; trying again"_s));
-        m_ports.tell(u"%1 is done, but its result can't be filed: %2. Make room; Lumbro tries again."_s.arg(
-                         job->engine.name, written.error().message),
-                     true);
+    if (whyNot.isEmpty() && !job->file.isSettled) {
+        whyNot = u"changed within the last 5 seconds"_s;
     }
-    // A reply that was paid for is kept in hand as long as there is a folder for it.
-    while (!written && job->waitsForRoom && QFileInfo(job->run).isDir()) {
-        co_await m_ports.clock.sleep(interval);
+    while (whyNot.isEmpty()) {
+        co_await turn(job->engine, job->cancel);
         if (!alive) {
             co_return InboxRun();
         }
-        written = InboxFolder::writeResult(job->run, reply);
-    }
-    if (!written) {
-        InboxRun lost = finish(*job, InboxRun::State::failed, written.error().message);
-        lost.reply = reply;
-        co_return lost;
-    }
-    if (const auto noted = job->records.remember(job->contents.hash, job->runName()); !noted) {
-        AppLog::error(u"inbox"_s, job->line(noted.error().message));
-    }
-    co_return finish(*job, InboxRun::State::done, InboxFolder::firstLine(reply));
-}
-
-AgentRequest EngineInbox::request(const Job& job) const {
-    AgentRequest request;
-    request.systemPrompt = EngineInput::systemPrompt(job.engine, m_ports.voice());
-    request.instruction = u"Run the %1 engine on the inbox file described in stdin."_s.arg(job.engine.name);
-    request.context = u"# INBOX FILE\nPath: %1\nName: "_s.arg(job.place) + job.file.name + u"\nArrived: "_s +
-                      dates::readable(m_ports.clock.now()) + u"\n\n## CONTENTS\n"_s +
-                      job.contents.text.value_or(u"(not text; open it from the path if you need it)"_s);
-    request.model = job.engine.model;
-    request.tools = job.engine.tools;
-    request.workingDirectory = job.engine.workdir.value_or(QString());
-    request.timeout = EngineInput::timeout(job.engine);
-    return request;
-}
-
-InboxRun EngineInbox::finish(Job& job, InboxRun::State state, const QString& message) {
-    const QString& name = job.file.name;
-    const QString& engine = job.engine.name;
-    QString error;
-    if (state == InboxRun::State::skipped) {
-        error = u"Skipped: same content as the run in %1. Rename or change the file to run it again."_s.arg(
-            message);
-        AppLog::info(u"inbox"_s, job.line(u"skipped %1, same as %2"_s.arg(name, message)));
-    } else if (state == InboxRun::State::failed) {
-        error = u"Failed: "_s + message;
-        AppLog::error(u"inbox"_s, job.line(u"failed on %1: %2"_s.arg(name, message)));
-    }
-    if (!error.isEmpty()) {
-        if (const auto written = InboxFolder::writeError(job.run, error); !written) {
-            AppLog::error(u"inbox"_s, job.line(written.error().message));
+        if (job->cancel->isCancelled) {
+            whyNot = u"stopped before it"_s;
+            break;
+        }
+        InboxRun run = co_await takeWithAgent(job);
+        if (!alive || !std::exchange(job->isBusy, false)) {
+            co_return run;
         }
     }
-    // The next file may be taken, by any process, once this one's end is on the disk.
-    job.lock = CaptureLock(QString());
-    setRunning(job.engine.id, {});
-    if (state == InboxRun::State::done) {
-        m_ports.tell(u"%1: done. %2"_s.arg(engine, message), false);
-    } else if (state == InboxRun::State::failed) {
-        m_ports.tell(u"%1 failed: %2"_s.arg(engine, message), true);
+    co_return waits(*job, whyNot);
+}
+
+/// What another process has made of files since, that would have been ours.
+QList<InboxRun> EngineInbox::endedBeside(const InboxFolder& records, const QStringList& before,
+                                         const QList<InboxRun>& own) {
+    QList<InboxRun> theirs = records.runs(before);
+    std::ranges::reverse(theirs);
+    theirs.removeIf([&own](const InboxRun& run) {
+        const bool isOwn = std::ranges::find(own, run.run, &InboxRun::run) != own.end();
+        return isOwn || run.state == InboxRun::State::running;
+    });
+    for (InboxRun& run : theirs) {
+        if (run.state == InboxRun::State::interrupted) {
+            run.state = InboxRun::State::failed;
+        }
     }
-    const bool isSame = state == InboxRun::State::skipped;
-    return {.engine = job.engine.id,
-            .file = name,
-            .run = job.runName(),
-            .state = state,
-            .message = isSame ? u"same content as the run in "_s + message : message,
-            .folder = job.run};
-}
-
-InboxRun EngineInbox::waits(Job& job, const QString& why, InboxRun::State state) {
-    job.lock = CaptureLock(QString());
-    return {.engine = job.engine.id, .file = job.file.name, .state = state, .message = why};
-}
-
-InboxRun EngineInbox::couldNotTake(Job& job, const QString& reason) {
-    job.isStuck = true;
-    complainOnce(job.path(),
-                 job.line(u"couldn't take %1 from %2: %3"_s.arg(job.file.name, watched(job.engine), reason)));
-    return waits(job, u"couldn't be taken: "_s + reason, InboxRun::State::failed);
+    return theirs;
 }
 
 void EngineInbox::complainOnce(const QString& key, const QString& line) {

@@ -59,15 +59,18 @@ class EngineInbox final : public QObject {
     /// agent it says so once, and looks again some minutes later.
     void scan();
     /// Works through the files that lie there now, also while recording, and tells what became of each, in
-    /// order. Those that wait on are told too, those that can't be taken as failed ones without a run, and
-    /// folders that can't be watched as failed ones without a file. Once cancelled, or without an agent,
-    /// nothing further begins.
+    /// order. Where another process works for an engine, its end is waited for, and what it has made of files
+    /// meanwhile is told too. So are those that wait on, those that can't be taken, as failed ones without a
+    /// run, and folders that can't be watched, as failed ones without a file. Once cancelled, or without an
+    /// agent, nothing further begins.
     Task<QList<InboxRun>> workThrough(Cancel cancel);
 
     /// Engine id to the name of the file that it works on.
     const QMap<QString, QString>& running() const { return m_running; }
     /// Why nothing can be taken from the engine's folder, for people; empty when it can.
     static QString problemOf(const Engine& engine, const QString& libraryRoot);
+    /// Where the engine's files are dropped.
+    static WatchedFolder folderOf(const Engine& engine);
     /// The engines that watch a folder.
     static QList<Engine> watching(const ContextLibrary& library);
 
@@ -75,6 +78,8 @@ class EngineInbox final : public QObject {
     void runningChanged();
     /// The agent is asked about a file.
     void began(const QString& engineName, const QString& file);
+    /// Another process works for the engine, and its end is waited for.
+    void waitsForTurn(const QString& engineName);
 
   private:
     struct Waiting {
@@ -86,12 +91,17 @@ class EngineInbox final : public QObject {
 
     Task<> beginAll(QList<Waiting> waiting);
     Task<> scanOne(Engine engine, QList<WaitingFile> files);
+    Task<bool> turn(Engine engine, Cancel cancel);
+    Task<InboxRun> takeInTurn(JobPtr job, QString whyNot);
+    static QList<InboxRun> endedBeside(const InboxFolder& records, const QStringList& before,
+                                       const QList<InboxRun>& own);
     std::optional<InboxRun> begin(Job& job);
     Task<InboxRun> takeWithAgent(JobPtr job);
     Task<InboxRun> takeOne(JobPtr job);
     Task<InboxRun> work(JobPtr job);
     Task<InboxRun> file(JobPtr job, QString reply);
     AgentRequest request(const Job& job) const;
+    static void note(const Job& job, const QString& error);
     InboxRun finish(Job& job, InboxRun::State state, const QString& message);
     static InboxRun waits(Job& job, const QString& why, InboxRun::State state = InboxRun::State::waiting);
     InboxRun couldNotTake(Job& job, const QString& reason);

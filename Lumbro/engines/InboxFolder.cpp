@@ -11,6 +11,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QRegularExpression>
+#include <QSet>
 
 #include <algorithm>
 #include <array>
@@ -124,7 +125,11 @@ Result<> InboxFolder::writeError(const QString& run, const QString& line) {
 }
 
 Result<> InboxFolder::writeResult(const QString& run, const QString& text) {
-    return writeFileAtomically(run + u'/' + resultName, text.toUtf8());
+    auto written = writeFileAtomically(run + u'/' + resultName, text.toUtf8());
+    if (written) {
+        QFile::remove(run + u'/' + errorName);
+    }
+    return written;
 }
 
 QStringList InboxFolder::markInterrupted() const {
@@ -166,9 +171,17 @@ Result<> InboxFolder::remember(const QString& hash, const QString& run) const {
     return written ? Result<>() : std::unexpected(written.error());
 }
 
-QList<InboxRun> InboxFolder::runs() const {
+QStringList InboxFolder::endedRuns() const {
+    QStringList names = runFolders(m_path);
+    names.removeIf([this](const QString& name) { return !isFinished(contents(m_path + u'/' + name)); });
+    return names;
+}
+
+QList<InboxRun> InboxFolder::runs(const QStringList& without) const {
     QList<InboxRun> found;
     QStringList names = runFolders(m_path);
+    const QSet<QString> left(without.begin(), without.end());
+    names.removeIf([&left](const QString& name) { return left.contains(name); });
     std::ranges::reverse(names);
     // Whoever works here holds the lock, and works on the newest that has no end.
     bool someoneWorks = CaptureLock::isHeld(m_path);

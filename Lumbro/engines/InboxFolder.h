@@ -52,6 +52,7 @@ class InboxFolder {
     static QString firstLine(const QString& text);
     /// Writes why a run's file came to nothing, on one line.
     static Result<> writeError(const QString& run, const QString& line);
+    /// Also in place of an error that was written before.
     static Result<> writeResult(const QString& run, const QString& text);
 
     /// Says so in every run that has neither result nor error, and gives their names. Folders that hold
@@ -62,8 +63,10 @@ class InboxFolder {
     std::optional<QString> runOf(const QString& hash) const;
     Result<> remember(const QString& hash, const QString& run) const;
 
-    /// All runs, newest first.
-    QList<InboxRun> runs() const;
+    /// The runs, newest first; those of `without` are passed over.
+    QList<InboxRun> runs(const QStringList& without = {}) const;
+    /// The names of the runs that have come to an end.
+    QStringList endedRuns() const;
 
   private:
     InboxRun describe(const QString& name) const;

@@ -146,6 +146,11 @@ QByteArray WatchedFolder::rawPath(const QByteArray& rawName) const {
     return QFile::encodeName(m_path) + '/' + rawName;
 }
 
+bool WatchedFolder::has(const QByteArray& rawName) const {
+    struct stat status = {};
+    return ::lstat(rawPath(rawName).constData(), &status) == 0;
+}
+
 Result<bool> WatchedFolder::take(const QByteArray& rawName, const QString& destination) const {
     const QByteArray source = rawPath(rawName);
     if (::rename(source.constData(), QFile::encodeName(destination).constData()) == 0) {
@@ -155,11 +160,7 @@ Result<bool> WatchedFolder::take(const QByteArray& rawName, const QString& desti
         return copyAndRemove(source, destination);
     }
     const auto failure = systemFailure();
-    struct stat status = {};
-    if (::lstat(source.constData(), &status) != 0 && errno == ENOENT) {
-        return false;
-    }
-    return failure;
+    return has(rawName) ? Result<bool>(failure) : Result<bool>(false);
 }
 
 Result<bool> WatchedFolder::copyAndRemove(const QByteArray& source, const QString& destination) const {

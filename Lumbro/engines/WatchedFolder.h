@@ -34,6 +34,8 @@ class WatchedFolder {
     /// The plain files, oldest first. Names that begin with "." or end in ".icloud" are left out, and so are
     /// links, folders and devices. Fails with a sentence when the folder can't be read.
     Result<QList<WaitingFile>> files(const QDateTime& now) const;
+    /// Whether anything of this name lies in it.
+    bool has(const QByteArray& rawName) const;
 
     /// Moves a file out to `destination`, on another file system by copying it. False when there is nothing
     /// to move: the file has gone, another process takes it, or it is still being written. On a failure it

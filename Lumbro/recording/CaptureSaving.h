@@ -1,10 +1,10 @@
 #pragma once
 
 #include "LumbroCore/Failure.h"
+#include "LumbroCore/SpaceReserve.h"
 #include "LumbroCore/Task.h"
 #include "library/formats/CaptureMeta.h"
 #include "library/formats/TranscriptSegment.h"
-#include "recording/SpaceReserve.h"
 
 #include <QString>
 

@@ -42,11 +42,23 @@ class InboxCommands : public testing::Test {
         return {};
     }
     qsizetype timesAsked() const { return line.home().read(u"agent.log"_s).count('\n'); }
+    /// A second scan has said that it waits for the first.
+    bool isWaitedFor() const {
+        return eventually([this] {
+            return line.home().read(u"errors"_s).contains("Another Lumbro works for Sorter; waiting");
+        });
+    }
+    /// What programs in the background have printed.
+    QJsonArray told() const {
+        const QByteArray output = line.home().read(u"output"_s);
+        return json::array(output.sliced(std::max<qsizetype>(output.indexOf('['), 0)));
+    }
     /// The program in the background, in a group of its own.
     std::unique_ptr<Program> start(const QStringList& words) const {
         ProgramSetting setting;
         setting.environment = line.environment();
         setting.errors = line.home().path(u"errors"_s);
+        setting.output = line.home().path(words.contains(u"--json"_s) ? u"output"_s : u"printed"_s);
         return std::make_unique<Program>(QStringList{CommandLine::program()} + words, setting);
     }
 
@@ -92,19 +104,19 @@ TEST_F(InboxCommands, scanWorksThroughAllFilesAndTellsOfEach) {
         << "what waits is never left out";
 }
 
-TEST_F(InboxCommands, aKilledScanIsToldByTheNextOneAndRunsNothingTwice) {
+TEST_F(InboxCommands, aKilledScanIsToldByTheOneThatWaitsForItAndRunsNothingTwice) {
     drop(u"bill.txt"_s, "Pay.");
     line.set(u"FAKE_AGENT_GATE"_s, line.home().path(u"gate"_s));
     const auto first = start({u"inbox"_s, u"scan"_s});
     ASSERT_TRUE(eventually([this] { return timesAsked() == 1; }));
     EXPECT_EQ(stateOf(line.run({u"inbox"_s, u"--json"_s}).array(), u"bill.txt"_s), u"running"_s);
-    const Finished beside = scan();
-    EXPECT_EQ(beside.array().size(), 0);
+    const auto second = start({u"inbox"_s, u"scan"_s, u"--json"_s});
+    ASSERT_TRUE(isWaitedFor());
     ASSERT_EQ(::kill(first->id(), SIGKILL), 0);
     first->wait();
     line.home().write(u"gate"_s, "");
-    const Finished after = scan();
-    EXPECT_EQ(after.status, 0);
+    EXPECT_EQ(second->wait(), 1);
+    EXPECT_EQ(stateOf(told(), u"bill.txt"_s), u"failed"_s);
     EXPECT_EQ(timesAsked(), 1);
     const QJsonArray runs = line.run({u"inbox"_s, u"--json"_s}).array();
     ASSERT_EQ(runs.size(), 1);
@@ -114,6 +126,25 @@ TEST_F(InboxCommands, aKilledScanIsToldByTheNextOneAndRunsNothingTwice) {
     EXPECT_TRUE(readFile(folder + u"/error.txt"_s)->startsWith("Interrupted: Lumbro quit while this ran."));
     drop(u"bill.txt"_s, "Pay.");
     EXPECT_EQ(stateOf(scan().array(), u"bill.txt"_s), u"done"_s) << "a person has decided";
+}
+
+TEST_F(InboxCommands, aSecondScanWaitsForTheFirstAndTellsWhatBothHaveDone) {
+    drop(u"old.txt"_s, "0");
+    ASSERT_EQ(scan().status, 0);
+    drop(u"a.txt"_s, "1");
+    line.set(u"FAKE_AGENT_GATE"_s, line.home().path(u"gate"_s));
+    const auto first = start({u"inbox"_s, u"scan"_s});
+    ASSERT_TRUE(eventually([this] { return timesAsked() == 2; }));
+    const auto second = start({u"inbox"_s, u"scan"_s, u"--json"_s});
+    ASSERT_TRUE(isWaitedFor());
+    drop(u"b.txt"_s, "2");
+    line.home().write(u"gate"_s, "");
+    EXPECT_EQ(first->wait(), 0);
+    EXPECT_EQ(second->wait(), 0);
+    EXPECT_EQ(stateOf(told(), u"a.txt"_s), u"done"_s);
+    EXPECT_EQ(stateOf(told(), u"b.txt"_s), u"done"_s);
+    EXPECT_EQ(told().size(), 2) << "what was done before is not told again";
+    EXPECT_EQ(timesAsked(), 3);
 }
 
 TEST_F(InboxCommands, withoutAnAgentOneFileTellsAndTheOthersStay) {

@@ -225,9 +225,14 @@ TEST_F(EngineInboxTest, aResultThatFindsNoRoomIsKeptInHand) {
     EXPECT_EQ(told.size(), 1);
     EXPECT_TRUE(told.first().startsWith(u"! Sorter is done, but its result can't be filed: "_s));
     EXPECT_EQ(inbox->running().size(), 1);
+    // What the next start finds when this process ends now.
+    InboxFolder(library.root(), u"sorter"_s).markInterrupted();
+    EXPECT_TRUE(record(u"2026-03-02-091405-bill/error.txt"_s)
+                    .startsWith("Failed: The agent was done, but its answer couldn't be filed: "));
     QDir(result).removeRecursively();
     clock.advance(15s);
     EXPECT_EQ(record(u"2026-03-02-091405-bill/result.md"_s), "Filed.");
+    EXPECT_FALSE(scratch.has(u"library/inbox/sorter/2026-03-02-091405-bill/error.txt"_s));
     EXPECT_EQ(told.size(), 2);
     EXPECT_TRUE(inbox->running().isEmpty());
 }

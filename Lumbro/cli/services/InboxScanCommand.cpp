@@ -57,6 +57,9 @@ Task<int> inboxScan(CommandContext context) {
                      [&steps](const QString& engine, const QString& file) {
                          steps.begin(u"%1 works on %2…"_s.arg(Output::clean(engine), Output::clean(file)));
                      });
+    QObject::connect(&inbox, &EngineInbox::waitsForTurn, &inbox, [&steps](const QString& engine) {
+        steps.begin(u"Another Lumbro works for %1; waiting for its end…"_s.arg(Output::clean(engine)));
+    });
     inbox.markInterrupted();
     const QList<InboxRun> runs = co_await inbox.workThrough(cancel);
     steps.end();

@@ -4,8 +4,8 @@
 
 namespace lumbro {
 
-/// Space on the disk that is held for the last words of a recording: when the disk is full at the end, there
-/// is room for them all the same. The space belongs to no name, so that nothing stays behind, however the
+/// Space on the disk that is held for what comes at the end of a work: when the disk is full by then, there
+/// is room for it all the same. The space belongs to no name, so that nothing stays behind, however the
 /// process ends. Any thread.
 class SpaceReserve {
   public:
@@ -15,6 +15,8 @@ class SpaceReserve {
     SpaceReserve& operator=(const SpaceReserve&) = delete;
     ~SpaceReserve();
 
+    /// False where there was none, or after `release`.
+    bool isHeld() const { return m_descriptor >= 0; }
     /// Gives the space back, for what is to be written next. A second call does nothing.
     void release();
 

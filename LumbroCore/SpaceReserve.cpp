@@ -1,4 +1,4 @@
-#include "recording/SpaceReserve.h"
+#include "LumbroCore/SpaceReserve.h"
 
 #include <QFile>
 
