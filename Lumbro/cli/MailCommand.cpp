@@ -1,4 +1,5 @@
 #include "actions/MailDraft.h"
+#include "actions/formats/GuestList.h"
 #include "cli/Desk.h"
 #include "cli/DraftJson.h"
 #include "cli/DraftSource.h"
@@ -33,10 +34,7 @@ Result<EmailDraft> mailOf(const QList<DraftText>& texts, const Arguments& argume
         mail = EmailDraft::parse(text->text, text->recipients);
     }
     if (const auto to = arguments.value("to")) {
-        mail.to = to->split(u',', Qt::SkipEmptyParts);
-        for (QString& address : mail.to) {
-            address = address.trimmed();
-        }
+        mail.to = guestList::split(*to);
     }
     return mail;
 }

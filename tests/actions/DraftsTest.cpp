@@ -73,18 +73,31 @@ TEST(EmailDraft, anAddressCarriesEveryCharacter) {
 
 TEST(EmailDraft, whatIsTooLongIsCutBetweenWords) {
     EmailDraft fits{{u"a@b.c"_s}, u"short"_s, u"body"_s};
-    EXPECT_FALSE(fits.fit());
+    EXPECT_EQ(fits.fit(), false);
     EmailDraft longBody{{u"a@b.c"_s}, u"short"_s, u"schöne Worte "_s.repeated(20000)};
-    EXPECT_TRUE(longBody.fit());
+    EXPECT_EQ(longBody.fit(), true);
     EXPECT_LE(longBody.url().size(), EmailDraft::mostUrlBytes);
     EXPECT_GT(longBody.url().size(), EmailDraft::mostUrlBytes - 300);
     EXPECT_TRUE(longBody.body.endsWith(u"Worte") || longBody.body.endsWith(u"schöne"));
-    EmailDraft longHead{QStringList(9000, u"somebody@example.org"_s), QString(200000, u'ß'),
-                        u"🙂"_s.repeated(99999)};
-    EXPECT_TRUE(longHead.fit());
+    const QStringList many(2000, u"somebody@example.org"_s);
+    EmailDraft longHead{many, QString(200000, u'ß'), u"🙂"_s.repeated(99999)};
+    EXPECT_EQ(longHead.fit(), true);
     EXPECT_LE(longHead.url().size(), EmailDraft::mostUrlBytes);
+    EXPECT_EQ(longHead.to, many);
     EXPECT_FALSE(longHead.body.isEmpty());
     EXPECT_FALSE(longHead.body.back().isHighSurrogate());
+}
+
+TEST(EmailDraft, noRecipientIsEverLeftOut) {
+    for (const auto& [to, sentence] :
+         {std::pair(QStringList(9000, u"somebody@example.org"_s), u"can't be handed 9000 recipients"_s),
+          std::pair(QStringList(QString(100'000, u'x')), u"a recipient as long as this one"_s)}) {
+        EmailDraft draft{to, u"short"_s, u"body"_s};
+        const auto fitted = draft.fit();
+        ASSERT_FALSE(fitted);
+        EXPECT_TRUE(fitted.error().message.contains(sentence)) << qPrintable(fitted.error().message);
+        EXPECT_EQ(draft.to, to);
+    }
 }
 
 TEST(EventDraft, readsTheLinesOfAnEvent) {
@@ -103,6 +116,75 @@ TEST(EventDraft, readsTheLinesOfAnEvent) {
     EXPECT_EQ(draft->invite().body,
               u"Hi Dana,\n\nDoes Thursday, March 5 at 9:30 AM work for our next call? "
               "I've held 90 minutes for it.\n\n");
+}
+
+TEST(EventDraft, guestsAreAListOfAddressesAsInAMail) {
+    struct Row {
+        QString with;
+        QStringList guests;
+        QStringList names;
+        QStringList emails;
+    };
+    const QList<Row> rows{
+        {uR"("Doe, Jane" <j@x.org>, Bob <b@y.org>)"_s,
+         {uR"("Doe, Jane" <j@x.org>)"_s, u"Bob <b@y.org>"_s},
+         {u"Jane"_s, u"Bob"_s},
+         {u"j@x.org"_s, u"b@y.org"_s}},
+        {uR"("Ann \"The, Boss\" Lee" <a@x.org>,i, "Kim")"_s,
+         {uR"("Ann \"The, Boss\" Lee" <a@x.org>)"_s, uR"("Kim")"_s},
+         {u"Boss\""_s, u"Kim"_s},
+         {u"a@x.org"_s}},
+        {uR"("me@fake.org" <j@x.org>)"_s, {uR"("me@fake.org" <j@x.org>)"_s}, {}, {u"j@x.org"_s}},
+        {u"Dana (CTO, Acme) <d@x.org>; Team: Bo <b@y.org>, c@z.org;"_s,
+         {u"Dana (CTO, Acme) <d@x.org>"_s, u"Bo <b@y.org>"_s, u"c@z.org"_s},
+         {u"Dana"_s, u"Bo"_s},
+         {u"d@x.org"_s, u"b@y.org"_s, u"c@z.org"_s}},
+        {u"Jim \"Bo\" O'Neill <j@x.org>, 5\" Dan, <a, (b"_s,
+         {u"Jim \"Bo\" O'Neill <j@x.org>"_s, u"5\" Dan"_s, u"<a"_s, u"(b"_s},
+         {u"Jim"_s, u"5\""_s, u"<a"_s, u"(b"_s},
+         {u"j@x.org"_s}},
+        {u"\"\", \",\" <>, ,; me"_s, {u"\"\""_s, u"\",\" <>"_s}, {}, {}},
+    };
+    for (const Row& row : rows) {
+        const auto draft = EventDraft::parse(u"Event: x\nWhen: 2026-03-05 14:00\nWith: "_s + row.with);
+        ASSERT_TRUE(draft);
+        EXPECT_EQ(draft->with, row.guests) << row.with.toStdString();
+        EXPECT_EQ(draft->names(), row.names) << row.with.toStdString();
+        EXPECT_EQ(draft->emails(), row.emails) << row.with.toStdString();
+    }
+    // Each of these could begin something that ends.
+    const QString open = u"(\"<"_s.repeated(200'000);
+    EXPECT_TRUE(EventDraft::parse(u"Event: x\nWhen: 2026-03-05 14:00\nWith: "_s + open));
+}
+
+TEST(EventDraft, whatCannotBeMeantIsRefusedAndWhatMayBeASlipIsTold) {
+    struct Row {
+        QString when;
+        QString length;
+        QString fault;
+        QStringList oddities;
+    };
+    const QDateTime now(QDate(2026, 3, 5), QTime(9, 0));
+    const QList<Row> rows{
+        {u"2026-03-05 14:00"_s, u"30"_s, {}, {}},
+        {u"9999-12-31 23:50"_s, u"30"_s, u"The year 9999 can't be meant"_s, {}},
+        {u"0001-01-01 00:00"_s, u"30"_s, u"The year 0001 can't be meant"_s, {}},
+        {u"2026-03-05 14:00"_s, u"0 min"_s, u"An event of no length can't be meant"_s, {}},
+        {u"2026-03-05 14:00"_s, u"0.5 min"_s, u"An event of no length can't be meant"_s, {}},
+        {u"2026-03-05 14:00"_s, u"1"_s, {}, {u"It takes only a minute."_s}},
+        {u"2026-03-05 08:00"_s, u"4"_s, {}, {u"It takes only 4 minutes."_s, u"It is over already."_s}},
+        {u"2026-03-05 08:45"_s, u"30"_s, {}, {}},
+        {u"2062-03-05 14:00"_s, u"5"_s, {}, {u"It is in 2062."_s}},
+    };
+    for (const Row& row : rows) {
+        const auto draft = EventDraft::parse(u"Event: x\nWhen: %1\nLength: %2"_s.arg(row.when, row.length));
+        ASSERT_TRUE(draft);
+        const QString fault = draft->fault().value_or(QString());
+        EXPECT_TRUE(row.fault.isEmpty() ? fault.isEmpty() : fault.startsWith(row.fault)) << qPrintable(fault);
+        if (fault.isEmpty()) {
+            EXPECT_EQ(draft->oddities(now), row.oddities) << row.when.toStdString();
+        }
+    }
 }
 
 TEST(EventDraft, lengthsAsPeopleWriteThem) {

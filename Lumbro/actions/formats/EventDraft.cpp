@@ -3,6 +3,7 @@
 #include "LumbroCore/Dates.h"
 #include "LumbroCore/Literals.h"
 #include "LumbroCore/Text.h"
+#include "actions/formats/GuestList.h"
 
 #include <QHash>
 #include <QLocale>
@@ -65,13 +66,10 @@ int minutesOf(const QString& text) {
 }
 
 QStringList guests(const QString& text) {
-    QStringList all = text.split(u',');
-    for (QString& guest : all) {
-        guest = guest.trimmed();
-    }
+    QStringList all = guestList::split(text);
     all.removeIf([](const QString& guest) {
         const QString lower = guest.toLower();
-        return lower.isEmpty() || lower == u"me" || lower == u"i";
+        return lower == u"me" || lower == u"i";
     });
     return all;
 }
@@ -101,26 +99,54 @@ QString EventDraft::whenText() const {
 }
 
 QStringList EventDraft::names() const {
-    static const QRegularExpression address(u"<[^>]*>"_s);
     QStringList names;
-    for (QString guest : with) {
-        const QString name = guest.remove(address).trimmed();
-        if (!name.isEmpty() && !name.contains(u'@')) {
-            names.append(name.section(u' ', 0, 0, QString::SectionSkipEmpty));
-        }
+    for (const QString& guest : with) {
+        names.append(guestList::firstName(guest));
     }
+    names.removeAll(QString());
     return names;
 }
 
 QStringList EventDraft::emails() const {
-    static const QRegularExpression address(u"[A-Za-z0-9._%+-]+@[A-Za-z0-9.-]+\\.[A-Za-z]{2,}"_s);
     QStringList emails;
     for (const QString& guest : with) {
-        if (const auto match = address.match(guest); match.hasMatch()) {
-            emails.append(match.captured());
-        }
+        emails.append(guestList::email(guest));
     }
+    emails.removeAll(QString());
     return emails;
+}
+
+std::optional<QString> EventDraft::fault() const {
+    constexpr int firstYear = 1970;
+    constexpr int lastYear = 2099;
+    const int year = start.date().year();
+    if (year < firstYear || year > lastYear) {
+        return u"The year %1 can't be meant; ask again with a day from %2 to %3."_s
+            .arg(year, 4, 10, QChar(u'0'))
+            .arg(firstYear)
+            .arg(lastYear);
+    }
+    if (minutes <= 0) {
+        return u"An event of no length can't be meant; ask again with how long it takes."_s;
+    }
+    return std::nullopt;
+}
+
+QStringList EventDraft::oddities(const QDateTime& now) const {
+    constexpr int fewMinutes = 5;
+    QStringList sentences;
+    if (minutes < fewMinutes) {
+        sentences.append(minutes == 1 ? u"It takes only a minute."_s
+                                      : u"It takes only %1 minutes."_s.arg(minutes));
+    }
+    // The usual form of a day tells no year.
+    if (const int year = start.date().year(); year != now.toLocalTime().date().year()) {
+        sentences.append(u"It is in %1."_s.arg(year));
+    }
+    if (end() <= now) {
+        sentences.append(u"It is over already."_s);
+    }
+    return sentences;
 }
 
 EmailDraft EventDraft::invite() const {
