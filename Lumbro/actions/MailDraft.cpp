@@ -5,7 +5,11 @@ namespace lumbro::mailDraft {
 Task<Result<Opened>> open(MailOpener* opener, EmailDraft draft) {
     Opened opened;
     // Both ways hand it to a program as one argument.
-    opened.isCut = draft.fit();
+    const auto fitted = draft.fit();
+    if (!fitted) {
+        co_return std::unexpected(fitted.error());
+    }
+    opened.isCut = *fitted;
     const QByteArray url = draft.url();
     opened.composed = (co_await opener->compose(url)).has_value();
     if (!opened.composed) {

@@ -72,17 +72,20 @@ bool EmailDraft::looksLikeEmail(const QString& title, const QString& body) {
     return title.contains(u"email", Qt::CaseInsensitive) || body.contains(u"**subject", Qt::CaseInsensitive);
 }
 
-bool EmailDraft::fit(qsizetype mostBytes) {
+Result<bool> EmailDraft::fit(qsizetype mostBytes) {
     const EmailDraft whole = *this;
     // Half is enough for any sensible head; what it leaves is the body's.
     const qsizetype mostHead = mostBytes / 2;
-    while (to.size() > 1 && head(to, {}).size() > mostHead) {
-        to.resize(to.size() / 2);
-    }
     const qsizetype roomForSubject = mostHead - head(to, {}).size();
-    subject.truncate(fitting(subject, std::max<qsizetype>(roomForSubject, 0)));
-    const qsizetype roomForBody = mostBytes - head(to, subject).size();
-    body.truncate(fitting(body, std::max<qsizetype>(roomForBody, 0)));
+    if (roomForSubject < 0) {
+        return fail(
+            to.size() > 1
+                ? u"A mail program can't be handed %1 recipients at once; name fewer with --to."_s.arg(
+                      to.size())
+                : u"A mail program can't be handed a recipient as long as this one."_s);
+    }
+    subject.truncate(fitting(subject, roomForSubject));
+    body.truncate(fitting(body, mostBytes - head(to, subject).size()));
     return *this != whole;
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "LumbroCore/Failure.h"
+
 #include <QByteArray>
 #include <QString>
 #include <QStringList>
@@ -21,8 +23,9 @@ struct EmailDraft {
     /// The longest address that can be handed to a program as one argument, in bytes, with some room.
     static constexpr qsizetype mostUrlBytes = qsizetype(120) * 1024;
     /// Leaves out what makes the address longer than `mostBytes`: the body's end, between two words if
-    /// possible, and where that does not suffice recipients and the subject's end. True when anything was.
-    bool fit(qsizetype mostBytes = mostUrlBytes);
+    /// possible, and where that does not suffice the subject's end. True when anything was. A recipient never
+    /// is: fails with a sentence when they alone are too long.
+    Result<bool> fit(qsizetype mostBytes = mostUrlBytes);
     /// The "mailto:" address with everything in it.
     QByteArray url() const;
 };
