@@ -22,8 +22,12 @@ char32_t nextScalar(QStringView text, qsizetype& index) {
 
 }  // namespace
 
+QString comparable(const QString& name) {
+    return name.normalized(QString::NormalizationForm_C).toLower();
+}
+
 QString slugified(const QString& text) {
-    const QString lower = text.toLower();
+    const QString lower = comparable(text);
     QString slug;
     slug.reserve(lower.size());
     bool gap = false;

@@ -5,7 +5,12 @@
 
 namespace lumbro {
 
-/// Lower case, with every run of other characters than letters and digits as one "-", none at the ends.
+/// The text in the one form that names are compared in: composed, so that it is the same in whatever way its
+/// accents were written, and in lower case.
+QString comparable(const QString& name);
+
+/// Lower case, with every run of other characters than letters and digits as one "-", none at the ends. The
+/// same for both ways to write accents.
 QString slugified(const QString& text);
 
 /// Number of pieces between white space that hold at least one letter or digit.

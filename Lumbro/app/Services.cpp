@@ -305,6 +305,7 @@ AppModel& Services::model() {
         ports.makeSession = [this](const CaptureRecord& record, bool includeSystemAudio) {
             return makeSession(record, includeSystemAudio);
         };
+        ports.wouldMemorize = [this](const CaptureRecord& record) { return librarian().wouldRead(record); };
         ports.memorize = [this](CaptureRecord record) { return memorize(&librarian(), std::move(record)); };
         ports.calendarContext = [this] { return calendarExport::context(&calendar(), clock().now()); };
         ports.ask = [this](AskCall call) { return ask().ask(questionOf(std::move(call))); };

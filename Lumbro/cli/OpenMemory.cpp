@@ -1,5 +1,7 @@
 #include "cli/OpenMemory.h"
 
+#include "LumbroCore/Text.h"
+
 #include <algorithm>
 
 namespace lumbro::cli {
@@ -11,11 +13,15 @@ namespace {
 template <typename Item, typename Name>
 std::optional<Item> find(const QList<Item>& items, const QString& text, const Name& hasName,
                          QStringList& several) {
-    const auto exact = std::ranges::find(items, text, &Item::id);
+    const auto composed = [](const QString& id) { return id.normalized(QString::NormalizationForm_C); };
+    const QString wanted = composed(text);
+    const auto exact = std::ranges::find(items, wanted, [&](const Item& item) { return composed(item.id); });
     if (exact != items.end()) {
         return *exact;
     }
-    const auto begins = [&](const Item& item) { return !text.isEmpty() && item.id.startsWith(text); };
+    const auto begins = [&](const Item& item) {
+        return !wanted.isEmpty() && composed(item.id).startsWith(wanted);
+    };
     QList<Item> found;
     std::ranges::copy_if(items, std::back_inserter(found), hasName);
     if (found.isEmpty()) {
@@ -121,7 +127,9 @@ Result<MemoryEntity> findPage(const MemoryStore& memory, MemoryEntity::Kind kind
     QStringList several;
     const auto found = find(
         isPerson ? memory.people() : memory.projects(), text,
-        [&](const MemoryEntity& page) { return page.name.compare(text.trimmed(), Qt::CaseInsensitive) == 0; },
+        [name = comparable(text.trimmed())](const MemoryEntity& page) {
+            return comparable(page.name) == name;
+        },
         several);
     if (found) {
         return *found;

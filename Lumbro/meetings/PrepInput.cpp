@@ -51,9 +51,17 @@ QString orNone(const QString& text) {
     return text.isEmpty() ? u"(none)"_s : text;
 }
 
-bool hasAnyOf(const QStringList& words, const QStringList& wanted) {
+QSet<QString> comparables(const QStringList& words) {
+    QSet<QString> found;
+    for (const QString& word : words) {
+        found.insert(comparable(word));
+    }
+    return found;
+}
+
+bool hasAnyOf(const QStringList& words, const QSet<QString>& wanted) {
     return std::ranges::any_of(words, [&wanted](const QString& word) {
-        return !word.isEmpty() && wanted.contains(word, Qt::CaseInsensitive);
+        return !word.isEmpty() && wanted.contains(comparable(word));
     });
 }
 
@@ -102,14 +110,14 @@ std::optional<MemoryEntity> PrepInput::person(const PrepEvent::Attendee& attende
         });
     }
     if (found == people.end()) {
-        found = std::ranges::find_if(people, [&attendee](const MemoryEntity& person) {
-            return person.name.compare(attendee.name, Qt::CaseInsensitive) == 0;
+        found = std::ranges::find_if(people, [name = comparable(attendee.name)](const MemoryEntity& person) {
+            return comparable(person.name) == name;
         });
     }
-    if (found == people.end()) {
-        found = std::ranges::find(people, slugified(attendee.name), &MemoryEntity::id);
+    if (found != people.end()) {
+        return *found;
     }
-    return found == people.end() ? std::nullopt : std::optional(*found);
+    return m_memory.entity(MemoryEntity::Kind::person, slugified(attendee.name));
 }
 
 QList<CaptureRecord> PrepInput::relatedCaptures(const PrepEvent& event, const QStringList& slugs) const {
@@ -119,8 +127,8 @@ QList<CaptureRecord> PrepInput::relatedCaptures(const PrepEvent& event, const QS
             leadTo.insert(record.id());
         }
     }
-    const QStringList names = event.attendeeNames();
-    const QStringList emails = event.attendeeEmails();
+    const QSet<QString> names = comparables(event.attendeeNames());
+    const QSet<QString> emails = comparables(event.attendeeEmails());
     QList<CaptureRecord> related;
     for (const CaptureRecord& record : m_library.captures()) {
         const CaptureMeta& meta = record.meta;

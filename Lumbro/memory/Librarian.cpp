@@ -3,6 +3,7 @@
 #include "LumbroCore/AppLog.h"
 #include "LumbroCore/LockFile.h"
 #include "LumbroCore/LockedUpdate.h"
+#include "LumbroCore/Text.h"
 #include "chats/formats/Redact.h"
 #include "library/CaptureFiles.h"
 #include "library/ContextLibrary.h"
@@ -28,7 +29,8 @@ constexpr qsizetype ideasOfSession = 1;
 
 bool isProjectOf(const LibrarianOps::Entity& entity, const QList<MemoryEntity>& projects) {
     return std::ranges::any_of(projects, [&](const MemoryEntity& project) {
-        return entity.slug == project.id || entity.name.compare(project.name, Qt::CaseInsensitive) == 0;
+        return comparable(entity.slug.value_or(QString())) == comparable(project.id) ||
+               comparable(entity.name) == comparable(project.name);
     });
 }
 
@@ -102,6 +104,15 @@ std::optional<Librarian::Work> Librarian::workOn(const CaptureRecord& listed, Ag
         return std::nullopt;
     }
     return Work{record, input, std::nullopt};
+}
+
+bool Librarian::wouldRead(const CaptureRecord& record) const {
+    if (record.meta.memorizedAt && record.meta.kind != CaptureKind::session) {
+        return false;
+    }
+    const auto reply = KeptReply::of(record);
+    return (reply && LibrarianOps::decode(reply->text)) ||
+           !LibrarianInput::of(record, m_library).text.isEmpty();
 }
 
 Task<Result<MemoryPass>> Librarian::run(CaptureRecord record, Cancel cancel, Again again) {
@@ -253,9 +264,11 @@ Task<Result<MemoryPass>> Librarian::apply(CaptureRecord record, KeptReply reply)
     if (record.meta.kind == CaptureKind::session) {
         ops = sessionOps(std::move(ops), m_memory.projects(), changes);
     }
-    Result<> applied = co_await m_memory.apply(ops, fresh(record).value_or(record), std::move(changes));
+    auto applied = co_await m_memory.apply(ops, fresh(record).value_or(record), std::move(changes));
     if (alive && applied) {
-        applied = markMemorized(record, reply.through);
+        if (const auto marked = markMemorized(record, reply.through); !marked) {
+            applied = std::unexpected(marked.error());
+        }
     }
     if (!applied) {
         Failure failure = applied.error();
@@ -270,13 +283,7 @@ Task<Result<MemoryPass>> Librarian::apply(CaptureRecord record, KeptReply reply)
                                   .arg(ops.people.size())
                                   .arg(ops.promises.size())
                                   .arg(ops.ideas.size()));
-    co_return MemoryPass{.captureID = record.id(),
-                         .updated = true,
-                         .people = ops.people.size(),
-                         .projects = ops.projects.size(),
-                         .promises = ops.promises.size(),
-                         .closedPromises = ops.closedPromises.size(),
-                         .ideas = ops.ideas.size()};
+    co_return *std::move(applied);
 }
 
 // An import of chats writes the metas of its logs under the same lock.

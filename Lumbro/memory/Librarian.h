@@ -47,6 +47,8 @@ class Librarian final : public QObject {
     /// in any case. The handle may be none. Fails for a capture of which too little can be read because a
     /// file is broken. A failure of the model changes nothing; one of a file may leave the others changed.
     Task<Result<MemoryPass>> run(CaptureRecord record, Cancel cancel = nullptr, Again again = Again::no);
+    /// False when `run` would find too little to read, or nothing new.
+    bool wouldRead(const CaptureRecord& record) const;
     /// Reads every finished capture that was never read, oldest first, one after the other; briefs and logs
     /// of chats are left out. Ends early when the agent cannot be used at all. `onBegin` is called before
     /// each that is tried, and may be empty.

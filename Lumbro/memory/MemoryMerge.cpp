@@ -54,8 +54,9 @@ bool isNobody(const QString& name) {
 }
 
 const MemoryEntity* withName(const QList<MemoryEntity>& entities, const QString& name) {
-    const auto found = std::ranges::find_if(
-        entities, [&name](const MemoryEntity& entity) { return entity.name.toLower() == name.toLower(); });
+    const auto found = std::ranges::find_if(entities, [&name](const MemoryEntity& entity) {
+        return comparable(entity.name) == comparable(name);
+    });
     return found == entities.end() ? nullptr : &*found;
 }
 
@@ -63,8 +64,10 @@ QString nameOf(const LibrarianOps::Entity& entity) {
     return entity.name;
 }
 
-bool hasId(const QList<MemoryEntity>& entities, const QString& id) {
-    return std::ranges::find(entities, id, &MemoryEntity::id) != entities.end();
+/// The page's id as its file has it, whose accents may be written in another way.
+std::optional<QString> knownId(const QList<MemoryEntity>& entities, const QString& id) {
+    const MemoryEntity* page = MemoryEntity::find(entities, id);
+    return page == nullptr ? std::nullopt : std::optional(page->id);
 }
 
 }  // namespace
@@ -79,8 +82,8 @@ MemoryMerge::MemoryMerge(QString root, Known known, const CaptureRecord& record,
     m_link.title = oneLine(m_link.title, mostPhrase);
     for (const MemoryEntity& person : known.people) {
         // The first one was met last.
-        if (!m_slugs.contains(person.name.toLower())) {
-            m_slugs.insert(person.name.toLower(), person.id);
+        if (!m_slugs.contains(comparable(person.name))) {
+            m_slugs.insert(comparable(person.name), person.id);
         }
         m_names.insert(person.id, person.name);
     }
@@ -107,18 +110,18 @@ Result<> MemoryMerge::mergeEntities(const LibrarianOps& ops) {
 std::optional<QString> MemoryMerge::slugFor(Kind kind, const QString& name,
                                             const std::optional<QString>& slug) const {
     const QList<MemoryEntity>& known = kind == Kind::person ? m_known.people : m_known.projects;
-    if (slug && hasId(known, *slug)) {
-        return slug;
+    if (const auto page = slug ? knownId(known, *slug) : std::nullopt) {
+        return page;
     }
     if (kind == Kind::person) {
-        if (const auto met = m_slugs.constFind(name.toLower()); met != m_slugs.constEnd()) {
+        if (const auto met = m_slugs.constFind(comparable(name)); met != m_slugs.constEnd()) {
             return *met;
         }
     } else if (const MemoryEntity* project = withName(known, name)) {
         return project->id;
     }
     const QString made = memoryText::fileSlug(name);
-    return made.isEmpty() ? std::nullopt : std::optional(made);
+    return made.isEmpty() ? std::nullopt : std::optional(knownId(known, made).value_or(made));
 }
 
 MemoryMerge::Entity MemoryMerge::fitted(const Entity& entity) const {
@@ -145,7 +148,7 @@ Result<> MemoryMerge::upsert(Kind kind, const Entity& proposed) {
         m_changes.note(u"entries without a name of their own"_s, proposed.name);
         return {};
     }
-    if (!entity.slug.value_or(QString()).isEmpty() && entity.slug != slug) {
+    if (!entity.slug.value_or(QString()).isEmpty() && comparable(*entity.slug) != comparable(*slug)) {
         m_changes.note(u"slugs of no page"_s, *entity.slug);
     }
     const QString path = m_root + u'/' + MemoryEntity::folderName(kind) + u'/' + *slug + u".md"_s;
@@ -156,8 +159,11 @@ Result<> MemoryMerge::upsert(Kind kind, const Entity& proposed) {
     if (!written) {
         return std::unexpected(written.error());
     }
+    if (*written) {
+        (kind == Kind::person ? m_people : m_projects).insert(*slug);
+    }
     if (kind == Kind::person) {
-        m_slugs.insert(entity.name.toLower(), *slug);
+        m_slugs.insert(comparable(entity.name), *slug);
     }
     return {};
 }
@@ -180,11 +186,11 @@ void MemoryMerge::fill(MarkdownDoc& page, Kind kind, const Entity& entity, bool 
     }
     QSet<QString> facts;
     for (const QString& fact : page.bullets(u"About")) {
-        facts.insert(fact.toLower());
+        facts.insert(comparable(fact));
     }
     for (const QString& fact : entity.about) {
-        if (!fact.isEmpty() && !facts.contains(fact.toLower())) {
-            facts.insert(fact.toLower());
+        if (!fact.isEmpty() && !facts.contains(comparable(fact))) {
+            facts.insert(comparable(fact));
             page.appendBullet(fact, u"About"_s);
         }
     }
@@ -199,7 +205,7 @@ void MemoryMerge::fill(MarkdownDoc& page, Kind kind, const Entity& entity, bool 
 
 QString MemoryMerge::personLink(const QString& name) const {
     const QString plain = line(WikiLink::plain(name), mostName, m_changes);
-    const auto slug = m_slugs.constFind(plain.toLower());
+    const auto slug = m_slugs.constFind(comparable(plain));
     if (slug != m_slugs.constEnd()) {
         return WikiLink::person(*slug, m_names.value(*slug, plain)).text();
     }
@@ -210,7 +216,7 @@ QStringList MemoryMerge::promiseLines(const QList<LibrarianOps::Promise>& promis
     QSet<QString> known;
     QSet<QString> ids;
     for (const PromiseItem& promise : m_known.promises) {
-        known.insert(promise.text.toLower());
+        known.insert(comparable(promise.text));
         ids.insert(promise.id);
     }
     QStringList lines;
@@ -220,7 +226,7 @@ QStringList MemoryMerge::promiseLines(const QList<LibrarianOps::Promise>& promis
         if (text.isEmpty()) {
             m_changes.note(u"promises without a text"_s, promise.text);
         }
-        if (text.isEmpty() || known.contains(text.toLower())) {
+        if (text.isEmpty() || known.contains(comparable(text))) {
             continue;
         }
         PromiseItem item;

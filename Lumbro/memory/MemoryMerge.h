@@ -13,6 +13,7 @@
 #include <QHash>
 #include <QList>
 #include <QMap>
+#include <QSet>
 #include <QString>
 #include <QStringList>
 
@@ -42,6 +43,9 @@ class MemoryMerge {
     /// Writes the pages of people, then of projects. A failure is logged and leaves that page as it was; the
     /// first one is given back.
     Result<> mergeEntities(const LibrarianOps& ops);
+    /// How many pages of people, and of projects, were made or changed.
+    qsizetype people() const { return m_people.size(); }
+    qsizetype projects() const { return m_projects.size(); }
     /// The lines of new promises; call after `mergeEntities`, so that they link to people just met. Those
     /// that are known already are left out.
     QStringList promiseLines(const QList<LibrarianOps::Promise>& promises) const;
@@ -62,9 +66,12 @@ class MemoryMerge {
     QString m_day;
     WikiLink m_link;
     QMap<QString, QString> m_addresses;
-    /// Lower-cased names to slugs, people written in this pass included.
+    /// Names, as `comparable`, to slugs, people written in this pass included.
     QHash<QString, QString> m_slugs;
     QHash<QString, QString> m_names;
+    /// The slugs of what was written.
+    QSet<QString> m_people;
+    QSet<QString> m_projects;
 };
 
 /// One idea's line, made fit for the file; nothing without a hook.

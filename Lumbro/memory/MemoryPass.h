@@ -8,7 +8,8 @@
 
 namespace lumbro {
 
-/// What reading one capture into the memory came to. The counts are those of the model's proposal.
+/// What reading one capture into the memory came to. The counts are those of what came into the files: pages
+/// that were made or changed, promises and ideas that were added, promises that were ticked.
 struct MemoryPass {
     QString captureID;
     /// False when there was too little to read, or nothing new.

@@ -2,6 +2,7 @@
 
 #include "LumbroCore/AppLog.h"
 #include "LumbroCore/Literals.h"
+#include "LumbroCore/Text.h"
 #include "memory/CompanyList.h"
 #include "memory/FolderWatch.h"
 #include "memory/ListFile.h"
@@ -35,12 +36,6 @@ bool replaced(Value& value, Value fresh) {
     return true;
 }
 
-template <typename Item>
-std::optional<Item> found(const QList<Item>& list, QString Item::* field, const QString& value) {
-    const auto item = std::ranges::find(list, value, field);
-    return item == list.end() ? std::nullopt : std::optional(*item);
-}
-
 }  // namespace
 
 struct MemoryStore::Private {
@@ -49,10 +44,12 @@ struct MemoryStore::Private {
           clock(theClock),
           root(theLibrary.root() + u"/memory"_s),
           writer(root),
-          peopleFolder(MemoryEntity::Kind::person, writer.folder(MemoryEntity::Kind::person)),
-          projectsFolder(MemoryEntity::Kind::project, writer.folder(MemoryEntity::Kind::project)),
-          promisesFile(writer.promisesFile()),
-          ideasFile(writer.ideasFile()),
+          peopleFolder(MemoryEntity::Kind::person, writer.folder(MemoryEntity::Kind::person),
+                       theLibrary.guard()),
+          projectsFolder(MemoryEntity::Kind::project, writer.folder(MemoryEntity::Kind::project),
+                         theLibrary.guard()),
+          promisesFile(writer.promisesFile(), theLibrary.guard()),
+          ideasFile(writer.ideasFile(), theLibrary.guard()),
           watch({root, peopleFolder.path(), projectsFolder.path()}),
           companies(theLibrary, settings) {}
 
@@ -196,11 +193,14 @@ const QList<Company>& MemoryStore::companies() const {
 }
 
 std::optional<MemoryEntity> MemoryStore::entity(MemoryEntity::Kind kind, const QString& id) const {
-    return found(kind == MemoryEntity::Kind::person ? people() : projects(), &MemoryEntity::id, id);
+    const MemoryEntity* page =
+        MemoryEntity::find(kind == MemoryEntity::Kind::person ? people() : projects(), id);
+    return page == nullptr ? std::nullopt : std::optional(*page);
 }
 
 std::optional<Company> MemoryStore::company(const QString& domain) const {
-    return found(companies(), &Company::domain, domain.toLower());
+    const auto company = std::ranges::find(companies(), domain.toLower(), &Company::domain);
+    return company == companies().end() ? std::nullopt : std::optional(*company);
 }
 
 std::optional<Company> MemoryStore::companyForPerson(const QString& slug) const {
@@ -219,9 +219,11 @@ QList<CaptureRecord> MemoryStore::capturesWith(const QString& slug) const {
     for (const TimelineEntry& entry : person->timeline) {
         linked.insert(entry.source ? entry.source->captureID().value_or(QString()) : QString());
     }
-    const auto tookPart = [&person](const CaptureMeta& meta) {
+    const QString name = comparable(person->name);
+    const auto tookPart = [&](const CaptureMeta& meta) {
         const QStringList emails = meta.attendeeEmails.value_or(QStringList());
-        return meta.attendees.value_or(QStringList()).contains(person->name, Qt::CaseInsensitive) ||
+        const QStringList names = meta.attendees.value_or(QStringList());
+        return std::ranges::any_of(names, [&name](const QString& one) { return comparable(one) == name; }) ||
                std::ranges::any_of(emails, [&person](const QString& email) {
                    return person->emails.contains(email, Qt::CaseInsensitive);
                });
@@ -248,11 +250,11 @@ QString MemoryStore::index() const {
     return memoryIndex(people(), projects(), companies(), promises());
 }
 
-Task<Result<>> MemoryStore::apply(LibrarianOps ops, CaptureRecord record, ReplyChanges changes) {
+Task<Result<MemoryPass>> MemoryStore::apply(LibrarianOps ops, CaptureRecord record, ReplyChanges changes) {
     return change([this, ops = std::move(ops), record = std::move(record),
-                   changes = std::move(changes)]() mutable -> Result<> {
+                   changes = std::move(changes)]() mutable -> Result<MemoryPass> {
         const MemoryMerge::Known known{people(), projects(), promises()};
-        Result<> applied = m_private->writer.apply(known, ops, record, m_private->today(), changes);
+        auto applied = m_private->writer.apply(known, ops, record, m_private->today(), changes);
         if (const QString told = changes.summary(); !told.isEmpty()) {
             AppLog::info(u"memory"_s,
                          u"reply for %1 was not taken as it stands: %2"_s.arg(record.id(), told));
@@ -273,9 +275,8 @@ Task<Result<bool>> MemoryStore::snoozePromise(QString id, int days) {
 
 QList<PromiseItem> MemoryStore::promisesInvolving(const QString& slug) const {
     QList<PromiseItem> involving;
-    std::ranges::copy_if(promises(), std::back_inserter(involving), [&slug](const PromiseItem& promise) {
-        return promise.involvesSlugs().contains(slug);
-    });
+    std::ranges::copy_if(promises(), std::back_inserter(involving),
+                         [&slug](const PromiseItem& promise) { return promise.involves(slug); });
     return involving;
 }
 

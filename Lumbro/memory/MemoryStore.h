@@ -6,6 +6,7 @@
 #include "LumbroCore/Task.h"
 #include "library/ContextLibrary.h"
 #include "memory/MemoryFault.h"
+#include "memory/MemoryPass.h"
 #include "memory/NewIdea.h"
 #include "memory/ReplyChanges.h"
 #include "memory/formats/Company.h"
@@ -73,7 +74,7 @@ class MemoryStore final : public QObject {
     /// be written stays when a part fails; the first failure is given back. It is `notFound` when there is no
     /// folder for the memory. One line in the log tells what was not taken as it stands, after what `changes`
     /// tells already.
-    Task<Result<>> apply(LibrarianOps ops, CaptureRecord record, ReplyChanges changes = {});
+    Task<Result<MemoryPass>> apply(LibrarianOps ops, CaptureRecord record, ReplyChanges changes = {});
 
     /// Ticks or unticks a promise by its id. False when there is none.
     Task<Result<bool>> setPromise(QString id, bool done);

@@ -3,6 +3,7 @@
 #include "LumbroCore/AppLog.h"
 #include "LumbroCore/Literals.h"
 #include "LumbroCore/LockedUpdate.h"
+#include "LumbroCore/Text.h"
 #include "memory/PageUpdate.h"
 #include "memory/formats/MarkdownDoc.h"
 #include "memory/formats/MemoryLists.h"
@@ -10,7 +11,8 @@
 #include "memory/formats/PromiseDates.h"
 
 #include <QDateTime>
-#include <QFileInfo>
+#include <QDir>
+#include <QSet>
 
 #include <algorithm>
 #include <functional>
@@ -41,7 +43,7 @@ QStringList newIdeaLines(const QByteArray& file, QStringList lines) {
         const auto idea = IdeaItem::parse(line);
         return idea && idea->source && std::ranges::any_of(known, [&idea](const IdeaItem& one) {
                    return one.source && one.source->target == idea->source->target &&
-                          one.hook.compare(idea->hook, Qt::CaseInsensitive) == 0;
+                          comparable(one.hook) == comparable(idea->hook);
                });
     });
     return lines;
@@ -70,37 +72,60 @@ void MemoryWriter::start() const {
     }
 }
 
-Result<> MemoryWriter::apply(MemoryMerge::Known known, const LibrarianOps& ops, const CaptureRecord& record,
-                             QDate today, ReplyChanges& changes) const {
+Result<MemoryPass> MemoryWriter::apply(MemoryMerge::Known known, const LibrarianOps& ops,
+                                       const CaptureRecord& record, QDate today,
+                                       ReplyChanges& changes) const {
     MemoryMerge merge(m_root, known, record, changes);
     Result<> outcome = merge.mergeEntities(ops);
+    MemoryPass pass{
+        .captureID = record.id(), .updated = true, .people = merge.people(), .projects = merge.projects()};
     const auto note = [&outcome](const auto& result) {
         if (!result && outcome) {
             outcome = std::unexpected(result.error());
         }
+        return result.has_value();
     };
     const QStringList promises = merge.promiseLines(ops.promises);
-    if (!promises.isEmpty()) {
+    if (!promises.isEmpty() &&
         note(logged(updateFile(promisesFile(), [&promises](const std::optional<QByteArray>& bytes) {
             return std::optional(memoryLists::withPromises(bytes.value_or("# Promises\n\n"), promises));
-        })));
+        })))) {
+        pass.promises = promises.size();
     }
     const auto closed =
         bounded(ops.closedPromises, MemoryMerge::mostLines, u"closed promises"_s, std::identity(), changes);
-    for (const QString& id : closed) {
-        const Result<bool> ticked = setPromise(id, true);
-        note(ticked);
-        if (ticked == false) {
-            changes.note(u"ids of no promise"_s, id);
-        }
-    }
+    const auto ticked = closePromises(closed, known.promises, changes);
+    pass.closedPromises = note(ticked) ? *ticked : 0;
     QList<NewIdea> ideas;
     const auto hookOf = [](const LibrarianOps::Idea& idea) { return idea.hook; };
     for (const auto& idea : bounded(ops.ideas, MemoryMerge::mostLines, u"ideas"_s, hookOf, changes)) {
         ideas.append({idea.hook, idea.angle.value_or(QString()), record});
     }
-    note(addIdeas(ideas, today, changes));
-    return outcome;
+    const auto added = addIdeas(ideas, today, changes);
+    pass.ideas = note(added) ? added->size() : 0;
+    return outcome ? Result<MemoryPass>(pass) : std::unexpected(outcome.error());
+}
+
+Result<qsizetype> MemoryWriter::closePromises(const QStringList& ids, const QList<PromiseItem>& known,
+                                              ReplyChanges& changes) const {
+    QSet<QString> open;
+    for (const PromiseItem& promise : known) {
+        if (!promise.done) {
+            open.insert(promise.id);
+        }
+    }
+    Result<qsizetype> ticked = 0;
+    for (const QString& id : ids) {
+        const Result<bool> isThere = setPromise(id, true);
+        if (!isThere) {
+            ticked = ticked ? std::unexpected(isThere.error()) : ticked;
+        } else if (!*isThere) {
+            changes.note(u"ids of no promise"_s, id);
+        } else if (ticked && open.remove(id)) {
+            ++*ticked;
+        }
+    }
+    return ticked;
 }
 
 Result<bool> MemoryWriter::changePromises(const ListChange& change) const {
@@ -157,12 +182,19 @@ Result<QString> MemoryWriter::createProject(const QString& name) const {
     page.setField(u"status"_s, {});
     page.setPreamble({QString(), u"# "_s + title, QString()});
     const QByteArray bytes = page.render().toUtf8();
+    QSet<QString> taken;
+    const QDir projects(folder(Kind::project));
+    const QStringList there = projects.entryList(QDir::Files | QDir::Dirs | QDir::Hidden | QDir::System);
+    for (const QString& one : there) {
+        taken.insert(comparable(one));
+    }
     for (int number = 1;; ++number) {
         const QString slug = number == 1 ? base : base + u"-%1"_s.arg(number);
-        const QString path = folder(Kind::project) + u'/' + slug + u".md"_s;
-        if (QFileInfo::exists(path)) {
+        const QString file = slug + u".md"_s;
+        if (taken.contains(comparable(file))) {
             continue;
         }
+        const QString path = projects.filePath(file);
         const auto written = logged(updateFile(path, [&bytes](const std::optional<QByteArray>& there) {
             return there ? std::nullopt : std::optional(bytes);
         }));

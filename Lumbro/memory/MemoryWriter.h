@@ -2,6 +2,7 @@
 
 #include "LumbroCore/Failure.h"
 #include "memory/MemoryMerge.h"
+#include "memory/MemoryPass.h"
 #include "memory/NewIdea.h"
 
 #include <QByteArray>
@@ -30,11 +31,14 @@ class MemoryWriter {
     void start() const;
     /// Everything that could be written stays when a part fails; the first failure is given back. What is
     /// not taken as it stands is noted in `changes`.
-    Result<> apply(MemoryMerge::Known known, const LibrarianOps& ops, const CaptureRecord& record,
-                   QDate today, ReplyChanges& changes) const;
+    Result<MemoryPass> apply(MemoryMerge::Known known, const LibrarianOps& ops, const CaptureRecord& record,
+                             QDate today, ReplyChanges& changes) const;
     /// False when there is no promise with the id.
     Result<bool> setPromise(const QString& id, bool done) const;
     Result<bool> snoozePromise(const QString& id, QDate until) const;
+    /// How many that were open are ticked now.
+    Result<qsizetype> closePromises(const QStringList& ids, const QList<PromiseItem>& known,
+                                    ReplyChanges& changes) const;
     /// The lines written.
     Result<QStringList> addIdeas(const QList<NewIdea>& items, QDate today, ReplyChanges& changes) const;
     /// The new page's slug.

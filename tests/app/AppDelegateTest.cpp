@@ -139,6 +139,17 @@ TEST_F(AppDelegateTest, aRecordingsEndUpdatesTheMemoryAndIsWaitedFor) {
     EXPECT_TRUE(services.library().record(id)->meta.memorizedAt.has_value());
 }
 
+TEST_F(AppDelegateTest, aRecordingOfTooFewWordsForTheMemoryTellsOfNoUpdate) {
+    delegate.applicationDidFinishLaunching();
+    startRecording("milk and eggs");
+    QStringList shown;
+    QObject::connect(&services.model().captures(), &CaptureFlow::finishStep,
+                     [&shown](const QString& step) { shown += step; });
+    test::wait(services.model().captures().stopCapture());
+    EXPECT_FALSE(shown.isEmpty());
+    EXPECT_FALSE(shown.contains(u"Updating the memory…"_s));
+}
+
 TEST_F(AppDelegateTest, aMeetingKnowsItsApplicationAlsoWhileNobodyLooksForCalls) {
     services.settings().set(u"offerCallCapture"_s, false);
     delegate.applicationDidFinishLaunching();

@@ -11,6 +11,7 @@ TEST(Text, slugsKeepLettersAndDigitsOfAnyScript) {
         {"Dana Kim", "dana-kim"},
         {"  --Q3: plan!! (v2) ", "q3-plan-v2"},
         {"Élodie Müller", "élodie-müller"},
+        {"E\u0301lodie Mu\u0308ller", "\u00e9lodie-m\u00fcller"},
         {"../../etc/passwd", "etc-passwd"},
         {"!!!", ""},
         {"", ""},

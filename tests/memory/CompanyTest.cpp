@@ -58,6 +58,8 @@ TEST(EmailAddressesTest, namesFindTheirAddress) {
     EXPECT_EQ(forName(u"D"_s, map), std::nullopt);
     EXPECT_EQ(forName({}, map), std::nullopt);
 
+    const auto accents = ofAttendees(capture(u"c"_s, {u"Jose\u0301 Ray"_s}, {u"jr@z.de"_s}).meta);
+    EXPECT_EQ(forName(u"JOS\u00c9 Ray"_s, accents), u"jr@z.de"_s);
     const auto two = ofAttendees(capture(u"c"_s, {}, {u"ann.lee@y.de"_s, u"ann-ray@z.de"_s}).meta);
     EXPECT_EQ(forName(u"Ann"_s, two), std::nullopt);
     const auto unpaired = ofAttendees(capture(u"c"_s, {u"Zoe"_s, u"Bo"_s}, {u"q@y.de"_s}).meta);

@@ -136,11 +136,14 @@ TEST_F(LibrarianTest, spendsNoRunOnFourteenWordsOrABrief) {
     scratch.write(u"library/captures/%1/notes.md"_s.arg(few.id()), "one two three  four");
     scratch.write(u"library/captures/%1/screen.md"_s.arg(few.id()), "five six seven eight");
     for (const CaptureRecord& record : {brief, few}) {
+        EXPECT_FALSE(librarian.wouldRead(record));
         EXPECT_FALSE((*pass(record, {}))->updated);
         EXPECT_FALSE(meta(record).memorizedAt.has_value());
     }
     scratch.write(u"library/captures/%1/notes.md"_s.arg(few.id()), "one two three four five");
+    EXPECT_TRUE(librarian.wouldRead(few));
     EXPECT_TRUE((*pass(few, {u"{}"_s}))->updated);
+    EXPECT_FALSE(librarian.wouldRead(library.record(few.id()).value()));
 }
 
 TEST_F(LibrarianTest, asksTwiceForAnObjectAndThenGivesUp) {

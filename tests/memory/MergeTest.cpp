@@ -121,6 +121,49 @@ TEST_F(MergeTest, theSlugComesFromWhatIsKnownFirst) {
     EXPECT_EQ(file(u"people/dk.md"_s), lists + "last_seen: 2026-03-02\n---\n# Dana\n");
 }
 
+TEST_F(MergeTest, aNameIsTheSameInWhateverWayItsAccentsAreWritten) {
+    const QString composed = u"jos\u00e9-ray"_s;
+    const QString decomposed = u"jose\u0301-ray"_s;
+    put(u"people/"_s + decomposed + u".md"_s, "---\nname: Ray\n---\n");
+    put(u"people/zo\u00eb.md"_s, "---\nname: Zoe\u0308\n---\n## About\n- caf\u00e9\n");
+    put(u"projects/cafe\u0301.md"_s, "---\nname: Bar\n---\n");
+    m_store.bootstrap();
+    LibrarianOps ops;
+    ops.people = {entity(u"Jos\u00e9 Ray"_s), entity(u"ZO\u00cb"_s), entity(u"Somebody"_s),
+                  entity(u"Rene\u0301"_s), entity(u"Ren\u00e9"_s)};
+    ops.people[1].about = QStringList{u"cafe\u0301"_s};
+    ops.people[2].slug = composed;
+    ops.promises = {promise(u"Me"_s, u"call"_s)};
+    ops.promises[0].to = u"Jose\u0301 Ray"_s;
+    ASSERT_TRUE(wait(m_store.apply(ops, meeting())));
+    ASSERT_EQ(wait(m_store.createProject(u"Caf\u00e9"_s)), u"caf\u00e9-2"_s);
+
+    EXPECT_EQ(QDir(m_store.root() + u"/people"_s).entryList(QDir::Files, QDir::Unsorted).size(), 3);
+    EXPECT_TRUE(m_folder.has(u"memory/people/ren\u00e9.md"_s));
+    EXPECT_EQ(file(u"people/zo\u00eb.md"_s).count("caf"), 1);
+    EXPECT_EQ(m_store.entity(MemoryEntity::Kind::person, composed)->id, decomposed);
+    EXPECT_EQ(m_store.promises().first().recipientSlug, decomposed);
+    EXPECT_EQ(m_store.promisesInvolving(composed).size(), 1);
+}
+
+TEST_F(MergeTest, whatCameIntoTheFilesIsCounted) {
+    m_store.bootstrap();
+    LibrarianOps ops;
+    ops.people = {entity(u"Dana Kim"_s), entity(u"dana kim"_s), entity(u"Me"_s)};
+    ops.projects = {entity(u"Apollo"_s)};
+    ops.promises = {promise(u"Me"_s, u"Send it"_s), promise(u"Me"_s, u" "_s)};
+    ops.ideas = {{u"Tea"_s, std::nullopt}, {QString(), u"none"_s}};
+    MemoryPass expected{
+        .captureID = meeting().id(), .updated = true, .people = 1, .projects = 1, .promises = 1, .ideas = 1};
+    EXPECT_EQ(wait(m_store.apply(ops, meeting())), expected);
+    const QString id = m_store.promises().first().id;
+    ops.closedPromises = QStringList{id, id, u"p-none"_s};
+    expected = {.captureID = meeting().id(), .updated = true, .closedPromises = 1};
+    EXPECT_EQ(wait(m_store.apply(ops, meeting())), expected) << "the rest is known";
+    expected.closedPromises = 0;
+    EXPECT_EQ(wait(m_store.apply(ops, meeting())), expected);
+}
+
 TEST_F(MergeTest, hostileTextStaysInItsLine) {
     m_store.bootstrap();
     LibrarianOps ops;

@@ -108,7 +108,9 @@ CaptureEnd CaptureFlow::forget(CaptureEnd end) {
 
 CaptureEnd CaptureFlow::finish(CaptureEnd end) {
     if (m_services.ports.memorize) {
-        Q_EMIT finishStep(u"Updating the memory…"_s);
+        if (m_services.ports.wouldMemorize(end.record)) {
+            Q_EMIT finishStep(u"Updating the memory…"_s);
+        }
         m_services.background.run(memorize(end.record));
     }
     const bool thought = end.record.meta.kind == CaptureKind::thought;

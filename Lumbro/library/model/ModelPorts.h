@@ -68,6 +68,8 @@ struct ModelPorts {
     std::function<Task<QString>()> calendarContext;
 
     // Work that a capture or a result starts.
+    /// Whether the memory pass would work on the capture.
+    std::function<bool(const CaptureRecord&)> wouldMemorize = [](const auto&) { return true; };
     /// The memory pass over a finished capture. May be empty.
     std::function<Task<Result<>>(CaptureRecord)> memorize;
     std::function<void(QString text, CaptureRecord)> exportSlides = [](auto, auto) {};

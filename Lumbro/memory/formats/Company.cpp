@@ -1,6 +1,7 @@
 #include "memory/formats/Company.h"
 
 #include "LumbroCore/Literals.h"
+#include "LumbroCore/Text.h"
 #include "memory/formats/EmailAddresses.h"
 
 #include <QHash>
@@ -22,8 +23,8 @@ class CompanyGroups {
         for (const MemoryEntity& person : people) {
             m_people.insert(person.id, &person);
             // The first of equal names was met last.
-            if (!m_slugs.contains(person.name.toLower())) {
-                m_slugs.insert(person.name.toLower(), person.id);
+            if (!m_slugs.contains(comparable(person.name))) {
+                m_slugs.insert(comparable(person.name), person.id);
             }
             for (const QString& email : person.emails) {
                 if (const auto domain = domainOf(email)) {
@@ -43,7 +44,7 @@ class CompanyGroups {
         const QStringList names = record.meta.attendees.value_or(QStringList());
         const QMap<QString, QString> addresses = emailAddresses::ofAttendees(record.meta);
         for (const QString& name : names) {
-            const auto slug = m_slugs.constFind(name.toLower());
+            const auto slug = m_slugs.constFind(comparable(name));
             if (slug == m_slugs.constEnd()) {
                 continue;
             }

@@ -101,7 +101,7 @@ QMap<QString, QString> ofAttendees(const CaptureMeta& meta) {
     QMap<QString, QString> map;
     for (qsizetype i = 0; names.size() == addresses.size() && i < names.size(); ++i) {
         if (!names[i].contains(u'@') && !addresses[i].isEmpty()) {
-            map.insert(names[i].toLower(), addresses[i].toLower());
+            map.insert(comparable(names[i]), addresses[i].toLower());
         }
     }
     for (const QString& address : addresses) {
@@ -113,7 +113,7 @@ QMap<QString, QString> ofAttendees(const CaptureMeta& meta) {
 }
 
 std::optional<QString> forName(const QString& name, const QMap<QString, QString>& addresses) {
-    const QString lower = name.toLower();
+    const QString lower = comparable(name);
     if (const auto known = addresses.find(lower); known != addresses.end()) {
         return *known;
     }

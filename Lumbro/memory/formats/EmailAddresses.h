@@ -15,8 +15,8 @@ namespace lumbro::emailAddresses {
 /// All addresses in the field, then in the text, in lower case and each once.
 QStringList find(QStringView field, QStringView text);
 
-/// The addresses of a meeting's people by their name, and by themselves, all in lower case. Names are paired
-/// with addresses only when there are as many of both.
+/// The addresses of a meeting's people by their name, and by themselves, all as `comparable`. Names are
+/// paired with addresses only when there are as many of both.
 QMap<QString, QString> ofAttendees(const CaptureMeta& meta);
 
 /// The address of a person out of `ofAttendees`: by the whole name, else by the first name when exactly one

@@ -5,6 +5,7 @@
 #include "memory/formats/MarkdownDoc.h"
 #include "memory/formats/PromiseDates.h"
 
+#include <algorithm>
 #include <tuple>
 
 namespace lumbro {
@@ -87,6 +88,17 @@ MemoryEntity MemoryEntity::parse(Kind kind, const QString& id, const QString& ur
     facts.removeAll(QString());
     entity.subtitle = facts.join(u" · "_s);
     return entity;
+}
+
+const MemoryEntity* MemoryEntity::find(const QList<MemoryEntity>& entities, const QString& id) {
+    auto found = std::ranges::find(entities, id, &MemoryEntity::id);
+    if (found == entities.end()) {
+        const QString wanted = id.normalized(QString::NormalizationForm_C);
+        found = std::ranges::find(entities, wanted, [](const MemoryEntity& entity) {
+            return entity.id.normalized(QString::NormalizationForm_C);
+        });
+    }
+    return found == entities.end() ? nullptr : &*found;
 }
 
 bool MemoryEntity::standsBefore(const MemoryEntity& one, const MemoryEntity& other) {

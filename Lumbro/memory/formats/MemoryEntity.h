@@ -53,6 +53,8 @@ struct MemoryEntity {
 
     /// Reads a page. Any text is one.
     static MemoryEntity parse(Kind kind, const QString& id, const QString& url, const QString& text);
+    /// The page with an id, in whatever way the accents of its file's name are written; null for none.
+    static const MemoryEntity* find(const QList<MemoryEntity>& entities, const QString& id);
     /// The order of lists: seen last first, then names from Z to A.
     static bool standsBefore(const MemoryEntity& one, const MemoryEntity& other);
     /// "people" or "projects".

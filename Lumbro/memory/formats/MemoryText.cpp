@@ -74,7 +74,7 @@ bool losesCharacters(const QString& text, qsizetype most) {
 }
 
 QString fileSlug(const QString& name) {
-    QString slug = slugified(name.first(std::min(name.size(), mostSlugBytes)));
+    QString slug = slugified(name.normalized(QString::NormalizationForm_C).left(mostSlugBytes));
     while (slug.toUtf8().size() > mostSlugBytes) {
         slug.chop(slug.back().isLowSurrogate() && slug.size() > 1 ? 2 : 1);
     }

@@ -7,6 +7,8 @@
 
 #include <QLocale>
 
+#include <algorithm>
+
 namespace lumbro {
 
 namespace {
@@ -144,6 +146,12 @@ QStringList PromiseItem::involvesSlugs() const {
         }
     }
     return slugs;
+}
+
+bool PromiseItem::involves(const QString& slug) const {
+    const QStringList slugs = involvesSlugs();
+    return std::ranges::any_of(slugs,
+                               [&slug](const QString& one) { return comparable(one) == comparable(slug); });
 }
 
 QString PromiseItem::ageText(QDate today) const {

@@ -57,6 +57,8 @@ struct PromiseItem {
     bool isSnoozed(QDate today) const;
     /// The slugs of all people linked as owner or recipient.
     QStringList involvesSlugs() const;
+    /// The person's slug is one of these, in whatever way its accents are written.
+    bool involves(const QString& slug) const;
     /// "today", "yesterday", "5 days ago"; empty when the day it was made cannot be read.
     QString ageText(QDate today) const;
     /// "Due Friday" as it was said, "2 days late", "Due today", "Due Fri", "Due Mar 9"; empty without one.
