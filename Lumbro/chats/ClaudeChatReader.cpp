@@ -10,6 +10,7 @@
 #include <QStringList>
 
 #include <algorithm>
+#include <cerrno>
 #include <memory>
 #include <numeric>
 #include <thread>
@@ -34,34 +35,59 @@ struct Transcript {
     qint64 size = 0;
 };
 
-/// The plain files "….jsonl" of one folder. Objects of Qt for each file would cost more than to open it.
-void addTranscripts(const QString& folder, const QDateTime& modifiedSince, std::vector<Transcript>& found) {
+/// What stands in the folder of projects.
+struct Listing {
+    std::vector<Transcript> files;
+    QStringList unreadable;
+};
+
+/// Adds the plain files "….jsonl" of one folder. Objects of Qt for each file would cost more than to open it.
+void addTranscripts(const QString& folder, const QDateTime& modifiedSince, Listing& found) {
     constexpr QByteArrayView extension = ".jsonl";
     constexpr qint64 thousand = 1000;
     const std::unique_ptr<DIR, CloseDir> dir(opendir(QFile::encodeName(folder).constData()));
+    if (!dir && errno != ENOENT) {
+        found.unreadable.append(folder);
+    }
     // The stream is this function's alone.
     while (const dirent* item = dir ? readdir(dir.get()) : nullptr) {  // NOLINT(concurrency-mt-unsafe)
         const QByteArrayView name(item->d_name);
         struct stat info{};
-        if (!name.endsWith(extension) || name.size() == extension.size() ||
-            fstatat(dirfd(dir.get()), item->d_name, &info, 0) != 0 || !S_ISREG(info.st_mode)) {
+        if (!name.endsWith(extension) || name.size() == extension.size()) {
+            continue;
+        }
+        const auto path = [&] { return folder + u'/' + QFile::decodeName(item->d_name); };
+        if (fstatat(dirfd(dir.get()), item->d_name, &info, 0) != 0) {
+            // A link that leads nowhere holds no chat.
+            if (errno != ENOENT) {
+                found.unreadable.append(path());
+            }
             continue;
         }
         const qint64 modified = info.st_mtim.tv_sec * thousand + info.st_mtim.tv_nsec / (thousand * thousand);
-        if (!modifiedSince.isValid() || modified > modifiedSince.toMSecsSinceEpoch()) {
-            found.push_back({folder + u'/' + QFile::decodeName(item->d_name), modified, info.st_size});
+        if (S_ISREG(info.st_mode) &&
+            (!modifiedSince.isValid() || modified > modifiedSince.toMSecsSinceEpoch())) {
+            found.files.push_back({path(), modified, info.st_size});
         }
     }
 }
 
-std::vector<Transcript> findTranscripts(const QString& projectsFolder, const QDateTime& modifiedSince) {
+Listing findTranscripts(const QString& projectsFolder, const QDateTime& modifiedSince) {
+    Listing found;
+    if (const std::unique_ptr<DIR, CloseDir> dir(opendir(QFile::encodeName(projectsFolder).constData()));
+        !dir) {
+        if (errno != ENOENT) {
+            found.unreadable.append(projectsFolder);
+        }
+        return found;
+    }
     const QDir projects(projectsFolder);
-    std::vector<Transcript> found;
     const auto folders = projects.entryList(QDir::Dirs | QDir::Hidden | QDir::NoDotAndDotDot);
     for (const QString& folder : folders) {
         addTranscripts(projects.filePath(folder), modifiedSince, found);
     }
-    std::ranges::sort(found, {}, [](const Transcript& file) { return std::tie(file.modified, file.path); });
+    std::ranges::sort(found.files, {},
+                      [](const Transcript& file) { return std::tie(file.modified, file.path); });
     return found;
 }
 
@@ -95,7 +121,8 @@ class Reading {
           m_filter(filter),
           m_progress(progress),
           m_order(files.size()),
-          m_entries(files.size()) {
+          m_entries(files.size()),
+          m_hasFailed(files.size()) {
         std::iota(m_order.begin(), m_order.end(), size_t(0));
         std::ranges::sort(m_order, std::greater(), [this](size_t index) { return m_files[index].size; });
     }
@@ -125,12 +152,25 @@ class Reading {
         return all;
     }
 
+    /// The transcripts that could not be read. Call after `run`.
+    QStringList unreadable() const {
+        QStringList paths;
+        for (size_t i = 0; i < m_files.size(); ++i) {
+            if (m_hasFailed[i] != 0) {
+                paths.append(m_files[i].path);
+            }
+        }
+        return paths;
+    }
+
   private:
     void work() {
         TranscriptWalk::Block block;
         for (size_t next = m_next++; next < m_order.size(); next = m_next++) {
             const size_t index = m_order[next];
-            SessionEntries entries = TranscriptWalk(m_files[index].path, block, m_progress).run();
+            TranscriptWalk walk(m_files[index].path, block, m_progress);
+            SessionEntries entries = walk.run();
+            m_hasFailed[index] = char(walk.hasFailed());
             entries.removeIf([this](const SessionEntry& entry) { return !m_filter.takes(entry); });
             m_entries[index] = std::move(entries);
         }
@@ -141,6 +181,8 @@ class Reading {
     ClaudeChatReader::Progress* m_progress;
     std::vector<size_t> m_order;
     std::vector<SessionEntries> m_entries;
+    /// Not of bool, which threads could not write side by side.
+    std::vector<char> m_hasFailed;
     std::atomic<size_t> m_next = 0;
 };
 
@@ -153,10 +195,14 @@ QString ClaudeChatReader::projectsFolder() {
 
 SessionEntries ClaudeChatReader::read(const QDateTime& modifiedSince, const QDateTime& entriesSince,
                                       const QString& skipping, const QString& projectsFolder,
-                                      Progress* progress) {
-    const std::vector<Transcript> files = findTranscripts(projectsFolder, modifiedSince);
+                                      Progress* progress, QStringList* unreadable) {
+    const Listing found = findTranscripts(projectsFolder, modifiedSince);
     const Filter filter(entriesSince, skipping);
-    SessionEntries entries = Reading(files, filter, progress).run();
+    Reading reading(found.files, filter, progress);
+    SessionEntries entries = reading.run();
+    if (unreadable != nullptr) {
+        *unreadable = found.unreadable + reading.unreadable();
+    }
     QHash<QString, QString> names;
     for (SessionEntry& entry : entries) {
         QString& name = names[entry.folder];

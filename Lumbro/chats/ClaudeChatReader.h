@@ -4,6 +4,7 @@
 
 #include <QDateTime>
 #include <QString>
+#include <QStringList>
 
 #include <atomic>
 #include <functional>
@@ -30,10 +31,11 @@ struct ClaudeChatReader {
 
     /// The entries asked at `entriesSince` or later, of the transcripts changed later than `modifiedSince`;
     /// an invalid date means no limit. Chats in temporary folders, in the library and below `skipping` are
-    /// left out. In the order of the transcripts' last change.
+    /// left out. In the order of the transcripts' last change. `unreadable` gets the paths of transcripts and
+    /// folders that are there and can't be read.
     static SessionEntries read(const QDateTime& modifiedSince, const QDateTime& entriesSince,
                                const QString& skipping, const QString& projectsFolder,
-                               Progress* progress = nullptr);
+                               Progress* progress = nullptr, QStringList* unreadable = nullptr);
     /// All entries of one transcript, with `project` empty.
     static SessionEntries parse(const QString& path, Progress* progress = nullptr);
     /// Name of the repository that holds the folder, else the folder's own; a worktree counts as its main

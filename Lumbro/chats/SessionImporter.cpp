@@ -78,6 +78,27 @@ SessionEntries unique(const SessionEntries& entries) {
     return sessionFolder::merged({}, entries, {});
 }
 
+/// A last import that lies ahead was told by a clock that was wrong.
+bool isNone(const QDateTime& lastImport, const QDateTime& now) {
+    return !lastImport.isValid() || lastImport > now;
+}
+
+/// What the reader finds, in one value.
+struct Found {
+    SessionEntries entries;
+    QStringList unreadable;
+};
+
+void logUnreadable(const QStringList& paths, const QDateTime& start) {
+    if (!paths.isEmpty()) {
+        AppLog::errorOnce(
+            u"sessions"_s,
+            u"transcripts or folders of chats that can't be read: %1, among them %2"_s.arg(paths.size())
+                .arg(paths.first()),
+            start);
+    }
+}
+
 /// Keeps other processes from importing while it lives; nothing when one of them does not end.
 Task<std::optional<CaptureLock>> lockLogs(Clock* clock, QString folder) {
     constexpr auto pause = 200ms;
@@ -113,7 +134,8 @@ SessionImporter::~SessionImporter() {
 
 void SessionImporter::check() {
     constexpr qint64 hour = 3600;
-    const bool isDue = !m_lastImport.isValid() || m_lastImport < m_clock.now().addSecs(-hour);
+    const QDateTime now = m_clock.now();
+    const bool isDue = isNone(m_lastImport, now) || m_lastImport < now.addSecs(-hour);
     if (m_settings.boolean(enabledKey) && !m_isRunning && isDue) {
         runDetached(importNow(false, std::nullopt, true));
     }
@@ -145,7 +167,7 @@ QDateTime SessionImporter::startPoint(const std::optional<QDateTime>& since, con
         return since->toLocalTime().date().startOfDay();
     }
     const QDateTime last = m_settings.value(lastImportKey).toDateTime();
-    return last.isValid() ? last : now.toLocalTime().date().startOfDay();
+    return isNone(last, now) ? now.toLocalTime().date().startOfDay() : last;
 }
 
 Task<Result<SessionImporter::Report>> SessionImporter::importFrom(QDateTime start) {
@@ -153,20 +175,28 @@ Task<Result<SessionImporter::Report>> SessionImporter::importFrom(QDateTime star
     m_progress = std::make_shared<ClaudeChatReader::Progress>();
     // An answer may have come since to a request that was filed before.
     const QDateTime reach = start.addDays(-1);
-    SessionEntries entries = co_await inBackground(
-        [start, reach, root = m_library.root(), folder = m_projectsFolder, progress = m_progress] {
-            return unique(ClaudeChatReader::read(start, reach, root, folder, progress.get()));
-        });
+    Found found = co_await inBackground([start, reach, root = m_library.root(), folder = m_projectsFolder,
+                                         progress = m_progress] {
+        Found result;
+        result.entries =
+            unique(ClaudeChatReader::read(start, reach, root, folder, progress.get(), &result.unreadable));
+        return result;
+    });
     if (!alive) {
         co_return fail(FailureKind::cancelled, u"The import was cancelled."_s);
     }
     // A clock that was wrong would file chats under days that never come.
     constexpr int firstYear = 2000;
     const QDateTime latest = m_clock.now().addDays(1);
-    entries.removeIf([&latest](const SessionEntry& entry) {
+    found.entries.removeIf([&latest](const SessionEntry& entry) {
         return entry.time.date().year() < firstYear || entry.time > latest;
     });
-    co_return co_await file(std::move(entries), start);
+    logUnreadable(found.unreadable, start);
+    Result<Report> report = co_await file(std::move(found.entries), start);
+    if (report) {
+        report->unreadable = std::move(found.unreadable);
+    }
+    co_return report;
 }
 
 Task<Result<SessionImporter::Report>> SessionImporter::file(SessionEntries entries, QDateTime start) {
@@ -212,8 +242,12 @@ Task<Result<SessionImporter::Report>> SessionImporter::file(SessionEntries entri
 void SessionImporter::finish(const QDateTime& start, const QDateTime& now, const Result<Report>& report) {
     // Between the last import and a later day that was asked for, chats wait for the next import.
     const bool leavesGap = startPoint({}, now) < start;
-    if (report && !leavesGap) {
+    const bool isWhole = report && report->unreadable.isEmpty();
+    if (!leavesGap && isWhole) {
         m_settings.set(lastImportKey, now);
+    } else if (!leavesGap && isNone(m_settings.value(lastImportKey).toDateTime(), now)) {
+        // What could not be read or written stays in reach tomorrow as well.
+        m_settings.set(lastImportKey, start);
     }
     m_lastImport = now;
     Q_EMIT lastImportChanged();

@@ -35,6 +35,9 @@ class SessionImporter final : public QObject {
         int projectDays = 0;
         /// The captures that hold them, sorted.
         QStringList captures;
+        /// Paths of transcripts and folders of chats that are there and can't be read. The next import
+        /// reaches back as far as this one, so that they are filed once they can.
+        QStringList unreadable;
     };
     /// Lets the librarian read what is new in a capture.
     using Memorize = std::function<Task<>(CaptureRecord record)>;
@@ -45,7 +48,8 @@ class SessionImporter final : public QObject {
     ~SessionImporter() override;
 
     bool isRunning() const { return m_isRunning; }
-    /// Invalid before the first import.
+    /// Invalid before the first import. One later than now was set by a clock that was wrong, and counts as
+    /// none.
     QDateTime lastImport() const { return m_lastImport; }
     /// How far the running import has read.
     const ClaudeChatReader::Progress& progress() const { return *m_progress; }

@@ -30,10 +30,11 @@ char* placeOf(TranscriptWalk::Block& block, qint64 offset) {
     return block.data() + shift;
 }
 
-/// Anything but a plain file gives -1.
-int openFile(const QString& path) {
+/// Anything but a plain file gives -1; `hasFailed` tells one that is there and can't be read.
+int openFile(const QString& path, bool& hasFailed) {
     const int descriptor =
         open(QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+    hasFailed = descriptor < 0 && errno != ENOENT;
     struct stat status{};
     if (descriptor >= 0 && (fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode))) {
         close(descriptor);
@@ -42,8 +43,9 @@ int openFile(const QString& path) {
     return descriptor;
 }
 
-/// The number of bytes read; less than asked for at the end of the file or after an error.
-qsizetype readAt(int descriptor, char* to, qsizetype size, qint64 offset) {
+/// The number of bytes read; less than asked for at the end of the file or after an error, which sets
+/// `hasFailed`.
+qsizetype readAt(int descriptor, char* to, qsizetype size, qint64 offset, bool& hasFailed) {
     qsizetype done = 0;
     while (done < size) {
         const ssize_t count = pread(descriptor, to + done, size_t(size - done), offset + done);
@@ -51,6 +53,7 @@ qsizetype readAt(int descriptor, char* to, qsizetype size, qint64 offset) {
             continue;
         }
         if (count <= 0) {
+            hasFailed = hasFailed || count < 0;
             break;
         }
         done += count;
@@ -61,7 +64,7 @@ qsizetype readAt(int descriptor, char* to, qsizetype size, qint64 offset) {
 }  // namespace
 
 TranscriptWalk::TranscriptWalk(const QString& path, Block& block, ClaudeChatReader::Progress* progress)
-    : m_descriptor(openFile(path)),
+    : m_descriptor(openFile(path, m_hasFailed)),
       m_block(block),
       m_progress(progress),
       m_turns(QFileInfo(path).completeBaseName(),
@@ -98,7 +101,8 @@ bool TranscriptWalk::fill() {
     m_data = place;
     m_size -= keepFrom;
     m_scanned -= keepFrom;
-    const qsizetype count = readAt(m_descriptor, m_data + m_size, capacity - m_size, m_blockOffset + m_size);
+    const qsizetype count =
+        readAt(m_descriptor, m_data + m_size, capacity - m_size, m_blockOffset + m_size, m_hasFailed);
     m_isAtEnd = count < capacity - m_size;
     m_size += count;
     if (m_progress != nullptr) {
@@ -143,7 +147,8 @@ QByteArray TranscriptWalk::bytes(qint64 offset, qint64 size) const {
         return QByteArray::fromRawData(m_data + (offset - m_blockOffset), size);
     }
     QByteArray result(size, Qt::Uninitialized);
-    result.truncate(readAt(m_descriptor, result.data(), size, offset));
+    bool hasFailed = false;
+    result.truncate(readAt(m_descriptor, result.data(), size, offset, hasFailed));
     return result;
 }
 

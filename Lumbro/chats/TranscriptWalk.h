@@ -30,6 +30,8 @@ class TranscriptWalk {
 
     /// The entries; none when the file can't be read. Call once.
     SessionEntries run();
+    /// True when the file is there, and could not be read or not to its end.
+    bool hasFailed() const { return m_hasFailed; }
 
   private:
     bool fill();
@@ -37,6 +39,8 @@ class TranscriptWalk {
     void endLine(qsizetype end);
     QByteArray bytes(qint64 offset, qint64 size) const;
 
+    /// Set while the file is opened.
+    bool m_hasFailed = false;
     int m_descriptor = -1;
     Block& m_block;
     /// Where the bytes begin in the block.

@@ -2,6 +2,7 @@
 #include "LumbroCore/Literals.h"
 #include "chats/ClaudeChatReader.h"
 #include "chats/TranscriptWalk.h"
+#include "tests/support/Nobody.h"
 #include "tests/support/ScratchFolder.h"
 
 #include <QDir>
@@ -184,6 +185,9 @@ TEST_F(ClaudeChatReaderTest, theLastTitleOfAPersonWinsElseTheFirstFound) {
         {found(u"a"_s) + custom(u"b"_s) + found(u"c"_s), u"b"_s},
         {custom(u"a"_s) + custom(u"b"_s) + custom(u""_s), u"b"_s},
         {found(u"password: hunter22"_s), u"password: [hidden]"_s},
+        {custom(u"tidy \u202egpj.exe\u202c\u200f\n\u2067task-management-system-of-mine\ufeff"_s),
+         u"tidy gpj.exe task-management-system-of-mine"_s},
+        {found(u"a"_s) + custom(u"\u202e"_s), u"a"_s},
     };
     for (const Row& row : rows) {
         const SessionEntries entries = parsed(line(user(u"x"_s)) + row.lines);
@@ -309,6 +313,29 @@ TEST_F(ClaudeChatReaderTest, onlyPlainTranscriptsOfProjectsAreRead) {
     EXPECT_EQ(entries[0].project, u"work"_s);
     EXPECT_EQ(ClaudeChatReader::read({}, {}, {}, m_scratch.path(u"nowhere"_s)).size(), 0);
     EXPECT_EQ(ClaudeChatReader::parse(m_scratch.path(u"projects/a/pipe.jsonl"_s)).size(), 0);
+}
+
+TEST_F(ClaudeChatReaderTest, whatIsThereAndCannotBeReadIsNamed) {
+    const QByteArray good = line(user(u"x"_s));
+    const QString projects = m_scratch.path(u"projects"_s);
+    for (const QString& name : {u"a/good"_s, u"a/closed"_s, u"b/hidden"_s}) {
+        m_scratch.write(u"projects/"_s + name + u".jsonl"_s, good);
+    }
+    ASSERT_EQ(symlink("/nowhere", QFile::encodeName(projects + u"/a/gone.jsonl"_s).constData()), 0);
+    Nobody nobody(m_scratch.path());
+    const auto unreadable = [&](const QString& folder, const QDateTime& since = {}) {
+        QStringList paths;
+        ClaudeChatReader::read(since, {}, {}, folder, nullptr, &paths);
+        return paths;
+    };
+    EXPECT_EQ(unreadable(projects), QStringList());
+    EXPECT_EQ(unreadable(projects + u"/nowhere"_s), QStringList());
+    ASSERT_TRUE(nobody.close(projects + u"/a/closed.jsonl"_s) && nobody.close(projects + u"/b"_s));
+    EXPECT_EQ(unreadable(projects), (QStringList{projects + u"/b"_s, projects + u"/a/closed.jsonl"_s}));
+    EXPECT_EQ(unreadable(projects, QDateTime::currentDateTime().addSecs(60)),
+              QStringList{projects + u"/b"_s});
+    ASSERT_TRUE(nobody.close(projects));
+    EXPECT_EQ(unreadable(projects), QStringList{projects});
 }
 
 TEST_F(ClaudeChatReaderTest, datesAndFoldersChooseTheEntries) {

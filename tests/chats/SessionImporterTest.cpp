@@ -8,6 +8,7 @@
 #include "library/CaptureLock.h"
 #include "library/CaptureRename.h"
 #include "library/ContextLibrary.h"
+#include "tests/support/Nobody.h"
 #include "tests/support/ScratchFolder.h"
 #include "tests/support/TestClock.h"
 #include "tests/support/Wait.h"
@@ -206,6 +207,42 @@ TEST_F(SessionImporterTest, aLaterDayThatIsAskedForLeavesNoGapBehind) {
         EXPECT_EQ(settings.value(u"claudeSessionsLastImport"_s), last);
     }
     EXPECT_EQ(import()->requests, 1);
+}
+
+TEST_F(SessionImporterTest, whatCannotBeReadIsImportedOnceItCan) {
+    write(asked(u"a"_s, at(8), u"first"_s));
+    scratch.write(u"projects/q/closed.jsonl"_s, asked(u"b"_s, at(8, 30), u"second"_s));
+    Nobody nobody(scratch.path());
+    const QString closed = scratch.path(u"projects/q/closed.jsonl"_s);
+    for (const QVariant& last : {QVariant(), QVariant(at(7))}) {
+        settings.set(u"claudeSessionsLastImport"_s, last);
+        ASSERT_TRUE(nobody.close(closed));
+        const auto partly = import();
+        ASSERT_TRUE(partly);
+        EXPECT_EQ(partly->requests, 1);
+        EXPECT_EQ(partly->unreadable, QStringList{closed});
+        EXPECT_EQ(settings.value(u"claudeSessionsLastImport"_s).toDateTime(), last.isNull() ? at(0) : at(7));
+        // A day later it is still in reach.
+        clock.advance(24h);
+        ASSERT_TRUE(Nobody::open(closed));
+        const auto whole = import();
+        ASSERT_TRUE(whole);
+        EXPECT_EQ(whole->requests, 2);
+        EXPECT_EQ(settings.value(u"claudeSessionsLastImport"_s).toDateTime(), clock.now());
+        clock.setNow(at(9, 14).addSecs(5));
+    }
+}
+
+TEST_F(SessionImporterTest, aLastImportThatLiesAheadCountsAsNone) {
+    write(asked(u"a"_s, at(8), u"this morning"_s));
+    settings.set(u"claudeSessionsEnabled"_s, true);
+    settings.set(u"claudeSessionsLastImport"_s, at(8, 0, -3650));
+    SessionImporter one = importer();
+    one.check();
+    EXPECT_TRUE(one.isRunning());
+    ASSERT_TRUE(eventually([&] { return !one.isRunning(); }));
+    EXPECT_EQ(texts(), (QStringList{u"this morning"_s, u""_s}));
+    EXPECT_EQ(settings.value(u"claudeSessionsLastImport"_s).toDateTime(), clock.now());
 }
 
 TEST_F(SessionImporterTest, chatsOfImpossibleDaysAreNotFiled) {

@@ -61,8 +61,10 @@ TEST_F(ChatCommands, importFilesLogsThatShowPrints) {
     const Finished first = line.run(today);
     EXPECT_EQ(first.status, 0) << qPrintable(first.errors);
     const QString id = u"2026-03-02-0800-session"_s;
-    EXPECT_EQ(first.object(),
-              (QJsonObject{{u"requests"_s, 1}, {u"projectDays"_s, 1}, {u"captures"_s, QJsonArray{id}}}));
+    EXPECT_EQ(first.object(), (QJsonObject{{u"requests"_s, 1},
+                                           {u"projectDays"_s, 1},
+                                           {u"captures"_s, QJsonArray{id}},
+                                           {u"unreadable"_s, 0}}));
     // From now on the last import counts.
     EXPECT_EQ(line.run(today).object()[u"requests"_s], 0);
     EXPECT_EQ(line.run(today + QStringList{u"--since"_s, u"2026-03-01"_s}).object()[u"projectDays"_s], 2);
@@ -78,6 +80,32 @@ TEST_F(ChatCommands, importFilesLogsThatShowPrints) {
     const QJsonObject object = line.run({u"show"_s, id, u"--json"_s}).object();
     EXPECT_EQ(object[u"entries"_s].toArray().size(), 1);
     EXPECT_EQ(object[u"sessionKey"_s], u"2026-03-02/work"_s);
+}
+
+TEST_F(ChatCommands, whatCannotBeReadIsToldAndComesOnceItCan) {
+    // A link to itself can't be read even by root.
+    const QString later = line.home().path(u".claude/projects/-home-me-work/later.jsonl"_s);
+    ASSERT_TRUE(QFile::link(u"later.jsonl"_s, later));
+    const QStringList import{u"chats"_s, u"import"_s, u"--json"_s};
+    const Finished partly = line.run(import);
+    EXPECT_EQ(partly.status, 0);
+    EXPECT_EQ(partly.object()[u"requests"_s], 1);
+    EXPECT_EQ(partly.object()[u"unreadable"_s], 1);
+    EXPECT_EQ(partly.errors,
+              u"lumbro: 1 transcript or folder of chats can't be read, %1; make it readable and run "
+              u"this again.\n"_s.arg(later));
+    // A chat of this morning, from before the import.
+    QFile::remove(later);
+    line.home().write(u".claude/projects/-home-me-work/later.jsonl"_s,
+                      turn("u3", "2026-03-02T07:00:00Z", "Early", "Yes."));
+    const Finished whole = line.run(import);
+    EXPECT_EQ(whole.object()[u"requests"_s], 2);
+    EXPECT_TRUE(whole.errors.isEmpty()) << qPrintable(whole.errors);
+
+    line.home().write(u"elsewhere"_s, "no folder");
+    line.set(u"CLAUDE_CONFIG_DIR"_s, line.home().path(u"loop"_s));
+    ASSERT_TRUE(QFile::link(u"loop"_s, line.home().path(u"loop"_s)));
+    EXPECT_EQ(line.run(import).status, 1);
 }
 
 TEST_F(ChatCommands, importsAtOnceFileEachRequestOnce) {
@@ -99,10 +127,14 @@ TEST_F(ChatCommands, importsAtOnceFileEachRequestOnce) {
 }
 
 TEST_F(ChatCommands, theAgentThatTakesALogInSeesNoSecret) {
-    line.installAgent();
     line.home().write(transcript,
                       turn("u3", "2026-03-02T09:00:00Z",
                            "Use " + key + " please" + QByteArray(" and wait").repeated(20), "Done."));
+    const Finished alone = line.run({u"chats"_s, u"import"_s, u"--memorize"_s});
+    EXPECT_EQ(alone.status, 1);
+    EXPECT_TRUE(alone.errors.endsWith(u"isn't installed\n  `lumbro doctor` says how to mend that.\n"_s))
+        << qPrintable(alone.errors);
+    line.installAgent();
     line.run({u"chats"_s, u"import"_s, u"--memorize"_s, u"--json"_s});
     const QByteArray seen = line.home().read(u"agent.log"_s);
     EXPECT_TRUE(seen.contains("Use [hidden key] please")) << seen.left(2000).toStdString();

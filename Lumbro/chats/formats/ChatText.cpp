@@ -46,6 +46,13 @@ bool isUuid(QStringView text) {
     return text.size() == form.size() && std::ranges::equal(text, form, fits);
 }
 
+/// Characters that turn the direction of the text around them, or have no width and no meaning in a name.
+bool turnsOrHides(QChar c) {
+    const char16_t u = c.unicode();
+    return u == 0x061c || u == 0x200b || u == 0x200e || u == 0x200f || (u >= 0x202a && u <= 0x202e) ||
+           (u >= 0x2060 && u <= 0x2069) || u == 0xfeff;
+}
+
 }  // namespace
 
 QString tidy(QString text) {
@@ -60,6 +67,7 @@ QString tidyName(QString name) {
     if (isUuid(name)) {
         return name;
     }
+    name.removeIf(turnsOrHides);
     for (QChar& c : name) {
         if (c < u' ' || c == QChar(0x7f) || c == QChar::LineSeparator || c == QChar::ParagraphSeparator ||
             c == QChar(0x85)) {

@@ -12,7 +12,7 @@ namespace lumbro::chatText {
 /// text]", a system reminder is gone. Trimmed.
 QString tidy(QString text);
 
-/// A name or a path on one line, with every secret hidden.
+/// A name or a path on one line, with every secret hidden and without marks that turn its direction.
 QString tidyName(QString name);
 
 /// What stands between the first `open` and the first `close` after it, trimmed; nothing when one is missing.

@@ -3,7 +3,6 @@
 #include "LumbroCore/Literals.h"
 #include "LumbroCore/Text.h"
 #include "chats/formats/ChatText.h"
-#include "chats/formats/Redact.h"
 
 #include <QUuid>
 
@@ -91,8 +90,9 @@ void ChatTurns::takePrompt(const ChatLine& line) {
 
 void ChatTurns::takeTitle(const ChatLine& line) {
     const bool isTaken = line.type == ChatLine::Type::customTitle || !m_title;
-    if (isTaken && !line.title.isEmpty()) {
-        m_title = Redact::secrets(line.title);
+    const QString title = isTaken ? chatText::tidyName(line.title) : QString();
+    if (!title.isEmpty()) {
+        m_title = title;
     }
 }
 

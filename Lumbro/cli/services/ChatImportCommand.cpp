@@ -48,7 +48,23 @@ void showProgress(Output& output, const ClaudeChatReader::Progress& progress) {
 QJsonObject reportJson(const SessionImporter::Report& report) {
     return {{u"requests"_s, report.requests},
             {u"projectDays"_s, report.projectDays},
-            {u"captures"_s, QJsonArray::fromStringList(report.captures)}};
+            {u"captures"_s, QJsonArray::fromStringList(report.captures)},
+            {u"unreadable"_s, report.unreadable.size()}};
+}
+
+/// Status 1 when nothing at all was imported for that.
+int sayUnreadable(Output& output, const SessionImporter::Report& report) {
+    const QStringList& paths = report.unreadable;
+    if (paths.isEmpty()) {
+        return 0;
+    }
+    output.fail(Output::clean(
+        paths.size() == 1
+            ? u"1 transcript or folder of chats can't be read, %1; make it readable and run this again."_s
+                  .arg(paths.first())
+            : u"%1 transcripts or folders of chats can't be read, %2 among them; make them readable and run "
+              u"this again."_s.arg(QString::number(paths.size()), paths.first())));
+    return report.captures.isEmpty() ? 1 : 0;
 }
 
 QString reportText(const SessionImporter::Report& report) {
@@ -94,7 +110,7 @@ Task<int> chatsImport(CommandContext context) {
     timer.stop();
     output.clearShown();
     if (!report) {
-        co_return output.fail(report.error().message);
+        co_return output.fail(report.error());
     }
     if (context.arguments.has("memorize")) {
         const QuitSignals interrupts;
@@ -109,7 +125,8 @@ Task<int> chatsImport(CommandContext context) {
     } else {
         output.print(reportText(*report));
     }
-    co_return misses.first ? output.fail(misses.first->message) : 0;
+    const int status = sayUnreadable(output, *report);
+    co_return misses.first ? output.fail(*misses.first) : status;
 }
 
 }  // namespace lumbro::cli
