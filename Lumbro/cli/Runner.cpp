@@ -44,6 +44,16 @@ int refuse(Output& output, const QString& sentence, const QString& hint) {
     return wrongUsage;
 }
 
+/// The first word is that of several commands, and the rest names none of them.
+int refuseGroup(Output& output, const QStringList& words) {
+    const QString& group = words.first();
+    const bool namesOne = !words.at(1).startsWith(u'-');
+    return refuse(output,
+                  namesOne ? u"There is no command \"%1 %2\"."_s.arg(group, words.at(1))
+                           : u"Say which of the commands of \"%1\" you mean."_s.arg(group),
+                  u"`lumbro %1 --help` lists them."_s.arg(group));
+}
+
 const CommandEntry* findEntry(std::span<const CommandEntry> entries, std::string_view name) {
     const auto found = std::ranges::find(entries, name, &CommandEntry::name);
     return found == entries.end() ? nullptr : &*found;
@@ -99,12 +109,14 @@ int runCommand(int& argc, char** argv, std::span<const CommandEntry> entries, in
     const CommandMatch match = findCommand(words);
     if (match.command == nullptr) {
         const bool isAlone = words.size() == 1 || asksForHelp(words);
-        if (const QString help = groupHelp(words.value(0)); isAlone && !help.isEmpty()) {
+        const QString help = groupHelp(words.value(0));
+        if (isAlone && !help.isEmpty()) {
             output.print(help);
             return output.finalStatus(0);
         }
-        return refuse(output, u"There is no command \"%1\"."_s.arg(words.value(0)),
-                      u"`lumbro --help` lists the commands."_s);
+        return help.isEmpty() ? refuse(output, u"There is no command \"%1\"."_s.arg(words.value(0)),
+                                       u"`lumbro --help` lists the commands."_s)
+                              : refuseGroup(output, words);
     }
     const QStringList rest = words.sliced(match.words);
     if (asksForHelp(rest)) {

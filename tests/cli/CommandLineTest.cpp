@@ -36,7 +36,20 @@ TEST(CommandLine, explainsItselfAndEveryCommand) {
     const Finished group = line.run({u"chats"_s});
     EXPECT_EQ(group.status, 0);
     EXPECT_TRUE(group.output.contains(u"\n  chats import "_s) && group.output.contains(u"\n  chats read "_s));
-    EXPECT_EQ(line.run({u"chats"_s, u"write"_s}).status, 2);
+    struct Row {
+        QStringList arguments;
+        QString says;
+    };
+    const Row rows[] = {
+        {{u"chats"_s, u"write"_s}, u"lumbro: There is no command \"chats write\"."_s},
+        {{u"chats"_s, u"--json"_s}, u"lumbro: Say which of the commands of \"chats\" you mean."_s},
+    };
+    for (const Row& row : rows) {
+        const Finished refused = line.run(row.arguments);
+        EXPECT_EQ(refused.status, 2);
+        EXPECT_EQ(refused.errors, row.says + u"\n`lumbro chats --help` lists them.\n"_s);
+        EXPECT_TRUE(refused.output.isEmpty());
+    }
 }
 
 TEST(CommandLine, refusesWrongUsageWithStatusTwoAndTheUsageLine) {
