@@ -146,6 +146,9 @@ Task<int> show(CommandContext context) {
         }
         context.output.say(Output::clean(sentence));
     }
+    if (details.mayLackWords) {
+        context.output.say(Output::clean(mayLackWordsText(details)));
+    }
     if (context.arguments.wantsJson()) {
         context.output.printJson(captureJson(details));
         co_return 0;

@@ -3,6 +3,7 @@
 #include "LumbroCore/AtomicFile.h"
 #include "LumbroCore/Literals.h"
 #include "chats/formats/SessionLog.h"
+#include "library/CaptureFiles.h"
 #include "library/CaptureScan.h"
 
 #include <QDir>
@@ -43,6 +44,7 @@ CaptureDetails captureDetails(const CaptureRecord& record) {
     const auto bytes = readFile(path);
     const auto segments = bytes ? transcript::decodeWhole(*bytes) : std::nullopt;
     details.isTranscriptBroken = !segments && QFileInfo::exists(path);
+    details.mayLackWords = captureFiles::mayLackWords(record);
     details.paragraphs = transcript::merged(segments.value_or(TranscriptSegments()));
     details.notes = readTextFile(record.path(u"notes.md"_s)).value_or(QString());
     for (const QString& engine : details.summary.handoffs) {
@@ -94,6 +96,9 @@ QJsonObject captureJson(const CaptureDetails& details) {
     json.insert(u"notes"_s, details.notes);
     json.insert(u"handoffs"_s, toObject(details.handoffs));
     json.insert(u"audio"_s, toObject(details.audio));
+    if (details.mayLackWords) {
+        json.insert(u"mayLackWords"_s, true);
+    }
     if (details.summary.record.meta.kind == CaptureKind::session) {
         QJsonArray entries;
         for (const SessionEntry& entry : details.entries) {

@@ -18,6 +18,8 @@ struct CaptureDetails {
     TranscriptSegments paragraphs;
     /// The transcript is there and cannot be read.
     bool isTranscriptBroken = false;
+    /// Lumbro ended before its words were complete.
+    bool mayLackWords = false;
     QString notes;
     /// Engine id to text.
     QMap<QString, QString> handoffs;

@@ -85,4 +85,16 @@ QString captureText(const Output& output, const CaptureDetails& details) {
     return text;
 }
 
+QString mayLackWordsText(const CaptureDetails& details) {
+    const QString sentence = u"Words may be missing at the end: Lumbro was ended before they were complete"_s;
+    QStringList files = details.audio.values();
+    if (files.isEmpty()) {
+        return sentence + u", and it has no audio."_s;
+    }
+    for (QString& file : files) {
+        file = u"'"_s + file.replace(u'\'', u"'\\''"_s) + u"'"_s;
+    }
+    return sentence + u"; `lumbro import %1` listens to its audio again."_s.arg(files.join(u" --them "_s));
+}
+
 }  // namespace lumbro::cli

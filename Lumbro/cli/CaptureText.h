@@ -16,4 +16,7 @@ QString transcriptText(const Output& output, const TranscriptSegments& paragraph
 /// "42 min"; for a recording without an end "recording" while it runs, "cut off" when its process is gone.
 QString lengthText(const CaptureRecord& record);
 
+/// That words of the capture may never have been written down, and what to do.
+QString mayLackWordsText(const CaptureDetails& details);
+
 }  // namespace lumbro::cli

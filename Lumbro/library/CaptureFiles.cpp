@@ -4,6 +4,7 @@
 #include "LumbroCore/Json.h"
 #include "LumbroCore/Literals.h"
 #include "LumbroCore/Text.h"
+#include "library/CaptureLock.h"
 
 #include <QDir>
 #include <QFile>
@@ -31,6 +32,10 @@ QString notesPath(const CaptureRecord& record) {
 
 QString handoffsPath(const CaptureRecord& record) {
     return record.path(u"handoffs"_s);
+}
+
+QString wordsMark(const CaptureRecord& record) {
+    return record.path(u".transcribing"_s);
 }
 
 std::optional<TranscriptSegments> readSegments(const CaptureRecord& record) {
@@ -138,6 +143,20 @@ bool isEmpty(const CaptureRecord& record) {
     }
     const auto segments = readSegments(record);
     return segments ? !hasThreeWords(*segments) : !QFileInfo::exists(transcriptPath(record));
+}
+
+void beginWords(const CaptureRecord& record) {
+    // Empty, so that it is there on a full disk too.
+    QFile mark(wordsMark(record));
+    [[maybe_unused]] const bool isMade = mark.open(QIODevice::WriteOnly | QIODevice::NewOnly);
+}
+
+void endWords(const CaptureRecord& record) {
+    QFile::remove(wordsMark(record));
+}
+
+bool mayLackWords(const CaptureRecord& record) {
+    return QFileInfo::exists(wordsMark(record)) && !CaptureLock::isHeld(record.folder);
 }
 
 bool hasSound(const CaptureRecord& record) {

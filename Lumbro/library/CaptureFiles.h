@@ -34,6 +34,11 @@ Result<> retitleTranscript(const CaptureRecord& record);
 /// True for a meeting or thought with less than three words, no notes and no hand-offs. A file that is there
 /// and cannot be read counts as content: nothing is thrown away for being unreadable.
 bool isEmpty(const CaptureRecord& record);
+/// Marks that words of the capture are being written down, until `endWords`. A failure costs the mark alone.
+void beginWords(const CaptureRecord& record);
+void endWords(const CaptureRecord& record);
+/// The process that wrote the words down ended before they were complete.
+bool mayLackWords(const CaptureRecord& record);
 /// True when a track of the capture holds samples, packed or not.
 bool hasSound(const CaptureRecord& record);
 

@@ -1,6 +1,7 @@
 #include "recording/CaptureSession.h"
 
 #include "LumbroCore/AppLog.h"
+#include "library/CaptureFiles.h"
 #include "library/ContextLibrary.h"
 #include "recording/CallApps.h"
 #include "recording/CaptureTrack.h"
@@ -206,6 +207,7 @@ void CaptureSession::begin(std::optional<WarmSpeech> speech) {
     m_levelTimer.start(m_ports.clock, levelInterval, Clock::Repeat::always, [this] { tickLevels(); });
     m_saveTimer.start(m_ports.clock, saveInterval, Clock::Repeat::always, [this] { runDetached(flush()); });
     if (speech) {
+        captureFiles::beginWords(record());
         m_transcribers->start(std::move(*speech));
     }
 }
@@ -267,6 +269,9 @@ Task<CaptureRecord> CaptureSession::stop() {
             co_return CaptureRecord();
         }
         writeAll(segments());
+    }
+    if (!lostText()) {
+        captureFiles::endWords(record());
     }
     m_ports.library.reloadCaptures();
     co_return CaptureRecord(record());

@@ -85,6 +85,21 @@ TEST_F(CaptureCommands, tellARunningRecordingFromOneThatWasCutOff) {
     EXPECT_TRUE(line.run({u"show"_s, u"last"_s}).output.contains(u" · recording · "_s));
 }
 
+TEST_F(CaptureCommands, tellThatWordsMayBeMissingAndHowToGetThem) {
+    EXPECT_TRUE(line.run({u"show"_s, older}).errors.isEmpty());
+    line.write(older, u".transcribing"_s, "");
+    const Finished shown = line.run({u"show"_s, older});
+    EXPECT_EQ(shown.status, 0);
+    EXPECT_TRUE(shown.errors.contains(u"Words may be missing at the end"_s)) << qPrintable(shown.errors);
+    EXPECT_TRUE(shown.errors.contains(
+        u"`lumbro import '%1'`"_s.arg(line.home().path(u"Quillet/captures/%1/me.m4a"_s.arg(older)))))
+        << qPrintable(shown.errors);
+    EXPECT_EQ(line.run({u"show"_s, older, u"--json"_s}).object().value(u"mayLackWords"_s), true);
+    const CaptureLock lock(line.home().path(u"Quillet/captures/"_s + older));
+    EXPECT_FALSE(line.run({u"show"_s, older, u"--json"_s}).object().contains(u"mayLackWords"_s))
+        << "they are still being written";
+}
+
 TEST_F(CaptureCommands, renamesTheCaptureAndItsTranscript) {
     EXPECT_EQ(line.run({u"rename"_s, older, u" Weekly\nplan "_s}).status, 0);
     EXPECT_EQ(line.run({u"show"_s, older, u"--json"_s}).object().value(u"title"_s), u"Weekly plan"_s);

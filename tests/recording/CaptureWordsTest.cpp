@@ -1,4 +1,5 @@
 #include "LumbroCore/AppLog.h"
+#include "library/CaptureFiles.h"
 #include "recording/CaptureTranscribers.h"
 #include "tests/recording/CaptureSessionFixture.h"
 
@@ -44,6 +45,8 @@ TEST_F(CaptureSessionTest, aStopThatWaitsForAllWordsIsEndedByTheUser) {
     auto stopping = session.stop();
     clock.advance(30s);
     EXPECT_FALSE(stopping.isReady());
+    EXPECT_TRUE(has(u".transcribing"_s)) << "what a kill leaves behind";
+    EXPECT_FALSE(captureFiles::mayLackWords(record)) << "they are still to come";
     EXPECT_EQ(session.transcribers()->unheard(), 1.5);
     // A kill in the wait costs no more words than one before it.
     recognizer->say(0, u"came late"_s, 1, true);
@@ -52,6 +55,7 @@ TEST_F(CaptureSessionTest, aStopThatWaitsForAllWordsIsEndedByTheUser) {
     session.transcribers()->stopWaiting();
     wait(std::move(stopping));
     EXPECT_EQ(session.untranscribedSeconds(), 1.5);
+    EXPECT_FALSE(has(u".transcribing"_s));
     wait(session.packed());
 }
 

@@ -137,8 +137,8 @@ void expectTranscriptUpTo(const QString& folder, int said) {
 }
 
 void expectNothingStray(const QString& folder) {
-    const QStringList known{u"meta.json"_s, u"transcript.json"_s, u"transcript.md"_s, u"me.m4a"_s,
-                            u"them.m4a"_s};
+    const QStringList known{u"meta.json"_s, u"transcript.json"_s, u"transcript.md"_s,
+                            u"me.m4a"_s,    u"them.m4a"_s,        u".transcribing"_s};
     for (const QString& name : QDir(folder).entryList(QDir::Files | QDir::Hidden)) {
         EXPECT_TRUE(known.contains(name)) << name.toStdString();
     }
