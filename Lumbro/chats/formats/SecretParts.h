@@ -21,7 +21,8 @@
     "field|input|masked|redacted|encrypted|hashed|never|always|enabled|disabled|stored|secret|password|"     \
     "deprecated|forgotten|empty|reset|rotated?|confirmed|verified|working|correct|incorrect|wrong|anything|" \
     "whatever|nothing|something|placeholder|protected|sensitive|private|plain(?:text)?|cleartext|unset|"     \
-    "removed|bcrypt|argon\\w*|scrypt|pbkdf\\w*|keychain|vault|letters|digits|hash)"
+    "removed|bcrypt|argon\\w*|scrypt|pbkdf\\w*|keychain|vault|letters|digits|hash|md5|base64\\w*|sha\\d+"    \
+    "\\w*|oauth\\d?|1password|(?:chapter|section|step|page|version)\\d+)"
 
 // A run of letters and digits as keys have it; words that are joined by signs have none.
 #define LUMBRO_RUN R"((?=[+/=_\-.~]?(?:[A-Za-z0-9]+[+/=_\-.~]+){0,8}[A-Za-z0-9]{16}))"
@@ -31,7 +32,7 @@
     R"((?:server|data source|addr(?:ess)?|host(?:name)?|uid|user[ _]?id|user(?:[ _]?name)?|driver|dsn|)" \
     R"(database(?:name)?|initial catalog|provider|port|endpoint)\s?=)"
 // The name of its password; a path behind PWD is a shell's. And a password in braces or in quotes.
-#define LUMBRO_PWD R"((?:password=|pwd=(?!~|/(?:home|tmp|usr|var|opt|root|etc|mnt|srv)\b|[a-z]:\\)))"
+#define LUMBRO_PWD R"((?:password=|pwd=(?!~/|/(?:home|tmp|usr|var|opt|root|etc|mnt|srv)\b|[a-z]:\\)))"
 #define LUMBRO_CLOSED \
     R"((?:\{(?:[^}\n]|\}\}){1,200}+\}|\\*"[^"\s;+&<.,][^"\n]{0,200}"|'[^'\s;+&<.,][^'\n]{0,200}'))"
 

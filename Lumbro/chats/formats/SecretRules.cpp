@@ -26,7 +26,7 @@ constexpr std::array rules{
                R"re((?:[a-z][\w .\-]{0,40}=[^;"'\n]{0,200};\s?){0,12}?)re" LUMBRO_PWD
                R"re()(?!)re" LUMBRO_PLACEHOLDER R"re(\s?(?:[;"'\n]|$))(?:)re" LUMBRO_CLOSED
                R"re(|[^;\s"']+(?:[ \t]+[^;\s"']+){1,5}(?=[ \t]*(?:;\s*(?:[a-z][\w ]{0,40}=|["']|$)|["']))|)re"
-               R"re([^;\s"']+))re",
+               R"re((?:[^;\s"']|["'](?=\w[^;\s"']*;))+))re",
                R"(\1[hidden])"},
     SecretRule{"password pwd",
                R"re((?i)(\b)re" LUMBRO_PWD R"re()(?!)re" LUMBRO_PLACEHOLDER R"re(\s?;)(?:)re" LUMBRO_CLOSED
@@ -58,7 +58,7 @@ constexpr std::array rules{
         "-----begin",
         R"(-----BEGIN [A-Z0-9 ]*PRIVATE KEY(?: BLOCK)?-----(?=[\s\S]{0,300}?(?:[A-Za-z0-9+/=]{32}|)"
         // Three short lines.
-        R"((?=\D{0,60}\d)(?:(?:[^\w\n\\\-]{0,40}(?:\\r)?(?:\n|\\n)){1,2}[^\w\n\\\-]{0,40}[A-Za-z0-9+/=]{8,}){3})))"
+        R"((?=\D{0,60}\d)(?:(?:[^\w\n\\\-]{0,40}(?:\\+r)?(?:\n|\\+n)){1,2}[^\w\n\\\-]{0,40}[A-Za-z0-9+/=]{8,}){3})))"
         R"((?:[^\-]|-(?!----))*+(?:-----END [A-Z0-9 ]*PRIVATE KEY(?: BLOCK)?-----)?)",
         key},
     SecretRule{"---- begin",
@@ -156,15 +156,15 @@ constexpr std::array rules{
     SecretRule{"client-key-data", R"((client-key-data:\s*)[A-Za-z0-9+/=]{40,})", R"(\1[hidden key])"},
 
     // What stands where a password or a token stands.
-    // Names and texts with a mark around them, as in "**Password:** …".
+    // Names and texts with a mark around them, as in "**Password:** …": with a digit, or alone on the line.
     SecretRule{
         "passw passphrase kennwort",
         R"re((?im)((?<![A-Za-z0-9])(?:pass(?:word|wd|phrase|wort)|kennwort)(?:[ \t]?\([^()\n]{0,40}\))?)re" LUMBRO_MARKED
-        R"re()(?![<{(\[/~]|\$[{(]|https?:|[\w.\-]+/[\w./\-]+\b|\d+-[a-z]+\b|[a-z]+-[a-z0-9]+(?![\w\-])|)re"
-        R"re((?:)re" LUMBRO_PLACEHOLDER "|" LUMBRO_NO_PASSWORD R"re()(?:[\s`*_"'.,;)]|$)))re"
-        R"re((?:(?=[^\s`"']*(?:\d|[@#$%^&+=~]|[!?][^\s`"'.,;*_]))(?=[^\s`"']*[a-z])[^\s`"'(\[]{6,}?)re"
-        R"re((?=[*_]{0,3}["'`]?[.,;]?[ \t]*(?:$|[`"'|,;(]|(?:and|or|-|/|\x{2013}|\x{2014})[ \t])))re"
-        R"re(|(?-i:[a-z])(?:[a-z]{5,}|[a-z]*(?:-[a-z]+){2,})(?=[*_]{0,3}["'`]?[.,;]?[ \t]*(?:$|[`"'|,;(]))))re",
+        R"re()(?![<{(\[/~]|\$[{(]|https?:|[\w.\-]+/[\w./\-]+\b|(?:\d+-[a-z]+|[a-z]+-\d+|[a-z]+-[a-z]+|)re" LUMBRO_PLACEHOLDER
+        "|" LUMBRO_NO_PASSWORD R"re()(?:[\s`*_"'.,;)]|$)))re"
+        R"re((?:(?=[^\s`"']*\d)(?=[^\s`"']*[a-z])[^\s`"'(\[]{5,}[^\s`"'(\[.,;*_]|)re"
+        R"re((?:(?=[^\s`"']*(?:[@#$%^&+=~]|[!?][^\s`"'.,;*_]))(?=[^\s`"']*[a-z])[^\s`"'(\[]{6,}?|)re"
+        R"re((?-i:[a-z])(?:[a-z]{5,}|[a-z]*(?:-[a-z]+){2,}))(?=[*_]{0,3}["'`]?[.,;]?[ \t]*(?:$|[`"'|,;(]))))re",
         R"(\1[hidden])"},
     SecretRule{
         "token secret key",
@@ -196,9 +196,9 @@ constexpr std::array rules{
     // A password with blanks, where a port or a path behind the host tells that it is one.
     SecretRule{
         "://",
-        R"re((?i)(\b(?:postgres(?:ql)?|mysql|mariadb|mongodb|rediss?|amqps?|mssql|sqlserver|clickhouse|)re"
+        R"re((?i)(\b(?:https?|postgres(?:ql)?|mysql|mariadb|mongodb|rediss?|amqps?|mssql|sqlserver|clickhouse|)re"
         R"re(cockroachdb|jdbc:[a-z0-9:]{1,30})(?:\+[a-z0-9]{1,20})?://[^\s:/@"'<>`]{1,100}:))re"
-        R"re((?!\d{1,5}[\s/?#,;)]|)re" LUMBRO_PLACEHOLDER
+        R"re((?!\d{1,5}[\s/?#,;)]|port\b|)re" LUMBRO_PLACEHOLDER
         R"re(@)(?:[^\s"'`@]+[ \t]){1,4}[^\s"'`@]{0,100}(?=@[\w.\-]+(?::\d{2,5}\b|/\w)))re",
         R"(\1[hidden])"},
     SecretRule{"oracle:thin:", R"re((?i)(oracle:thin:[^\s/@"'`:]{1,100}/)[^\s@"'`/]{1,100}(?=@))re",
@@ -208,7 +208,7 @@ constexpr std::array rules{
         "://",
         R"re((?<!file)(://(?:\$\{[^{}\s]{1,60}\}|<[^<>\s]{1,60}>|[^\s:/@\["'<>`]){0,100}+:)(?!(?:\d{1,5}|\{[A-Za-z_][\w.]{0,40}\}|)re" LUMBRO_PLACEHOLDER
         R"re()[/?#,;)<>]|(?:\{[A-Za-z_][\w.]{0,40}\}|)re" LUMBRO_PLACEHOLDER
-        R"re()@|(?i:port)\b)(?:[^\s"'`]|'(?=\w)){1,200}(?=@(?!sha\d)))re",
+        R"re()@|(?i:port)\b)(?:[^\s"'`]|["'`](?=\w)){1,200}(?=@(?!sha\d)))re",
         R"(\1[hidden])"},
     // A token in the place of the user's name.
     SecretRule{"://",
