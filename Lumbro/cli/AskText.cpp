@@ -74,13 +74,18 @@ QString sourcesText(const Output& output, const QList<AskSource>& sources) {
     if (sources.isEmpty()) {
         return {};
     }
+    constexpr int indent = 2;
+    constexpr int leastTitle = 12;
     int width = 0;
+    int most = output.width();
     for (const AskSource& source : sources) {
         width = std::max(width, displayWidth(Output::clean(source.title)));
+        most = std::min(most, output.width() - 2 * indent - displayWidth(commandFor(source.item)));
     }
+    width = std::min(width, std::max(leastTitle, most));
     QString text = output.styled(u"Sources:"_s, Look::bold) + u'\n';
     for (const AskSource& source : sources) {
-        text += u"  "_s + padded(Output::clean(source.title), width) + u"  "_s +
+        text += u"  "_s + padded(fitted(Output::clean(source.title), width), width) + u"  "_s +
                 output.styled(Output::clean(commandFor(source.item)), Look::accent) + u'\n';
     }
     return text;

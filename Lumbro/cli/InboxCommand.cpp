@@ -40,10 +40,11 @@ void printFolders(Output& output, const QList<Engine>& engines, const QString& r
     QList<QStringList> rows;
     for (const Engine& engine : engines) {
         const QString problem = EngineInbox::problemOf(engine, root);
-        rows += {engine.id, Output::clean(EngineApps::tilde(engine.watch.value_or(QString()))),
+        rows += {Output::clean(engine.id), Output::clean(EngineApps::tilde(engine.watch.value_or(QString()))),
                  problem.isEmpty() ? u"watched"_s : u"not watched"_s};
         if (!problem.isEmpty()) {
-            output.say(output.styledError(engine.id + u": "_s, Look::bad) + Output::clean(problem));
+            output.say(output.styledError(Output::clean(engine.id) + u": "_s, Look::bad) +
+                       Output::clean(problem));
         }
     }
     if (rows.isEmpty()) {
@@ -79,12 +80,12 @@ void printInbox(Output& output, QList<InboxRun> runs) {
     });
     QList<QStringList> rows;
     for (const InboxRun& run : std::as_const(runs)) {
-        rows += {run.engine, Output::clean(run.file), rawValue(run.state), Output::clean(run.message),
-                 Output::clean(run.run)};
+        rows += {Output::clean(run.engine), Output::clean(run.file), rawValue(run.state),
+                 Output::clean(run.message), Output::clean(run.run)};
     }
     output.print(table(output,
                        {{u"ENGINE"_s, false, false, Look::accent},
-                        {u"FILE"_s, false, false, Look::bold},
+                        {u"FILE"_s, false, true, Look::bold},
                         {u"STATE"_s},
                         {u"WHAT CAME OF IT"_s, false, true},
                         {u"RUN"_s, false, false, Look::dim}},

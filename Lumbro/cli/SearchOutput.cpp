@@ -75,6 +75,8 @@ class Writer {
     const QString& text() const { return m_text; }
 
   private:
+    static constexpr int leastText = 12;
+
     void begin() { m_text += m_text.isEmpty() ? u""_s : u"\n"_s; }
     void addRest(qsizetype count, const QString& one, const QString& many) {
         if (count > 0) {
@@ -84,17 +86,21 @@ class Writer {
     }
     void add(const CaptureResult& result) {
         begin();
-        const QString id = u"  "_s + m_output.styled(result.record.id(), Look::dim);
-        m_text += marked(Output::clean(result.record.meta.title)) + id + u'\n';
+        const QString id = u"  "_s + Output::clean(result.record.id());
+        const int room = std::max(leastText, m_output.width() - displayWidth(id));
+        const QString title = fitted(marked(Output::clean(result.record.meta.title)), room);
+        m_text += fitted(title + m_output.styled(id, Look::dim), m_output.width()) + u'\n';
         int width = 0;
         for (const SearchHit& hit : result.hits) {
-            width = hit.kind == SearchHit::Kind::title ? width : std::max(width, displayWidth(hit.label));
+            const bool isTitle = hit.kind == SearchHit::Kind::title;
+            width = isTitle ? width : std::max(width, displayWidth(Output::clean(hit.label)));
         }
+        width = std::min(width, std::max(leastText, m_output.width() / 3));
         for (const SearchHit& hit : result.hits) {
             // The title already stands above.
             if (hit.kind != SearchHit::Kind::title) {
                 const Look look = hit.time ? Look::accent : Look::good;
-                const QString label = padded(Output::clean(hit.label), width);
+                const QString label = padded(fitted(Output::clean(hit.label), width), width);
                 addLine(u"  "_s + m_output.styled(label, look) + u"  "_s, hit.snippet);
             }
         }

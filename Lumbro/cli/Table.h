@@ -8,10 +8,11 @@
 
 namespace lumbro::cli {
 
-/// Columns that the text takes on a terminal: wide characters count two, combining ones none, and colour
-/// codes none.
+/// Columns that the text takes on a terminal: wide characters count two, what only adds to another character
+/// none, and colour codes none.
 int displayWidth(const QString& text);
-/// The text cut to `width` columns, with "…" at the end when something was cut. Colour codes are kept whole.
+/// The text cut to `width` columns, at least 1, with "…" at the end when something was cut. Characters as a
+/// reader counts them and colour codes are kept whole.
 QString fitted(const QString& text, int width);
 /// The text filled with blanks to `width` columns.
 QString padded(const QString& text, int width, bool toRight = false);
@@ -26,8 +27,11 @@ struct Column {
 };
 
 /// The rows under their headers, aligned, each line ending with a newline; columns without any text are left
-/// out. Nothing is cut when `width` is large enough or there is no flexible column.
+/// out. On a terminal the widest columns are cut until a line fits: first those that are flexible, then, when
+/// these are down to 12 columns, all but numbers.
 QString table(const Output& output, const QList<Column>& columns, const QList<QStringList>& rows);
+/// The same for a terminal of so many columns.
+QString table(const Output& output, const QList<Column>& columns, const QList<QStringList>& rows, int width);
 
 /// "1 word", "1,234 words".
 QString counted(qint64 count, const QString& one, const QString& many);

@@ -1,17 +1,14 @@
 #include "tests/cli/CommandLine.h"
+#include "tests/cli/Terminal.h"
 #include "tests/support/Wait.h"
 
 #include <QDir>
 #include <QProcess>
 
-#include <array>
 #include <csignal>
 #include <memory>
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <pty.h>
-#include <unistd.h>
 
 using namespace lumbro;
 using namespace lumbro::test;
@@ -51,41 +48,6 @@ struct AskCommands : ::testing::Test {
     }
 
     CommandLine line;
-};
-
-/// A terminal on which a program prints.
-class Terminal {
-  public:
-    Terminal() {
-        winsize size{.ws_row = 24, .ws_col = 80, .ws_xpixel = 0, .ws_ypixel = 0};
-        openpty(&m_ours, &m_theirs, nullptr, nullptr, &size);
-        fcntl(m_ours, F_SETFL, O_NONBLOCK);
-    }
-    Terminal(const Terminal&) = delete;
-    Terminal& operator=(const Terminal&) = delete;
-    ~Terminal() {
-        close(m_ours);
-        close(m_theirs);
-    }
-
-    QString name() const {
-        std::array<char, 64> name{};
-        return ttyname_r(m_theirs, name.data(), name.size()) == 0 ? QString::fromLocal8Bit(name.data())
-                                                                  : QString();
-    }
-    /// Everything that has been printed so far.
-    const QByteArray& text() {
-        char piece[4096];
-        for (ssize_t got = 0; (got = read(m_ours, piece, sizeof piece)) > 0;) {
-            m_text.append(piece, got);
-        }
-        return m_text;
-    }
-
-  private:
-    int m_ours = -1;
-    int m_theirs = -1;
-    QByteArray m_text;
 };
 
 }  // namespace
