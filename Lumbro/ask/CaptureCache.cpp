@@ -19,6 +19,8 @@ constexpr auto trusted = 30s;
 /// Within this time after a change a file may change once more without its stamp telling.
 constexpr qint64 doubtful = 2000;
 
+constexpr QByteArrayView handoffsName = "handoffs";
+
 quint64 identity(const QByteArray& folder) {
     struct stat status{};
     return stat(folder.constData(), &status) == 0 ? status.st_ino : 0;
@@ -26,7 +28,7 @@ quint64 identity(const QByteArray& folder) {
 
 /// Files that search looks into, and what stands for the folder itself.
 bool matters(QByteArrayView name) {
-    return name.isEmpty() || name == "handoffs" || name.endsWith(".md") || name == "transcript.json" ||
+    return name.isEmpty() || name == handoffsName || name.endsWith(".md") || name == "transcript.json" ||
            name == "session.json";
 }
 
@@ -67,6 +69,10 @@ void CaptureCache::takeChanges(std::chrono::milliseconds elapsed) {
         }
         if (name.isEmpty()) {
             unwatch(*entry, number);
+        }
+        if (name == handoffsName && number == entry->watch && entry->handoffsWatch >= 0) {
+            // Where a link led there, nothing tells that it leads elsewhere now.
+            unwatch(*entry, entry->handoffsWatch);
         }
         entry->isCurrent = entry->isCurrent && !matters(name);
     });

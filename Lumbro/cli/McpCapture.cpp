@@ -2,8 +2,6 @@
 
 #include "cli/CaptureText.h"
 
-#include <QDirIterator>
-#include <QFileInfo>
 #include <QJsonObject>
 
 namespace lumbro::cli {
@@ -24,16 +22,16 @@ McpToolResult partOf(const CaptureDetails& details, const QString& text, const Q
 
 }  // namespace
 
-McpCapture::McpCapture(const Output& output, const QString& libraryRoot, const CaptureRecord& record)
-    : m_output(output), m_root(libraryRoot), m_record(record) {}
+McpCapture::McpCapture(const Output& output, const LinkFence& fence, const CaptureRecord& record)
+    : m_output(output), m_fence(fence), m_record(record) {}
 
 Result<McpToolResult> McpCapture::read(const QString& part, const QString& engine) const {
     if (!engine.isEmpty() && part != u"handoff") {
         return fail(u"\"engine\" goes with the part \"handoff\" only."_s);
     }
-    if (leadsOut()) {
-        return fail(
-            u"%1 holds a link that leads out of the library; it can't be read here."_s.arg(m_record.id()));
+    // Links within the library are the user's own business.
+    if (!m_fence.holdsAll(m_record.folder)) {
+        return fail(leadsOut(m_record.id()));
     }
     const CaptureDetails details = captureDetails(m_record);
     if (!part.isEmpty()) {
@@ -46,25 +44,8 @@ Result<McpToolResult> McpCapture::read(const QString& part, const QString& engin
     return McpToolResult{.text = text, .structured = captureJson(details)};
 }
 
-// Links within the library are the user's own business.
-bool McpCapture::leadsOut() const {
-    const QString root = QFileInfo(m_root).canonicalFilePath() + u'/';
-    const auto isOutside = [&root](const QFileInfo& file) {
-        const QString real = file.canonicalFilePath();
-        return !real.isEmpty() && !real.startsWith(root);
-    };
-    if (isOutside(QFileInfo(m_record.folder))) {
-        return true;
-    }
-    QDirIterator files(m_record.folder, QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden,
-                       QDirIterator::Subdirectories);
-    while (files.hasNext()) {
-        files.next();
-        if (files.fileInfo().isSymLink() && isOutside(files.fileInfo())) {
-            return true;
-        }
-    }
-    return false;
+QString McpCapture::leadsOut(const QString& id) {
+    return u"%1 holds a link that leads out of the library; it can't be read here."_s.arg(id);
 }
 
 Result<McpToolResult> McpCapture::readPart(const CaptureDetails& details, const QString& part,

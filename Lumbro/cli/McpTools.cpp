@@ -46,7 +46,10 @@ QList<Item> firstOf(const QList<Item>& items, qsizetype count) {
 
 McpTools::McpTools(Clock& clock, const Settings& settings, const QString& libraryRoot)
     : m_clock(clock),
-      m_library(libraryRoot, clock),
+      m_fence(libraryRoot),
+      m_library(
+          libraryRoot, clock,
+          ContextLibrary::Hooks{.mayRead = [this](const QString& path) { return m_fence.holds(path); }}),
       m_memory(m_library, clock, settings),
       m_index(clock),
       m_context(clock, settings, m_library, m_memory, {}) {}
@@ -130,6 +133,7 @@ McpTools::Answer McpTools::search(const QJsonObject& arguments) {
     SearchInput input = searchInput(m_library, m_memory);
     const int limit = arguments[u"limit"_s].toInt(usualLimit);
     input.mostCaptures = limit;
+    input.mayShow = [this](const QString& folder) { return m_fence.holdsAll(folder); };
     SearchResults results = m_index.search(query, input).value_or(SearchResults());
     results.people = firstOf(results.people, limit);
     results.projects = firstOf(results.projects, limit);
@@ -150,7 +154,7 @@ McpTools::Answer McpTools::readCapture(const QJsonObject& arguments) const {
     if (!record) {
         return std::unexpected(record.error());
     }
-    const McpCapture capture(m_output, m_library.root(), *record);
+    const McpCapture capture(m_output, m_fence, *record);
     return capture.read(arguments[u"part"_s].toString(), arguments[u"engine"_s].toString());
 }
 
@@ -214,6 +218,9 @@ McpTools::Answer McpTools::askContext(const QJsonObject& arguments) {
     const auto scope = findScope(m_library.capturesFolder(), m_memory, *given);
     if (!scope) {
         return std::unexpected(scope.error());
+    }
+    if (scope->kind == AskScope::Kind::capture && !m_library.record(scope->id)) {
+        return fail(McpCapture::leadsOut(scope->id));
     }
     AskQuestion question;
     question.question = arguments[u"question"_s].toString();

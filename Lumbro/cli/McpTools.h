@@ -6,6 +6,7 @@
 #include "ask/SearchIndex.h"
 #include "cli/Output.h"
 #include "library/ContextLibrary.h"
+#include "library/LinkFence.h"
 #include "mcp/McpTool.h"
 #include "memory/MemoryStore.h"
 
@@ -15,8 +16,9 @@
 
 namespace lumbro::cli {
 
-/// What other agents may read of the library. Each call looks at the files as they are then; what has not
-/// changed since the last one is not read again. Changes nothing. Main thread.
+/// What other agents may read of the library: nothing beside it, whatever links lead there. Each call looks
+/// at the files as they are then; what has not changed since the last one is not read again. Changes nothing.
+/// Main thread.
 class McpTools {
   public:
     /// Touches nothing yet. `clock` and `settings` must outlive this.
@@ -38,6 +40,7 @@ class McpTools {
     Result<> open() const;
 
     Clock& m_clock;
+    LinkFence m_fence;
     ContextLibrary m_library;
     MemoryStore m_memory;
     SearchIndex m_index;

@@ -14,10 +14,12 @@ SearchInput searchInput(ContextLibrary& library, MemoryStore& memory, QStringLis
                       .projects = memory.projects(),
                       .promises = memory.promises(),
                       .ideas = memory.ideas(),
-                      .threads = AskThreads(library.root()).readAll({}, unreadable)};
+                      .threads = AskThreads(library.root(), library.guard()).readAll({}, unreadable)};
     for (const QList<Engine>& engines : {library.engines(), library.systemEngines()}) {
         for (const Engine& engine : engines) {
-            input.engineNames[engine.id] = engine.name;
+            if (!library.guard() || library.guard()(engine.url)) {
+                input.engineNames[engine.id] = engine.name;
+            }
         }
     }
     return input;

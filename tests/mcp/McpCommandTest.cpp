@@ -120,6 +120,67 @@ TEST(McpCommand, servesNothingBesideTheLibrary) {
         session.refusal(u"read_capture"_s, R"({"id":"2026-03-02-0914-meeting"})").contains(u"leads out"));
 }
 
+TEST(McpCommand, followsOnlyLinksThatStayInTheLibrary) {
+    Session session;
+    const ScratchFolder& home = session.line().home();
+    const QByteArray meta = home.read(u"Quillet/captures/%1/meta.json"_s.arg(weekly));
+    for (const QString& place : {u"outside"_s, u"Quillet/kept"_s}) {
+        home.write(place + u"/capture/meta.json"_s, QByteArray(meta).replace("Weekly sync", "Granite sync"));
+        home.write(place + u"/text/note.md"_s, "A granite floor\n");
+        home.write(place + u"/pages/granite.md"_s, "---\nname: Granite Lee\n---\n\n# Granite Lee\n");
+        home.write(place + u"/promises.md"_s, "# Promises\n\n- [ ] granite · Me → Lee ^p-000009\n");
+        home.write(place + u"/ideas.md"_s, "# Ideas\n\n- **Granite** — it lasts · 2026-03-02 ^i-aaaaaa\n");
+        home.write(place + u"/asks/one.md"_s, "### Me\nWhich stone?\n### Lumbro\nGranite\n");
+    }
+    const std::pair<QString, QString> rows[]{
+        {u"captures/2026-03-03-linked"_s, u"capture"_s},
+        {u"captures/2026-03-04-meta/meta.json"_s, u"capture/meta.json"_s},
+        {u"captures/%1/screen.md"_s.arg(weekly), u"text/note.md"_s},
+        {u"captures/%1/handoffs"_s.arg(weekly), u"text"_s},
+        {u"captures/%1/handoffs/other.md"_s.arg(weekly), u"text/note.md"_s},
+        {u"memory/people/granite.md"_s, u"pages/granite.md"_s},
+        {u"memory/projects"_s, u"pages"_s},
+        {u"memory/promises.md"_s, u"promises.md"_s},
+        {u"memory/ideas.md"_s, u"ideas.md"_s},
+        {u"memory"_s, u""_s},
+        {u"asks/one.md"_s, u"asks/one.md"_s},
+        {u"asks"_s, u"asks"_s},
+    };
+    const auto found = [&session] {
+        qsizetype count = 0;
+        QJsonObject lists = session.value(u"search"_s, R"({"query":"granite"})").toObject();
+        lists.remove(u"unreadable"_s);
+        for (const QJsonValue& list : std::as_const(lists)) {
+            count += list.toArray().size();
+        }
+        return count + session.value(u"list_people"_s, "{}")[u"people"].toArray().size();
+    };
+    ASSERT_TRUE(QDir().rename(home.path(u"Quillet"_s), home.path(u"real"_s)) &&
+                QFile::link(home.path(u"real"_s), home.path(u"Quillet"_s)));
+    for (const auto& [link, target] : rows) {
+        SCOPED_TRACE(link.toStdString());
+        const QString path = home.path(u"Quillet/"_s + link);
+        const bool wasThere = QFile::rename(path, home.path(u"aside"_s));
+        QDir().mkpath(QFileInfo(path).path());
+        const qsizetype before = found();
+        ASSERT_TRUE(QFile::link(home.path(u"outside/"_s + target), path));
+        EXPECT_EQ(found(), before);
+        QFile::remove(path);
+        ASSERT_TRUE(QFile::link(home.path(u"Quillet/kept/"_s + target), path));
+        EXPECT_GT(found(), before);
+        QFile::remove(path);
+        EXPECT_TRUE(!wasThere || QFile::rename(home.path(u"aside"_s), path));
+    }
+    ASSERT_TRUE(QFile::link(home.path(u"outside/pages/granite.md"_s),
+                            home.path(u"Quillet/memory/people/granite.md"_s)) &&
+                QFile::link(home.path(u"outside/capture/meta.json"_s),
+                            home.path(u"Quillet/captures/2026-03-04-meta/meta.json"_s)));
+    const QString tool = u"ask_context"_s;
+    EXPECT_NE(session.refusal(tool, R"({"question":"?","scope":"person:granite"})"), QString());
+    EXPECT_TRUE(session.refusal(tool, R"({"question":"?","scope":"capture:2026-03-04"})").contains(u"leads"));
+    EXPECT_NE(session.refusal(u"list_people"_s, R"({"person":"granite"})"), QString());
+}
+
 TEST(McpCommand, looksAtTheFilesAsTheyAreNow) {
     Session session;
     const QByteArray query = R"({"query":"granite"})";
