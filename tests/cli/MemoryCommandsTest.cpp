@@ -24,8 +24,17 @@ TEST_F(MemoryCommands, sayWhatComesWhereThereIsNothingYet) {
     EXPECT_EQ(line.run({u"memory"_s, u"catch-up"_s}).errors,
               u"There are no captures yet; `lumbro record` makes one.\n"_s);
     line.home().write(u"Quillet/captures/%1/meta.json"_s.arg(meeting), "{");
-    const QString broken = line.run({u"memory"_s, u"catch-up"_s}).errors;
-    EXPECT_TRUE(broken.contains(meeting + u"/meta.json can't be read"_s)) << qPrintable(broken);
+    const Finished broken = line.run({u"memory"_s, u"catch-up"_s});
+    EXPECT_EQ(broken.status, 1);
+    EXPECT_TRUE(broken.errors.startsWith(u"lumbro: %1/meta.json can't be read; "_s.arg(meeting)))
+        << qPrintable(broken.errors);
+    EXPECT_EQ(broken.errors.count(u'\n'), 1);
+    const Finished document = line.run({u"memory"_s, u"catch-up"_s, u"--json"_s});
+    EXPECT_EQ(document.status, 1);
+    EXPECT_EQ(document.errors, broken.errors);
+    const QString error = broken.errors.mid(qstrlen("lumbro: ")).trimmed();
+    EXPECT_EQ(document.array(),
+              (QJsonArray{QJsonObject{{u"capture"_s, meeting}, {u"updated"_s, false}, {u"error"_s, error}}}));
 }
 
 TEST_F(MemoryCommands, listAndShowPages) {

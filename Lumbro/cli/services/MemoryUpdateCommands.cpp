@@ -5,9 +5,12 @@
 #include "cli/CaptureLookup.h"
 #include "cli/Table.h"
 #include "cli/services/FinishSteps.h"
+#include "library/CaptureScan.h"
 #include "library/ContextLibrary.h"
 #include "memory/Librarian.h"
 
+#include <QDir>
+#include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonObject>
 
@@ -21,7 +24,7 @@ QString quoted(const CaptureRecord& record) {
     return u"\"%1\""_s.arg(Output::clean(record.meta.title));
 }
 
-/// What the agent proposed, in numbers above 0.
+/// What came into the memory, in numbers above 0.
 QString passText(const MemoryPass& pass) {
     QStringList parts;
     const auto add = [&parts](qsizetype count, const QString& one, const QString& many) {
@@ -32,7 +35,7 @@ QString passText(const MemoryPass& pass) {
     add(pass.promises, u"promise"_s, u"promises"_s);
     add(pass.closedPromises, u"promise kept"_s, u"promises kept"_s);
     add(pass.ideas, u"idea"_s, u"ideas"_s);
-    return parts.isEmpty() ? u"nothing to remember"_s : parts.join(u", "_s);
+    return parts.isEmpty() ? u"nothing new to remember"_s : parts.join(u", "_s);
 }
 
 QJsonObject passJson(const MemoryPass& pass) {
@@ -104,9 +107,7 @@ QString nothingNew(const CaptureRecord& record) {
 /// Why there is nothing to catch up on.
 QString nothingToRead(const ContextLibrary& library) {
     if (library.captures().isEmpty()) {
-        // There may be some that can't be read.
-        const auto last = findCapture(library.capturesFolder(), u"last"_s);
-        return last ? QString() : last.error().message;
+        return u"There are no captures yet; `lumbro record` makes one."_s;
     }
     const bool isAnyRead = std::ranges::any_of(
         library.captures(), [](const CaptureRecord& record) { return record.meta.memorizedAt.has_value(); });
@@ -118,8 +119,36 @@ QString nothingToRead(const ContextLibrary& library) {
 void sayMisses(Output& output, const MemoryCatchUp& result) {
     for (const MemoryCatchUp::Miss& miss : result.misses) {
         Failure failure = miss.failure;
-        failure.message.prepend(miss.captureID + u": "_s);
+        if (!failure.message.contains(miss.captureID)) {
+            failure.message.prepend(miss.captureID + u": "_s);
+        }
         output.fail(failure);
+    }
+}
+
+/// Captures of which nobody can tell whether they were read.
+QList<MemoryCatchUp::Miss> unreadable(const QString& capturesFolder) {
+    QList<MemoryCatchUp::Miss> misses;
+    const QStringList broken = scanCaptures(capturesFolder).broken;
+    for (const QString& path : broken) {
+        const QString id = QFileInfo(path).dir().dirName();
+        if (const auto found = findCapture(capturesFolder, id); !found) {
+            misses += {id, found.error()};
+        }
+    }
+    return misses;
+}
+
+void sayCatchUp(Output& output, const MemoryCatchUp& result, qsizetype count) {
+    const auto updated = std::ranges::count(result.passes, true, &MemoryPass::updated);
+    output.printLine(u"%1 of %2 taken in."_s.arg(updated).arg(counted(count, u"capture"_s, u"captures"_s)));
+    if (const auto tooShort = result.passes.size() - updated; tooShort > 0) {
+        output.say(u"%1 too few words to be taken in."_s.arg(
+            counted(tooShort, u"capture holds"_s, u"captures hold"_s)));
+    }
+    if (!result.elsewhere.isEmpty()) {
+        output.say(u"%1 left to another process that was reading it."_s.arg(
+            counted(result.elsewhere.size(), u"capture was"_s, u"captures were each"_s)));
     }
 }
 
@@ -170,30 +199,21 @@ Task<int> memoryCatchUp(CommandContext context) {
     Librarian& librarian = run.librarian();
     const qsizetype count = librarian.unread().size();
     qsizetype begun = 0;
-    const MemoryCatchUp result = co_await librarian.catchUp(
+    MemoryCatchUp result = co_await librarian.catchUp(
         [&](const CaptureRecord& record) {
             run.steps().begin(u"Reading %1 of %2, %3…"_s.arg(++begun).arg(count).arg(quoted(record)));
         },
         run.cancel());
     run.steps().end();
-    const auto updated = std::ranges::count(result.passes, true, &MemoryPass::updated);
+    result.misses += unreadable(run.library().capturesFolder());
     if (context.arguments.wantsJson()) {
         output.printJson(catchUpJson(result));
-    } else if (count == 0) {
+    } else if (count > 0) {
+        sayCatchUp(output, result, count);
+    } else if (result.misses.isEmpty() || !run.library().captures().isEmpty()) {
         output.say(nothingToRead(run.library()));
-    } else {
-        output.printLine(
-            u"%1 of %2 taken in."_s.arg(updated).arg(counted(count, u"capture"_s, u"captures"_s)));
-        if (const auto tooShort = result.passes.size() - updated; tooShort > 0) {
-            output.say(u"%1 too few words to be taken in."_s.arg(
-                counted(tooShort, u"capture holds"_s, u"captures hold"_s)));
-        }
-        sayMisses(output, result);
-        if (!result.elsewhere.isEmpty()) {
-            output.say(u"%1 left to another process that was reading it."_s.arg(
-                counted(result.elsewhere.size(), u"capture was"_s, u"captures were each"_s)));
-        }
     }
+    sayMisses(output, result);
     co_return result.misses.isEmpty() ? 0 : 1;
 }
 
