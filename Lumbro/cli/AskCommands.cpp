@@ -10,6 +10,8 @@
 #include "library/ContextLibrary.h"
 #include "memory/MemoryStore.h"
 
+#include <QFileInfo>
+
 #include <algorithm>
 #include <iterator>
 
@@ -38,25 +40,42 @@ Result<QList<AskThread>> readThreads(Sources sources, QStringList* unreadable = 
     return files.readAll(AskContext(clock, settings, library, memory, {}).lookup(), unreadable);
 }
 
+QString unreadableText(const QStringList& paths) {
+    const QString others = paths.size() == 1 ? QString() : u" and %1 more"_s.arg(paths.size() - 1);
+    return u"%1%2: no conversation can be read there; mend it, or move it away."_s.arg(paths.first(), others);
+}
+
 Result<AskThread> readThread(Sources sources, const QString& id) {
-    const auto threads = readThreads(sources);
-    return threads ? findThread(*threads, id) : std::unexpected(threads.error());
+    QStringList unreadable;
+    const auto threads = readThreads(sources, &unreadable);
+    if (!threads) {
+        return std::unexpected(threads.error());
+    }
+    auto found = findThread(*threads, id);
+    const auto mayBeMeant = [&](const QString& path) {
+        const QFileInfo file(path);
+        return file.suffix() != u"md" || id == u"last" || file.completeBaseName() == id;
+    };
+    if (!found) {
+        unreadable.removeIf([&](const QString& path) { return !mayBeMeant(path); });
+    }
+    return found || unreadable.isEmpty() ? found : fail(unreadableText(unreadable));
 }
 
 void sayUnreadable(Output& output, const QStringList& paths) {
-    if (paths.isEmpty()) {
-        return;
+    if (!paths.isEmpty()) {
+        output.fail(unreadableText(paths));
     }
-    const QString others = paths.size() == 1 ? QString() : u" and %1 more"_s.arg(paths.size() - 1);
-    output.fail(Output::clean(
-        u"%1%2: no conversation can be read there; mend it, or move it away."_s.arg(paths.first(), others)));
 }
 
 }  // namespace
 
 Result<AskThread> findThread(const QList<AskThread>& threads, const QString& id) {
-    if (id == u"last" && !threads.isEmpty()) {
-        return threads.first();
+    if (id == u"last") {
+        return threads.isEmpty() ? fail(FailureKind::notFound,
+                                        u"There are no conversations yet; `lumbro ask "
+                                        "QUESTION` begins one."_s)
+                                 : Result<AskThread>(threads.first());
     }
     QList<AskThread> found;
     std::ranges::copy_if(threads, std::back_inserter(found),

@@ -27,10 +27,16 @@ QString commandFor(const SidebarItem& item) {
     }
 }
 
+/// Empty for what people wrote without a date.
+QString dateText(const QDateTime& date) {
+    return date.date().year() > 1 ? dates::readable(date) : QString();
+}
+
 QString turnText(const Output& output, const AskTurn& turn) {
-    QString head = u"Me · "_s + (turn.engine ? u'/' + Output::clean(*turn.engine) + u" · "_s : QString()) +
-                   dates::readable(turn.date);
-    QString text = u'\n' + output.styled(head, Look::dim) + u'\n' +
+    QStringList head{u"Me"_s, turn.engine ? u'/' + Output::clean(*turn.engine) : QString(),
+                     dateText(turn.date)};
+    head.removeAll({});
+    QString text = u'\n' + output.styled(head.join(u" · "_s), Look::dim) + u'\n' +
                    output.styled(Output::cleanLines(turn.question), Look::bold) + u"\n\n"_s +
                    Output::cleanLines(turn.answer) + u'\n';
     if (turn.action) {
@@ -46,7 +52,7 @@ QString askTable(const Output& output, const QList<AskThread>& threads) {
     rows.reserve(threads.size());
     for (const AskThread& thread : threads) {
         const bool isOnPart = thread.scope && thread.scope->kind != AskScope::Kind::library;
-        rows += {Output::clean(thread.id), Output::clean(thread.title), dates::readable(thread.updated()),
+        rows += {Output::clean(thread.id), Output::clean(thread.title), dateText(thread.updated()),
                  QString::number(thread.turns.size()),
                  isOnPart ? Output::clean(thread.scope->token()) : QString()};
     }

@@ -142,7 +142,7 @@ TEST_F(AskCommands, whatCannotBeAskedIsSaidInOneSentence) {
         {{u"ask"_s, u"Q"_s, u"--scope"_s, u"person:nobody"_s}, 1, "There is no person \"nobody\""},
         {{u"ask"_s, u"Q"_s, u"--scope"_s, u"company:nope"_s}, 1, "There is no company \"nope\""},
         {{u"ask"_s, u"Q"_s, u"--engine"_s, u"none"_s}, 1, "There is no engine \"none\""},
-        {{u"asks"_s, u"show"_s, u"last"_s}, 1, "There is no conversation \"last\""},
+        {{u"asks"_s, u"show"_s, u"last"_s}, 1, "There are no conversations yet"},
         {{u"asks"_s, u"delete"_s, u"none"_s}, 1, "There is no conversation \"none\""},
     };
     for (const Row& row : rows) {
@@ -190,6 +190,8 @@ TEST_F(AskCommands, conversationsBesideBrokenOnesAreListed) {
     const Finished listed = line.run({u"asks"_s});
     EXPECT_EQ(listed.status, 0);
     EXPECT_TRUE(listed.output.contains(u"Good"_s));
+    EXPECT_FALSE(listed.output.contains(u"0001"_s)) << qPrintable(listed.output);
+    EXPECT_TRUE(line.run({u"asks"_s, u"show"_s, u"zeros"_s}).errors.contains(u"/asks/zeros.md: no"_s));
     EXPECT_EQ(listed.errors.count(u'\n'), 1);
     EXPECT_TRUE(listed.errors.contains(u"/asks/empty.md and 1 more: no conversation can be read"_s))
         << qPrintable(listed.errors);
@@ -199,6 +201,7 @@ TEST_F(AskCommands, conversationsBesideBrokenOnesAreListed) {
     EXPECT_EQ(none.status, 1);
     EXPECT_EQ(none.output.trimmed(), u"[]"_s);
     EXPECT_TRUE(none.errors.contains(u"/asks: no conversation can be read there"_s));
+    EXPECT_EQ(line.run({u"asks"_s, u"show"_s, u"last"_s}).errors, none.errors);
 }
 
 TEST_F(AskCommands, twoProcessesInOneConversationKeepBothAnswers) {
