@@ -25,8 +25,12 @@ std::optional<CaptureRecord> exactly(const QString& folder, const QString& id) {
 }
 
 bool isUnreadable(const QString& folder, const QString& name) {
-    return !name.isEmpty() && !name.contains(u'/') && !name.startsWith(u'.') &&
-           QFileInfo::exists(folder + u'/' + name + u"/meta.json"_s) && !exactly(folder, name);
+    if (name.isEmpty() || name.contains(u'/') || name.startsWith(u'.')) {
+        return false;
+    }
+    const QFileInfo capture(folder + u'/' + name);
+    const bool isClosed = capture.isDir() && !capture.isExecutable();
+    return isClosed || (QFileInfo::exists(capture.filePath() + u"/meta.json"_s) && !exactly(folder, name));
 }
 
 std::unexpected<Failure> unreadable(const QString& folder, const QString& name) {
