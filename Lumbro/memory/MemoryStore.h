@@ -71,9 +71,8 @@ class MemoryStore final : public QObject {
     /// The summary of all that is known, for the model.
     QString index() const;
     /// Merges what a model proposed after reading the capture. Everything is checked and bounded. What could
-    /// be written stays when a part fails; the first failure is given back. It is `notFound` when there is no
-    /// folder for the memory. One line in the log tells what was not taken as it stands, after what `changes`
-    /// tells already.
+    /// be written stays when a part fails; the first failure is given back, `notFound` without a folder. One
+    /// line in the log tells what was not taken as it stands, after what `changes` tells already.
     Task<Result<MemoryPass>> apply(LibrarianOps ops, CaptureRecord record, ReplyChanges changes = {});
 
     /// Ticks or unticks a promise by its id. False when there is none.
