@@ -14,12 +14,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     end.exit.errors = (data[0] & 8) != 0 ? end.exit.output : QByteArray();
     fuzz::checkJudged(claude::judge(end, claude::plainResult(end.exit.output)), end);
 
-    claude::EventStream whole(QStringLiteral("mcp__slack"));
+    const AgentRequest request{.requireTools = QStringLiteral("mcp__slack"),
+                               .mustNotLoad = [](const QString& tool) { return tool.contains(u"delete"); }};
+    claude::EventStream whole(request);
     fuzz::feed(whole, end.exit.output, end.exit.output.size() + 1);
     fuzz::checkJudged(claude::judge(end, whole.result()), end);
 
-    claude::EventStream pieces(QStringLiteral("mcp__slack"));
+    claude::EventStream pieces(request);
     fuzz::feed(pieces, end.exit.output, 1 + (data[0] >> 4));
-    fuzz::check(pieces.result() == whole.result() && pieces.toolsAreMissing() == whole.toolsAreMissing());
+    fuzz::check(pieces.result() == whole.result() && pieces.refusal() == whole.refusal());
     return 0;
 }

@@ -49,6 +49,9 @@ struct AgentRequest {
     std::optional<std::chrono::milliseconds> timeout{};
     /// Prefix of tool names without its "__": the run is stopped when no such tool has loaded.
     std::optional<QString> requireTools{};
+    /// With `requireTools`: tells which of its tools the run must not have. The run is stopped, before the
+    /// model can act, when one has loaded all the same. May be empty.
+    std::function<bool(const QString& tool)> mustNotLoad{};
     /// None: the one that the settings prefer, or the user's own command.
     std::optional<AIProvider> provider{};
     /// Called with each piece of the reply's text as it comes, by agents that can; `isNew` tells that what

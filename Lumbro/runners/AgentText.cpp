@@ -39,6 +39,13 @@ Failure toolsNotReady() {
     return {FailureKind::toolsNotReady, u"The app didn't load in time. Nothing was changed."_s};
 }
 
+Failure toolNotDenied(const QString& tool) {
+    return {FailureKind::failed,
+            u"Your Claude Code can't be kept from using %1, so it was ended and nothing was changed. Update "
+            u"it and "
+            "try again."_s.arg(tool)};
+}
+
 QString reasonText(const QByteArray& bytes) {
     qsizetype end = std::min(bytes.size(), longestReason);
     while (end < bytes.size() && end > 0 && (static_cast<unsigned char>(bytes[end]) & 0xC0) == 0x80) {

@@ -14,6 +14,7 @@ Failure notLoggedIn();
 Failure timedOut();
 Failure cancelled();
 Failure toolsNotReady();
+Failure toolNotDenied(const QString& tool);
 
 /// `bytes` as text, trimmed; empty when they are not UTF-8. Only the first MiB, which is plenty for a reason.
 QString reasonText(const QByteArray& bytes);

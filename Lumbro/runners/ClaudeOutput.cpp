@@ -2,15 +2,15 @@
 
 #include "runners/AgentText.h"
 
-#include <QJsonArray>
 #include <QJsonDocument>
 
 namespace lumbro::claude {
 
-EventStream::EventStream(const std::optional<QString>& connector, OnText onText)
-    : m_prefix(connector.value_or(QString()) + u"__"_s),
-      m_onText(std::move(onText)),
-      m_gate(connector ? Gate::waiting : Gate::passed),
+EventStream::EventStream(const AgentRequest& request)
+    : m_prefix(request.requireTools.value_or(QString()) + u"__"_s),
+      m_mustNotLoad(request.mustNotLoad),
+      m_onText(request.onText),
+      m_isGateAhead(request.requireTools.has_value()),
       m_lines([this](const QByteArray& line) { take(line); }) {}
 
 void EventStream::finish() {
@@ -20,7 +20,7 @@ void EventStream::finish() {
 
 void EventStream::take(const QByteArray& line) {
     const bool mayBeResult = line.contains("\"result\"");
-    const bool mayBeInit = m_gate == Gate::waiting && !m_isLastLine && line.contains("init");
+    const bool mayBeInit = m_isGateAhead && !m_isLastLine && line.contains("init");
     const bool mayBeText = m_onText && line.contains("\"stream_event\"");
     if (!mayBeResult && !mayBeInit && !mayBeText) {
         return;
@@ -37,11 +37,22 @@ void EventStream::take(const QByteArray& line) {
         m_result = event;
     }
     if (mayBeInit && event.value(u"subtype").toString() == u"init") {
-        const QJsonArray tools = event.value(u"tools").toArray();
-        const bool isThere = std::ranges::any_of(
-            tools, [&](const auto& tool) { return tool.toString().startsWith(m_prefix); });
-        m_gate = isThere ? Gate::passed : Gate::refused;
+        m_isGateAhead = false;
+        m_refusal = refusalOf(event.value(u"tools").toArray());
     }
+}
+
+std::optional<Failure> EventStream::refusalOf(const QJsonArray& tools) const {
+    bool isThere = false;
+    for (const QJsonValue tool : tools) {
+        const QString name = tool.toString();
+        const bool isOurs = name.startsWith(m_prefix);
+        if (isOurs && m_mustNotLoad && m_mustNotLoad(name)) {
+            return agents::toolNotDenied(name);
+        }
+        isThere = isThere || isOurs;
+    }
+    return isThere ? std::nullopt : std::optional(agents::toolsNotReady());
 }
 
 std::optional<QJsonObject> plainResult(const QByteArray& output) {

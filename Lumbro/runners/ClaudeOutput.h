@@ -4,41 +4,40 @@
 #include "runners/ClaudeText.h"
 #include "runners/LineReader.h"
 
+#include <QJsonArray>
 #include <QJsonObject>
 #include <QString>
 
-#include <functional>
 #include <optional>
 
 namespace lumbro::claude {
 
 /// Reads the event stream of a run. Where the run needs a connector, the `init` event is the gate: a run
-/// whose tools don't hold one of the connector's must be stopped before the model can act without it.
+/// whose tools don't hold one of the connector's, or hold one that it must not have, is to be stopped before
+/// the model can act.
 class EventStream {
   public:
-    using OnText = std::function<void(const QString& piece, bool isNew)>;
-
-    /// `connector` is the prefix of the tool names that the run needs, without the "__" that follows it.
-    /// `onText` is called with the words of the reply as they come; may be empty.
-    explicit EventStream(const std::optional<QString>& connector, OnText onText = {});
+    /// Of the request are `requireTools`, `mustNotLoad` and `onText`.
+    explicit EventStream(const AgentRequest& request);
 
     void feed(const QByteArray& piece) { m_lines.feed(piece); }
     void finish();
 
-    /// The `init` event came without a tool of the connector.
-    bool toolsAreMissing() const { return m_gate == Gate::refused; }
+    /// Why the run is to be stopped, once the `init` event has told.
+    const std::optional<Failure>& refusal() const { return m_refusal; }
     /// The last `result` event so far.
     std::optional<QJsonObject> result() const { return m_result; }
 
   private:
-    enum class Gate { waiting, passed, refused };
-
     void take(const QByteArray& line);
+    std::optional<Failure> refusalOf(const QJsonArray& tools) const;
 
     QString m_prefix;
-    OnText m_onText;
+    decltype(AgentRequest::mustNotLoad) m_mustNotLoad;
+    decltype(AgentRequest::onText) m_onText;
     ReplyText m_text;
-    Gate m_gate = Gate::waiting;
+    bool m_isGateAhead;
+    std::optional<Failure> m_refusal;
     bool m_isLastLine = false;
     std::optional<QJsonObject> m_result;
     LineReader m_lines;

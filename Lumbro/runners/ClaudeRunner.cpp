@@ -64,10 +64,10 @@ Task<Result<QString>> runClaude(Settings& settings, Clock& clock, AgentRequest r
     std::optional<claude::EventStream> events;
     AgentOutput onOutput;
     if (request.requireTools || request.onText) {
-        events.emplace(request.requireTools, request.onText);
+        events.emplace(request);
         onOutput = [&events](const QByteArray& piece) {
             events->feed(piece);
-            return events->toolsAreMissing() ? AgentWish::end : AgentWish::goOn;
+            return events->refusal() ? AgentWish::end : AgentWish::goOn;
         };
     }
     request.context.clear();
@@ -83,8 +83,8 @@ Task<Result<QString>> runClaude(Settings& settings, Clock& clock, AgentRequest r
         co_return agents::explained(u"claude"_s, claude::judge(*end, claude::plainResult(end->exit.output)),
                                     end->exit);
     }
-    if (events->toolsAreMissing()) {
-        co_return agents::explained(u"claude"_s, std::unexpected(agents::toolsNotReady()));
+    if (const auto refusal = events->refusal()) {
+        co_return agents::explained(u"claude"_s, std::unexpected(*refusal));
     }
     events->finish();
     co_return agents::explained(u"claude"_s, claude::judge(*end, events->result()), end->exit);

@@ -205,6 +205,22 @@ TEST_F(ClaudeRunnerTest, aRunWithoutItsConnectorIsStoppedAtInit) {
     EXPECT_EQ(run(streamed), u"sent"_s);
 }
 
+TEST_F(ClaudeRunnerTest, aRunWithAToolThatItMustNotHaveIsStoppedAtInit) {
+    AgentRequest guarded = streamed;
+    guarded.mustNotLoad = [](const QString& tool) { return tool.endsWith(u"drop"); };
+    agents.set("REPLY", "sent");
+    for (const auto& [tools, isStopped] : {std::pair("mcp__slack__send,mcp__slack__drop", true),
+                                           std::pair("mcp__slack__send,mcp__other__drop", false)}) {
+        agents.set("TOOLS", tools);
+        const auto result = run(guarded);
+        ASSERT_NE(result.has_value(), isStopped) << tools;
+        if (isStopped) {
+            EXPECT_TRUE(result.error().message.contains(u"kept from using mcp__slack__drop, so it was ended"))
+                << qPrintable(result.error().message);
+        }
+    }
+}
+
 TEST_F(ClaudeRunnerTest, anAgentWithoutItsConnectorThatIgnoresTheRequestToEndIsLeftAsSoon) {
     folder.write(u"deaf"_s,
                  "#!/bin/sh\ntrap '' TERM HUP\n"
