@@ -70,7 +70,7 @@ std::optional<ActionRun> ActionFiles::read(const QString& id) const {
 }
 
 bool ActionFiles::isDead(const QString& id) const {
-    const auto isWorkedOn = RunLock::isTaken(lockPath(id));
+    const auto isWorkedOn = LockFile::isTaken(lockPath(id));
     const QDateTime written = QFileInfo(path(id)).lastModified();
     return isWorkedOn ? !*isWorkedOn : written.secsTo(QDateTime::currentDateTime()) > longestUntold;
 }
@@ -80,6 +80,7 @@ ActionRun ActionFiles::settled(const ActionRun& run) const {
     // Read once nobody writes it any more: it may have been finished since.
     ActionRun found = read(run.id).value_or(run);
     if (isEnded && found.isLive()) {
+        found.neverStarted = found.status == ActionRun::Status::queued;
         found.status = ActionRun::Status::interrupted;
         found.finished.reset();
     }
@@ -170,13 +171,13 @@ void ActionFiles::sweep() const {
     const FolderLock lock(m_folder);
     for (const QString& name : hiddenNames(u".*.lock"_s)) {
         const QString mark = m_folder + u'/' + name;
-        if (RunLock::isTaken(mark) == false) {
-            const RunLock taken(mark);
+        if (LockFile::isTaken(mark) == false) {
+            const LockFile taken(mark);
         }
     }
     for (const QString& name : hiddenNames(u".*.stop"_s)) {
         const QString id = name.sliced(1).chopped(5);
-        if (RunLock::isTaken(lockPath(id)) == false) {
+        if (LockFile::isTaken(lockPath(id)) == false) {
             forgetStop(id);
         }
     }
@@ -191,14 +192,36 @@ void ActionFiles::sweep() const {
     }
 }
 
-std::optional<RunLock> ActionFiles::takePlace(int count) const {
+bool ActionFiles::isWaiting(const QString& id) const {
+    const auto run = LockFile::isTaken(lockPath(id)) == true ? read(id) : std::nullopt;
+    return run && run->status == ActionRun::Status::queued;
+}
+
+QStringList ActionFiles::waiting(const IsOurs& isOurs) const {
+    QStringList ids;
+    for (const QString& name : hiddenNames(u".*.lock"_s)) {
+        const QString id = name.sliced(1).chopped(5);
+        ids += isWaiting(id) && !isOurs(id) ? QStringList(id) : QStringList();
+    }
+    return ids;
+}
+
+std::optional<LockFile> ActionFiles::takePlace(int count) const {
     for (int number = 1; number <= count; ++number) {
-        RunLock place(u"%1/.place-%2.lock"_s.arg(m_folder).arg(number));
+        LockFile place(placePath(number));
         if (place.isMine()) {
             return place;
         }
     }
     return std::nullopt;
+}
+
+bool ActionFiles::hasPlace(int count) const {
+    int number = 1;
+    while (number <= count && LockFile::isTaken(placePath(number)) == true) {
+        ++number;
+    }
+    return number <= count;
 }
 
 Result<> ActionFiles::askToStop(const QString& id) const {
@@ -215,6 +238,10 @@ void ActionFiles::forgetStop(const QString& id) const {
 
 QString ActionFiles::stopPath(const QString& id) const {
     return u"%1/.%2.stop"_s.arg(m_folder, id);
+}
+
+QString ActionFiles::placePath(int number) const {
+    return u"%1/.place-%2.lock"_s.arg(m_folder, QString::number(number));
 }
 
 QString ActionFiles::path(const QString& id) const {

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "LumbroCore/Failure.h"
-#include "actions/RunLock.h"
+#include "LumbroCore/LockFile.h"
 #include "actions/formats/ActionRun.h"
 
 #include <QDateTime>
@@ -54,8 +54,14 @@ class ActionFiles {
     /// Removes what processes that have ended left behind: marks, and files half written.
     void sweep() const;
 
+    /// The run waits for a place, in a process that lives.
+    bool isWaiting(const QString& id) const;
+    /// Those of other processes that do.
+    QStringList waiting(const IsOurs& isOurs) const;
     /// One of the `count` places for runs under way, which all processes share; nothing when all are taken.
-    std::optional<RunLock> takePlace(int count) const;
+    std::optional<LockFile> takePlace(int count) const;
+    /// Some place is free.
+    bool hasPlace(int count) const;
 
     /// Asks the process that works on a run to stop it.
     Result<> askToStop(const QString& id) const;
@@ -68,6 +74,7 @@ class ActionFiles {
     bool isDead(const QString& id) const;
     QString path(const QString& id) const;
     QString stopPath(const QString& id) const;
+    QString placePath(int number) const;
 
     QString m_folder;
 };

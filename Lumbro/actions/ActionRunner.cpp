@@ -3,7 +3,6 @@
 #include "LumbroCore/AppLog.h"
 #include "LumbroCore/LockedUpdate.h"
 #include "LumbroCore/Text.h"
-#include "actions/formats/ActionPrompt.h"
 #include "chats/formats/Redact.h"
 #include "runners/AgentText.h"
 
@@ -11,6 +10,7 @@
 
 #include <algorithm>
 #include <ranges>
+#include <tuple>
 #include <utility>
 
 namespace lumbro {
@@ -21,10 +21,8 @@ namespace {
 
 using Status = ActionRun::Status;
 
-constexpr auto mostRunning = 2;
 constexpr int mostAttempts = 4;
 constexpr auto attemptPause = 3s;
-constexpr auto longestRun = 600s;
 constexpr auto watchInterval = 1s;
 constexpr auto followInterval = 2s;
 constexpr qsizetype longestSummary = 140;
@@ -34,29 +32,24 @@ const QString& tag() {
     return word;
 }
 
+QString notConnected(const QString& app) {
+    return u"%1 isn't connected any more. Check Claude: Settings → Connectors."_s.arg(app);
+}
+
 std::optional<ActionRun> firstOf(const QList<ActionRun>& runs, const auto& isWanted) {
     const auto found = std::ranges::find_if(runs, isWanted);
     return found == runs.end() ? std::nullopt : std::optional(*found);
-}
-
-AgentRequest requestFor(const ActionRun& run, const Connector& connector) {
-    const QString prefix = connector.allow();
-    return {.systemPrompt = actionPrompt::system(),
-            .instruction = actionPrompt::instruction(run.app),
-            .context = actionPrompt::input(run),
-            .model = u"sonnet"_s,
-            .connectors = AgentConnectors{.config = connector.config, .allow = {prefix}},
-            .disallowed =
-                actionPrompt::allowsDestructive(run.instruction) ? QStringList() : connector.deletionGuard(),
-            .timeout = longestRun,
-            .requireTools = prefix};
 }
 
 }  // namespace
 
 ActionRunner::ActionRunner(Clock& clock, AgentProvider& agent, FindConnector connector,
                            const QString& libraryRoot)
-    : m_clock(clock), m_agent(agent), m_connector(std::move(connector)), m_files(libraryRoot) {}
+    : m_clock(clock),
+      m_agent(agent),
+      m_connector(std::move(connector)),
+      m_files(libraryRoot),
+      m_turns(clock, m_files) {}
 
 ActionRunner::~ActionRunner() {
     for (const auto& handle : std::as_const(m_handles)) {
@@ -130,7 +123,7 @@ void ActionRunner::show(QList<ActionRun> runs) {
 }
 
 void ActionRunner::keepLooking() {
-    if (!hasActive()) {
+    if (!hasActive() && m_locks.empty()) {
         m_watch.stop();
     } else if (!m_watch.isRunning()) {
         m_watch.start(m_clock, watchInterval, Clock::Repeat::always, [this] { look(); });
@@ -139,13 +132,17 @@ void ActionRunner::keepLooking() {
 
 void ActionRunner::look() {
     const QPointer<ActionRunner> alive(this);
-    QStringList unwanted;
-    for (const auto& [id, lock] : m_locks) {
-        unwanted += m_files.isAskedToStop(id) ? QStringList(id) : QStringList();
-    }
-    for (const QString& id : unwanted) {
-        m_files.forgetStop(id);
-        stop(id);
+    const QList<ActionRun> runs = m_runs;
+    for (const ActionRun& each : runs) {
+        if (!alive || !isOurs(each.id)) {
+            continue;
+        }
+        if (!each.isLive()) {
+            std::ignore = fileEnd(each);
+        } else if (m_files.isAskedToStop(each.id)) {
+            m_files.forgetStop(each.id);
+            stop(each.id);
+        }
     }
     if (alive) {
         show(m_runs);
@@ -155,7 +152,7 @@ void ActionRunner::look() {
     }
 }
 
-ActionRun ActionRunner::submit(const Connector& connector, const ActionRequest& request) {
+Result<ActionRun> ActionRunner::submit(const Connector& connector, const ActionRequest& request) {
     load();
     show(m_runs);
     const QString key = ActionRun::keyFor(connector.id, request.content);
@@ -163,26 +160,40 @@ ActionRun ActionRunner::submit(const Connector& connector, const ActionRequest& 
     if (const auto live = firstOf(m_runs, isSame)) {
         return *live;
     }
-    ActionRun made;
-    {
-        const FolderLock lock(m_files.folder());
-        for (const ActionRun& other : m_files.readLike(key)) {
-            made = isSame(other) && m_files.settled(other).isLive() ? other : made;
-        }
-        if (made.id.isEmpty()) {
-            made = make(connector, request, key);
-            m_locks.emplace(made.id, RunLock(m_files.lockPath(made.id)));
-            write(made);
-        }
+    const auto filed = findOrFile(connector, request, key);
+    if (!filed) {
+        return filed;
     }
     QList<ActionRun> runs = m_runs;
-    runs.prepend(made);
+    runs.prepend(*filed);
     show(std::move(runs));
-    if (isOurs(made.id)) {
-        AppLog::info(tag(), u"queued %1: "_s.arg(made.id) + firstCharacters(made.instruction, 120));
+    if (isOurs(filed->id)) {
+        AppLog::info(tag(), u"queued %1: "_s.arg(filed->id) + firstCharacters(filed->instruction, 120));
         pump();
     }
-    return run(made.id).value_or(made);
+    return run(filed->id).value_or(*filed);
+}
+
+/// The run that another process has under way for the same, or a new one.
+Result<ActionRun> ActionRunner::findOrFile(const Connector& connector, const ActionRequest& request,
+                                           const QString& key) {
+    m_files.makeFolder();
+    const FolderLock lock(m_files.folder());
+    for (const ActionRun& other : m_files.readLike(key)) {
+        const bool mayBeSame = other.key == key && other.isLive() && !isOurs(other.id);
+        if (mayBeSame && m_files.settled(other).isLive()) {
+            return other;
+        }
+    }
+    const ActionRun made = make(connector, request, key);
+    m_turns.join(made.id, whichAreOurs());
+    m_locks.emplace(made.id, LockFile(m_files.lockPath(made.id)));
+    if (const auto written = m_files.write(made); !written) {
+        m_turns.leave(made.id);
+        m_locks.erase(made.id);
+        return fail(u"Nothing was sent: %1."_s.arg(written.error().message));
+    }
+    return made;
 }
 
 ActionRun ActionRunner::make(const Connector& connector, const ActionRequest& request,
@@ -202,16 +213,12 @@ ActionRun ActionRunner::make(const Connector& connector, const ActionRequest& re
             .started = now};
 }
 
-std::optional<ActionRun> ActionRunner::retry(const ActionRun& run) {
+Result<ActionRun> ActionRunner::retry(const ActionRun& run) {
     const auto connector = m_connector(run.connectorID);
     if (!connector) {
-        return std::nullopt;
+        return fail(notConnected(run.app));
     }
-    return submit(*connector, {.instruction = run.instruction,
-                               .content = run.content,
-                               .about = run.about,
-                               .captureID = run.captureID,
-                               .askThread = run.askThread});
+    return submit(*connector, ActionRequest::again(run));
 }
 
 void ActionRunner::stop(const QString& id) {
@@ -234,39 +241,42 @@ void ActionRunner::pump() {
     const auto isWaiting = [this](const ActionRun& each) {
         return each.status == Status::queued && isOurs(each.id) && !m_handles.contains(each.id);
     };
-    while (m_handles.size() < mostRunning) {
+    while (m_handles.size() < ActionTurns::mostRunning) {
         // Newest first, so the last is the one that has waited longest.
         const auto found = std::ranges::find_if(std::views::reverse(m_runs), isWaiting);
-        if (found == std::views::reverse(m_runs).end()) {
+        if (found == std::views::reverse(m_runs).end() || !m_turns.take(found->id)) {
             return;
         }
-        auto place = m_files.takePlace(mostRunning);
-        if (!place) {
-            return;
-        }
-        execute(*found, std::move(*place));
+        execute(*found);
     }
 }
 
-void ActionRunner::execute(ActionRun run, RunLock place) {
+void ActionRunner::execute(ActionRun run) {
     const auto connector = m_connector(run.connectorID);
     if (!connector) {
-        finish(run, Status::failed,
-               u"%1 isn't connected any more. Check Claude: Settings → Connectors."_s.arg(run.app));
+        finish(run, Status::failed, notConnected(run.app));
         return;
     }
-    run.status = Status::running;
+    ActionRun started = run;
+    started.status = Status::running;
+    // Whoever finds the file of a run that was cut off must see that it may have changed something.
+    if (const auto written = m_files.write(started); !written) {
+        finish(run, Status::failed, u"Nothing was sent: %1."_s.arg(written.error().message));
+        return;
+    }
+    m_rooms.emplace(run.id, std::make_unique<SpaceReserve>(m_files.folder()));
     const auto handle = std::make_shared<CancellationHandle>();
     m_handles.insert(run.id, handle);
-    m_places.emplace(run.id, std::move(place));
-    update(run);
-    runDetached(carryOut(run, requestFor(run, *connector), handle));
+    update(started);
+    runDetached(carryOut(started, agentRequest(started, *connector), handle));
 }
 
 Task<> ActionRunner::carryOut(ActionRun run, AgentRequest request, Handle handle) {
     const QPointer<ActionRunner> alive(this);
     Result<QString> output;
+    Clock::Duration begun{0};
     for (int attempt = 1;; ++attempt) {
+        begun = m_clock.elapsed();
         output = co_await m_agent.run(request, handle);
         if (!alive) {
             co_return;
@@ -287,11 +297,10 @@ Task<> ActionRunner::carryOut(ActionRun run, AgentRequest request, Handle handle
         }
     }
     m_handles.remove(run.id);
-    m_places.erase(run.id);
     if (output) {
         complete(run, *output);
     } else {
-        giveUp(run, output.error());
+        giveUp(run, output.error(), m_clock.elapsed() - begun >= *request.timeout);
     }
     if (alive) {
         pump();
@@ -318,10 +327,12 @@ void ActionRunner::complete(ActionRun run, const QString& output) {
     finish(run, status, error);
 }
 
-void ActionRunner::giveUp(const ActionRun& run, const Failure& failure) {
+void ActionRunner::giveUp(const ActionRun& run, const Failure& failure, bool isTimeUp) {
     switch (failure.kind) {
         case FailureKind::timedOut:
-            finish(run, Status::unconfirmed, u"It ran for over 10 minutes and was stopped."_s);
+            finish(run, Status::unconfirmed,
+                   isTimeUp ? u"It ran for over 10 minutes and was stopped."_s
+                            : u"Claude Code was ended before it could report."_s);
             break;
         case FailureKind::cancelled:
             finish(run, Status::stopped);
@@ -336,36 +347,41 @@ void ActionRunner::giveUp(const ActionRun& run, const Failure& failure) {
 }
 
 void ActionRunner::finish(ActionRun run, Status status, const std::optional<QString>& error) {
+    run.neverStarted = run.status == Status::queued;
     run.status = status;
     run.finished = m_clock.now();
     run.error = error ? error : run.error;
     const QPointer<ActionRunner> alive(this);
     AppLog::info(tag(), u"%1 %2: "_s.arg(ActionRun::rawValue(status), run.id) +
                             (run.summary.isEmpty() ? run.error.value_or(QString()) : run.summary));
+    m_turns.leave(run.id);
+    if (const auto filed = fileEnd(run); !filed) {
+        AppLog::error(tag(), filed.error().message);
+    }
     update(run);
     if (alive) {
         Q_EMIT finished(run);
     }
 }
 
-void ActionRunner::update(const ActionRun& run) {
-    write(run);
-    if (!run.isLive()) {
+/// Until it succeeds the run stays ours, and counts as under way for other processes.
+Result<> ActionRunner::fileEnd(const ActionRun& run) {
+    m_rooms.erase(run.id);
+    auto written = m_files.write(run);
+    if (written) {
         m_files.forgetStop(run.id);
         m_locks.erase(run.id);
     }
+    return written;
+}
+
+void ActionRunner::update(const ActionRun& run) {
     const auto place = std::ranges::find(m_runs, run.id, &ActionRun::id);
     if (place != m_runs.end()) {
         *place = run;
     }
     keepLooking();
     Q_EMIT runsChanged();
-}
-
-void ActionRunner::write(const ActionRun& run) const {
-    if (const auto written = m_files.write(run); !written) {
-        AppLog::error(tag(), written.error().message);
-    }
 }
 
 }  // namespace lumbro

@@ -1,9 +1,11 @@
 #pragma once
 
 #include "LumbroCore/Clock.h"
+#include "LumbroCore/SpaceReserve.h"
 #include "actions/ActionFiles.h"
+#include "actions/ActionRequest.h"
+#include "actions/ActionTurns.h"
 #include "actions/ActionWatch.h"
-#include "actions/RunLock.h"
 #include "actions/formats/ActionReport.h"
 #include "actions/formats/ActionRun.h"
 #include "actions/formats/Connector.h"
@@ -21,20 +23,11 @@
 
 namespace lumbro {
 
-/// What is to be done in an app.
-struct ActionRequest {
-    QString instruction{};
-    QString content{};
-    /// Where it comes from, in a line.
-    QString about{};
-    std::optional<QString> captureID{};
-    std::optional<QString> askThread{};
-};
-
 /// Carries work into connected apps: a queue of runs, of which at most two are under way, in whatever
-/// process. Every run is a file, written on each change. Runs of other processes are shown and never touched
-/// while those live. Main thread. The clock and the agent must outlive it; when it goes, what runs is
-/// cancelled and becomes interrupted at the next load.
+/// process. Every run is a file, written on each change: none starts that can't be filed, and an end that
+/// can't is filed as soon as it can. Runs of other processes are shown and never touched while those live.
+/// Main thread. The clock and the agent must outlive it; when it goes, what runs is cancelled and becomes
+/// interrupted at the next load.
 class ActionRunner final : public QObject {
     Q_OBJECT
 
@@ -51,7 +44,7 @@ class ActionRunner final : public QObject {
     const QList<ActionRun>& runs() const { return m_runs; }
     /// The run, or nothing.
     std::optional<ActionRun> run(const QString& id) const;
-    /// The run is queued or running in this process.
+    /// The run is queued or running in this process, or its end is still to be filed by it.
     bool isOurs(const QString& id) const { return m_locks.contains(id); }
     /// Some run is queued or running, here or in another process.
     bool hasActive() const;
@@ -66,10 +59,11 @@ class ActionRunner final : public QObject {
     void reload();
     /// From now on shows what other processes send, as it happens.
     void follow();
-    /// Queues the work, or gives the run that is already under way with the same content and connector.
-    ActionRun submit(const Connector& connector, const ActionRequest& request);
-    /// Sends the same work again; nothing when the connector is gone.
-    std::optional<ActionRun> retry(const ActionRun& run);
+    /// Queues the work, or gives the run that is already under way with the same content and connector. Fails
+    /// with a sentence when it can't be filed.
+    Result<ActionRun> submit(const Connector& connector, const ActionRequest& request);
+    /// Sends the same work again; fails as well when the connector is gone.
+    Result<ActionRun> retry(const ActionRun& run);
     /// Ends a run: a queued one of this process at once, a running one when its agent has gone, one of
     /// another process when that has seen the request. Nothing for one that has ended.
     void stop(const QString& id);
@@ -85,19 +79,21 @@ class ActionRunner final : public QObject {
     using Handle = std::shared_ptr<CancellationHandle>;
 
     ActionRun make(const Connector& connector, const ActionRequest& request, const QString& key) const;
+    Result<ActionRun> findOrFile(const Connector& connector, const ActionRequest& request,
+                                 const QString& key);
     ActionFiles::IsOurs whichAreOurs() const;
     void show(QList<ActionRun> runs);
     void catchUp();
     void look();
     void keepLooking();
     void pump();
-    void execute(ActionRun run, RunLock place);
+    void execute(ActionRun run);
     Task<> carryOut(ActionRun run, AgentRequest request, Handle handle);
     void complete(ActionRun run, const QString& output);
-    void giveUp(const ActionRun& run, const Failure& failure);
+    void giveUp(const ActionRun& run, const Failure& failure, bool isTimeUp);
     void finish(ActionRun run, ActionRun::Status status, const std::optional<QString>& error = {});
+    Result<> fileEnd(const ActionRun& run);
     void update(const ActionRun& run);
-    void write(const ActionRun& run) const;
 
     Clock& m_clock;
     AgentProvider& m_agent;
@@ -105,9 +101,11 @@ class ActionRunner final : public QObject {
     ActionFiles m_files;
     QList<ActionRun> m_runs;
     QMap<QString, Handle> m_handles;
-    /// The live runs of this process, and the places of those that are running.
-    std::map<QString, RunLock> m_locks;
-    std::map<QString, RunLock> m_places;
+    /// The runs of this process.
+    std::map<QString, LockFile> m_locks;
+    ActionTurns m_turns;
+    /// For the ends of those that are running, on a disk that fills up meanwhile.
+    std::map<QString, std::unique_ptr<SpaceReserve>> m_rooms;
     Timer m_watch;
     std::optional<ActionWatch> m_changes;
     Timer m_following;

@@ -18,6 +18,8 @@ using namespace std::chrono_literals;
 
 namespace {
 
+/// A process that works on runs looks every second whether one is to stop.
+constexpr auto longestHearing = 5s;
 /// An agent may take ten seconds over the request to end.
 constexpr auto longestStop = 15s;
 constexpr auto stopPause = 100ms;
@@ -43,15 +45,18 @@ int print(CommandContext& context, const ActionRun& run, const QString& text) {
     return 0;
 }
 
-/// Waits for the end of a run of another process.
+/// Waits a while for the end of a run of another process. The request to stop stays until it has ended.
 Task<ActionRun> ended(ActionFiles files, ActionRun run) {
     SystemClock clock;
-    for (auto waited = 0ms; run.isLive() && waited < longestStop; waited += stopPause) {
+    const auto bound = [&] { return files.isAskedToStop(run.id) ? longestHearing : longestStop; };
+    for (auto waited = 0ms; run.isLive() && waited < bound(); waited += stopPause) {
         co_await clock.sleep(stopPause);
         const FolderLock lock(files.folder());
         run = files.settled(run);
     }
-    files.forgetStop(run.id);
+    if (!run.isLive()) {
+        files.forgetStop(run.id);
+    }
     co_return ActionRun(run);
 }
 
@@ -121,7 +126,11 @@ Task<int> runsStop(CommandContext context) {
     run = co_await ended(files, *run);
     output.clearShown();
     if (run->isLive()) {
-        co_return output.fail(u"It has not stopped yet; `lumbro runs show %1` tells when."_s.arg(run->id));
+        const QString known =
+            files.isAskedToStop(run->id)
+                ? u"The process that works on it has not answered yet; it stops once it does"_s
+                : u"Its process has heard of it and waits for the agent to end"_s;
+        co_return output.fail(known + u". `lumbro runs show %1` tells how it ended."_s.arg(run->id));
     }
     print(context, *run, runResult(output, *run));
     if (run->status == ActionRun::Status::stopped) {

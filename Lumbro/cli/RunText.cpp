@@ -137,8 +137,8 @@ QString runProblem(const ActionRun& run) {
     if (run.error && !run.error->trimmed().isEmpty()) {
         sentences << run.error->trimmed();
     }
-    if (const auto check = run.checkFirst()) {
-        sentences << *check;
+    if (const auto about = run.aboutEnd()) {
+        sentences << *about;
     }
     if (!sentences.isEmpty() && !QStringView(u".!?…").contains(sentences.first().back())) {
         sentences.first() += u'.';

@@ -77,6 +77,7 @@ TEST(ActionRun, aFileThatIsNoneGivesNothing) {
                                                        {"finished", u"soon"_s},
                                                        {"items", QJsonObject{}},
                                                        {"error", 5},
+                                                       {"neverStarted", 1},
                                                        {"id", QJsonArray{}},
                                                        {"summary", QJsonValue()},
                                                        {"captureID", QJsonObject{}}};
@@ -124,6 +125,24 @@ TEST(ActionRun, whatIsSaidBeforeARetryFitsTheStatus) {
     }
     run.error.reset();
     EXPECT_EQ(run.beforeRetry(u"9:14"_s), u"This failed at 9:14: unknown error. You can try again."_s);
+}
+
+TEST(ActionRun, oneThatNeverStartedHasChangedNothing) {
+    const std::pair<Status, const char*> rows[] = {
+        {Status::stopped, "Stopped before it started, so nothing was changed in Linear."},
+        {Status::interrupted, "Lumbro quit before this started, so nothing was changed in Linear."}};
+    ActionRun run = sample();
+    for (const auto& [status, text] : rows) {
+        run.status = status;
+        run.neverStarted = false;
+        EXPECT_TRUE(run.checkFirst());
+        EXPECT_EQ(run.aboutEnd(), run.checkFirst());
+        run.neverStarted = true;
+        EXPECT_FALSE(run.checkFirst());
+        EXPECT_EQ(run.aboutEnd(), QString::fromLatin1(text));
+        EXPECT_EQ(run.beforeRetry(u"9:14"_s), u"You sent this at 9:14. "_s + QString::fromLatin1(text));
+        EXPECT_EQ(read(run.toJson()), run);
+    }
 }
 
 TEST(ActionReport, isBelievedOnlyAsFarAsItCanBeShown) {

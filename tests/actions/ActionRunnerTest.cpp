@@ -37,8 +37,10 @@ struct Process {
     }
 
     ActionRun submit(const QString& content, const QString& instruction = u"Add a page"_s) {
-        return runner.submit(connectors.first(),
-                             {.instruction = instruction, .content = content, .about = u"Sync"_s});
+        const auto run = runner.submit(connectors.first(),
+                                       {.instruction = instruction, .content = content, .about = u"Sync"_s});
+        EXPECT_TRUE(run) << qPrintable(run.error().message);
+        return run.value_or(ActionRun());
     }
     Status status(const ActionRun& run) const { return runner.run(run.id).value_or(ActionRun()).status; }
 
@@ -61,6 +63,13 @@ struct ActionRunnerTest : ::testing::Test {
         return ActionFiles(m_folder.path()).read(id).value_or(ActionRun());
     }
 
+    /// From now on the run's file can't be written.
+    void obstruct(const ActionRun& run) const {
+        const QString path = m_folder.path(u"actions/%1.json"_s.arg(run.id));
+        QFile::remove(path);
+        ASSERT_TRUE(QDir().mkdir(path));
+    }
+
     test::ScratchFolder m_folder;
     test::TestClock m_clock;
     Process m_process{m_clock, m_folder.path()};
@@ -81,7 +90,7 @@ TEST_F(ActionRunnerTest, aRunGoesFromTheQueueToItsFile) {
     ASSERT_TRUE(request.connectors);
     EXPECT_EQ(request.connectors->allow, QStringList{u"mcp__claude_ai_Linear"_s});
     EXPECT_EQ(request.requireTools, u"mcp__claude_ai_Linear"_s);
-    EXPECT_EQ(request.disallowed, QStringList{u"mcp__claude_ai_Linear__delete_issue"_s});
+    EXPECT_EQ(request.disallowed, m_process.connectors.first().deletionGuard());
     EXPECT_EQ(request.timeout, 600s);
 
     m_clock.advance(40s);
@@ -100,11 +109,17 @@ TEST_F(ActionRunnerTest, aRunGoesFromTheQueueToItsFile) {
 
 TEST_F(ActionRunnerTest, theGuardAgainstDeletingIsLiftedOnlyByTheUsersWords) {
     m_process.submit(u"a"_s, u"Archive the old page"_s);
-    m_process.connectors.first().tools.clear();
     m_process.submit(u"b"_s);
-    EXPECT_TRUE(m_process.agent.calls.at(0)->request.disallowed.isEmpty());
-    EXPECT_TRUE(
-        m_process.agent.calls.at(1)->request.disallowed.contains(u"mcp__claude_ai_Linear__*delete*"_s));
+    const AgentRequest& lifted = m_process.agent.calls.at(0)->request;
+    EXPECT_TRUE(lifted.disallowed.isEmpty());
+    EXPECT_FALSE(lifted.mustNotLoad);
+    const AgentRequest& guarded = m_process.agent.calls.at(1)->request;
+    // The list of tools may have been empty or old when it was asked for.
+    EXPECT_TRUE(guarded.disallowed.contains(u"mcp__claude_ai_Linear__*purge*"_s));
+    EXPECT_TRUE(guarded.disallowed.contains(u"mcp__claude_ai_Linear__delete_issue"_s));
+    ASSERT_TRUE(guarded.mustNotLoad);
+    EXPECT_TRUE(guarded.mustNotLoad(u"mcp__claude_ai_Linear__issue_dElete"_s));
+    EXPECT_FALSE(guarded.mustNotLoad(u"mcp__claude_ai_Linear__create_issue"_s));
 }
 
 TEST_F(ActionRunnerTest, twoRunAtATimeAndTheOldestGoesNext) {
@@ -125,7 +140,7 @@ TEST_F(ActionRunnerTest, twoRunAtATimeAndTheOldestGoesNext) {
     EXPECT_EQ(m_process.agent.calls.size(), 3U);
     EXPECT_EQ(onDisk(runs.at(3).id).error,
               u"Linear isn't connected any more. Check Claude: Settings → Connectors."_s);
-    EXPECT_FALSE(m_process.runner.retry(runs.at(0)));
+    EXPECT_EQ(m_process.runner.retry(runs.at(0)).error().message, onDisk(runs.at(3).id).error);
 }
 
 TEST_F(ActionRunnerTest, theSameWorkIsUnderWayOnlyOnceAndANewRunHasANameOfItsOwn) {
@@ -150,10 +165,13 @@ TEST_F(ActionRunnerTest, whatAnEndIsWorth) {
         Status status;
         std::optional<QString> error;
         qsizetype summary = 0;
+        std::chrono::seconds taken{0};
     };
     const Row rows[] = {
         {fail(FailureKind::timedOut, u"Late"_s), Status::unconfirmed,
-         u"It ran for over 10 minutes and was stopped."_s},
+         u"It ran for over 10 minutes and was stopped."_s, 0, 600s},
+        {fail(FailureKind::timedOut, u"Killed"_s), Status::unconfirmed,
+         u"Claude Code was ended before it could report."_s, 0, 599s},
         {fail(FailureKind::cancelled, u"Cancelled"_s), Status::stopped, std::nullopt},
         {fail(FailureKind::limit, u"At the limit"_s), Status::failed, u"At the limit"_s},
         {u"RESULT: {\"status\":\"failed\",\"summary\":\"%1\"}"_s.arg(longSummary), Status::failed,
@@ -166,6 +184,7 @@ TEST_F(ActionRunnerTest, whatAnEndIsWorth) {
     };
     for (const Row& row : rows) {
         const ActionRun run = m_process.submit(u"x"_s);
+        m_clock.advance(row.taken);
         m_process.agent.calls.back()->answer(row.output);
         const ActionRun ended = onDisk(run.id);
         EXPECT_EQ(ended.status, row.status);
@@ -195,11 +214,13 @@ TEST_F(ActionRunnerTest, stopEndsARunWhereverItIs) {
     const ActionRun queued = m_process.submit(u"c"_s);
     m_process.runner.stop(queued.id);
     EXPECT_EQ(onDisk(queued.id).status, Status::stopped);
+    EXPECT_TRUE(onDisk(queued.id).neverStarted);
     m_process.runner.stop(running.id);
     EXPECT_TRUE(m_process.agent.calls.at(1)->cancel->isCancelled);
     EXPECT_EQ(m_process.status(running), Status::running);
     m_process.agent.calls.at(1)->answer(fail(FailureKind::cancelled, u"Cancelled"_s));
     EXPECT_EQ(m_process.status(running), Status::stopped);
+    EXPECT_FALSE(onDisk(running.id).neverStarted);
 
     m_process.agent.calls.at(0)->answer(fail(FailureKind::toolsNotReady, u"Late"_s));
     m_process.runner.stop(pausing.id);
@@ -232,6 +253,7 @@ TEST_F(ActionRunnerTest, whatEndedWithItsProcessIsInterruptedAndNeverRunsAgain) 
     for (const QString& each : {id, waiting}) {
         EXPECT_EQ(onDisk(each).status, Status::interrupted);
         EXPECT_EQ(onDisk(each).finished, m_clock.now());
+        EXPECT_EQ(onDisk(each).neverStarted, each == waiting);
     }
     EXPECT_TRUE(later.agent.calls.empty());
     EXPECT_TRUE(m_folder.has(u"actions/broken.json"_s));
@@ -358,10 +380,47 @@ TEST_F(ActionRunnerTest, twoRunAtATimeInAllProcessesTogether) {
     m_clock.advance(1s);
     EXPECT_EQ(onDisk(first.id).status, Status::done);
     EXPECT_EQ(m_process.agent.calls.size() + other.agent.calls.size(), 3U);
-    m_process.agent.calls.at(1)->answer(good);
+    EXPECT_EQ(onDisk(third.id).status, Status::running);
     other.agent.calls.at(0)->answer(good);
     m_clock.advance(1s);
+    EXPECT_EQ(onDisk(fourth.id).status, Status::running);
+}
+
+TEST_F(ActionRunnerTest, whoeverSentFirstGoesFirstWhateverTheProcess) {
+    Process other(m_clock, m_folder.path());
+    m_process.submit(u"a"_s);
+    m_process.submit(u"b"_s);
+    const ActionRun third = other.submit(u"c"_s);
+    // A clock that is set back changes nothing.
+    m_clock.setNow(m_clock.now().addSecs(-3600));
+    const ActionRun fourth = m_process.submit(u"d"_s);
+    m_process.agent.calls.at(0)->answer(good);
+    EXPECT_EQ(onDisk(fourth.id).status, Status::queued);
+    m_clock.advance(1s);
     EXPECT_EQ(onDisk(third.id).status, Status::running);
+    m_process.agent.calls.at(1)->answer(good);
+    m_clock.advance(1s);
+    EXPECT_EQ(onDisk(fourth.id).status, Status::running);
+}
+
+TEST_F(ActionRunnerTest, nobodyWaitsForAProcessThatIsGoneOrSuspended) {
+    test::TestClock standing;
+    auto killed = std::make_unique<Process>(m_clock, m_folder.path());
+    Process suspended(standing, m_folder.path());
+    m_process.submit(u"a"_s);
+    m_process.submit(u"b"_s);
+    killed->submit(u"c"_s);
+    const ActionRun fourth = m_process.submit(u"d"_s);
+    suspended.submit(u"e"_s);
+    const ActionRun sixth = m_process.submit(u"f"_s);
+    killed.reset();
+    m_process.agent.calls.at(0)->answer(good);
+    EXPECT_EQ(m_process.status(fourth), Status::running);
+    m_process.agent.calls.at(1)->answer(good);
+    m_clock.advance(4s);
+    EXPECT_EQ(m_process.status(sixth), Status::queued);
+    m_clock.advance(1s);
+    EXPECT_EQ(m_process.status(sixth), Status::running);
 }
 
 TEST_F(ActionRunnerTest, anotherProcessIsAskedToStopItsRun) {
@@ -389,10 +448,51 @@ TEST_F(ActionRunnerTest, anotherProcessIsAskedToStopItsRun) {
               QStringList());
 }
 
-TEST_F(ActionRunnerTest, aRunWhoseFileCannotBeWrittenGoesOn) {
+TEST_F(ActionRunnerTest, nothingIsSentThatCannotBeFiled) {
     ASSERT_TRUE(QDir(m_folder.path(u"actions"_s)).removeRecursively());
     m_folder.write(u"actions"_s, "no folder");
+    const auto refused = m_process.runner.submit(m_process.connectors.first(), {.content = u"a"_s});
+    ASSERT_FALSE(refused);
+    EXPECT_TRUE(refused.error().message.startsWith(u"Nothing was sent: can't write "));
+    EXPECT_TRUE(m_process.runner.runs().isEmpty());
+    QFile::remove(m_folder.path(u"actions"_s));
+
+    m_process.submit(u"a"_s);
+    m_process.submit(u"b"_s);
+    const ActionRun waiting = m_process.submit(u"c"_s);
+    obstruct(waiting);
+    m_process.agent.calls.at(0)->answer(good);
+    EXPECT_EQ(m_process.agent.calls.size(), 2U);
+    const ActionRun failed = m_process.runner.run(waiting.id).value_or(ActionRun());
+    EXPECT_EQ(failed.status, Status::failed);
+    EXPECT_TRUE(failed.error.value_or(QString()).startsWith(u"Nothing was sent: can't write "));
+}
+
+TEST_F(ActionRunnerTest, anEndThatCannotBeFiledIsFiledWhenItCan) {
+    Process other(m_clock, m_folder.path());
     const ActionRun run = m_process.submit(u"a"_s);
+    const QByteArray started = m_folder.read(u"actions/%1.json"_s.arg(run.id));
+    obstruct(run);
     m_process.agent.calls.at(0)->answer(good);
     EXPECT_EQ(m_process.status(run), Status::done);
+    EXPECT_EQ(m_process.finished, QStringList{run.id});
+    EXPECT_TRUE(m_process.runner.isOurs(run.id));
+    EXPECT_FALSE(m_process.runner.hasActive());
+    m_clock.advance(3s);
+    EXPECT_TRUE(m_process.runner.isOurs(run.id));
+
+    // Meanwhile the file tells others that it is under way, and they don't send it again; we may.
+    ASSERT_TRUE(QDir().rmdir(m_folder.path(u"actions/%1.json"_s.arg(run.id))));
+    m_folder.write(u"actions/%1.json"_s.arg(run.id), started);
+    EXPECT_EQ(other.submit(u"a"_s).id, run.id);
+    EXPECT_TRUE(other.agent.calls.empty());
+    const ActionRun again = m_process.submit(u"a"_s);
+    EXPECT_NE(again.id, run.id);
+    m_clock.advance(1s);
+    EXPECT_EQ(onDisk(run.id).status, Status::done);
+    EXPECT_FALSE(m_process.runner.isOurs(run.id));
+    EXPECT_EQ(other.status(run), Status::done);
+    m_process.agent.calls.at(1)->answer(good);
+    m_clock.advance(1s);
+    EXPECT_EQ(m_clock.timerCount(), 0U);
 }

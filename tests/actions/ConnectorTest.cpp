@@ -32,14 +32,8 @@ TEST(Connector, deletingToolsAreToldByTheirOwnName) {
                   u"mcp__claude_ai_Remove_It__page__PURGE__all"_s,
                   u"mcp__claude_ai_Remove_It__list_archived"_s}};
     EXPECT_EQ(connector.destructiveTools(), connector.tools.sliced(1));
-    EXPECT_EQ(connector.deletionGuard(), connector.destructiveTools());
-}
-
-TEST(Connector, theGuardHoldsWhereTheToolsAreNotKnown) {
-    const Connector connector{.id = u"claude.ai Linear"_s};
-    EXPECT_TRUE(connector.destructiveTools().isEmpty());
-    EXPECT_EQ(connector.deletionGuard(), deletionPatterns(u"mcp__claude_ai_Linear"_s));
-    EXPECT_FALSE(connector.deletionGuard().isEmpty());
+    EXPECT_EQ(connector.deletionGuard(),
+              deletionPatterns(u"mcp__claude_ai_Remove_It"_s) + connector.destructiveTools());
 }
 
 TEST(ConnectorInit, onlyTheInitEventIsRead) {

@@ -73,17 +73,18 @@ TEST_F(ActionWiringTest, aRunThatACommandSendsIsShown) {
     start();
     ActionRunner other(
         services.clock(), *agent, [](const QString&) { return std::nullopt; }, services.library().root());
-    const ActionRun run =
+    const auto run =
         other.submit({.id = u"l"_s, .app = u"Linear"_s}, {.instruction = u"Add"_s, .content = u"c"_s});
+    ASSERT_TRUE(run);
     static_cast<test::TestClock&>(services.clock()).advance(std::chrono::seconds(2));
-    EXPECT_EQ(services.actionRunner().run(run.id), run);
+    EXPECT_EQ(services.actionRunner().run(run->id), *run);
     EXPECT_TRUE(services.model().pill().inbox().isEmpty());
 }
 
 TEST_F(ActionWiringTest, aFinishedRunShowsInThePillAndQuestionsKnowTheApps) {
     start();
-    services.actionRunner().submit(services.connectors().all().first(),
-                                   {.instruction = u"Add"_s, .content = u"c"_s});
+    ASSERT_TRUE(services.actionRunner().submit(services.connectors().all().first(),
+                                               {.instruction = u"Add"_s, .content = u"c"_s}));
     ASSERT_EQ(agent->calls.size(), 1U);
     agent->calls.front()->answer(u"RESULT: {\"status\":\"failed\",\"summary\":\"No\"}"_s);
     EXPECT_TRUE(services.model().pill().shows<pill::Action>());

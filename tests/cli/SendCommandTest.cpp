@@ -164,6 +164,12 @@ TEST_F(SendCommand, nothingIsDeletedUnlessTheInstructionSaysSo) {
         EXPECT_EQ(guarded.object().value(u"status"_s), u"unconfirmed"_s) << hidden;
         EXPECT_EQ(tasks().size(), 2) << hidden;
     }
+    line.set(u"ACTING_LITERAL"_s, u"1"_s);
+    const Finished refused = line.run(sending(clear));
+    EXPECT_EQ(refused.object().value(u"status"_s), u"failed"_s);
+    EXPECT_TRUE(refused.errors.contains(u"can't be kept from using mcp__claude_ai_Todoist__delete_task"_s))
+        << qPrintable(refused.errors);
+    EXPECT_EQ(tasks().size(), 2);
     const Finished lifted = line.run(sending(remove));
     EXPECT_EQ(lifted.object().value(u"status"_s), u"done"_s) << qPrintable(lifted.errors);
     EXPECT_TRUE(tasks().isEmpty());
@@ -258,6 +264,38 @@ TEST_F(SendCommand, aRunIsStoppedFromItsTerminalAndFromAnother) {
     EXPECT_EQ(acted(), 2);
 }
 
+TEST_F(SendCommand, aRequestToStopStaysUntilTheRunHasEnded) {
+    close();
+    const auto suspended = start(u"suspended"_s);
+    ASSERT_TRUE(eventually([this] { return acted() == 1; }));
+    ::kill(suspended->id(), SIGSTOP);
+    const Finished asked = line.run({u"runs"_s, u"stop"_s, u"last"_s});
+    EXPECT_EQ(asked.status, 1);
+    EXPECT_TRUE(asked.errors.contains(u"has not answered yet; it stops once it does."_s))
+        << qPrintable(asked.errors);
+    ::kill(suspended->id(), SIGCONT);
+    EXPECT_EQ(suspended->wait(), 1);
+    EXPECT_EQ(result(u"suspended"_s).value(u"status"_s), u"stopped"_s);
+    EXPECT_TRUE(tasks().isEmpty());
+}
+
+TEST_F(SendCommand, anEndThatCannotBeFiledIsPrintedAndTriedAgain) {
+    close();
+    const auto sending = start(u"sending"_s);
+    ASSERT_TRUE(eventually([this] { return acted() == 1; }));
+    const QString actions = line.home().path(u"Quillet/actions/"_s);
+    const QString file = actions + QDir(actions).entryList(QDir::Files).value(0);
+    QFile::remove(file);
+    QDir().mkdir(file);
+    open();
+    ASSERT_TRUE(
+        eventually([this] { return line.home().read(u"sending.errors"_s).contains("trying again"); }));
+    EXPECT_EQ(result(u"sending"_s).value(u"status"_s), u"done"_s);
+    QDir().rmdir(file);
+    EXPECT_EQ(sending->wait(), 0);
+    EXPECT_EQ(statuses(), QStringList{u"done"_s});
+}
+
 TEST_F(SendCommand, killedAtAnyMomentTheRunIsToldAndNeverRunsTwice) {
     close();
     const auto running = start(u"running"_s);
@@ -280,8 +318,9 @@ TEST_F(SendCommand, killedAtAnyMomentTheRunIsToldAndNeverRunsTwice) {
     open();
     // The next start says so of each, once, and does only what it is told.
     const Finished next = line.run(sending());
-    EXPECT_EQ(next.errors.count(u"Lumbro quit while this ran. Check Todoist before you try again."), 3)
+    EXPECT_EQ(next.errors.count(u"Lumbro quit while this ran. Check Todoist before you try again."), 2)
         << qPrintable(next.errors);
+    EXPECT_EQ(next.errors.count(u"Lumbro quit before this started, so nothing was changed in Todoist."), 1);
     EXPECT_EQ(next.object().value(u"status"_s), u"done"_s);
     EXPECT_EQ(acted(), 3);
     EXPECT_EQ(tasks(), (QStringList{u"Reported"_s, u"Queued"_s}));

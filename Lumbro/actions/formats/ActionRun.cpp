@@ -57,6 +57,11 @@ class Fields {
         m_isSound = m_isSound && (!word || found);
         return found;
     }
+    bool flag(const char* key) {
+        const QJsonValue value = at(key);
+        m_isSound = m_isSound && (value.isBool() || value.isUndefined());
+        return value.toBool();
+    }
     QJsonArray array(const char* key) {
         const QJsonValue value = at(key);
         m_isSound = m_isSound && value.isArray();
@@ -122,6 +127,9 @@ QString ActionRun::title() const {
 }
 
 std::optional<QString> ActionRun::checkFirst() const {
+    if (neverStarted) {
+        return std::nullopt;
+    }
     switch (status) {
         case Status::unconfirmed:
             return u"Lumbro couldn't confirm this in %1. Check %1 before you try again."_s.arg(app);
@@ -138,6 +146,16 @@ std::optional<QString> ActionRun::checkFirst() const {
     return std::nullopt;
 }
 
+std::optional<QString> ActionRun::aboutEnd() const {
+    if (neverStarted && status == Status::stopped) {
+        return u"Stopped before it started, so nothing was changed in %1."_s.arg(app);
+    }
+    if (neverStarted && status == Status::interrupted) {
+        return u"Lumbro quit before this started, so nothing was changed in %1."_s.arg(app);
+    }
+    return checkFirst();
+}
+
 QString ActionRun::beforeRetry(const QString& time) const {
     if (isLive()) {
         return u"This is already running in %1."_s.arg(app);
@@ -146,8 +164,8 @@ QString ActionRun::beforeRetry(const QString& time) const {
         return u"You sent this to %1 at %2, and it worked. Doing it again may make duplicates."_s.arg(app,
                                                                                                       time);
     }
-    if (const auto check = checkFirst()) {
-        return u"You sent this at %1. "_s.arg(time) + *check;
+    if (const auto known = aboutEnd()) {
+        return u"You sent this at %1. "_s.arg(time) + *known;
     }
     QString reason = error.value_or(u"unknown error"_s);
     if (reason.endsWith(u'.')) {
@@ -197,7 +215,8 @@ std::optional<ActionRun> ActionRun::fromBytes(const QByteArray& bytes) {
                   .finished = fields.optionalDate("finished"),
                   .summary = fields.text("summary"),
                   .items = {},
-                  .error = fields.optionalText("error")};
+                  .error = fields.optionalText("error"),
+                  .neverStarted = fields.flag("neverStarted")};
     const auto status = statusFrom(fields.text("status"));
     for (const QJsonValue item : fields.array("items")) {
         run.items << Item::fromJson(item);
@@ -235,6 +254,9 @@ QJsonObject ActionRun::toJson() const {
     put(u"askThread"_s, askThread);
     put(u"finished"_s, finished ? std::optional(dates::iso(*finished)) : std::nullopt);
     put(u"error"_s, error);
+    if (neverStarted) {
+        json.insert(u"neverStarted"_s, true);
+    }
     return json;
 }
 

@@ -53,6 +53,8 @@ struct ActionRun {
     QString summary{};
     QList<Item> items{};
     std::optional<QString> error{};
+    /// It ended before an agent was asked, so nothing can have been changed.
+    bool neverStarted = false;
 
     bool operator==(const ActionRun&) const = default;
 
@@ -62,6 +64,8 @@ struct ActionRun {
     QString title() const;
     /// What to look at before trying again; none where nothing may have been changed unseen.
     std::optional<QString> checkFirst() const;
+    /// What is known of an end besides its error: `checkFirst`, or that there is nothing to check.
+    std::optional<QString> aboutEnd() const;
     /// What the user is told before the same work is sent again. `time` is when it was sent, for people.
     QString beforeRetry(const QString& time) const;
 

@@ -45,18 +45,20 @@ QString Connector::allow() const {
     return mcpPrefix(id);
 }
 
+bool Connector::isDestructive(const QString& tool) const {
+    const QString name = ownName(tool, allow() + u"__"_s).toLower();
+    return std::ranges::any_of(deletionWords(), [&](const QString& word) { return name.contains(word); });
+}
+
 QStringList Connector::destructiveTools() const {
-    const QString prefix = allow() + u"__"_s;
     QStringList found;
-    std::ranges::copy_if(tools, std::back_inserter(found), [&](const QString& tool) {
-        const QString name = ownName(tool, prefix).toLower();
-        return std::ranges::any_of(deletionWords(), [&](const QString& word) { return name.contains(word); });
-    });
+    std::ranges::copy_if(tools, std::back_inserter(found),
+                         [this](const QString& tool) { return isDestructive(tool); });
     return found;
 }
 
 QStringList Connector::deletionGuard() const {
-    return tools.isEmpty() ? deletionPatterns(allow()) : destructiveTools();
+    return deletionPatterns(allow()) + destructiveTools();
 }
 
 QString Connector::defaultInstruction() const {

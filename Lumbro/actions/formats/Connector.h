@@ -30,10 +30,12 @@ struct Connector {
 
     /// What its tools' names begin with, without the "__" that follows.
     QString allow() const;
+    /// A tool of this full name deletes or puts away.
+    bool isDestructive(const QString& tool) const;
     /// Those of its tools that delete or put away.
     QStringList destructiveTools() const;
-    /// What a run that must not delete is denied: the destructive tools or, where the tools aren't known,
-    /// patterns for them. Never empty for unknown tools.
+    /// What a run that must not delete is denied: patterns for all tools of the server that do, since those
+    /// that are known may not be all, and the known ones.
     QStringList deletionGuard() const;
     /// A failed one can't be sent to; one that waits for a login is offered.
     bool isUsable() const { return status != Status::failed; }

@@ -14,7 +14,7 @@ QString mcpPrefix(const QString& accountName);
 /// What a tool's name holds, in lower case, when it deletes or puts away.
 const QStringList& deletionWords();
 
-/// Patterns for `AgentRequest::disallowed` that keep a connector from deleting while its tools aren't known.
+/// Patterns for `AgentRequest::disallowed` that keep a connector from deleting, whatever tools it has.
 /// `prefix` is what `mcpPrefix` gave.
 QStringList deletionPatterns(const QString& prefix);
 

@@ -24,10 +24,14 @@
 
 namespace lumbro::cli {
 
+using namespace std::chrono_literals;
+
 namespace {
 
 /// Columns of the content that a question shows.
 constexpr int longestShown = 60;
+constexpr auto longestFiling = 15s;
+constexpr auto filingPause = 250ms;
 
 int refuseUsage(Output& output, const QString& sentence) {
     output.fail(sentence);
@@ -40,7 +44,7 @@ void loadRuns(ActionRunner& runner, Output& output) {
     const auto tell = [&runner, &output](const QString& id) {
         const auto run = runner.run(id);
         output.say(Output::clean(u"An earlier run has ended with its process: %1"_s.arg(
-            run ? run->checkFirst().value_or(QString()) + u" `lumbro runs show %1` tells more."_s.arg(id)
+            run ? run->aboutEnd().value_or(QString()) + u" `lumbro runs show %1` tells more."_s.arg(id)
                 : id)));
     };
     const auto telling = QObject::connect(&runner, &ActionRunner::interrupted, &runner, tell);
@@ -99,6 +103,25 @@ int printRun(Output& output, const Arguments& arguments, const ActionRun& run) {
                : output.fail(problem.isEmpty() ? run.title() + u'.' : problem);
 }
 
+/// The end of a run of ours is on the disk. Where it can't be written, as on a full disk, it is tried for a
+/// while; what is not known afterwards is said.
+Task<bool> isFiled(Services* services, Output* output, QString id) {
+    ActionRunner& runner = services->actionRunner();
+    if (runner.isOurs(id)) {
+        output->say(u"The end of this run can't be written to its file; trying again for a while…"_s);
+    }
+    for (auto waited = 0ms; runner.isOurs(id) && waited < longestFiling; waited += filingPause) {
+        co_await services->clock().sleep(filingPause);
+    }
+    if (runner.isOurs(id)) {
+        output->fail(
+            u"The end of this run could not be filed; `lumbro runs` will tell of it as interrupted. Keep "
+            u"what "
+            "stands above."_s);
+    }
+    co_return !runner.isOurs(id);
+}
+
 /// Without a file, a run that is cut off could be sent again unseen.
 Result<> checkFolder(const QString& libraryRoot) {
     const ActionFiles files(libraryRoot);
@@ -136,12 +159,13 @@ Task<int> sendAndWait(Services* services, CommandContext context, Connector conn
         output.say(Output::clean(
             u"%1 asks for a login first. Check Claude: Settings → Connectors."_s.arg(connector.app)));
     }
-    const ActionRun run = co_await follow(services, &output, runner.submit(connector, request));
+    const auto submitted = runner.submit(connector, request);
+    if (!submitted) {
+        co_return output.fail(submitted.error());
+    }
+    const ActionRun run = co_await follow(services, &output, *submitted);
     const int status = printRun(output, context.arguments, run);
-    const auto kept = ActionFiles(services->library().root()).read(run.id);
-    co_return kept && kept->status == run.status
-        ? status
-        : output.fail(u"Its file could not be written; `lumbro runs` doesn't know how it ended."_s);
+    co_return co_await isFiled(services, &output, run.id) ? status : 1;
 }
 
 /// Claude Code has told its connectors, and the runs are read.
@@ -206,12 +230,7 @@ Task<int> runsRetry(CommandContext context) {
         co_return output.fail(
             u"%1 isn't connected any more. Check Claude: Settings → Connectors."_s.arg(run->app));
     }
-    co_return co_await sendAndWait(&services, context, *connector,
-                                   {.instruction = run->instruction,
-                                    .content = run->content,
-                                    .about = run->about,
-                                    .captureID = run->captureID,
-                                    .askThread = run->askThread});
+    co_return co_await sendAndWait(&services, context, *connector, ActionRequest::again(*run));
 }
 
 }  // namespace lumbro::cli

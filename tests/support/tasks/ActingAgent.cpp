@@ -4,6 +4,7 @@
 //   ACTING_ACCOUNT  the account's connectors: a JSON object of names such as "claude.ai Todoist" to
 //                   {"command", "args", "env"}; servers of the user's own stand in ~/.claude.json
 //   ACTING_HIDES    set: tells no tools to who only asks for them
+//   ACTING_LITERAL  set: takes no name with "*" in it for a pattern
 //   ACTING_LOG      a file: a JSON line with "argv" and "pid" is added to it by each run that acts
 //   ACTING_GATE     a file: a run waits for it, at the moment that ACTING_WAITS names: "before" it acts
 //                   (the default), or "after" its result
@@ -67,17 +68,21 @@ QJsonObject servers() {
 }
 
 bool matches(const QString& tool, const QString& pattern) {
+    if (qEnvironmentVariableIsSet("ACTING_LITERAL")) {
+        return tool == pattern;
+    }
     const QString whole =
         QRegularExpression::anchoredPattern(QRegularExpression::escape(pattern).replace(u"\\*"_s, u".*"_s));
     return QRegularExpression(whole).match(tool).hasMatch();
 }
 
+bool isDenied(const QString& tool) {
+    return std::ranges::any_of(after(u"--disallowedTools"_s).split(u',', Qt::SkipEmptyParts),
+                               [&](const QString& each) { return matches(tool, each); });
+}
+
 bool isAllowed(const QString& tool) {
-    const auto holds = [&](const QString& option, auto fits) {
-        return std::ranges::any_of(after(option).split(u',', Qt::SkipEmptyParts), fits);
-    };
-    return holds(u"--allowedTools"_s, [&](const QString& each) { return tool.startsWith(each + u"__"_s); }) &&
-           !holds(u"--disallowedTools"_s, [&](const QString& each) { return matches(tool, each); });
+    return tool.startsWith(after(u"--allowedTools"_s) + u"__"_s) && !isDenied(tool);
 }
 
 void waitForGate(const QString& moment) {
@@ -149,6 +154,8 @@ int main(int argc, char** argv) {
         told << QJsonObject{{u"name"_s, server.key()},
                             {u"status"_s, offered.isEmpty() ? u"failed"_s : u"connected"_s}};
     }
+    // Claude Code doesn't tell of tools that it was denied either.
+    tools.removeIf(isDenied);
     const bool acts = hasOption(u"--allowedTools"_s);
     if (!acts && qEnvironmentVariableIsSet("ACTING_HIDES")) {
         tools.clear();
