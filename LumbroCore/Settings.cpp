@@ -254,6 +254,8 @@ std::span<const SettingKey> Settings::keys() {
                "where calendars and tasks are: folder, or evolution (GNOME's calendars)"),
         text("calendarFolder", "",
              "folder of calendars, one file per item; empty means where other programs keep theirs"),
+        text("calendarDefault", "",
+             "the calendar that new events go to, by its name; empty means khal's or Evolution's"),
         flag("librarySidebarShown", true, "the Library shows its sidebar"),
         choice("slideStyle", {u"tweet"_s, u"bold"_s}, "slides look: tweet or bold"),
         text("slideGround", "black", "ground of the slides"),

@@ -18,6 +18,8 @@ struct ServiceList {
     QString account{};
     /// The user wants to see what is in it.
     bool isShown = true;
+    /// It is no view of something else, such as birthdays.
+    bool takesItems = true;
 
     bool operator==(const ServiceList&) const = default;
 };
@@ -47,12 +49,12 @@ struct ServiceItems {
 /// A program of the desktop that keeps the user's calendars, behind a module that is loaded at run time: its
 /// libraries take long to load, and may be missing. Its calls wait for that program, so it has a thread of
 /// its own and does everything there. A failure's message is what the service says; its kind is
-/// `notInstalled`, `notLoggedIn` where there is no session of a desktop, `cancelled`, `notFound` or `failed`.
-/// When this goes, what is posted fails at once, and all of it has run before the thread ends.
+/// `notInstalled`, `notLoggedIn` where there is no session of a desktop, `cancelled`, `timedOut`, `notFound`
+/// or `failed`. When this goes, what is posted fails at once, and all of it has run before the thread ends.
 class CalendarService {
   public:
     /// Changes with anything in this file: program and module must have been built from the same.
-    static constexpr int version = 1;
+    static constexpr int version = 2;
 
     enum class Kind { event, task };
 
@@ -68,7 +70,8 @@ class CalendarService {
 
     // The rest is for work that was posted.
 
-    /// Connects, anew where the service has ended meanwhile, and gives what there is.
+    /// Connects, anew where the service has ended meanwhile, and gives what there is. Bounded where that
+    /// program hangs.
     virtual Result<ServiceLists> lists() = 0;
     /// The events of a calendar that may touch the time from `from` to `to`, in seconds since 1970: no fewer,
     /// a few more.

@@ -14,4 +14,8 @@ Task<CalendarAccess> CalendarStore::open() {
     co_return access();
 }
 
+Task<Result<AddingTurn>> CalendarStore::beginAdding() {
+    co_return AddingTurn();
+}
+
 }  // namespace lumbro

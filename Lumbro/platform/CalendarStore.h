@@ -2,6 +2,7 @@
 
 #include "LumbroCore/Failure.h"
 #include "LumbroCore/Task.h"
+#include "platform/CalendarPlace.h"
 
 #include <QDateTime>
 #include <QList>
@@ -67,26 +68,6 @@ struct NewCalendarEvent {
     bool operator==(const NewCalendarEvent&) const = default;
 };
 
-/// A calendar or list of tasks.
-struct CalendarList {
-    QString id{};
-    QString title{};
-
-    bool operator==(const CalendarList&) const = default;
-};
-
-/// Where an added item went.
-struct AddedCalendarItem {
-    QString id{};
-    /// Name of the calendar or list, and of the account or place that holds it (may be empty).
-    QString calendar{};
-    QString account{};
-    /// The file that holds it, where the store has one.
-    QString path{};
-
-    bool operator==(const AddedCalendarItem&) const = default;
-};
-
 /// The user's events. Main thread.
 class CalendarStore : public QObject {
     Q_OBJECT
@@ -108,6 +89,11 @@ class CalendarStore : public QObject {
     virtual Task<QList<CalendarEvent>> events(QDateTime from, QDateTime to) = 0;
     /// The calendar that new events go to; nothing when there is none.
     virtual std::optional<CalendarList> defaultCalendar() const = 0;
+    /// A sentence for the user: why there is none, and what to do about it. May be empty.
+    virtual QString whyNoCalendar() const { return {}; }
+    /// Waits until no other process of ours, and no other flow of this one, is adding. Fails when one takes
+    /// long.
+    virtual Task<Result<AddingTurn>> beginAdding();
     /// Adds one event to the default calendar and reads it back; the next `events` gives it.
     virtual Task<Result<AddedCalendarItem>> add(NewCalendarEvent event) = 0;
 

@@ -37,6 +37,8 @@ class TaskStore {
     virtual QList<CalendarList> taskLists() const = 0;
     /// The list that new tasks go to by default; nothing when there is none.
     virtual std::optional<CalendarList> defaultTaskList() const = 0;
+    /// As a calendar's: from before the list is looked for until the tasks are added.
+    virtual Task<Result<AddingTurn>> beginAdding() { co_return AddingTurn(); }
     virtual Task<Result<CalendarList>> makeTaskList(QString title) = 0;
     virtual Task<Result<>> renameTaskList(QString id, QString title) = 0;
 

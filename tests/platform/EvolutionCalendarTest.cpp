@@ -6,6 +6,8 @@
 #include "tests/support/TestClock.h"
 #include "tests/support/Wait.h"
 
+#include <QElapsedTimer>
+
 #include <csignal>
 
 #include <gtest/gtest.h>
@@ -199,6 +201,102 @@ TEST_F(EvolutionCalendarTest, aServerThatHangsIsGivenUpAndFoundAgain) {
     }
     EXPECT_TRUE(eventually([&last] { return last.isReady(); }));
     ASSERT_TRUE(session->signal(factory, SIGCONT));
+}
+
+TEST_F(EvolutionCalendarTest, aRegistryThatHangsIsGivenUpInGoodTime) {
+    const QString registry = u"evolution-source-registry"_s;
+    EXPECT_EQ(wait(calendar.open()), CalendarAccess::full) << qPrintable(calendar.whyNoAccess());
+    ASSERT_TRUE(session->signal(registry, SIGSTOP));
+    // One that has opened before goes on with what it knows.
+    EXPECT_EQ(wait(calendar.open()), CalendarAccess::full);
+    EvolutionCalendar later(settings, clock, load);
+    QElapsedTimer timer;
+    timer.start();
+    EXPECT_EQ(wait(later.open()), CalendarAccess::denied);
+    EXPECT_LT(timer.elapsed(), 15'000);
+    EXPECT_TRUE(later.whyNoAccess().startsWith(u"Evolution's calendars don't answer"_s))
+        << qPrintable(later.whyNoAccess());
+    ASSERT_TRUE(session->signal(registry, SIGCONT));
+    EXPECT_EQ(wait(later.open()), CalendarAccess::full) << qPrintable(later.whyNoAccess());
+}
+
+TEST_F(EvolutionCalendarTest, newEventsGoToTheCalendarOfTheSetting) {
+    ASSERT_EQ(wait(calendar.open()), CalendarAccess::full) << qPrintable(calendar.whyNoAccess());
+    // That of the birthdays is none to add to.
+    ASSERT_EQ(calendar.calendars().size(), 1);
+    const CalendarList usual = calendar.calendars().first();
+    settings.set(u"calendarDefault"_s, usual.title);
+    EXPECT_EQ(calendar.defaultCalendar(), usual);
+    settings.set(u"calendarDefault"_s, usual.id);
+    EXPECT_EQ(calendar.defaultCalendar(), usual);
+    settings.set(u"calendarDefault"_s, u"No such"_s);
+    EXPECT_FALSE(calendar.defaultCalendar());
+    const QDateTime noon(QDate(2027, 7, 1), QTime(12, 0));
+    const qsizetype before = eventsOf(calendar, noon.date(), 1).size();
+    const auto added = wait(calendar.add({.title = u"Lunch"_s, .start = noon, .end = noon.addSecs(600)}));
+    ASSERT_FALSE(added);
+    EXPECT_TRUE(added.error().message.contains(usual.title)) << qPrintable(added.error().message);
+    EXPECT_EQ(eventsOf(calendar, noon.date(), 1).size(), before);
+}
+
+namespace {
+
+/// The real service, which is given up each time before it says that it has added something.
+class UnansweredWrites final : public CalendarService {
+  public:
+    explicit UnansweredWrites(std::unique_ptr<CalendarService> inner) : m_inner(std::move(inner)) {}
+
+    void post(std::function<void(CalendarService& service)> work) override {
+        m_inner->post([this, work](CalendarService&) { work(*this); });
+    }
+    void cancel() override { m_inner->cancel(); }
+    Result<ServiceLists> lists() override { return m_inner->lists(); }
+    Result<ServiceItems> events(const QString& calendar, qint64 from, qint64 to) override {
+        return m_inner->events(calendar, from, to);
+    }
+    Result<ServiceItems> tasks(const QString& list) override { return m_inner->tasks(list); }
+    Result<QList<QByteArray>> add(Kind kind, const QString& list, const QList<QByteArray>& files) override {
+        EXPECT_TRUE(m_inner->add(kind, list, files));
+        return fail(FailureKind::cancelled, u"given up"_s);
+    }
+    Result<ServiceList> makeTaskList(const QString& title) override { return m_inner->makeTaskList(title); }
+    Result<> renameTaskList(const QString& list, const QString& title) override {
+        return m_inner->renameTaskList(list, title);
+    }
+    void watch(std::function<void()> changed) override { m_inner->watch(std::move(changed)); }
+
+  private:
+    std::unique_ptr<CalendarService> m_inner;
+};
+
+}  // namespace
+
+TEST_F(EvolutionCalendarTest, aTaskThatWasGivenUpIsThereOnceAfterAnotherTry) {
+    test::TestClock still;
+    EvolutionCalendar hanging(settings, still, []() -> Result<std::unique_ptr<CalendarService>> {
+        auto inner = load();
+        if (!inner) {
+            return inner;
+        }
+        return std::make_unique<UnansweredWrites>(std::move(*inner));
+    });
+    ASSERT_EQ(wait(hanging.open()), CalendarAccess::full) << qPrintable(hanging.whyNoAccess());
+    const auto list = wait(hanging.makeTaskList(u"Retried"_s));
+    ASSERT_TRUE(list) << qPrintable(list.error().message);
+    const QList<CalendarTask> tasks{
+        {.title = u"Call Bo"_s, .notes = u"From Lumbro"_s, .due = QDate(2027, 5, 3)},
+        {.title = u"Call Bo"_s, .notes = u"From Lumbro"_s, .due = QDate(2027, 5, 3)},
+        {.title = u"Write"_s}};
+    EXPECT_FALSE(wait(hanging.addTasks(tasks, list->id)));
+    EvolutionCalendar again(settings, still, load);
+    ASSERT_EQ(wait(again.open()), CalendarAccess::full);
+    const auto second = wait(again.addTasks(tasks, list->id));
+    ASSERT_TRUE(second) << qPrintable(second.error().message);
+    EXPECT_EQ(std::ranges::count(*second, true, &AddedCalendarItem::existed), 3);
+    EXPECT_EQ(wait(again.tasks(list->id)).size(), 3) << "two of them are the same on purpose";
+    still.advance(std::chrono::hours(24));
+    EXPECT_EQ(wait(again.addTasks({tasks.last()}, list->id))->first().existed, false);
+    EXPECT_EQ(wait(again.tasks(list->id)).size(), 4) << "on another day it is another task";
 }
 
 TEST(CalendarModule, whatIsMissingIsSaidInASentence) {

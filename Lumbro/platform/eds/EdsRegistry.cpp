@@ -2,6 +2,7 @@
 
 #include <QFileInfo>
 
+#include <algorithm>
 #include <utility>
 
 namespace lumbro::eds {
@@ -13,9 +14,15 @@ constexpr const char* busName = "org.freedesktop.DBus";
 constexpr const char* busPath = "/org/freedesktop/DBus";
 /// The lists that are kept on this machine.
 constexpr const char* localParent = "local-stub";
-/// In milliseconds: the bus itself takes no time.
-constexpr int busPatience = 5'000;
-constexpr int startPatience = 20'000;
+constexpr const char* managerPath = "/org/gnome/evolution/dataserver/SourceManager";
+constexpr const char* managerName = "org.freedesktop.DBus.ObjectManager";
+/// For all of what a service that hangs may hold up, in microseconds.
+constexpr gint64 openingPatience = 10'000'000;
+
+/// What is left until then, in milliseconds, as a call takes it.
+int leftUntil(gint64 end) {
+    return int(std::max<gint64>((end - g_get_monotonic_time()) / 1000, 1));
+}
 
 /// GLib may free a call twice that is cancelled just when it is answered, so one that has a bound goes
 /// without.
@@ -79,16 +86,25 @@ Result<> EdsRegistry::connect(GCancellable* cancel) {
         forget();
         return open;
     }
-    QByteArray now = owner();
+    const gint64 end = g_get_monotonic_time() + openingPatience;
+    QByteArray now = owner(end);
     if (m_registry && !now.isEmpty() && now == m_owner) {
         return {};
     }
     forget();
     if (now.isEmpty()) {
-        if (const auto started = startService(); !started) {
+        if (const auto started = callService(busName, busPath, busName, "StartServiceByName",
+                                             g_variant_new("(su)", serviceName, 0U), end);
+            !started) {
             return started;
         }
-        now = owner();
+        now = owner(end);
+    }
+    // What follows waits for it twice, 25 seconds each time.
+    if (const auto answering =
+            callService(serviceName, managerPath, managerName, "GetManagedObjects", nullptr, end);
+        !answering) {
+        return answering;
     }
     Error error;
     m_registry.reset(e_source_registry_new_sync(notCancelled, error.out()));
@@ -122,10 +138,10 @@ Result<> EdsRegistry::openBus() {
     return {};
 }
 
-QByteArray EdsRegistry::owner() const {
+QByteArray EdsRegistry::owner(gint64 end) const {
     GVariant* answer = g_dbus_connection_call_sync(
         m_bus.get(), busName, busPath, busName, "GetNameOwner", g_variant_new("(s)", serviceName),
-        G_VARIANT_TYPE("(s)"), G_DBUS_CALL_FLAGS_NONE, busPatience, notCancelled, nullptr);
+        G_VARIANT_TYPE("(s)"), G_DBUS_CALL_FLAGS_NONE, leftUntil(end), notCancelled, nullptr);
     if (answer == nullptr) {
         return {};
     }
@@ -135,11 +151,12 @@ QByteArray EdsRegistry::owner() const {
     return bytesOf(name);
 }
 
-Result<> EdsRegistry::startService() const {
+Result<> EdsRegistry::callService(const char* name, const char* path, const char* interface,
+                                  const char* method, GVariant* parameters, gint64 end) const {
     Error error;
-    GVariant* answer = g_dbus_connection_call_sync(
-        m_bus.get(), busName, busPath, busName, "StartServiceByName", g_variant_new("(su)", serviceName, 0U),
-        nullptr, G_DBUS_CALL_FLAGS_NONE, startPatience, notCancelled, error.out());
+    GVariant* answer =
+        g_dbus_connection_call_sync(m_bus.get(), name, path, interface, method, parameters, nullptr,
+                                    G_DBUS_CALL_FLAGS_NONE, leftUntil(end), notCancelled, error.out());
     if (answer == nullptr) {
         return error.failure();
     }
@@ -181,8 +198,10 @@ ServiceList EdsRegistry::listOf(ESource* source, const char* extension) const {
             list.account = textOf(e_source_get_display_name(account.get()));
         }
     }
-    list.isShown = e_source_selectable_get_selected(
-                       E_SOURCE_SELECTABLE(e_source_get_extension(source, extension))) != FALSE;
+    gpointer details = e_source_get_extension(source, extension);
+    list.isShown = e_source_selectable_get_selected(E_SOURCE_SELECTABLE(details)) != FALSE;
+    const QByteArray backend = e_source_backend_get_backend_name(E_SOURCE_BACKEND(details));
+    list.takesItems = backend != "contacts" && backend != "weather" && backend != "webcal";
     return list;
 }
 

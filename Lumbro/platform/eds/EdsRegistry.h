@@ -24,7 +24,8 @@ class EdsRegistry {
     EdsRegistry(const EdsRegistry&) = delete;
     EdsRegistry& operator=(const EdsRegistry&) = delete;
 
-    /// Connects to the session and to Evolution Data Server, anew where that has ended meanwhile.
+    /// Connects to the session and to Evolution Data Server, anew where that has ended meanwhile. Fails as
+    /// timed out when that doesn't answer within ten seconds.
     Result<> connect(GCancellable* cancel);
     /// After `connect`.
     ServiceLists lists() const;
@@ -39,8 +40,9 @@ class EdsRegistry {
 
   private:
     Result<> openBus();
-    QByteArray owner() const;
-    Result<> startService() const;
+    QByteArray owner(gint64 end) const;
+    Result<> callService(const char* name, const char* path, const char* interface, const char* method,
+                         GVariant* parameters, gint64 end) const;
     void follow();
     void forget();
     Owned<ESource> source(const QString& id) const;

@@ -22,7 +22,8 @@ QByteArray idOf(const QByteArray& file) {
 
 /// The program behind it may have ended since it was opened.
 bool isWorthAnotherTry(const Failure& failure) {
-    return failure.kind != FailureKind::cancelled && failure.kind != FailureKind::notFound;
+    return failure.kind != FailureKind::cancelled && failure.kind != FailureKind::timedOut &&
+           failure.kind != FailureKind::notFound;
 }
 
 }  // namespace

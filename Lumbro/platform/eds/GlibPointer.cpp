@@ -14,6 +14,9 @@ std::unexpected<Failure> Error::failure() const {
     FailureKind kind = FailureKind::failed;
     if (isOneOf(G_IO_ERROR, G_IO_ERROR_CANCELLED)) {
         kind = FailureKind::cancelled;
+    } else if (isOneOf(G_IO_ERROR, G_IO_ERROR_TIMED_OUT) ||
+               isOneOf(G_DBUS_ERROR, G_DBUS_ERROR_TIMEOUT, G_DBUS_ERROR_TIMED_OUT)) {
+        kind = FailureKind::timedOut;
     } else if (isOneOf(G_DBUS_ERROR, G_DBUS_ERROR_SERVICE_UNKNOWN, G_DBUS_ERROR_SPAWN_SERVICE_NOT_FOUND,
                        G_DBUS_ERROR_SPAWN_EXEC_FAILED, G_DBUS_ERROR_SPAWN_FILE_INVALID)) {
         kind = FailureKind::notInstalled;

@@ -17,6 +17,8 @@ class ChosenOrganizer final : public Organizer {
     ~ChosenOrganizer() override;
 
     QString place() const override { return now().place(); }
+    QList<CalendarList> calendars() const override { return now().calendars(); }
+    Task<Result<AddingTurn>> beginAdding() override;
     Task<CalendarAccess> open() override { return now().open(); }
     CalendarAccess access() const override { return now().access(); }
     QString whyNoAccess() const override { return now().whyNoAccess(); }
@@ -25,6 +27,7 @@ class ChosenOrganizer final : public Organizer {
         return now().events(from, to);
     }
     std::optional<CalendarList> defaultCalendar() const override { return now().defaultCalendar(); }
+    QString whyNoCalendar() const override { return now().whyNoCalendar(); }
     Task<Result<AddedCalendarItem>> add(NewCalendarEvent event) override { return now().add(event); }
 
     Task<CalendarAccess> openTasks() override { return now().openTasks(); }

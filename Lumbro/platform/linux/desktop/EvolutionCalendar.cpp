@@ -2,6 +2,7 @@
 
 #include "LumbroCore/AppLog.h"
 #include "platform/linux/desktop/CalendarModule.h"
+#include "platform/linux/desktop/DefaultCalendar.h"
 #include "platform/linux/desktop/ServiceReading.h"
 
 #include <QMetaMethod>
@@ -50,16 +51,43 @@ const ServiceList* listWith(const QList<ServiceList>& lists, const QString& id) 
     return found == lists.end() ? nullptr : &*found;
 }
 
+/// Those that new items may go to.
+QList<CalendarList> listsOf(const QList<ServiceList>& all) {
+    QList<CalendarList> lists;
+    for (const ServiceList& each : all) {
+        if (each.takesItems) {
+            lists.append(each.list);
+        }
+    }
+    return lists;
+}
+
 /// The service's choice, where that is switched on; else the first one.
 std::optional<CalendarList> chosen(const QList<ServiceList>& lists, const QString& id) {
     if (const ServiceList* usual = listWith(lists, id)) {
         return usual->list;
     }
-    return lists.isEmpty() ? std::nullopt : std::optional(lists.first().list);
+    const QList<CalendarList> others = listsOf(lists);
+    return others.isEmpty() ? std::nullopt : std::optional(others.first());
 }
 
 QString newId() {
     return QUuid::createUuid().toString(QUuid::WithoutBraces);
+}
+
+/// Ids that follow from what the tasks say and the day they are added: a write that was given up may still
+/// come to pass, and who tries again, maybe from another process, must not get each task twice.
+void setIds(QList<CalendarTask>& tasks, const QString& list, const QDate& today) {
+    static const QUuid space(u"{6d0ec5ad-9d4d-5a4e-8ae2-5a0e4ff4c0d3}"_s);
+    QStringList before;
+    for (CalendarTask& task : tasks) {
+        const QString due = task.due ? task.due->toString(Qt::ISODate) : QString();
+        const QString said =
+            QStringList{list, today.toString(Qt::ISODate), task.title, task.notes, due}.join(u'\n');
+        task.id = QUuid::createUuidV5(space, said + u'\n' + QString::number(before.count(said)))
+                      .toString(QUuid::WithoutBraces);
+        before.append(said);
+    }
 }
 
 }  // namespace
@@ -119,6 +147,7 @@ Failure EvolutionCalendar::told(const Failure& failure) const {
                 u"Evolution's calendars can be had in a session of a desktop only; log in to one"_s + other,
                 failure.message};
         case FailureKind::cancelled:
+        case FailureKind::timedOut:
             return {FailureKind::timedOut,
                     u"Evolution's calendars don't answer; try again after logging out and in"_s + other,
                     failure.message};
@@ -184,8 +213,29 @@ Task<QList<CalendarEvent>> EvolutionCalendar::events(QDateTime from, QDateTime t
     co_return std::move(reading->events);
 }
 
+QList<CalendarList> EvolutionCalendar::calendars() const {
+    return listsOf(m_lists.calendars);
+}
+
+Result<CalendarList> EvolutionCalendar::eventCalendar() const {
+    if (const QString name = m_settings.string(u"calendarDefault"_s); !name.isEmpty()) {
+        return defaultCalendar::named(calendars(), name);
+    }
+    if (const auto usual = chosen(m_lists.calendars, m_lists.defaultCalendar)) {
+        return *usual;
+    }
+    return fail(u"Evolution has no calendar that is switched on; switch one on there"_s +
+                calendarModule::orFolder());
+}
+
 std::optional<CalendarList> EvolutionCalendar::defaultCalendar() const {
-    return chosen(m_lists.calendars, m_lists.defaultCalendar);
+    const auto calendar = eventCalendar();
+    return calendar ? std::optional(*calendar) : std::nullopt;
+}
+
+QString EvolutionCalendar::whyNoCalendar() const {
+    const auto calendar = eventCalendar();
+    return calendar ? QString() : calendar.error().message;
 }
 
 std::optional<CalendarList> EvolutionCalendar::defaultTaskList() const {
@@ -193,19 +243,14 @@ std::optional<CalendarList> EvolutionCalendar::defaultTaskList() const {
 }
 
 QList<CalendarList> EvolutionCalendar::taskLists() const {
-    QList<CalendarList> lists;
-    for (const ServiceList& list : m_lists.taskLists) {
-        lists.append(list.list);
-    }
-    return lists;
+    return listsOf(m_lists.taskLists);
 }
 
 Task<Result<AddedCalendarItem>> EvolutionCalendar::add(NewCalendarEvent event) {
     const QPointer<EvolutionCalendar> alive(this);
-    const std::optional<CalendarList> calendar = defaultCalendar();
+    const Result<CalendarList> calendar = eventCalendar();
     if (!calendar) {
-        co_return fail(u"Evolution has no calendar that is switched on; switch one on there"_s +
-                       calendarModule::orFolder());
+        co_return std::unexpected(calendar.error());
     }
     const ServiceList* there = listWith(m_lists.calendars, calendar->id);
     const QString account = there == nullptr ? QString() : there->account;
@@ -265,18 +310,20 @@ Task<Result<QList<AddedCalendarItem>>> EvolutionCalendar::addTasks(QList<Calenda
     }
     const ServiceList* there = listWith(m_lists.taskLists, list);
     const ServiceList place = there == nullptr ? ServiceList{.list = {list, list}} : *there;
-    for (CalendarTask& task : tasks) {
-        task.id = newId();
-    }
-    const Result<QStringList> ids =
+    setIds(tasks, list, m_clock.now().date());
+    const Result<QList<serviceReading::AddedTask>> done =
         co_await ask([list, tasks, now = m_clock.now()](CalendarService& service) {
             return serviceReading::add(service, list, tasks, now);
         });
-    if (!ids) {
-        co_return std::unexpected(alive ? told(ids.error()) : ids.error());
+    if (!done) {
+        co_return std::unexpected(alive ? told(done.error()) : done.error());
     }
-    for (const QString& id : *ids) {
-        added.append({.id = id, .calendar = place.list.title, .account = place.account, .path = {}});
+    for (const serviceReading::AddedTask& task : *done) {
+        added.append({.id = task.id,
+                      .calendar = place.list.title,
+                      .account = place.account,
+                      .path = {},
+                      .existed = task.existed});
     }
     co_return added;
 }

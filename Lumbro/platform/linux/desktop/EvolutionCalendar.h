@@ -27,18 +27,22 @@ class EvolutionCalendar final : public Organizer {
     ~EvolutionCalendar() override;
 
     QString place() const override { return u"Evolution"_s; }
+    QList<CalendarList> calendars() const override;
     Task<CalendarAccess> open() override;
     CalendarAccess access() const override { return m_access; }
     QString whyNoAccess() const override { return m_why; }
-    Task<CalendarAccess> requestAccess() override { return open(); }
+    /// There is nothing to ask the user.
+    Task<CalendarAccess> requestAccess() override { co_return access(); }
     Task<QList<CalendarEvent>> events(QDateTime from, QDateTime to) override;
+    /// The one of the setting `calendarDefault`, else Evolution's, else the first one.
     std::optional<CalendarList> defaultCalendar() const override;
+    QString whyNoCalendar() const override;
     Task<Result<AddedCalendarItem>> add(NewCalendarEvent event) override;
 
     Task<CalendarAccess> openTasks() override { return open(); }
     CalendarAccess taskAccess() const override { return m_access; }
     QString whyNoTaskAccess() const override { return m_why; }
-    Task<CalendarAccess> requestTaskAccess() override { return open(); }
+    Task<CalendarAccess> requestTaskAccess() override { co_return access(); }
     QList<CalendarList> taskLists() const override;
     std::optional<CalendarList> defaultTaskList() const override;
     Task<Result<CalendarList>> makeTaskList(QString title) override;
@@ -54,6 +58,7 @@ class EvolutionCalendar final : public Organizer {
     template <typename Work>
     Task<std::invoke_result_t<Work&, CalendarService&>> ask(Work work);
     bool load();
+    Result<CalendarList> eventCalendar() const;
     void watch();
     void take(ServiceLists lists);
     void lose(const Failure& failure);

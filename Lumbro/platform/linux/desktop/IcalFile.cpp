@@ -74,6 +74,10 @@ QString textOf(icalcomponent* component, icalproperty_kind kind) {
     return text == nullptr ? QString() : QString::fromUtf8(text).trimmed();
 }
 
+bool isAddress(const QString& email, const QString& other) {
+    return !other.isEmpty() && email.compare(other, Qt::CaseInsensitive) == 0;
+}
+
 CalendarAttendee attendeeOf(icalproperty* property, const QString& ownEmail) {
     CalendarAttendee attendee;
     const QString address = QString::fromUtf8(icalproperty_get_attendee(property)).trimmed();
@@ -97,8 +101,7 @@ CalendarAttendee attendeeOf(icalproperty* property, const QString& ownEmail) {
                           : answer == ICAL_PARTSTAT_DECLINED  ? Answer::declined
                                                               : Answer::open;
     }
-    attendee.isCurrentUser =
-        !ownEmail.isEmpty() && attendee.email.compare(ownEmail, Qt::CaseInsensitive) == 0;
+    attendee.isCurrentUser = isAddress(attendee.email, ownEmail);
     return attendee;
 }
 
@@ -140,11 +143,17 @@ CalendarTask taskOf(icalcomponent* component) {
     return task;
 }
 
+/// Without what no value can hold.
+QString storable(QString text) {
+    text.removeIf([](QChar c) { return c.unicode() < 0x20 && c != u'\t' && c != u'\n'; });
+    return text;
+}
+
 /// A text as a value, and a line in pieces of at most 75 bytes, none of which ends within a letter.
-void addLine(QByteArray& out, QByteArrayView name, QString value) {
+void addLine(QByteArray& out, QByteArrayView name, const QString& text) {
+    QString value = storable(text);
     value.replace(u'\\', u"\\\\"_s).replace(u';', u"\\;"_s).replace(u',', u"\\,"_s);
-    value.replace(u"\r\n"_s, u"\\n"_s).replace(u'\n', u"\\n"_s);
-    value.removeIf([](QChar c) { return c.unicode() < 0x20 && c != u'\t'; });
+    value.replace(u'\n', u"\\n"_s);
     const QByteArray line = name.toByteArray() + ':' + value.toUtf8();
     constexpr qsizetype mostLineBytes = 74;
     for (qsizetype at = 0; at < line.size();) {
@@ -152,7 +161,7 @@ void addLine(QByteArray& out, QByteArrayView name, QString value) {
         while (at + length < line.size() && (uchar(line[at + length]) & 0xC0) == 0x80) {
             --length;
         }
-        out += (at == 0 ? "" : " ") + line.sliced(at, length) + "\r\n";
+        out.append(at == 0 ? "" : " ").append(QByteArrayView(line).sliced(at, length)).append("\r\n");
         at += length;
     }
 }
@@ -278,6 +287,14 @@ void IcalFile::setPlace(const QString& calendar, const QString& path) {
     }
 }
 
+void IcalFile::markUser(const QString& email) {
+    for (const Entry& entry : m_events) {
+        for (CalendarAttendee& attendee : entry.event->attendees) {
+            attendee.isCurrentUser = attendee.isCurrentUser || isAddress(attendee.email, email);
+        }
+    }
+}
+
 void IcalFile::addOccurrences(qint64 from, qint64 to, IcalBudget& budget,
                               std::vector<IcalOccurrence>& found) const {
     for (const Entry& entry : m_events) {
@@ -292,6 +309,10 @@ CalendarEvent IcalOccurrence::event() const {
     event.start = QDateTime::fromSecsSinceEpoch(start);
     event.end = QDateTime::fromSecsSinceEpoch(end);
     return event;
+}
+
+QString IcalFile::textAsRead(const QString& text) {
+    return QString::fromUtf8(storable(text).toUtf8()).trimmed();
 }
 
 QByteArray IcalFile::written(const NewCalendarEvent& event, const QString& id, const QDateTime& stamp) {

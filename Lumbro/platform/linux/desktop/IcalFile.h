@@ -44,12 +44,17 @@ class IcalFile {
     /// Adds every occurrence that touches the time from `from` to before `to` (seconds since 1970); of what
     /// repeats, no more than the budget allows.
     void addOccurrences(qint64 from, qint64 to, IcalBudget& budget, std::vector<IcalOccurrence>& found) const;
+    /// The user has this address too.
+    void markUser(const QString& email);
     const QList<CalendarTask>& tasks() const { return m_tasks; }
     bool hasEvents() const { return !m_events.empty(); }
 
     /// A file with one event or one task, in UTF-8. `id` is its UID, `stamp` the time of writing.
     static QByteArray written(const NewCalendarEvent& event, const QString& id, const QDateTime& stamp);
     static QByteArray written(const CalendarTask& task, const QString& id, const QDateTime& stamp);
+    /// A text as it reads back after it was written: without blanks around it, and without what no file
+    /// holds.
+    static QString textAsRead(const QString& text);
 
   private:
     struct Entry {

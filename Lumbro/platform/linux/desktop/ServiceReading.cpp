@@ -1,7 +1,10 @@
 #include "platform/linux/desktop/ServiceReading.h"
 
-#include "platform/linux/desktop/IcalBudget.h"
-#include "platform/linux/desktop/IcalFile.h"
+#include "platform/linux/desktop/IcalRounds.h"
+#include "platform/linux/desktop/ReadBack.h"
+
+#include <QHash>
+#include <QUuid>
 
 #include <algorithm>
 #include <tuple>
@@ -11,32 +14,12 @@ namespace lumbro::serviceReading {
 
 namespace {
 
-struct Span {
-    qint64 from = 0;
-    qint64 to = 0;
-};
-
-void markUser(CalendarEvent& event, const QString& address) {
-    for (CalendarAttendee& attendee : event.attendees) {
-        attendee.isCurrentUser =
-            attendee.isCurrentUser ||
-            (!address.isEmpty() && attendee.email.compare(address, Qt::CaseInsensitive) == 0);
-    }
-}
-
-void addEvents(const ServiceItems& items, const QString& calendar, const QString& ownEmail, Span span,
-               IcalBudget& budget, QList<CalendarEvent>& events) {
+void addFiles(const ServiceItems& items, const QString& calendar, const QString& ownEmail,
+              std::vector<IcalFile>& files) {
     for (const QByteArray& bytes : items.files) {
-        IcalFile file = IcalFile::read(bytes, ownEmail);
+        IcalFile& file = files.emplace_back(IcalFile::read(bytes, ownEmail));
         file.setPlace(calendar, {});
-        std::vector<IcalOccurrence> found;
-        IcalBudget share = budget.share();
-        file.addOccurrences(span.from, span.to, share, found);
-        budget.settle(share);
-        for (const IcalOccurrence& occurrence : found) {
-            events.append(occurrence.event());
-            markUser(events.last(), items.ownEmail);
-        }
+        file.markUser(items.ownEmail);
     }
 }
 
@@ -44,14 +27,25 @@ auto order(const CalendarEvent& event) {
     return std::tuple(event.start, QStringView(event.title), QStringView(event.id));
 }
 
-std::unexpected<Failure> notReadBack() {
-    return fail(u"what was written can't be read back"_s);
+/// Sorted by start, title and id.
+QList<CalendarEvent> eventsOf(const std::vector<IcalFile>& files, qint64 from, qint64 to) {
+    std::vector<const IcalFile*> all;
+    all.reserve(files.size());
+    for (const IcalFile& file : files) {
+        all.push_back(&file);
+    }
+    std::vector<IcalOccurrence> found;
+    addOccurrences(all, from, to, found);
+    QList<CalendarEvent> events;
+    for (const IcalOccurrence& occurrence : found) {
+        events.append(occurrence.event());
+    }
+    std::ranges::sort(events, {}, order);
+    return events;
 }
 
-bool isSame(const CalendarEvent& there, const NewCalendarEvent& event) {
-    return there.title == event.title.trimmed() &&
-           there.start.toSecsSinceEpoch() == event.start.toSecsSinceEpoch() &&
-           there.end.toSecsSinceEpoch() == event.end.toSecsSinceEpoch();
+std::unexpected<Failure> notReadBack() {
+    return fail(u"what was written can't be read back"_s);
 }
 
 }  // namespace
@@ -62,7 +56,7 @@ Result<Reading> events(CalendarService& service, const QString& ownEmail, qint64
         return std::unexpected(lists.error());
     }
     Reading reading{.lists = std::move(*lists), .events = {}, .unread = {}};
-    IcalBudget budget = IcalBudget::forReading();
+    std::vector<IcalFile> files;
     qsizetype read = 0;
     std::optional<Failure> last;
     for (const ServiceList& calendar : std::as_const(reading.lists.calendars)) {
@@ -72,7 +66,7 @@ Result<Reading> events(CalendarService& service, const QString& ownEmail, qint64
         const Result<ServiceItems> items = service.events(calendar.list.id, from, to);
         if (items) {
             ++read;
-            addEvents(*items, calendar.list.title, ownEmail, {from, to}, budget, reading.events);
+            addFiles(*items, calendar.list.title, ownEmail, files);
         } else if (items.error().kind == FailureKind::cancelled) {
             return std::unexpected(items.error());
         } else {
@@ -84,7 +78,7 @@ Result<Reading> events(CalendarService& service, const QString& ownEmail, qint64
     if (last && read == 0) {
         return std::unexpected(*last);
     }
-    std::ranges::sort(reading.events, {}, order);
+    reading.events = eventsOf(files, from, to);
     return reading;
 }
 
@@ -105,28 +99,45 @@ Result<QList<CalendarTask>> tasks(CalendarService& service, const QString& list)
 
 Result<QString> add(CalendarService& service, const QString& calendar, const NewCalendarEvent& event,
                     const QString& id, const QDateTime& now) {
-    const auto there =
-        service.add(CalendarService::Kind::event, calendar, {IcalFile::written(event, id, now)});
+    const QByteArray file = IcalFile::written(event, id, now);
+    if (!readBack::idOf(file, event)) {
+        return notReadBack();
+    }
+    const auto there = service.add(CalendarService::Kind::event, calendar, {file});
     if (!there) {
         return std::unexpected(there.error());
     }
-    std::vector<IcalOccurrence> found;
-    IcalBudget budget = IcalBudget::forReading();
-    for (const QByteArray& bytes : *there) {
-        IcalFile::read(bytes, {}).addOccurrences(event.start.toSecsSinceEpoch(), event.end.toSecsSinceEpoch(),
-                                                 budget, found);
-    }
-    if (found.size() != 1 || !isSame(found.front().event(), event)) {
+    const auto given = readBack::idOf(there->value(0), event);
+    if (!given) {
         return notReadBack();
     }
-    return found.front().about->id;
+    return *given;
 }
 
-Result<QStringList> add(CalendarService& service, const QString& list, const QList<CalendarTask>& tasks,
-                        const QDateTime& now) {
+namespace {
+
+/// The tasks of a list by their ids, and whether they are done.
+Result<QHash<QString, bool>> knownTasks(CalendarService& service, const QString& list) {
+    const Result<QList<CalendarTask>> there = tasks(service, list);
+    if (!there) {
+        return std::unexpected(there.error());
+    }
+    QHash<QString, bool> known;
+    for (const CalendarTask& task : *there) {
+        known.insert(task.id, task.isDone);
+    }
+    return known;
+}
+
+/// Gives the ids under which they then stand there.
+Result<QStringList> addNew(CalendarService& service, const QString& list, const QList<CalendarTask>& tasks,
+                           const QDateTime& now) {
     QList<QByteArray> files;
     for (const CalendarTask& task : tasks) {
         files.append(IcalFile::written(task, task.id, now));
+        if (!readBack::taskOf(files.last(), task)) {
+            return notReadBack();
+        }
     }
     const auto there = service.add(CalendarService::Kind::task, list, files);
     if (!there) {
@@ -134,15 +145,46 @@ Result<QStringList> add(CalendarService& service, const QString& list, const QLi
     }
     QStringList ids;
     for (qsizetype i = 0; i < tasks.size(); ++i) {
-        const QList<CalendarTask> found =
-            i < there->size() ? IcalFile::read(there->at(i), {}).tasks() : QList<CalendarTask>();
-        if (found.size() != 1 || found.first().title != tasks[i].title.trimmed() ||
-            found.first().due != tasks[i].due) {
+        const auto found = readBack::taskOf(there->value(i), tasks[i]);
+        if (!found) {
             return notReadBack();
         }
-        ids.append(found.first().id);
+        ids.append(found->id);
     }
     return ids;
+}
+
+}  // namespace
+
+Result<QList<AddedTask>> add(CalendarService& service, const QString& list, const QList<CalendarTask>& tasks,
+                             const QDateTime& now) {
+    const auto known = knownTasks(service, list);
+    if (!known) {
+        return std::unexpected(known.error());
+    }
+    QList<AddedTask> added;
+    QList<CalendarTask> missing;
+    for (CalendarTask task : tasks) {
+        const bool isDone = known->value(task.id);
+        const bool exists = known->contains(task.id) && !isDone;
+        // Who adds a task again that was done wants another one.
+        task.id = isDone ? QUuid::createUuid().toString(QUuid::WithoutBraces) : task.id;
+        added.append({.id = task.id, .existed = exists});
+        if (!exists) {
+            missing.append(task);
+        }
+    }
+    if (missing.isEmpty()) {
+        return added;
+    }
+    Result<QStringList> ids = addNew(service, list, missing, now);
+    if (!ids) {
+        return std::unexpected(ids.error());
+    }
+    for (AddedTask& task : added) {
+        task.id = task.existed ? task.id : ids->takeFirst();
+    }
+    return added;
 }
 
 }  // namespace lumbro::serviceReading

@@ -25,8 +25,14 @@ Result<QList<CalendarTask>> tasks(CalendarService& service, const QString& list)
 /// Adds one event, gives its id, and fails unless it reads back as it was given.
 Result<QString> add(CalendarService& service, const QString& calendar, const NewCalendarEvent& event,
                     const QString& id, const QDateTime& now);
-/// Adds tasks, whose ids are set, likewise: all, or none on failure.
-Result<QStringList> add(CalendarService& service, const QString& list, const QList<CalendarTask>& tasks,
-                        const QDateTime& now);
+struct AddedTask {
+    QString id;
+    /// An open task with this id was there before; nothing was written for it.
+    bool existed = false;
+};
+/// Adds tasks, whose ids are set, likewise: all, or none on failure. One that stands there under its id, and
+/// isn't done, is not added again, so that what was given up can be tried anew.
+Result<QList<AddedTask>> add(CalendarService& service, const QString& list, const QList<CalendarTask>& tasks,
+                             const QDateTime& now);
 
 }  // namespace lumbro::serviceReading

@@ -3,6 +3,8 @@
 #include "LumbroCore/AtomicFile.h"
 #include "LumbroCore/InBackground.h"
 #include "LumbroCore/Text.h"
+#include "platform/linux/desktop/DefaultCalendar.h"
+#include "platform/linux/desktop/ReadBack.h"
 
 #include <QDir>
 #include <QFile>
@@ -42,12 +44,18 @@ QString fileOf(const QString& folder, const QString& id) {
     return folder + u'/' + id + u".ics"_s;
 }
 
+std::unexpected<Failure> notReadBack(const QString& path) {
+    return fail(u"What is written to %1 can't be read back; nothing was added."_s.arg(path));
+}
+
 Result<> writeAndReadBack(const QString& path, const QByteArray& bytes) {
     if (const auto written = writeFileAtomically(path, bytes); !written) {
-        return written;
+        return fail(
+            u"Nothing was added: %1 in %2."_s.arg(written.error().message, QFileInfo(path).absolutePath()));
     }
     if (readFile(path, IcalFile::mostBytes) != bytes) {
-        return fail(u"What was written to %1 can't be read back."_s.arg(path));
+        QFile::remove(path);
+        return notReadBack(path);
     }
     return {};
 }
@@ -56,7 +64,9 @@ Result<CalendarList> makeCollection(const QString& root, const QString& title) {
     const QString name = slugified(title);
     const QString path = root + u'/' + (name.isEmpty() ? newId() : name);
     if (!makePrivateFolder(path)) {
-        return fail(u"Can't make the folder %1."_s.arg(path));
+        return fail(
+            u"Can't make the folder %1; mend what is above it, or choose another one with `lumbro settings "
+            "set calendarFolder FOLDER`."_s.arg(path));
     }
     if (const auto named = writeFileAtomically(path + u"/displayname"_s, title.toUtf8()); !named) {
         return std::unexpected(named.error());
@@ -201,40 +211,74 @@ QList<CalendarList> VdirCalendar::taskLists() const {
     return lists;
 }
 
-/// The first one that can be written and is not our own list of tasks; where there is no other, that one.
-std::optional<CalendarList> VdirCalendar::defaultCalendar() const {
+QList<CalendarList> VdirCalendar::calendars() const {
     QList<CalendarList> lists = taskLists();
     lists.removeIf([](const CalendarList& list) { return !QFileInfo(list.id).isWritable(); });
-    if (lists.isEmpty()) {
+    if (lists.isEmpty() && access() != CalendarAccess::denied) {
         // The one that is made with the first item.
-        return access() == CalendarAccess::full ? std::optional(CalendarList{QString(), ownTitle})
-                                                : std::nullopt;
+        lists.append({QString(), ownTitle});
     }
+    return lists;
+}
+
+/// The first one that is not our own list of tasks; where there is no other, that one.
+std::optional<CalendarList> VdirCalendar::defaultTaskList() const {
+    const QList<CalendarList> lists = calendars();
     const auto other =
         std::ranges::find_if(lists, [](const CalendarList& list) { return list.title != ownTitle; });
-    return other == lists.end() ? lists.first() : *other;
+    return lists.isEmpty() ? std::nullopt : std::optional(other == lists.end() ? lists.first() : *other);
+}
+
+Result<CalendarList> VdirCalendar::eventCalendar() const {
+    const QList<CalendarList> lists = calendars();
+    if (const QString chosen = m_settings.string(u"calendarDefault"_s); !chosen.isEmpty()) {
+        return defaultCalendar::named(lists, chosen);
+    }
+    const auto khal = defaultCalendar::ofKhal(lists, KhalConfiguration::ofUser());
+    if (const auto usual = khal ? khal : defaultTaskList()) {
+        return *usual;
+    }
+    return fail(
+        u"The calendars in %1 can't be written; mend that folder, or choose another one with `lumbro "
+        "settings set calendarFolder FOLDER`."_s.arg(folder()));
+}
+
+std::optional<CalendarList> VdirCalendar::defaultCalendar() const {
+    const auto calendar = eventCalendar();
+    return calendar ? std::optional(*calendar) : std::nullopt;
+}
+
+QString VdirCalendar::whyNoCalendar() const {
+    const auto calendar = eventCalendar();
+    return calendar ? QString() : calendar.error().message;
+}
+
+AddedCalendarItem VdirCalendar::placed(const QString& id, const CalendarList& list) const {
+    return {.id = id,
+            .calendar = list.title,
+            .account = QFileInfo(folder()).fileName(),
+            .path = fileOf(list.id, id)};
 }
 
 Task<Result<AddedCalendarItem>> VdirCalendar::add(NewCalendarEvent event) {
-    std::optional<CalendarList> calendar = defaultCalendar();
-    if (!calendar) {
-        co_return fail(u"The calendars in %1 can't be written."_s.arg(folder()));
+    Result<CalendarList> calendar = eventCalendar();
+    if (calendar && calendar->id.isEmpty()) {
+        calendar = makeCollection(folder(), ownTitle);
     }
-    if (calendar->id.isEmpty()) {
-        const Result<CalendarList> made = makeCollection(folder(), ownTitle);
-        if (!made) {
-            co_return std::unexpected(made.error());
-        }
-        calendar = *made;
+    if (!calendar) {
+        co_return std::unexpected(calendar.error());
     }
     const QString id = newId();
-    const QString path = fileOf(calendar->id, id);
-    if (const auto done = writeAndReadBack(path, IcalFile::written(event, id, m_clock.now())); !done) {
+    const AddedCalendarItem added = placed(id, *calendar);
+    const QByteArray bytes = IcalFile::written(event, id, m_clock.now());
+    if (readBack::idOf(bytes, event) != id) {
+        co_return notReadBack(added.path);
+    }
+    if (const auto done = writeAndReadBack(added.path, bytes); !done) {
         co_return std::unexpected(done.error());
     }
     m_files->forget();
-    co_return AddedCalendarItem{
-        .id = id, .calendar = calendar->title, .account = QFileInfo(folder()).fileName(), .path = path};
+    co_return AddedCalendarItem(added);
 }
 
 Task<Result<CalendarList>> VdirCalendar::makeTaskList(QString title) {
@@ -266,13 +310,15 @@ Task<Result<QList<AddedCalendarItem>>> VdirCalendar::addTasks(QList<CalendarTask
     }
     const auto lists = taskLists();
     const auto known = std::ranges::find(lists, list, &CalendarList::id);
-    const QString title = known == lists.end() ? QFileInfo(list).fileName() : known->title;
+    const CalendarList place = known == lists.end() ? CalendarList{list, QFileInfo(list).fileName()} : *known;
     QList<AddedCalendarItem> added;
     for (const CalendarTask& task : std::as_const(tasks)) {
         const QString id = newId();
-        const QString path = fileOf(list, id);
-        added.append({.id = id, .calendar = title, .account = QFileInfo(folder()).fileName(), .path = path});
-        if (const auto done = writeAndReadBack(path, IcalFile::written(task, id, m_clock.now())); !done) {
+        const QByteArray bytes = IcalFile::written(task, id, m_clock.now());
+        added.append(placed(id, place));
+        const Result<> done = readBack::taskOf(bytes, task) ? writeAndReadBack(added.last().path, bytes)
+                                                            : notReadBack(added.last().path);
+        if (!done) {
             for (const AddedCalendarItem& item : std::as_const(added)) {
                 QFile::remove(item.path);
             }

@@ -25,19 +25,23 @@ class VdirCalendar final : public Organizer {
     QString folder() const;
 
     QString place() const override { return folder(); }
+    QList<CalendarList> calendars() const override;
     CalendarAccess access() const override;
     QString whyNoAccess() const override;
     /// Makes the folder where it is missing.
     Task<CalendarAccess> requestAccess() override;
     Task<QList<CalendarEvent>> events(QDateTime from, QDateTime to) override;
+    /// The one of the setting `calendarDefault`, else khal's, else the first one. Its id is empty when it is
+    /// made with the first event.
     std::optional<CalendarList> defaultCalendar() const override;
+    QString whyNoCalendar() const override;
     Task<Result<AddedCalendarItem>> add(NewCalendarEvent event) override;
 
     CalendarAccess taskAccess() const override { return access(); }
     QString whyNoTaskAccess() const override { return whyNoAccess(); }
     Task<CalendarAccess> requestTaskAccess() override { return requestAccess(); }
     QList<CalendarList> taskLists() const override;
-    std::optional<CalendarList> defaultTaskList() const override { return defaultCalendar(); }
+    std::optional<CalendarList> defaultTaskList() const override;
     Task<Result<CalendarList>> makeTaskList(QString title) override;
     Task<Result<>> renameTaskList(QString id, QString title) override;
     Task<QList<CalendarTask>> tasks(QString list) override;
@@ -45,6 +49,8 @@ class VdirCalendar final : public Organizer {
 
   private:
     QString ownEmail() const { return m_settings.string(u"ownEmail"_s); }
+    Result<CalendarList> eventCalendar() const;
+    AddedCalendarItem placed(const QString& id, const CalendarList& list) const;
     bool isQuiet();
     void watch();
 

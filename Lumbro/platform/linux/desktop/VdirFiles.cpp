@@ -1,7 +1,7 @@
 #include "platform/linux/desktop/VdirFiles.h"
 
 #include "LumbroCore/AppLog.h"
-#include "platform/linux/desktop/IcalBudget.h"
+#include "platform/linux/desktop/IcalRounds.h"
 
 #include <QFile>
 
@@ -95,46 +95,26 @@ const IcalFile& VdirFiles::contentOf(const QByteArray& path, File& file) const {
     return *file.content;
 }
 
-/// Gives the files that want more than most do, of which nothing is taken yet.
-VdirFiles::Wanting VdirFiles::expandUsual() {
-    IcalBudget budget = IcalBudget::forReading();
-    Wanting wanting;
+void VdirFiles::expand(Span wanted) {
+    m_span = wanted;
+    m_found.clear();
+    std::vector<std::pair<QByteArray, File*>> places;
+    std::vector<const IcalFile*> files;
     for (auto&& [path, file] : m_files.asKeyValueRange()) {
-        if (!file.outline.mayTouch(m_span.from, m_span.to)) {
-            continue;
-        }
-        const size_t foundBefore = m_found.size();
-        IcalBudget share = budget.firstShare();
-        contentOf(path, file).addOccurrences(m_span.from, m_span.to, share, m_found);
-        budget.settle(share, !share.isSpent());
-        if (share.isSpent()) {
-            m_found.resize(foundBefore);
-            wanting.emplace_back(path, &file);
+        if (file.outline.mayTouch(wanted.from, wanted.to)) {
+            files.push_back(&contentOf(path, file));
+            places.emplace_back(path, &file);
         }
     }
-    return wanting;
-}
-
-void VdirFiles::expandRest(const Wanting& files, bool isFirstLook) {
-    IcalBudget budget = IcalBudget::forReading();
-    qsizetype left = qsizetype(files.size());
-    for (const auto& [path, file] : files) {
-        IcalBudget share = budget.share(left--);
-        contentOf(path, *file).addOccurrences(m_span.from, m_span.to, share, m_found);
-        budget.settle(share, true);
+    for (const size_t cut : addOccurrences(files, wanted.from, wanted.to, m_found)) {
+        const auto& [path, file] = places[cut];
         // The log is the application's; each command would tell it again.
-        if (share.isSpent() && !isFirstLook && !std::exchange(file->isCutTold, true)) {
+        if (m_look > 1 && !std::exchange(file->isCutTold, true)) {
             AppLog::info(u"calendar"_s,
                          u"%1 repeats its events more often than is followed; some are left out"_s.arg(
                              QFile::decodeName(path)));
         }
     }
-}
-
-void VdirFiles::expand(Span wanted) {
-    m_span = wanted;
-    m_found.clear();
-    expandRest(expandUsual(), m_look == 1);
     std::ranges::sort(m_found, {}, order);
     m_hasChanged = false;
 }

@@ -56,9 +56,6 @@ class VdirFiles {
     std::optional<VdirStamp> known(const VdirEntry& entry, const QString& title) const;
     void take(File& file, VdirText text);
     const IcalFile& contentOf(const QByteArray& path, File& file) const;
-    using Wanting = std::vector<std::pair<QByteArray, File*>>;
-    Wanting expandUsual();
-    void expandRest(const Wanting& files, bool isFirstLook);
     void expand(Span wanted);
     QList<CalendarEvent> within(Span wanted) const;
 
