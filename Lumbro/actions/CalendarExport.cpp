@@ -176,12 +176,19 @@ static std::unexpected<Failure> denied(const CalendarStore& store) {
 }
 
 Task<Result<Added>> add(CalendarStore* store, EventDraft draft, QString note) {
+    if (const auto fault = draft.fault()) {
+        co_return fail(*fault);
+    }
     CalendarAccess access = co_await store->open();
     if (access != CalendarAccess::full) {
         access = co_await store->requestAccess();
     }
     if (access != CalendarAccess::full) {
         co_return denied(*store);
+    }
+    const auto adding = co_await store->beginAdding();
+    if (!adding) {
+        co_return std::unexpected(adding.error());
     }
     if (const auto same = co_await sameEvent(store, draft)) {
         co_return Added{.existed = true,
@@ -192,7 +199,8 @@ Task<Result<Added>> add(CalendarStore* store, EventDraft draft, QString note) {
         co_return denied(*store);
     }
     if (!store->defaultCalendar()) {
-        co_return fail(u"No calendar found. Add one in the Calendar app."_s);
+        const QString why = store->whyNoCalendar();
+        co_return fail(why.isEmpty() ? u"No calendar found. Add one in the Calendar app."_s : why);
     }
     const NewCalendarEvent event{
         .title = draft.title, .start = draft.start, .end = draft.end(), .notes = notesOf(draft, note)};

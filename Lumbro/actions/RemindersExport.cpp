@@ -38,6 +38,9 @@ Task<Result<CalendarList>> remindersList(TaskStore* store) {
 }  // namespace
 
 Task<Result<QList<AddedCalendarItem>>> add(TaskStore* store, QList<ActionItem> items, QString note) {
+    if (std::ranges::any_of(items, [](const ActionItem& item) { return item.task.isEmpty(); })) {
+        co_return fail(u"A task without words can't be added; say what is to be done."_s);
+    }
     CalendarAccess access = co_await store->openTasks();
     if (access != CalendarAccess::full) {
         access = co_await store->requestTaskAccess();
@@ -48,6 +51,10 @@ Task<Result<QList<AddedCalendarItem>>> add(TaskStore* store, QList<ActionItem> i
                        (why.isEmpty()
                             ? u"Choose a folder for it that can be written in Settings: calendarFolder."_s
                             : why));
+    }
+    const auto adding = co_await store->beginAdding();
+    if (!adding) {
+        co_return std::unexpected(adding.error());
     }
     const Result<CalendarList> list = co_await remindersList(store);
     if (!list) {

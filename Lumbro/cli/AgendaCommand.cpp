@@ -37,7 +37,9 @@ Task<int> agendaCommand(CommandContext context) {
     SystemClock clock(SystemClock::dateFromEnvironment());
     Settings settings;
     const auto organizer = openOrganizer(settings, clock);
-    co_await organizer->open();
+    if (co_await organizer->open() == CalendarAccess::denied) {
+        co_return output.fail(organizer->whyNoAccess());
+    }
     const auto span = agenda::span(clock.now());
     const QList<CalendarEvent> events = co_await organizer->events(span.from, span.to);
     const QString unread = organizer->whyNoAccess();

@@ -101,6 +101,11 @@ constexpr std::string_view draftDetails =
     "SOURCE is capture:ID (its results and notes), ask:ID (the answers of a conversation) or - (standard "
     "input); the first text that holds one counts. Asks on the terminal before anything is added.";
 
+constexpr std::string_view eventDetails =
+    "SOURCE is capture:ID (its results and notes), ask:ID (the answers of a conversation) or - (standard "
+    "input); the first text that holds one counts. It goes to the calendar of the setting calendarDefault, "
+    "else to khal's or Evolution's. Asks on the terminal before anything is added.";
+
 constexpr std::string_view runDetails =
     "ID may be shortened as long as one run alone begins with it; \"last\" is the newest one.";
 
@@ -192,7 +197,7 @@ constexpr std::array mainCommands{
                 "--from SOURCE [--all] [--yes] [--dry-run]", 0, 0, tasksAddOptions,
                 "lumbro tasks add --from ask:last", draftDetails},
     CommandInfo{"event add", "add the event in a text to your calendar", "--from SOURCE [--yes] [--dry-run]",
-                0, 0, eventAddOptions, "lumbro event add --from ask:last", draftDetails},
+                0, 0, eventAddOptions, "lumbro event add --from ask:last", eventDetails},
     CommandInfo{"mail draft", "open the mail in a text in your mail program",
                 "--from SOURCE [--to ADDRESSES] [--invite] [--dry-run]", 0, 0, mailDraftOptions,
                 "lumbro mail draft --from capture:last",

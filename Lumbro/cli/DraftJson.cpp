@@ -51,10 +51,14 @@ QString draftText(const Output& output, const QList<ActionItem>& items) {
                  rows);
 }
 
-QString draftText(const Output& output, const EventDraft& draft, const QStringList& clashes) {
+QString draftText(const Output& output, const EventDraft& draft, const QStringList& clashes,
+                  const QStringList& oddities) {
     QString text = output.styled(Output::clean(draft.title), Look::bold) + u'\n' + draft.whenText() + u'\n';
     if (!draft.with.isEmpty()) {
         text += Output::clean(u"With: "_s + draft.with.join(u", "_s)) + u'\n';
+    }
+    if (!oddities.isEmpty()) {
+        text += output.styled(oddities.join(u' '), Look::bad) + u'\n';
     }
     if (!clashes.isEmpty()) {
         text += output.styled(Output::clean(u"Clashes with "_s + clashes.join(u", "_s)), Look::bad) + u'\n';

@@ -21,8 +21,9 @@ QJsonObject draftJson(const EmailDraft& draft);
 
 /// For people: a line each, those that are the user's with a mark.
 QString draftText(const Output& output, const QList<ActionItem>& items);
-/// The event's title, time and guests, and the titles of what it clashes with.
-QString draftText(const Output& output, const EventDraft& draft, const QStringList& clashes);
+/// The event's title, time and guests, the titles of what it clashes with, and what may be a slip in it.
+QString draftText(const Output& output, const EventDraft& draft, const QStringList& clashes,
+                  const QStringList& oddities);
 /// The mail as a mail program shows it.
 QString draftText(const Output& output, const EmailDraft& draft);
 

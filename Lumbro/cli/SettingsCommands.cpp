@@ -1,8 +1,11 @@
 #include "cli/SettingsCommands.h"
 
+#include "LumbroCore/Clock.h"
 #include "LumbroCore/Dates.h"
 #include "LumbroCore/Settings.h"
 #include "cli/Table.h"
+#include "platform/linux/desktop/DefaultCalendar.h"
+#include "platform/linux/desktop/OpenOrganizer.h"
 
 #include <QDateTime>
 #include <QJsonObject>
@@ -27,6 +30,20 @@ QJsonValue valueJson(const QVariant& value) {
 
 QString unknownKey(const QString& name) {
     return u"There is no setting \"%1\"; `lumbro settings list` names them all."_s.arg(name);
+}
+
+/// Why a calendar can't be the one for new events; empty where it can, and for other settings.
+Task<QString> wrongCalendar(Settings* settings, QString name, QString text) {
+    if (name != u"calendarDefault" || text.isEmpty()) {
+        co_return QString();
+    }
+    SystemClock clock;
+    const auto organizer = openOrganizer(*settings, clock);
+    if (co_await organizer->open() == CalendarAccess::denied) {
+        co_return organizer->whyNoAccess();
+    }
+    const auto found = defaultCalendar::named(organizer->calendars(), text);
+    co_return found ? QString() : found.error().message;
 }
 
 }  // namespace
@@ -72,6 +89,10 @@ Task<int> settingsGet(CommandContext context) {
 Task<int> settingsSet(CommandContext context) {
     const QString name = context.arguments.at(0);
     Settings settings;
+    if (const QString wrong = co_await wrongCalendar(&settings, name, context.arguments.at(1));
+        !wrong.isEmpty()) {
+        co_return context.output.fail(wrong);
+    }
     if (const auto set = settings.setFromText(name, context.arguments.at(1)); !set) {
         co_return context.output.fail(set.error());
     }

@@ -28,6 +28,7 @@ class Calendar final : public CalendarStore {
     CalendarAccess afterAsking = CalendarAccess::denied;
     QList<CalendarEvent> all;
     QList<NewCalendarEvent> added;
+    bool hasDefault = true;
 
     CalendarAccess access() const override { return state; }
     Task<CalendarAccess> requestAccess() override {
@@ -43,7 +44,11 @@ class Calendar final : public CalendarStore {
         }
         co_return found;
     }
-    std::optional<CalendarList> defaultCalendar() const override { return CalendarList{u"c"_s, u"Work"_s}; }
+    QString whyNoDefault;
+    std::optional<CalendarList> defaultCalendar() const override {
+        return hasDefault ? std::optional(CalendarList{u"c"_s, u"Work"_s}) : std::nullopt;
+    }
+    QString whyNoCalendar() const override { return whyNoDefault; }
     Task<Result<AddedCalendarItem>> add(NewCalendarEvent item) override {
         added.append(item);
         all.append(eventAt(item.title, item.start, item.end));
@@ -168,6 +173,23 @@ TEST(CalendarExport, addsOnceAndNamesWhatClashes) {
     EXPECT_EQ(calendar.added.size(), 1);
 }
 
+TEST(CalendarExport, addsNothingThatCannotBeMeantAndNowhereElse) {
+    Calendar calendar;
+    const EventDraft endless{u"Review"_s, QDateTime(QDate(9999, 12, 31), QTime(23, 50)), 30, {}};
+    EXPECT_FALSE(wait(calendarExport::add(&calendar, endless, {})));
+    const EventDraft empty{u"Review"_s, at(5, 9, 30), 0, {}};
+    EXPECT_FALSE(wait(calendarExport::add(&calendar, empty, {})));
+    calendar.hasDefault = false;
+    for (const QString& why : {QString(), u"choose another one"_s}) {
+        calendar.whyNoDefault = why;
+        const auto nowhere = wait(calendarExport::add(&calendar, {u"Review"_s, at(5, 9, 30), 30, {}}, {}));
+        ASSERT_FALSE(nowhere);
+        EXPECT_EQ(nowhere.error().message,
+                  why.isEmpty() ? u"No calendar found. Add one in the Calendar app."_s : why);
+    }
+    EXPECT_TRUE(calendar.added.isEmpty());
+}
+
 TEST(CalendarExport, asksForAccessAndTakesNo) {
     Calendar calendar;
     calendar.state = CalendarAccess::notDetermined;
@@ -204,6 +226,10 @@ TEST(RemindersExport, findsOrMakesItsList) {
     const auto added = wait(remindersExport::add(&none, {}, {}));
     ASSERT_FALSE(added);
     EXPECT_EQ(added.error().message, u"No Reminders list found.");
+    Tasks store;
+    const QList<ActionItem> items{{0, {}, u"send"_s, {}, true}, {1, u"Me"_s, {}, QDate(2026, 3, 6), true}};
+    EXPECT_FALSE(wait(remindersExport::add(&store, items, {})));
+    EXPECT_TRUE(store.added.isEmpty());
 }
 
 TEST(MailDraft, fallsBackToAnAddress) {

@@ -5,6 +5,9 @@
 #include <QSet>
 #include <QTimeZone>
 
+#include <memory>
+#include <vector>
+
 #include <gtest/gtest.h>
 
 using namespace lumbro;
@@ -266,6 +269,76 @@ TEST_F(CalendarCommands, aCapturesResultsAndNotesAreLookedThrough) {
         lumbro.run({u"mail"_s, u"draft"_s, u"--from=capture:last"_s, u"--dry-run"_s, u"--json"_s});
     EXPECT_EQ(mail.object()[u"subject"_s].toString(), u"After");
     EXPECT_EQ(lumbro.run({u"event"_s, u"add"_s, u"--from=capture:last"_s, u"--yes"_s}).status, 1);
+}
+
+TEST_F(CalendarCommands, aNewEventGoesToTheCalendarThatTheUserNames) {
+    for (const QString& name : {u"birthdays"_s, u"office"_s}) {
+        lumbro.home().write(u".calendars/%1/displayname"_s.arg(name), name.toUtf8());
+    }
+    const QStringList set{u"settings"_s, u"set"_s, u"calendarDefault"_s};
+    const auto wrong = lumbro.run(set + QStringList{u"Ofice"_s});
+    EXPECT_EQ(wrong.status, 1);
+    EXPECT_TRUE(wrong.errors.contains(u"(there are: birthdays, office)"_s)) << qPrintable(wrong.errors);
+    EXPECT_EQ(lumbro.run(set + QStringList{u"office"_s}).status, 0);
+    const QStringList add{u"event"_s, u"add"_s, u"--from=-"_s};
+    EXPECT_EQ(
+        run(add + QStringList{u"--dry-run"_s, u"--json"_s}, u"event.md"_s).object()[u"calendar"_s].toString(),
+        u"office");
+    EXPECT_EQ(run(add + QStringList{u"--yes"_s}, u"event.md"_s).output, u"Added to \"office\".\n");
+    ASSERT_TRUE(QDir(calendars() + u"/office"_s).removeRecursively());
+    lumbro.home().write(u"event.md"_s, "Event: Other\nWhen: 2026-03-31 10:00\n");
+    const auto gone = run(add + QStringList{u"--yes"_s}, u"event.md"_s);
+    EXPECT_EQ(gone.status, 1);
+    EXPECT_TRUE(gone.errors.contains(u"The calendar \"office\" for new events isn't there"_s));
+    EXPECT_EQ(QDir(calendars() + u"/birthdays"_s).entryList(QDir::Files), QStringList{u"displayname"_s});
+}
+
+TEST_F(CalendarCommands, whatCannotBeMeantIsNotAdded) {
+    const std::pair<QByteArray, QString> rows[] = {
+        {"Event: Call\nWhen: 9999-12-31 23:50\n", u"The year 9999 can't be meant"_s},
+        {"Event: Call\nWhen: 2026-03-30 10:00\nLength: 0\n", u"An event of no length can't be meant"_s},
+    };
+    for (const auto& [text, sentence] : rows) {
+        lumbro.home().write(u"odd.md"_s, text);
+        for (const QString& option : {u"--yes"_s, u"--dry-run"_s}) {
+            const auto odd = run({u"event"_s, u"add"_s, u"--from=-"_s, option}, u"odd.md"_s);
+            EXPECT_EQ(odd.status, 1);
+            EXPECT_TRUE(odd.errors.contains(sentence)) << qPrintable(odd.errors);
+        }
+    }
+    lumbro.home().write(u"odd.md"_s, "- [ ] Me — (tomorrow)\n");
+    EXPECT_TRUE(run({u"tasks"_s, u"add"_s, u"--from=-"_s, u"--yes"_s}, u"odd.md"_s)
+                    .errors.contains(u"Lumbro couldn't find a task in that."));
+    EXPECT_FALSE(lumbro.home().has(u".calendars"_s));
+    lumbro.home().write(u"odd.md"_s, "- [ ] Me — (tomorrow)\n- [ ] call\n");
+    const auto some = run({u"tasks"_s, u"add"_s, u"--from=-"_s, u"--yes"_s}, u"odd.md"_s);
+    EXPECT_EQ(some.output, u"Added 1 task to \"Lumbro\".\n");
+    EXPECT_EQ(some.errors, u"1 line without a task is left out.\n");
+    lumbro.home().write(u"odd.md"_s, "Event: Call\nWhen: 2027-03-30 10:00\nLength: 1\n");
+    EXPECT_TRUE(run({u"event"_s, u"add"_s, u"--from=-"_s, u"--yes"_s}, u"odd.md"_s)
+                    .errors.startsWith(u"It takes only a minute. It is in 2027.\n"));
+}
+
+TEST_F(CalendarCommands, theSameEventFromSeveralProcessesAtOnceIsThereOnce) {
+    lumbro.home().write(u".calendars/office/displayname"_s, "Work");
+    std::vector<std::unique_ptr<QProcess>> all;
+    for (int i = 0; i < 6; ++i) {
+        const auto& process = all.emplace_back(std::make_unique<QProcess>());
+        process->setProcessEnvironment(lumbro.environment());
+        process->setStandardInputFile(lumbro.home().path(i % 2 == 0 ? u"event.md"_s : u"text.md"_s));
+        process->start(CommandLine::program(), {i % 2 == 0 ? u"event"_s : u"tasks"_s, u"add"_s, u"--from=-"_s,
+                                                u"--yes"_s, u"--json"_s});
+    }
+    QStringList results;
+    for (const auto& process : all) {
+        process->waitForFinished(-1);
+        EXPECT_EQ(process->exitCode(), 0);
+        results += json::object(process->readAllStandardOutput())[u"result"_s].toString();
+    }
+    EXPECT_EQ(results.count(u"added"_s), 1);
+    EXPECT_EQ(results.count(u"exists"_s), 2);
+    EXPECT_EQ(QDir(calendars() + u"/office"_s).entryList({u"*.ics"_s}).size(), 1);
+    EXPECT_EQ(QDir(calendars() + u"/lumbro"_s).entryList({u"*.ics"_s}).size(), 3) << "no task is lost";
 }
 
 TEST_F(CalendarCommands, wrongUsageIsTold) {
