@@ -46,6 +46,7 @@ Task<int> agendaCommand(CommandContext context) {
     if (organizer->access() == CalendarAccess::denied) {
         co_return output.fail(unread);
     }
+    sayLeftOut(output, organizer->leftOut());
     const QList<MeetingOffer> meetings = withBriefs(agenda::of(events), clock);
     if (context.arguments.wantsJson()) {
         QJsonArray array;

@@ -7,6 +7,8 @@
 
 #include <QJsonArray>
 
+#include <algorithm>
+
 namespace lumbro::cli {
 
 namespace {
@@ -84,6 +86,17 @@ QString meetingLine(const PrepEvent& event, const QDateTime& now) {
         text += u", with "_s + event.attendeeNames().join(u", "_s);
     }
     return text;
+}
+
+void sayLeftOut(Output& output, const QStringList& sentences) {
+    constexpr qsizetype mostSaid = 5;
+    for (const QString& sentence : sentences.first(std::min(sentences.size(), mostSaid))) {
+        output.fail(Output::clean(sentence));
+    }
+    if (sentences.size() > mostSaid) {
+        output.fail(
+            u"%1 more calendar files are left out, or a part of them."_s.arg(sentences.size() - mostSaid));
+    }
 }
 
 }  // namespace lumbro::cli

@@ -20,4 +20,7 @@ QString meetingTable(const Output& output, const QList<MeetingOffer>& meetings, 
 /// "Mar 2, 2026 at 2:30 PM, in 5 min, with Ann Lee, Bo".
 QString meetingLine(const PrepEvent& event, const QDateTime& now);
 
+/// Says on standard error what is missing in a calendar, a few sentences at most.
+void sayLeftOut(Output& output, const QStringList& sentences);
+
 }  // namespace lumbro::cli

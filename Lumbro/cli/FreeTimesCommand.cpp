@@ -59,6 +59,7 @@ Task<int> freeTimesCommand(CommandContext context) {
     if (organizer->access() == CalendarAccess::denied) {
         co_return output.fail(unread);
     }
+    sayLeftOut(output, organizer->leftOut());
     if (arguments.wantsJson()) {
         output.printJson(QJsonObject{{u"context"_s, calendarExport::contextOf(free, now)},
                                      {u"intervals"_s, intervalsJson(free)}});

@@ -24,12 +24,14 @@ QStringList lines(const QList<CalendarEvent>& events) {
     return lines;
 }
 
-TEST(KhalTest, seesTheSameOccurrences) {
+struct KhalTest : testing::TestWithParam<QList<std::pair<QString, QList<QByteArray>>>> {};
+
+TEST_P(KhalTest, seesTheSameOccurrences) {
     if (!test::Khal::hasKhal()) {
         GTEST_SKIP() << "khal is not installed";
     }
     const test::ScratchFolder folder;
-    test::writeFolder(folder, test::madeCalendar);
+    test::writeFolder(folder, GetParam());
     Settings settings{folder.path(u"settings.ini"_s)};
     settings.set(u"calendarFolder"_s, folder.path(u"calendars"_s));
     test::TestClock clock;
@@ -44,5 +46,8 @@ TEST(KhalTest, seesTheSameOccurrences) {
                   theirs.join(u'\n').toStdString());
     }
 }
+
+INSTANTIATE_TEST_SUITE_P(calendars, KhalTest, testing::Values(test::madeCalendar, test::seldomRules),
+                         [](const auto& row) { return row.index == 0 ? "usual" : "seldom"; });
 
 }  // namespace

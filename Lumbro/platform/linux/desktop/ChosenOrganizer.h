@@ -26,6 +26,7 @@ class ChosenOrganizer final : public Organizer {
     Task<QList<CalendarEvent>> events(QDateTime from, QDateTime to) override {
         return now().events(from, to);
     }
+    QStringList leftOut() const override { return now().leftOut(); }
     std::optional<CalendarList> defaultCalendar() const override { return now().defaultCalendar(); }
     QString whyNoCalendar() const override { return now().whyNoCalendar(); }
     Task<Result<AddedCalendarItem>> add(NewCalendarEvent event) override { return now().add(event); }

@@ -1,6 +1,9 @@
 #include "platform/linux/desktop/IcalFile.h"
 
 #include "platform/linux/desktop/IcalSeries.h"
+#include "platform/linux/desktop/IcalTrim.h"
+
+#include <QHash>
 
 #include <algorithm>
 #include <utility>
@@ -10,7 +13,9 @@ namespace lumbro {
 namespace {
 
 constexpr int mostDepth = 8;
-constexpr int mostComponents = 5'000;
+constexpr int mostComponents = 20'000;
+/// How often all that follows in a file's series may change.
+constexpr size_t mostChanges = 200;
 constexpr int mostAttendees = 500;
 
 /// The library goes down into what is nested and up again by calling itself.
@@ -32,6 +37,13 @@ bool isShallow(const QByteArray& bytes) {
         at = end < 0 ? bytes.size() : end + 1;
     }
     return true;
+}
+
+bool isWholeFile(QByteArrayView bytes) {
+    constexpr QByteArrayView end = "END:VCALENDAR";
+    const QByteArrayView text = bytes.trimmed();
+    return text.size() >= end.size() &&
+           qstrnicmp(text.last(end.size()).data(), end.size(), end.data(), end.size()) == 0;
 }
 
 /// Without the descriptions of zones that the system knows better: they are half of most files, and the
@@ -184,14 +196,13 @@ struct IcalFile::Reader {
     IcalFile& file;
     const QString& ownEmail;
     IcalZones zones;
-    /// Which events stand for an occurrence of another one, by that one's id.
-    struct Moved {
-        QString id;
-        qint64 key;
-        bool isDay;
+    struct Event {
+        std::shared_ptr<CalendarEvent> about;
+        IcalSeries series;
+        /// It stands for this occurrence of another one.
+        std::optional<IcalInstance> instance;
     };
-    std::vector<Moved> moved;
-    std::vector<std::pair<CalendarEvent, IcalSeries>> events;
+    std::vector<Event> events;
 
     void readZones(icalcomponent* parent) {
         each(parent, [this](icalcomponent* component, icalcomponent_kind kind) {
@@ -237,42 +248,76 @@ struct IcalFile::Reader {
         if (!series) {
             return;
         }
-        CalendarEvent event = eventOf(component, ownEmail);
-        event.isAllDay = series->isAllDay();
-        bool isDay = false;
-        if (const auto key = IcalSeries::keyOf(component, zones, isDay)) {
-            moved.push_back({event.id, *key, isDay});
+        const auto event = std::make_shared<CalendarEvent>(eventOf(component, ownEmail));
+        event->isAllDay = series->isAllDay();
+        const auto instance = IcalSeries::instance(component, zones);
+        if (instance) {
             series->repeatNoMore();
         }
-        events.emplace_back(std::move(event), std::move(*series));
+        events.push_back({event, *std::move(series), instance});
     }
 
     void finish() {
-        for (const Moved& one : moved) {
-            for (auto& [event, series] : events) {
-                if (event.id == one.id && series.repeats()) {
-                    series.leaveOut(one.key, one.isDay);
-                }
+        QHash<QString, std::vector<const Event*>> standIns;
+        for (const Event& event : events) {
+            if (event.instance) {
+                standIns[event.about->id].push_back(&event);
             }
         }
-        for (auto& [event, series] : events) {
-            file.m_events.push_back({std::make_shared<CalendarEvent>(std::move(event)),
-                                     std::make_shared<const IcalSeries>(std::move(series))});
+        for (Event& event : events) {
+            const auto changed = event.instance ? standIns.cend() : standIns.constFind(event.about->id);
+            if (changed != standIns.cend()) {
+                change(event.series, *changed);
+            }
+            file.m_isCut = file.m_isCut || event.series.isCut();
+            file.m_events.push_back({event.about, std::make_shared<const IcalSeries>(event.series)});
         }
     }
+
+    /// Leaves out what others stand for, and where they stand for all that follows, ends the series with them
+    /// and goes on as they say.
+    void change(IcalSeries& series, const std::vector<const Event*>& standIns) {
+        std::map<qint64, const Event*> changes;
+        for (const Event* standIn : standIns) {
+            series.leaveOut(*standIn->instance);
+            if (standIn->instance->isFuture && series.repeats()) {
+                changes[series.placeOf(*standIn->instance)] = standIn;
+            }
+        }
+        const IcalSeries original = series;
+        for (auto next = changes.begin(); next != changes.end() && changesTaken < mostChanges;) {
+            const auto& [place, by] = *next++;
+            auto rest = original.changedAfter(place, by->series);
+            if (!rest) {
+                continue;
+            }
+            ++changesTaken;
+            series.endBefore(std::min(place, changes.begin()->first));
+            if (next != changes.end()) {
+                rest->endBefore(next->first);
+            }
+            file.m_events.push_back({by->about, std::make_shared<const IcalSeries>(*std::move(rest))});
+        }
+    }
+
+    size_t changesTaken = 0;
 };
 
 IcalFile IcalFile::read(const QByteArray& bytes, const QString& ownEmail) {
     IcalFile file;
-    file.m_isWhole = bytes.trimmed().toUpper().endsWith("END:VCALENDAR");
-    if (bytes.size() > mostBytes || bytes.contains('\0') || !isShallow(bytes)) {
+    file.m_isWhole = isWholeFile(bytes);
+    const QByteArray plain = bytes.startsWith("\xEF\xBB\xBF") ? bytes.sliced(3) : bytes;
+    const std::optional<QByteArray> text =
+        plain.size() > IcalTrim::worthwhile ? IcalTrim::of(plain) : std::optional(plain);
+    if (!text || text->contains('\0') || !isShallow(*text)) {
+        file.m_isTaken = false;
         return file;
     }
     icalerror_set_errors_are_fatal(0);
     const std::unique_ptr<icalcomponent, void (*)(icalcomponent*)> root(
-        icalparser_parse_string(withoutKnownZones(bytes).constData()), icalcomponent_free);
+        icalparser_parse_string(withoutKnownZones(*text).constData()), icalcomponent_free);
     if (root) {
-        Reader reader{file, ownEmail, {}, {}, {}};
+        Reader reader{file, ownEmail, {}, {}};
         reader.readZones(root.get());
         reader.readItems(root.get());
         reader.finish();

@@ -32,13 +32,17 @@ struct IcalOccurrence {
 class IcalFile {
   public:
     /// A larger file is not read.
-    static constexpr qint64 mostBytes = qint64(1024) * 1024;
+    static constexpr qint64 mostBytes = qint64(64) * 1024 * 1024;
 
     /// Any bytes; what can't be understood is left out. `ownEmail` tells which attendee is the user.
     static IcalFile read(const QByteArray& bytes, const QString& ownEmail);
 
     /// True when the file ends as it should: one that doesn't may be written at this moment.
     bool isWhole() const { return m_isWhole; }
+    /// False when the bytes are no text, or hold more than is read: nothing of them was taken.
+    bool isTaken() const { return m_isTaken; }
+    /// An event repeats by a rule that isn't followed.
+    bool isCut() const { return m_isCut; }
     /// Names the calendar that all events are in, and their file.
     void setPlace(const QString& calendar, const QString& path);
     /// Adds every occurrence that touches the time from `from` to before `to` (seconds since 1970); of what
@@ -66,6 +70,8 @@ class IcalFile {
     std::vector<Entry> m_events;
     QList<CalendarTask> m_tasks;
     bool m_isWhole = false;
+    bool m_isTaken = true;
+    bool m_isCut = false;
 };
 
 }  // namespace lumbro

@@ -1,8 +1,11 @@
 #include "platform/linux/desktop/IcalSeries.h"
 
 #include "platform/linux/desktop/IcalBudget.h"
+#include "platform/linux/desktop/IcalClockRule.h"
+#include "platform/linux/desktop/IcalDayRule.h"
 
 #include <algorithm>
+#include <cmath>
 
 namespace lumbro {
 
@@ -11,71 +14,36 @@ namespace {
 constexpr qint64 secondsPerDay = 86400;
 constexpr qint64 longest = 366 * secondsPerDay;
 constexpr size_t mostDates = 10'000;
-constexpr size_t mostRules = 8;
+constexpr qsizetype mostRules = 8;
 
-/// True when the part limits nothing.
-template <size_t size>
-bool isEmpty(const short (&part)[size]) {
-    return part[0] == ICAL_RECURRENCE_ARRAY_MAX;
-}
-
-/// Whether the next time can always be found in little time. What recurs by the minute is no meeting, and
-/// within an hour's rule the library would try each hour up to the end of its calendar.
 bool isFollowed(const icalrecurrencetype& rule) {
-    switch (rule.freq) {
-        case ICAL_DAILY_RECURRENCE:
-        case ICAL_WEEKLY_RECURRENCE:
-        case ICAL_MONTHLY_RECURRENCE:
-        case ICAL_YEARLY_RECURRENCE:
-            break;
-        case ICAL_HOURLY_RECURRENCE:
-            if (!isEmpty(rule.by_day) || !isEmpty(rule.by_month) || !isEmpty(rule.by_month_day) ||
-                !isEmpty(rule.by_year_day) || !isEmpty(rule.by_week_no) || !isEmpty(rule.by_hour)) {
-                return false;
-            }
-            break;
-        default:
-            return false;
+    const bool isFit =
+        IcalClockRule::isOne(rule) ? IcalClockRule::canFollow(rule) : IcalDayRule::canFollow(rule);
+    return isFit && rule.interval > 0 && rule.count >= 0;
+}
+
+IcalLength lengthOf(const icaldurationtype& duration, bool isAllDay) {
+    if (duration.is_neg != 0) {
+        return {};
     }
-    return rule.interval > 0 && rule.count >= 0 && isEmpty(rule.by_second);
+    const qint64 days = qint64(duration.weeks) * 7 + duration.days;
+    const qint64 seconds = qint64(duration.hours) * 3600 + qint64(duration.minutes) * 60 + duration.seconds;
+    return isAllDay ? IcalLength{days + seconds / secondsPerDay, 0} : IcalLength{days, seconds};
 }
 
-/// The days of the week that the rule names, Monday as bit 1; nothing when it names them by their place in a
-/// month.
-std::optional<unsigned> weekdays(const icalrecurrencetype& rule) {
-    unsigned days = 0;
-    for (const short day : rule.by_day) {
-        if (day == ICAL_RECURRENCE_ARRAY_MAX) {
-            break;
-        }
-        if (icalrecurrencetype_day_position(day) != 0) {
-            return std::nullopt;
-        }
-        const int fromSunday = icalrecurrencetype_day_day_of_week(day) - 1;
-        days |= 1U << unsigned(fromSunday == 0 ? 7 : fromSunday);
-    }
-    return days;
-}
-
-/// Its days follow from counting. The library takes some hundred times as long.
-bool isPlain(const icalrecurrencetype& rule) {
-    const bool isFreqPlain = rule.freq == ICAL_DAILY_RECURRENCE || rule.freq == ICAL_WEEKLY_RECURRENCE;
-    const bool hasParts = !isEmpty(rule.by_minute) || !isEmpty(rule.by_hour) || !isEmpty(rule.by_month_day) ||
-                          !isEmpty(rule.by_year_day) || !isEmpty(rule.by_week_no) ||
-                          !isEmpty(rule.by_month) || !isEmpty(rule.by_set_pos);
-    const bool areDaysPlain =
-        isEmpty(rule.by_day) || (weekdays(rule) && rule.interval == 1 && rule.count == 0);
-    return isFreqPlain && !hasParts && areDaysPlain;
-}
-
-/// The times that the values of EXDATE and RDATE name.
-icaltimetype timeOf(icalproperty* property) {
-    const icaldatetimeperiodtype value = icalvalue_get_datetimeperiod(icalproperty_get_value(property));
-    return icaltime_is_null_time(value.time) != 0 ? value.period.start : value.time;
+/// At most a year, and a day that is named at least itself.
+IcalLength bounded(const IcalLength& length, bool isAllDay) {
+    const qint64 days = std::clamp<qint64>(length.days, isAllDay ? 1 : 0, longest / secondsPerDay);
+    return {days, isAllDay ? 0 : std::clamp<qint64>(length.seconds, 0, longest - days * secondsPerDay)};
 }
 
 qint64 dayKey(const icaltimetype& time) {
     return dayOf(time).toJulianDay();
+}
+
+/// Days as `wallSeconds` counts them.
+qint64 placeOfDay(qint64 julianDay) {
+    return (julianDay - QDate(1970, 1, 1).toJulianDay()) * secondsPerDay;
 }
 
 bool touches(const IcalSpan& span, qint64 from, qint64 to) {
@@ -85,6 +53,10 @@ bool touches(const IcalSpan& span, qint64 from, qint64 to) {
 
 }  // namespace
 
+qint64 IcalLength::most() const {
+    return days * secondsPerDay + seconds;
+}
+
 std::optional<IcalSeries> IcalSeries::read(icalcomponent* event, IcalZones& zones) {
     icalproperty* start = icalcomponent_get_first_property(event, ICAL_DTSTART_PROPERTY);
     if (start == nullptr || !isDateLike(icalproperty_get_dtstart(start))) {
@@ -93,7 +65,9 @@ std::optional<IcalSeries> IcalSeries::read(icalcomponent* event, IcalZones& zone
     IcalSeries series;
     series.m_start = icalproperty_get_dtstart(start);
     series.m_zone = zones.of(start, series.m_start);
+    series.m_shownZone = series.m_zone;
     series.m_isAllDay = series.m_start.is_date != 0;
+    series.m_isShownAllDay = series.m_isAllDay;
     series.m_start.zone = nullptr;
     series.readLength(event, zones);
     series.readRules(event);
@@ -102,29 +76,27 @@ std::optional<IcalSeries> IcalSeries::read(icalcomponent* event, IcalZones& zone
 }
 
 void IcalSeries::readLength(icalcomponent* event, IcalZones& zones) {
-    m_length = m_isAllDay ? 1 : 0;
     if (icalproperty* end = icalcomponent_get_first_property(event, ICAL_DTEND_PROPERTY)) {
         const icaltimetype time = icalproperty_get_dtend(end);
-        if (isDateLike(time)) {
-            m_length = m_isAllDay ? dayOf(m_start).daysTo(dayOf(time))
-                                  : zones.of(end, time).moment(time) - m_zone.moment(m_start);
+        if (isDateLike(time) && m_isAllDay) {
+            m_length.days = dayOf(m_start).daysTo(dayOf(time));
+        } else if (isDateLike(time)) {
+            m_length.seconds = zones.of(end, time).moment(time) - m_zone.moment(m_start);
         }
     } else if (icalproperty* length = icalcomponent_get_first_property(event, ICAL_DURATION_PROPERTY)) {
-        const qint64 seconds = icaldurationtype_as_int(icalproperty_get_duration(length));
-        m_length = m_isAllDay ? seconds / secondsPerDay : seconds;
+        m_length = lengthOf(icalproperty_get_duration(length), m_isAllDay);
     }
-    m_length =
-        std::clamp<qint64>(m_length, m_isAllDay ? 1 : 0, m_isAllDay ? longest / secondsPerDay : longest);
+    m_length = bounded(m_length, m_isAllDay);
 }
 
 void IcalSeries::readRules(icalcomponent* event) {
     for (icalproperty* property = icalcomponent_get_first_property(event, ICAL_RRULE_PROPERTY);
-         property != nullptr && m_rules.size() < mostRules;
-         property = icalcomponent_get_next_property(event, ICAL_RRULE_PROPERTY)) {
+         property != nullptr; property = icalcomponent_get_next_property(event, ICAL_RRULE_PROPERTY)) {
         icalrecurrencetype rule = icalproperty_get_rrule(property);
         const bool isOurCalendar = rule.rscale == nullptr || QByteArray(rule.rscale) == "GREGORIAN";
         rule.rscale = nullptr;  // The property's own, gone with it.
-        if (!isFollowed(rule) || !isOurCalendar) {
+        if (!isFollowed(rule) || !isOurCalendar || m_rules.size() >= mostRules) {
+            m_isCut = true;
             continue;
         }
         // The library compares with what the clocks show.
@@ -140,6 +112,12 @@ void IcalSeries::readRules(icalcomponent* event) {
         }
         m_rules.push_back(rule);
     }
+    // The library takes away a rule that it can't read, and leaves a word about it.
+    for (icalproperty* error = icalcomponent_get_first_property(event, ICAL_XLICERROR_PROPERTY);
+         error != nullptr; error = icalcomponent_get_next_property(event, ICAL_XLICERROR_PROPERTY)) {
+        const char* text = icalproperty_get_xlicerror(error);
+        m_isCut = m_isCut || (text != nullptr && QByteArrayView(text).contains("RRULE"));
+    }
 }
 
 void IcalSeries::readDates(icalcomponent* event, IcalZones& zones) {
@@ -147,21 +125,39 @@ void IcalSeries::readDates(icalcomponent* event, IcalZones& zones) {
          property != nullptr && size_t(m_leftOut.size() + m_leftOutDays.size()) < mostDates;
          property = icalcomponent_get_next_property(event, ICAL_EXDATE_PROPERTY)) {
         if (const icaltimetype time = icalproperty_get_exdate(property); isDateLike(time)) {
-            const bool isDay = time.is_date != 0 || m_isAllDay;
-            leaveOut(isDay ? dayKey(time) : zones.of(property, time).moment(time), isDay);
+            leaveOut({zones.of(property, time).moment(time), dayKey(time), time.is_date != 0, false});
         }
     }
     for (icalproperty* property = icalcomponent_get_first_property(event, ICAL_RDATE_PROPERTY);
-         property != nullptr && m_more.size() < mostDates;
+         property != nullptr && size_t(m_more.size()) < mostDates;
          property = icalcomponent_get_next_property(event, ICAL_RDATE_PROPERTY)) {
-        if (const icaltimetype time = timeOf(property); isDateLike(time)) {
-            const bool isDay = time.is_date != 0 || m_isAllDay;
-            m_more.push_back(isDay ? time : m_zone.wall(zones.of(property, time).moment(time)));
+        const icaldatetimeperiodtype value = icalvalue_get_datetimeperiod(icalproperty_get_value(property));
+        const bool isPeriod = icaltime_is_null_time(value.time) != 0;
+        const icaltimetype time = isPeriod ? value.period.start : value.time;
+        if (!isDateLike(time)) {
+            continue;
         }
+        const IcalZone zone = zones.of(property, time);
+        More more{time, std::nullopt};
+        if (time.is_date != 0 && !m_isAllDay) {
+            more.wall = m_start;
+            dayOf(time).getDate(&more.wall.year, &more.wall.month, &more.wall.day);
+        } else if (!m_isAllDay) {
+            more.wall = m_zone.wall(zone.moment(time));
+        }
+        if (isPeriod && !m_isAllDay) {
+            const bool hasEnd = isDateLike(value.period.end);
+            more.length =
+                bounded(hasEnd ? IcalLength{0, zones.of(property, value.period.end).moment(value.period.end) -
+                                                   zone.moment(time)}
+                               : lengthOf(value.period.duration, false),
+                        false);
+        }
+        m_more.push_back(more);
     }
 }
 
-std::optional<qint64> IcalSeries::keyOf(icalcomponent* event, IcalZones& zones, bool& isDay) {
+std::optional<IcalInstance> IcalSeries::instance(icalcomponent* event, IcalZones& zones) {
     icalproperty* property = icalcomponent_get_first_property(event, ICAL_RECURRENCEID_PROPERTY);
     if (property == nullptr) {
         return std::nullopt;
@@ -170,8 +166,12 @@ std::optional<qint64> IcalSeries::keyOf(icalcomponent* event, IcalZones& zones, 
     if (!isDateLike(time)) {
         return std::nullopt;
     }
-    isDay = time.is_date != 0;
-    return isDay ? dayKey(time) : zones.of(property, time).moment(time);
+    icalparameter* range = icalproperty_get_first_parameter(property, ICAL_RANGE_PARAMETER);
+    return IcalInstance{
+        .moment = zones.of(property, time).moment(time),
+        .day = dayKey(time),
+        .isDay = time.is_date != 0,
+        .isFuture = range != nullptr && icalparameter_get_range(range) == ICAL_RANGE_THISANDFUTURE};
 }
 
 void IcalSeries::repeatNoMore() {
@@ -179,61 +179,74 @@ void IcalSeries::repeatNoMore() {
     m_more.clear();
     m_leftOut.clear();
     m_leftOutDays.clear();
+    m_isCut = false;
 }
 
-void IcalSeries::leaveOut(qint64 key, bool isDay) {
-    (isDay ? m_leftOutDays : m_leftOut).insert(key);
+void IcalSeries::leaveOut(const IcalInstance& instance) {
+    if (instance.isDay || m_isAllDay) {
+        m_leftOutDays.insert(instance.day);
+    } else {
+        m_leftOut.insert(instance.moment);
+    }
+}
+
+qint64 IcalSeries::placeOf(const IcalInstance& instance) const {
+    return instance.isDay || m_isAllDay ? placeOfDay(instance.day)
+                                        : wallSeconds(m_zone.wall(instance.moment));
+}
+
+std::optional<IcalSeries> IcalSeries::changedAfter(qint64 place, const IcalSeries& change) const {
+    IcalSeries rest = *this;
+    const bool areTimes = !m_isAllDay && !change.m_isAllDay;
+    rest.m_after = place;
+    rest.m_shift =
+        wallSeconds(areTimes ? m_zone.wall(change.m_zone.moment(change.m_start)) : change.m_start) - place;
+    rest.m_length = change.m_length;
+    rest.m_shownZone = areTimes ? m_zone : change.m_zone;
+    rest.m_isShownAllDay = change.m_isAllDay;
+    return std::abs(rest.m_shift) <= longest ? std::optional(rest) : std::nullopt;
 }
 
 bool IcalSeries::isLeftOut(const icaltimetype& wall) const {
-    if (m_leftOutDays.contains(dayKey(wall))) {
+    const qint64 place = wallSeconds(wall);
+    if (place <= m_after || place >= m_before || m_leftOutDays.contains(dayKey(wall))) {
         return true;
     }
-    return !m_leftOut.isEmpty() && m_leftOut.contains(span(wall).start);
+    return !m_leftOut.isEmpty() && m_leftOut.contains(m_zone.moment(wall));
 }
 
-IcalSpan IcalSeries::span(const icaltimetype& wall) const {
-    if (m_isAllDay) {
-        const QDate day = dayOf(wall);
-        return {day.startOfDay().toSecsSinceEpoch(), day.addDays(m_length).startOfDay().toSecsSinceEpoch()};
+IcalSpan IcalSeries::span(const icaltimetype& wall, const IcalLength& length) const {
+    const icaltimetype shown = m_shift == 0 ? wall : wallAt(wallSeconds(wall) + m_shift);
+    const QDate day = dayOf(shown);
+    if (m_isShownAllDay) {
+        return {day.startOfDay().toSecsSinceEpoch(),
+                day.addDays(length.days).startOfDay().toSecsSinceEpoch()};
     }
-    const qint64 start = m_zone.moment(wall);
-    return {start, start + m_length};
+    const qint64 start = m_shownZone.moment(shown);
+    if (length.days == 0) {
+        return {start, start + length.seconds};
+    }
+    icaltimetype last = shown;
+    day.addDays(length.days).getDate(&last.year, &last.month, &last.day);
+    return {start, std::max(start, m_shownZone.moment(last) + length.seconds)};
 }
 
-void IcalSeries::followPlain(const icalrecurrencetype& rule, qint64 from, qint64 to, IcalBudget& budget,
-                             std::vector<IcalSpan>& found) const {
-    const unsigned onlyOn = weekdays(rule).value_or(0);
-    const qint64 step = onlyOn != 0 ? 1 : rule.interval * (rule.freq == ICAL_WEEKLY_RECURRENCE ? 7 : 1);
-    const qint64 start = dayKey(m_start);
-    const qint64 epoch = QDate(1970, 1, 1).toJulianDay();
-    const qint64 days = m_isAllDay ? m_length : m_length / secondsPerDay + 1;
-    // Zones are at most a day apart.
-    const qint64 earliest = epoch + from / secondsPerDay - days - 2;
-    qint64 last = std::min(epoch + to / secondsPerDay + 2, QDate(2399, 12, 31).toJulianDay());
-    const bool ends = icaltime_is_null_time(rule.until) == 0;
-    last = rule.count > 0 ? std::min(last, start + (rule.count - 1) * step) : last;
-    last = ends ? std::min(last, dayKey(rule.until)) : last;
-    const qint64 first = start + step * std::max<qint64>(1, (earliest - start + step - 1) / step);
-    for (qint64 day = first; day <= last && budget.payStep(); day += step) {
-        const QDate date = QDate::fromJulianDay(day);
-        if (onlyOn != 0 && (onlyOn & (1U << unsigned(date.dayOfWeek()))) == 0) {
-            continue;
-        }
-        icaltimetype time = m_start;
-        date.getDate(&time.year, &time.month, &time.day);
-        const bool isOver = ends && !m_isAllDay && icaltime_compare(time, rule.until) > 0;
-        if (!isOver && !isLeftOut(time) && !add(time, from, to, budget, found)) {
-            return;
-        }
-    }
+IcalSeries::Search IcalSeries::search(qint64 from, qint64 to, const IcalLength& length) const {
+    // Zones are at most a day apart, and a day may be longer than another one.
+    return {.from = from,
+            .to = to,
+            .first = std::max(from - length.most() - 2 * secondsPerDay - m_shift, m_after),
+            .last = std::min(to + 2 * secondsPerDay - m_shift, m_before)};
 }
 
 /// False when nothing more may be added.
-bool IcalSeries::add(const icaltimetype& wall, qint64 from, qint64 to, IcalBudget& budget,
+bool IcalSeries::add(const icaltimetype& wall, const Search& search, IcalBudget& budget,
                      std::vector<IcalSpan>& found) const {
-    const IcalSpan time = span(wall);
-    if (!touches(time, from, to)) {
+    if (isLeftOut(wall)) {
+        return true;
+    }
+    const IcalSpan time = span(wall, m_length);
+    if (!touches(time, search.from, search.to)) {
         return true;
     }
     if (!budget.payOccurrence()) {
@@ -243,50 +256,34 @@ bool IcalSeries::add(const icaltimetype& wall, qint64 from, qint64 to, IcalBudge
     return true;
 }
 
-void IcalSeries::follow(icalrecurrencetype rule, qint64 from, qint64 to, IcalBudget& budget,
-                        std::vector<IcalSpan>& found) const {
-    const std::unique_ptr<icalrecur_iterator, void (*)(icalrecur_iterator*)> times(
-        icalrecur_iterator_new(rule, m_start), icalrecur_iterator_free);
-    if (!times) {
-        return;
-    }
-    const qint64 length = m_isAllDay ? m_length * secondsPerDay : m_length;
-    // Zones are at most a day apart.
-    icaltimetype first = IcalZone::utc().wall(from - length - 2 * secondsPerDay);
-    first.is_date = m_start.is_date;
-    if (rule.count == 0 && icaltime_compare(first, m_start) > 0) {
-        icalrecur_iterator_set_start(times.get(), first);
-    }
-    const icaltimetype last = IcalZone::utc().wall(to + 2 * secondsPerDay);
-    while (budget.payStep()) {
-        const icaltimetype time = icalrecur_iterator_next(times.get());
-        if (icaltime_is_null_time(time) != 0 || !isDateLike(time) || icaltime_compare(time, last) > 0) {
-            return;
-        }
-        if (icaltime_compare(time, first) >= 0 && icaltime_compare(time, m_start) > 0 && !isLeftOut(time) &&
-            !add(time, from, to, budget, found)) {
-            return;
-        }
-    }
-}
-
 std::vector<IcalSpan> IcalSeries::spans(qint64 from, qint64 to, IcalBudget& budget) const {
     std::vector<IcalSpan> found;
     // The first one counts whether the rules hit it or not.
     if (!isLeftOut(m_start)) {
-        found.push_back(span(m_start));
+        found.push_back(span(m_start, m_length));
     }
+    const Search usual = search(from, to, m_length);
     for (const icalrecurrencetype& rule : m_rules) {
-        if (isPlain(rule)) {
-            followPlain(rule, from, to, budget, found);
-        } else if (budget.beginLibrary()) {
-            follow(rule, from, to, budget, found);
-            budget.endLibrary();
+        if (usual.first > usual.last) {
+            break;
+        }
+        const auto take = [&](const icaltimetype& wall) { return add(wall, usual, budget, found); };
+        if (IcalClockRule::isOne(rule)) {
+            IcalClockRule(rule, wallSeconds(m_start))
+                .follow(usual.first, usual.last, budget, [&](qint64 time) { return take(wallAt(time)); });
+        } else {
+            IcalDayRule(rule, m_start).follow(usual.first, usual.last, budget, take);
         }
     }
-    for (const icaltimetype& time : m_more) {
-        if (!isLeftOut(time)) {
-            found.push_back(span(time));
+    for (const More& more : m_more) {
+        const IcalLength& length = more.length ? *more.length : m_length;
+        const Search near = search(from, to, length);
+        const qint64 place = wallSeconds(more.wall);
+        if (!budget.payStep()) {
+            break;
+        }
+        if (place >= near.first && place <= near.last && !isLeftOut(more.wall)) {
+            found.push_back(span(more.wall, length));
         }
     }
     std::erase_if(found, [&](const IcalSpan& span) { return !touches(span, from, to); });

@@ -12,12 +12,6 @@ namespace {
 constexpr qint64 secondsPerDay = 86400;
 constexpr int mostChangesDescribed = 64;
 
-/// Seconds since 1970 as if the clocks showed UTC.
-qint64 asUtc(const icaltimetype& wall) {
-    const qint64 days = dayOf(wall).toJulianDay() - QDate(1970, 1, 1).toJulianDay();
-    return days * secondsPerDay + qint64(wall.hour) * 3600 + qint64(wall.minute) * 60 + wall.second;
-}
-
 icaltimetype wallOf(const QDateTime& moment) {
     icaltimetype wall = icaltime_null_time();
     wall.year = moment.date().year();
@@ -98,6 +92,15 @@ QDate dayOf(const icaltimetype& time) {
     return {time.year, time.month, time.day};
 }
 
+qint64 wallSeconds(const icaltimetype& wall) {
+    const qint64 days = dayOf(wall).toJulianDay() - QDate(1970, 1, 1).toJulianDay();
+    return days * secondsPerDay + qint64(wall.hour) * 3600 + qint64(wall.minute) * 60 + wall.second;
+}
+
+icaltimetype wallAt(qint64 seconds) {
+    return IcalZone::utc().wall(seconds);
+}
+
 IcalZone IcalZone::utc() {
     IcalZone zone;
     zone.m_kind = Kind::utc;
@@ -119,7 +122,7 @@ IcalZone IcalZone::described(std::shared_ptr<icaltimezone> zone) {
 }
 
 qint64 IcalZone::moment(const icaltimetype& wall) const {
-    const qint64 utc = asUtc(wall);
+    const qint64 utc = wallSeconds(wall);
     if (m_kind == Kind::utc) {
         return utc;
     }

@@ -59,5 +59,8 @@ QTimeZone systemZone(const QByteArray& name);
 /// Whether a time exists as such: a year, month and day that a calendar has.
 bool isDateLike(const icaltimetype& time);
 QDate dayOf(const icaltimetype& time);
+/// What clocks show, as seconds since 1970 where they show UTC, and back.
+qint64 wallSeconds(const icaltimetype& wall);
+icaltimetype wallAt(qint64 seconds);
 
 }  // namespace lumbro

@@ -191,16 +191,22 @@ Task<QList<CalendarEvent>> VdirCalendar::events(QDateTime from, QDateTime to) {
     m_looked = m_clock.elapsed();
     const QPointer<VdirCalendar> alive(this);
     const std::shared_ptr<VdirFiles> files = m_files;
-    QList<CalendarEvent> found =
-        co_await inBackground([=] { return files->events(root, email, begin, end); });
-    if (isFirst && alive) {
+    auto [found, leftOut] = co_await inBackground([=] {
+        QList<CalendarEvent> events = files->events(root, email, begin, end);
+        return std::pair(std::move(events), files->leftOut());
+    });
+    if (!alive) {
+        co_return std::move(found);
+    }
+    m_leftOut = std::move(leftOut);
+    if (isFirst) {
         // A command ends before this; whoever stays looks again once everything is watched.
         QTimer::singleShot(0, this, [this] {
             watch();
             m_files->forget();
         });
     }
-    co_return found;
+    co_return std::move(found);
 }
 
 QList<CalendarList> VdirCalendar::taskLists() const {

@@ -31,6 +31,7 @@ class VdirCalendar final : public Organizer {
     /// Makes the folder where it is missing.
     Task<CalendarAccess> requestAccess() override;
     Task<QList<CalendarEvent>> events(QDateTime from, QDateTime to) override;
+    QStringList leftOut() const override { return m_leftOut; }
     /// The one of the setting `calendarDefault`, else khal's, else the first one. Its id is empty when it is
     /// made with the first event.
     std::optional<CalendarList> defaultCalendar() const override;
@@ -61,6 +62,7 @@ class VdirCalendar final : public Organizer {
     std::unique_ptr<QSocketNotifier> m_notifier;
     QStringList m_watched;
     Clock::Duration m_looked{-1};
+    QStringList m_leftOut;
 };
 
 }  // namespace lumbro

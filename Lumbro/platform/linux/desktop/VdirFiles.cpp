@@ -43,6 +43,8 @@ void VdirFiles::look(const QString& root, const QString& ownEmail, Span wanted) 
     m_isKnown = true;  // Before the look: what is told in between makes for another one.
     m_hasYoung = false;
     const VdirListing listing = VdirListing::of(root);
+    m_hasChanged = m_hasChanged || listing.unreadable != m_unreadable;
+    m_unreadable = listing.unreadable;
     std::vector<VdirText> texts = listing.readChanged(
         [&](const VdirEntry& entry) { return known(entry, listing.collections.at(entry.collection).title); },
         [wanted](const IcalOutline& outline) { return outline.mayTouch(wanted.from, wanted.to); });
@@ -67,7 +69,8 @@ void VdirFiles::look(const QString& root, const QString& ownEmail, Span wanted) 
 /// Called on several threads at once, while nothing changes the files.
 std::optional<VdirStamp> VdirFiles::known(const VdirEntry& entry, const QString& title) const {
     const auto file = m_files.find(entry.path);
-    const bool isKnown = file != m_files.end() && !file->isYoung && file->calendar == title;
+    const bool isKnown = file != m_files.end() && !file->isYoung && file->calendar == title &&
+                         file->fault != VdirText::Fault::unreadable;
     return isKnown ? std::optional(file->stamp) : std::nullopt;
 }
 
@@ -81,7 +84,8 @@ void VdirFiles::take(File& file, VdirText text) {
         file.bytes = std::move(text.bytes);
     }
     file.stamp = text.stamp;
-    file.isCutTold = false;
+    file.fault = text.fault;
+    file.isTold = false;
     m_hasChanged = true;
 }
 
@@ -95,26 +99,64 @@ const IcalFile& VdirFiles::contentOf(const QByteArray& path, File& file) const {
     return *file.content;
 }
 
+/// Empty when nothing of it is.
+QString VdirFiles::missing(const QString& path, const File& file) {
+    if (file.fault == VdirText::Fault::unreadable) {
+        return u"%1 can't be read and is left out; `ls -ld` tells who may read it."_s.arg(path);
+    }
+    if (file.fault == VdirText::Fault::tooLarge || (file.content && !file.content->isTaken())) {
+        return u"%1 holds more than one calendar file may, or is none, and is left out; split it up, or move "
+               "it away."_s.arg(path);
+    }
+    if (file.content && file.content->isCut()) {
+        return u"%1 repeats an event by a rule that isn't followed; only its other times are shown."_s.arg(
+            path);
+    }
+    return file.isCut ? u"%1 repeats its events more often than is followed; some are left out."_s.arg(path)
+                      : QString();
+}
+
+void VdirFiles::tellWhatIsMissing() {
+    m_leftOut.clear();
+    for (const QByteArray& folder : std::as_const(m_unreadable)) {
+        m_leftOut.append(u"%1 can't be read and is left out; `ls -ld` tells who may read it."_s.arg(
+            QFile::decodeName(folder)));
+    }
+    for (auto&& [path, file] : m_files.asKeyValueRange()) {
+        const QString sentence = missing(QFile::decodeName(path), file);
+        if (sentence.isEmpty()) {
+            continue;
+        }
+        m_leftOut.append(sentence);
+        // The log is the application's; each command would tell it again.
+        if (m_look > 1 && !std::exchange(file.isTold, true)) {
+            AppLog::info(u"calendar"_s, sentence);
+        }
+    }
+    m_leftOut.sort();
+}
+
+QStringList VdirFiles::leftOut() const {
+    const std::scoped_lock lock(m_mutex);
+    return m_leftOut;
+}
+
 void VdirFiles::expand(Span wanted) {
     m_span = wanted;
     m_found.clear();
     std::vector<std::pair<QByteArray, File*>> places;
     std::vector<const IcalFile*> files;
     for (auto&& [path, file] : m_files.asKeyValueRange()) {
+        file.isCut = false;
         if (file.outline.mayTouch(wanted.from, wanted.to)) {
             files.push_back(&contentOf(path, file));
             places.emplace_back(path, &file);
         }
     }
     for (const size_t cut : addOccurrences(files, wanted.from, wanted.to, m_found)) {
-        const auto& [path, file] = places[cut];
-        // The log is the application's; each command would tell it again.
-        if (m_look > 1 && !std::exchange(file->isCutTold, true)) {
-            AppLog::info(u"calendar"_s,
-                         u"%1 repeats its events more often than is followed; some are left out"_s.arg(
-                             QFile::decodeName(path)));
-        }
+        places[cut].second->isCut = true;
     }
+    tellWhatIsMissing();
     std::ranges::sort(m_found, {}, order);
     m_hasChanged = false;
 }

@@ -29,6 +29,9 @@ class VdirFiles {
     std::optional<QList<CalendarEvent>> known(const QString& root, const QString& ownEmail, qint64 from,
                                               qint64 to);
     QList<CalendarTask> tasks(const QString& root, const QString& ownEmail, const QString& collection);
+    /// Sentences for the user about what is missing in the last answer of `events`: files that can't be read
+    /// or followed, by their names.
+    QStringList leftOut() const;
     /// The next `known` gives nothing. Never waits.
     void forget();
 
@@ -38,8 +41,11 @@ class VdirFiles {
         /// It was changed so lately that another change need not show in its stamp.
         bool isYoung = false;
         quint64 look = 0;
-        /// That it repeats more often than it may was told.
-        bool isCutTold = false;
+        VdirText::Fault fault = VdirText::Fault::none;
+        /// It repeats more often than it may.
+        bool isCut = false;
+        /// That something of it is missing was told.
+        bool isTold = false;
         QString collection;
         QString calendar;
         IcalOutline outline;
@@ -57,9 +63,11 @@ class VdirFiles {
     void take(File& file, VdirText text);
     const IcalFile& contentOf(const QByteArray& path, File& file) const;
     void expand(Span wanted);
+    static QString missing(const QString& path, const File& file);
+    void tellWhatIsMissing();
     QList<CalendarEvent> within(Span wanted) const;
 
-    std::mutex m_mutex;
+    mutable std::mutex m_mutex;
     QString m_root;
     QString m_ownEmail;
     QHash<QByteArray, File> m_files;
@@ -67,6 +75,8 @@ class VdirFiles {
     std::atomic<bool> m_isKnown = false;
     bool m_hasYoung = false;
     bool m_hasChanged = true;
+    QList<QByteArray> m_unreadable;
+    QStringList m_leftOut;
     Span m_span;
     /// The occurrences of `m_span`, sorted.
     std::vector<IcalOccurrence> m_found;

@@ -3,11 +3,14 @@
 #include "LumbroCore/AtomicFile.h"
 #include "LumbroCore/Literals.h"
 #include "platform/linux/desktop/IcalFile.h"
+#include "platform/linux/desktop/IcalTrim.h"
 
 #include <QFile>
 #include <QFileInfo>
 
 #include <algorithm>
+#include <atomic>
+#include <cerrno>
 #include <memory>
 #include <thread>
 
@@ -27,6 +30,8 @@ constexpr qint64 mostTitleBytes = 1024;
 constexpr qint64 nanoseconds = 1'000'000'000;
 /// Fewer files are read before another thread has started.
 constexpr size_t worthAThread = 100;
+/// As much as this is read of large files at one look.
+constexpr qint64 mostOfLarge = qint64(512) * 1024 * 1024;
 
 QString titleOf(const QString& path) {
     const auto bytes = readFile(path + u"/displayname"_s, mostTitleBytes);
@@ -78,6 +83,9 @@ class Walk {
     /// Gives the folders in it. True when it is a collection: it has items, or a title.
     bool read(const QByteArray& path, std::vector<QByteArray>& below) {
         const std::unique_ptr<DIR, int (*)(DIR*)> entries(opendir(path.constData()), closedir);
+        if (!entries && errno == EACCES) {
+            listing.unreadable.append(path);
+        }
         bool isCollection = false;
         // One reader has the stream, so that readdir is as good as any other way.
         while (const dirent* entry =
@@ -128,9 +136,37 @@ VdirStamp stampOf(const struct stat& info) {
     return {info.st_mtim.tv_sec * nanoseconds + info.st_mtim.tv_nsec, info.st_size, info.st_ino};
 }
 
+/// Reads on until the buffer is full or the file ends, and gives how much that was.
+qsizetype fill(int file, char* buffer, qsizetype size) {
+    qsizetype at = 0;
+    ssize_t got = 1;
+    while (got > 0 && at < size) {
+        got = read(file, buffer + at, size_t(size - at));
+        at += std::max<ssize_t>(got, 0);
+    }
+    return at;
+}
+
+/// Reads a large file without keeping what is of no use. False when there is too much of it.
+bool readTrimmed(int file, std::atomic<qint64>& left, QByteArray& bytes) {
+    QByteArray piece(qsizetype(256) * 1024, Qt::Uninitialized);
+    IcalTrim trim;
+    qint64 total = 0;
+    for (qsizetype got = piece.size(); got == piece.size();) {
+        got = fill(file, piece.data(), piece.size());
+        total += got;
+        if (total > IcalFile::mostBytes || left.fetch_sub(got) < got ||
+            !trim.take(QByteArrayView(piece).first(got))) {
+            return false;
+        }
+    }
+    bytes = trim.kept();
+    return true;
+}
+
 /// Opens, reads and closes a plain file, into `bytes`, which keeps its memory; of another one only the stamp
 /// is told.
-VdirText textOf(const QByteArray& path, QByteArray& bytes) {
+VdirText textOf(const QByteArray& path, QByteArray& bytes, std::atomic<qint64>& leftOfLarge) {
     // Not to wait for one that has become a pipe.
     const int file = open(path.constData(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     struct stat info{};
@@ -139,16 +175,15 @@ VdirText textOf(const QByteArray& path, QByteArray& bytes) {
     if ((file >= 0 ? fstat(file, &info) : stat(path.constData(), &info)) == 0 && S_ISREG(info.st_mode)) {
         text.state = VdirText::State::read;
         text.stamp = stampOf(info);
+        text.fault = file < 0 ? VdirText::Fault::unreadable : VdirText::Fault::none;
     }
-    if (file >= 0 && text.state == VdirText::State::read && info.st_size <= IcalFile::mostBytes) {
-        bytes.resize(info.st_size);
-        qsizetype at = 0;
-        ssize_t got = 1;
-        while (got > 0 && at < bytes.size()) {
-            got = read(file, bytes.data() + at, size_t(bytes.size() - at));
-            at += std::max<ssize_t>(got, 0);
+    if (file >= 0 && text.state == VdirText::State::read) {
+        if (info.st_size <= IcalTrim::worthwhile) {
+            bytes.resize(info.st_size);
+            bytes.resize(fill(file, bytes.data(), bytes.size()));
+        } else if (info.st_size > IcalFile::mostBytes || !readTrimmed(file, leftOfLarge, bytes)) {
+            text.fault = VdirText::Fault::tooLarge;
         }
-        bytes.resize(at);
     }
     if (file >= 0) {
         close(file);
@@ -165,12 +200,14 @@ bool isUnchanged(const QByteArray& path, const std::optional<VdirStamp>& known) 
 
 QByteArray VdirListing::read(const QByteArray& path) {
     QByteArray bytes;
-    textOf(path, bytes);
+    std::atomic<qint64> left = IcalFile::mostBytes;
+    textOf(path, bytes, left);
     return bytes;
 }
 
 std::vector<VdirText> VdirListing::readChanged(const Known& known, const IsWanted& isWanted) const {
     std::vector<VdirText> texts(entries.size());
+    std::atomic<qint64> leftOfLarge = mostOfLarge;
     const auto part = [&](size_t first, size_t step) {
         QByteArray bytes;
         for (size_t i = first; i < entries.size(); i += step) {
@@ -178,7 +215,7 @@ std::vector<VdirText> VdirListing::readChanged(const Known& known, const IsWante
                 texts[i].state = VdirText::State::unchanged;
                 continue;
             }
-            texts[i] = textOf(entries[i].path, bytes);
+            texts[i] = textOf(entries[i].path, bytes, leftOfLarge);
             texts[i].outline = IcalOutline::of(bytes);
             if (isWanted(texts[i].outline)) {
                 texts[i].bytes = QByteArray(bytes.constData(), bytes.size());

@@ -42,9 +42,13 @@ struct VdirEntry {
 struct VdirText {
     enum class State { missing, unchanged, read };
 
+    enum class Fault { none, unreadable, tooLarge };
+
     State state = State::missing;
+    /// Why it could not be read.
+    Fault fault = Fault::none;
     VdirStamp stamp;
-    /// Empty unless it was read, could be, and is wanted.
+    /// What matters of it. Empty unless it was read, could be, and is wanted.
     QByteArray bytes;
     IcalOutline outline;
 };
@@ -54,6 +58,8 @@ struct VdirText {
 struct VdirListing {
     QList<VdirCollection> collections;
     std::vector<VdirEntry> entries;
+    /// Folders in it that may not be looked into.
+    QList<QByteArray> unreadable;
 
     /// All of them with their files.
     static VdirListing of(const QString& root);
@@ -67,7 +73,7 @@ struct VdirListing {
     /// The texts of all entries, in their order; files that are as they are known are not read. On several
     /// threads.
     std::vector<VdirText> readChanged(const Known& known, const IsWanted& isWanted) const;
-    /// The bytes of one file.
+    /// What matters of one file.
     static QByteArray read(const QByteArray& path);
 };
 
