@@ -1,6 +1,7 @@
 #include "meetings/MeetingPrep.h"
 
 #include "LumbroCore/AppLog.h"
+#include "LumbroCore/SpaceReserve.h"
 #include "engines/formats/EngineInput.h"
 #include "library/ContextLibrary.h"
 #include "meetings/Agenda.h"
@@ -189,6 +190,13 @@ Task<Result<CaptureRecord>> MeetingPrep::write(PrepEvent event, Engine engine, C
     const Busy busy(*this, event.key());
     m_ports.memory.reload(false);
     AgentRequest asked = request(event, EngineInput::systemPrompt(engine, std::nullopt), engine.model);
+    // A disk that fills up meanwhile shall not cost a brief that was paid for.
+    SpaceReserve room(m_ports.library.capturesFolder());
+    if (!room.isHeld()) {
+        AppLog::error(area, u"prep failed for '%1': no room"_s.arg(event.title));
+        co_return fail(u"There is no room for a brief; make some on the disk of %1."_s.arg(
+            m_ports.library.capturesFolder()));
+    }
     if (!cancel) {
         cancel = std::make_shared<CancellationHandle>();
     }
@@ -196,6 +204,7 @@ Task<Result<CaptureRecord>> MeetingPrep::write(PrepEvent event, Engine engine, C
     if (!alive) {
         co_return fail(FailureKind::cancelled, u"Lumbro was closed."_s);
     }
+    room.release();
     const Result<CaptureRecord> filed = reply ? file(event, *reply) : std::unexpected(reply.error());
     if (!filed) {
         AppLog::error(area, u"prep failed for '%1': %2"_s.arg(event.title, filed.error().message));

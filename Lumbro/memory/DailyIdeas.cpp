@@ -3,6 +3,7 @@
 #include "LumbroCore/AppLog.h"
 #include "LumbroCore/AtomicFile.h"
 #include "LumbroCore/Dates.h"
+#include "LumbroCore/SpaceReserve.h"
 #include "LumbroCore/Text.h"
 #include "engines/formats/EngineInput.h"
 #include "library/ContextLibrary.h"
@@ -75,6 +76,20 @@ std::optional<QList<ReplyItem>> decoded(const QString& text) {
 
 QString donePath(const ContextLibrary& library) {
     return library.root() + u"/.ideas.done"_s;
+}
+
+/// Why nothing could be added to the list of ideas; empty when it can.
+QString problemOfList(const MemoryStore& memory, const SpaceReserve& room) {
+    const QString list = memory.root() + u"/ideas.md"_s;
+    const auto isUnreadable = [&list](const MemoryFault& fault) {
+        return fault.path == list && fault.kind == MemoryFault::Kind::unreadable;
+    };
+    const QList<MemoryFault> faults = memory.faults();
+    if (std::ranges::any_of(faults, isUnreadable)) {
+        return u"%1 can't be read, so nothing was looked for; mend or remove it first."_s.arg(list);
+    }
+    return room.isHeld() ? QString()
+                         : u"There is no room for ideas; make some on the disk of %1."_s.arg(memory.root());
 }
 
 QString beginning(const QString& reply) {
@@ -260,6 +275,12 @@ Task<Result<QList<DailyIdea>>> DailyIdeas::pass(QDateTime day, Cancel cancel) {
     }
     const auto begun = m_ports.clock.elapsed();
     m_ports.memory.reload(false);
+    // Whatever would keep the ideas from their list is said before they are paid for.
+    SpaceReserve room(m_ports.memory.root());
+    if (const QString problem = problemOfList(m_ports.memory, room); !problem.isEmpty()) {
+        AppLog::error(area, u"ideas pass failed: "_s + problem);
+        co_return fail(problem);
+    }
     AgentRequest asked = request(*engine, input(day, found));
     if (!cancel) {
         cancel = std::make_shared<CancellationHandle>();
@@ -272,14 +293,29 @@ Task<Result<QList<DailyIdea>>> DailyIdeas::pass(QDateTime day, Cancel cancel) {
     if (!alive) {
         co_return fail(FailureKind::cancelled, u"Lumbro was closed."_s);
     }
+    room.release();
+    const Result<QList<DailyIdea>> ideas = co_await file(*reply, found);
+    if (alive && ideas) {
+        const auto seconds =
+            std::chrono::duration_cast<std::chrono::seconds>(m_ports.clock.elapsed() - begun);
+        AppLog::info(
+            area,
+            u"%1 ideas from %2 captures in %3s"_s.arg(ideas->size()).arg(found.size()).arg(seconds.count()));
+    }
+    co_return ideas;
+}
+
+/// Brings what the agent proposes into the list, and gives what is new there.
+Task<Result<QList<DailyIdea>>> DailyIdeas::file(QString reply, QList<CaptureRecord> captures) {
     QStringList folders;
-    std::ranges::transform(found, std::back_inserter(folders), &CaptureRecord::id);
-    const auto parsed = parse(*reply, folders);
+    std::ranges::transform(std::as_const(captures), std::back_inserter(folders), &CaptureRecord::id);
+    const auto parsed = parse(reply, folders);
     if (!parsed) {
         co_return fail(
-            u"The agent's answer could not be read, so no ideas were filed; it begins with \"%1\". "
-            "Try again."_s.arg(beginning(*reply)));
+            u"The agent's answer could not be read, so no ideas were filed. Try again; it began: %1"_s.arg(
+                beginning(reply)));
     }
+    const QPointer<DailyIdeas> alive(this);
     const Result<QStringList> lines = co_await m_ports.memory.addIdeas(newIdeas(*parsed));
     if (!lines) {
         co_return std::unexpected(lines.error());
@@ -287,12 +323,8 @@ Task<Result<QList<DailyIdea>>> DailyIdeas::pass(QDateTime day, Cancel cancel) {
     if (!alive) {
         co_return fail(FailureKind::cancelled, u"Lumbro was closed."_s);
     }
-    QList<DailyIdea> ideas = added(*lines);
     markDone();
-    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(m_ports.clock.elapsed() - begun);
-    AppLog::info(
-        area, u"%1 ideas from %2 captures in %3s"_s.arg(ideas.size()).arg(found.size()).arg(seconds.count()));
-    co_return ideas;
+    co_return added(*lines);
 }
 
 QString DailyIdeas::input(const QDateTime& day, const QList<CaptureRecord>& captures) const {

@@ -87,6 +87,7 @@ class DailyIdeas final : public QObject {
     void markDone() const;
     QList<DailyIdea> addedSince(const QSet<QString>& knownHooks);
     Task<Result<QList<DailyIdea>>> pass(QDateTime day, Cancel cancel);
+    Task<Result<QList<DailyIdea>>> file(QString reply, QList<CaptureRecord> captures);
     QString input(const QDateTime& day, const QList<CaptureRecord>& captures) const;
     AgentRequest request(const Engine& engine, const QString& input) const;
     QList<NewIdea> newIdeas(const QList<DailyIdea>& ideas) const;

@@ -115,6 +115,15 @@ TEST_F(MeetingCommands, remindOfWhatIsDueAndFindTheDaysIdeas) {
     EXPECT_EQ(line.run({u"remind"_s, u"--json"_s}).array(), (QJsonArray{u"p-bbbbbb"_s, u"p-aaaaaa"_s}));
     const QString told = line.run({u"remind"_s}).output;
     EXPECT_TRUE(told.contains(u"late") && told.contains(u"1 day late")) << qPrintable(told);
+    const QString list = line.home().path(u"Quillet/memory/promises.md"_s);
+    QFile::rename(list, list + u".away"_s);
+    QDir().mkpath(list);
+    const Finished unread = line.run({u"remind"_s});
+    EXPECT_EQ(unread.status, 1);
+    EXPECT_TRUE(unread.errors.contains(u"promises.md can't be read"_s)) << qPrintable(unread.errors);
+    EXPECT_FALSE(unread.errors.contains(u"Nothing due"_s));
+    QDir().rmdir(list);
+    QFile::rename(list + u".away"_s, list);
 
     line.installAgent();
     EXPECT_TRUE(line.run({u"ideas"_s, u"today"_s}).errors.endsWith(u"No notes from today yet.\n"));

@@ -135,6 +135,11 @@ TEST_F(BriefTest, withoutTheEngineOrAPlaceNoCaptureIsMade) {
     answer();
     EXPECT_EQ(logged(u"[prep] prep failed for 'Weekly sync': "_s) - before, 1);
     EXPECT_TRUE(briefs().isEmpty());
+    const size_t asked = agent.calls.size();
+    calendar.put(u"next"_s, u"Next"_s, in(600));
+    clock.advance(1min);
+    EXPECT_EQ(agent.calls.size(), asked) << "nobody pays for what can't be written";
+    EXPECT_EQ(logged(u"[prep] prep failed for 'Next': no room"_s), 1);
     QFile::remove(scratch.path(u"library/engines/prep.md"_s));
     library.reloadEngines(true);
     calendar.put(u"other"_s, u"Other"_s, in(600));

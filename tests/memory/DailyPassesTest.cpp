@@ -279,8 +279,8 @@ TEST_F(DailyPassesTest, aPassThatIsAskedForTellsWhyThereIsNothing) {
     agent.calls.back()->answer(u"I found\nnothing today."_s);
     EXPECT_EQ(result->error().kind, FailureKind::failed);
     EXPECT_EQ(shown.last(),
-              u"error: The agent's answer could not be read, so no ideas were filed; it begins with "
-              "\"I found nothing today.\". Try again."_s);
+              u"error: The agent's answer could not be read, so no ideas were filed. Try again; it began: "
+              "I found nothing today."_s);
     scratch.write(u"library/engines/ideas.md"_s, "gone");
     library.reloadEngines(true);
     begin(ideas);
@@ -352,6 +352,13 @@ TEST_F(DailyPassesTest, ideasThatCannotBeWrittenAreNotTakenForNone) {
     agent.calls.back()->answer(uR"({"ideas":[{"hook":"Why tea"}]})"_s);
     ASSERT_EQ(shown.size(), 1);
     EXPECT_TRUE(shown.first().startsWith(u"error: "_s)) << qPrintable(shown.first());
+    begin(ideas);
+    EXPECT_EQ(agent.calls.size(), 1U) << "nobody pays for what can't be written";
+    EXPECT_TRUE(shown.last().contains(u"ideas.md can't be read"_s)) << qPrintable(shown.last());
+    QDir(scratch.path(u"library/memory"_s)).removeRecursively();
+    begin(ideas);
+    EXPECT_EQ(agent.calls.size(), 1U);
+    EXPECT_TRUE(shown.last().startsWith(u"error: There is no room for ideas"_s)) << qPrintable(shown.last());
 }
 
 TEST_F(DailyPassesTest, anAnswerAfterThePassesEndHarmsNobody) {

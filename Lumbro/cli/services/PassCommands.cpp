@@ -4,6 +4,7 @@
 #include "app/Services.h"
 #include "cli/CaptureLookup.h"
 #include "cli/MemoryText.h"
+#include "cli/OpenMemory.h"
 #include "cli/Table.h"
 #include "cli/services/FinishSteps.h"
 #include "library/ContextLibrary.h"
@@ -76,8 +77,11 @@ Task<int> remind(CommandContext context) {
         co_return output.fail(usable.error());
     }
     const QStringList ids = services.promiseReminder().remindNow();
+    const int status = sayFaults(output, services.memory(), MemoryPart::promises, ids.isEmpty());
     if (context.arguments.wantsJson()) {
         output.printJson(QJsonArray::fromStringList(ids));
+    } else if (status != 0) {
+        co_return status;
     } else if (ids.isEmpty()) {
         output.say(messageOf(services.model().pill().mode()));
     } else {
@@ -87,7 +91,7 @@ Task<int> remind(CommandContext context) {
                                u"hides it for a while."_s,
                                Look::dim));
     }
-    co_return 0;
+    co_return status;
 }
 
 Task<int> ideasToday(CommandContext context) {
