@@ -187,6 +187,21 @@ TEST(EventDraft, whatCannotBeMeantIsRefusedAndWhatMayBeASlipIsTold) {
     }
 }
 
+TEST(EventDraft, theFirstEventThatCanBeReadCounts) {
+    const QString second = u"**Event:** Second\n**When:** 2026-03-06 10:00\n**With:** Bo\n"_s;
+    for (const char* first :
+         {"**Event:** First\n**When:** Thursday\n**Length:** 2h\n**With:** Ann\n\n",
+          "Event:\nWhen: 2026-02-30 9:00\n", "Event: First\nWhen: soon\nEvent: x\nWhen:\n"}) {
+        const auto draft =
+            EventDraft::parse(QString::fromUtf8(first) + second + u"Event: Third\nWhen: 2026-03-07 9:00"_s);
+        ASSERT_TRUE(draft) << first;
+        EXPECT_EQ(draft->title, u"Second");
+        EXPECT_EQ(draft->start, QDateTime(QDate(2026, 3, 6), QTime(10, 0)));
+        EXPECT_EQ(draft->minutes, 30);
+        EXPECT_EQ(draft->with, QStringList{u"Bo"_s});
+    }
+}
+
 TEST(EventDraft, lengthsAsPeopleWriteThem) {
     const QList<std::pair<QString, int>> rows{
         {u"2h"_s, 120},

@@ -20,9 +20,12 @@ const QLocale& english() {
     return locale;
 }
 
-/// The values of the lines "key: value". The first line of a key wins.
-QHash<QString, QString> linesByKey(const QString& text) {
-    QHash<QString, QString> values;
+/// The values of lines "key: value". The first line of a key wins.
+using Values = QHash<QString, QString>;
+
+/// Those of the whole text, and then those from each line "event: …" to the next.
+QList<Values> linesByKey(const QString& text) {
+    QList<Values> found(1);
     for (QString line : text.split(u'\n')) {
         line = trimmedOf(line.remove(u"**"_s), u" -*•\t\r").toString();
         const qsizetype colon = line.indexOf(u':');
@@ -30,11 +33,17 @@ QHash<QString, QString> linesByKey(const QString& text) {
             continue;
         }
         const QString key = line.first(colon).trimmed().toLower();
-        if (!values.contains(key)) {
-            values.insert(key, line.sliced(colon + 1).trimmed());
+        const QString value = line.sliced(colon + 1).trimmed();
+        if (key == u"event") {
+            found.append(Values());
+        }
+        for (Values* values : {&found.first(), &found.last()}) {
+            if (!values->contains(key)) {
+                values->insert(key, value);
+            }
         }
     }
-    return values;
+    return found;
 }
 
 std::optional<QDateTime> time(const QString& text) {
@@ -76,8 +85,7 @@ QStringList guests(const QString& text) {
 
 }  // namespace
 
-std::optional<EventDraft> EventDraft::parse(const QString& text) {
-    const auto values = linesByKey(text);
+static std::optional<EventDraft> draftOf(const Values& values) {
     const QString title = values.value(u"event"_s);
     const auto start = time(values.value(u"when"_s));
     if (title.isEmpty() || !start) {
@@ -87,6 +95,15 @@ std::optional<EventDraft> EventDraft::parse(const QString& text) {
                       .start = *start,
                       .minutes = minutesOf(values.value(u"length"_s)),
                       .with = guests(values.value(u"with"_s))};
+}
+
+std::optional<EventDraft> EventDraft::parse(const QString& text) {
+    for (const Values& values : linesByKey(text)) {
+        if (auto draft = draftOf(values)) {
+            return draft;
+        }
+    }
+    return std::nullopt;
 }
 
 QString EventDraft::id() const {

@@ -21,7 +21,8 @@ struct EventDraft {
 
     bool operator==(const EventDraft&) const = default;
 
-    /// Any text; nothing when it names no title or no time that exists.
+    /// Any text; of several events the first that names a title and a time that exists. Nothing when none
+    /// does.
     static std::optional<EventDraft> parse(const QString& text);
 
     /// The title, "@" and the start.
