@@ -53,6 +53,11 @@ bool wantsColours(bool isTerminal) {
     return isTerminal && qEnvironmentVariableIsEmpty("NO_COLOR") && qgetenv("TERM") != "dumb";
 }
 
+/// Has the text after it shown backwards, so that it reads as something else.
+bool turnsOthers(QChar c) {
+    return (c >= QChar(0x202A) && c <= QChar(0x202E)) || (c >= QChar(0x2066) && c <= QChar(0x2069));
+}
+
 QString cleaned(const QString& text, bool keepsLines) {
     if (isPlain(text)) {
         return text;
@@ -63,7 +68,7 @@ QString cleaned(const QString& text, bool keepsLines) {
         const bool staysLineEnd = c == u'\n' && keepsLines;
         if (!staysLineEnd && (c == u'\t' || c == u'\n')) {
             result += u' ';
-        } else if (staysLineEnd || c.category() != QChar::Other_Control) {
+        } else if (staysLineEnd || (c.category() != QChar::Other_Control && !turnsOthers(c))) {
             result += c;
         }
     }
