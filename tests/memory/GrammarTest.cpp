@@ -108,7 +108,7 @@ TEST(MarkdownDocTest, aValueOfSeveralLinesIsOneValue) {
         {"key: |\n  a\n\n  b\nx: 1\n", {}, "key: new\nx: 1\n"},
         {" key:\n x: 1\n", " key: new\n x: 1\n", " key: new\n x: 1\n"},
         {"key: a\n  x: 1\n", {}, "key: new\n  x: 1\n"},
-        {" x: 1\n", " x: 1\n key: new\n", " x: 1\n key: new\n"},
+        {" \n  x: 1\n", " \n  x: 1\n  key: new\n", " \n  x: 1\n  key: new\n"},
     };
     for (const Row& row : rows) {
         for (const bool onlyIfEmpty : {true, false}) {

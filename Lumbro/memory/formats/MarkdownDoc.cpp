@@ -164,9 +164,10 @@ void MarkdownDoc::setField(const QString& key, const QString& value, bool onlyIf
     const auto head = std::ranges::find_if(
         m_head, [&key](const HeadLine& known) { return known.isField && known.field.key == key; });
     const bool isNew = head == m_head.end();
-    if (!m_head.isEmpty()) {
-        const QString& beside = isNew ? m_head.constFirst().line : head->line;
-        fresh.line.prepend(beside.first(depthOf(beside)));
+    // All fields of a block stand equally far in.
+    const auto beside = isNew ? std::ranges::find(m_head, true, &HeadLine::isField) : head;
+    if (beside != m_head.end()) {
+        fresh.line.prepend(beside->line.first(depthOf(beside->line)));
     }
     if (isNew) {
         if (m_opening.isEmpty()) {
