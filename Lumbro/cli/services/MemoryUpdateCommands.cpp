@@ -210,7 +210,7 @@ Task<int> memoryCatchUp(CommandContext context) {
         output.printJson(catchUpJson(result));
     } else if (count > 0) {
         sayCatchUp(output, result, count);
-    } else if (result.misses.isEmpty() || !run.library().captures().isEmpty()) {
+    } else if (result.misses.isEmpty()) {
         output.say(nothingToRead(run.library()));
     }
     sayMisses(output, result);
