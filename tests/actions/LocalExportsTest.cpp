@@ -49,6 +49,10 @@ class Calendar final : public CalendarStore {
         return hasDefault ? std::optional(CalendarList{u"c"_s, u"Work"_s}) : std::nullopt;
     }
     QString whyNoCalendar() const override { return whyNoDefault; }
+    bool isBusy = false;
+    Task<Result<AddingTurn>> beginAdding() override {
+        co_return isBusy ? fail(u"busy"_s) : Result<AddingTurn>(AddingTurn());
+    }
     Task<Result<AddedCalendarItem>> add(NewCalendarEvent item) override {
         added.append(item);
         all.append(eventAt(item.title, item.start, item.end));
@@ -179,6 +183,9 @@ TEST(CalendarExport, addsNothingThatCannotBeMeantAndNowhereElse) {
     EXPECT_FALSE(wait(calendarExport::add(&calendar, endless, {})));
     const EventDraft empty{u"Review"_s, at(5, 9, 30), 0, {}};
     EXPECT_FALSE(wait(calendarExport::add(&calendar, empty, {})));
+    calendar.isBusy = true;
+    EXPECT_FALSE(wait(calendarExport::add(&calendar, {u"Review"_s, at(5, 9, 30), 30, {}}, {})));
+    calendar.isBusy = false;
     calendar.hasDefault = false;
     for (const QString& why : {QString(), u"choose another one"_s}) {
         calendar.whyNoDefault = why;

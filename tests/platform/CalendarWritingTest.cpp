@@ -1,4 +1,4 @@
-#include "platform/linux/desktop/DefaultCalendar.h"
+#include "platform/linux/desktop/ChosenOrganizer.h"
 #include "platform/linux/desktop/VdirCalendar.h"
 #include "tests/support/ScratchFolder.h"
 #include "tests/support/TestClock.h"
@@ -114,6 +114,26 @@ TEST_F(CalendarWritingTest, titlesAsPeopleAndModelsWriteThemAreNoReasonToRefuse)
             wait(m_calendar.addTasks({{.title = row, .notes = row}}, m_calendar.folder() + u"/home"_s)))
             << qPrintable(row);
     }
+}
+
+TEST_F(CalendarWritingTest, oneAddsAfterTheOther) {
+    ChosenOrganizer organizer(m_settings, m_clock);
+    ChosenOrganizer other(m_settings, m_clock);
+    auto first = wait(organizer.beginAdding());
+    ASSERT_TRUE(first);
+    auto second = other.beginAdding();
+    auto third = other.beginAdding();
+    EXPECT_FALSE(second.isReady());
+    first = fail(QString());
+    m_clock.advance(std::chrono::milliseconds(20));
+    EXPECT_TRUE(test::eventually([&second] { return second.isReady(); }));
+    const auto turn = wait(std::move(second));
+    EXPECT_TRUE(turn);
+    for (int i = 0; i < 600 && !third.isReady(); ++i) {
+        m_clock.advance(std::chrono::milliseconds(20));
+    }
+    ASSERT_TRUE(third.isReady());
+    EXPECT_FALSE(wait(std::move(third)));
 }
 
 TEST_F(CalendarWritingTest, aCalendarThatCannotBeWrittenGetsNothing) {
