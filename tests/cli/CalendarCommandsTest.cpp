@@ -341,6 +341,22 @@ TEST_F(CalendarCommands, theSameEventFromSeveralProcessesAtOnceIsThereOnce) {
     EXPECT_EQ(QDir(calendars() + u"/lumbro"_s).entryList({u"*.ics"_s}).size(), 3) << "no task is lost";
 }
 
+TEST_F(CalendarCommands, filesThatAreLeftOutAreNamed) {
+    putEvent(u"good"_s, "DTSTART:20260327T090000\r\n");
+    putEvent(u"restless"_s, "DTSTART:20260327T100000\r\nRRULE:FREQ=SECONDLY\r\n");
+    const QString huge = calendars() + u"/office/huge.ics"_s;
+    lumbro.home().write(u".calendars/office/huge.ics"_s, {});
+    QFile(huge).resize(qint64(100) << 20);
+    const auto agenda = lumbro.run({u"agenda"_s, u"--json"_s});
+    EXPECT_EQ(agenda.array().size(), 2);
+    for (const auto& told : {agenda, lumbro.run({u"free-times"_s})}) {
+        EXPECT_EQ(told.status, 0);
+        EXPECT_TRUE(told.errors.contains(huge + u" holds more than"_s)) << told.errors.toStdString();
+        EXPECT_TRUE(told.errors.contains(u"restless.ics repeats"_s));
+        EXPECT_EQ(told.errors.count(u'\n'), 2);
+    }
+}
+
 TEST_F(CalendarCommands, wrongUsageIsTold) {
     EXPECT_EQ(lumbro.run({u"tasks"_s, u"add"_s}).status, 2);
     EXPECT_EQ(lumbro.run({u"event"_s, u"add"_s, u"--from"_s, u"meeting"_s}).status, 2);
