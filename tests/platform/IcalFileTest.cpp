@@ -108,6 +108,12 @@ TEST_F(IcalFileTest, whatFollowsAChangeChangesWithIt) {
          {daily, later + "STATUS:CANCELLED\r\n"},
          {u"03-27 09:00-10:00"_s, u"03-28 11:00-13:00 off"_s, u"03-29 11:00-13:00 off"_s,
           u"03-30 11:00-13:00 off"_s, u"03-31 11:00-13:00 off"_s, u"04-01 11:00-13:00 off"_s}},
+        {"but not further than a year",
+         {daily,
+          "RECURRENCE-ID;RANGE=THISANDFUTURE;TZID=Europe/Berlin:20260328T090000\r\n"
+          "DTSTART;TZID=Europe/Berlin:20290328T110000\r\n"},
+         {u"03-27 09:00-10:00"_s, u"03-29 09:00-10:00"_s, u"03-30 09:00-10:00"_s, u"03-31 09:00-10:00"_s,
+          u"04-01 09:00-10:00"_s}},
         {"days that move to other days",
          {"DTSTART;VALUE=DATE:20260302\r\nRRULE:FREQ=WEEKLY;COUNT=3\r\n",
           "RECURRENCE-ID;VALUE=DATE;RANGE=THISANDFUTURE:20260309\r\nDTSTART;VALUE=DATE:20260310\r\n"

@@ -6,6 +6,7 @@
 #include <QHash>
 
 #include <algorithm>
+#include <deque>
 #include <utility>
 
 namespace lumbro {
@@ -285,18 +286,17 @@ struct IcalFile::Reader {
             }
         }
         const IcalSeries original = series;
-        for (auto next = changes.begin(); next != changes.end() && changesTaken < mostChanges;) {
-            const auto& [place, by] = *next++;
+        std::deque<std::pair<std::shared_ptr<CalendarEvent>, IcalSeries>> rests;
+        IcalSeries* last = &series;
+        for (const auto& [place, by] : changes) {
             auto rest = original.changedAfter(place, by->series);
-            if (!rest) {
-                continue;
+            if (rest && changesTaken++ < mostChanges) {
+                last->endBefore(place);
+                last = &rests.emplace_back(by->about, *std::move(rest)).second;
             }
-            ++changesTaken;
-            series.endBefore(std::min(place, changes.begin()->first));
-            if (next != changes.end()) {
-                rest->endBefore(next->first);
-            }
-            file.m_events.push_back({by->about, std::make_shared<const IcalSeries>(*std::move(rest))});
+        }
+        for (auto& [about, rest] : rests) {
+            file.m_events.push_back({about, std::make_shared<const IcalSeries>(std::move(rest))});
         }
     }
 
