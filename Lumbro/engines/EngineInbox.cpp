@@ -134,6 +134,9 @@ Task<QList<InboxRun>> EngineInbox::workThrough(Cancel cancel) {
         const InboxFolder records(root, engine.id);
         const QStringList before = records.endedRuns();
         bool othersWorked = co_await turn(engine, cancel);
+        if (!alive) {
+            co_return told;
+        }
         QList<InboxRun> own;
         const auto files = folderOf(engine).files(m_ports.clock.now()).value_or(QList<WaitingFile>());
         for (const WaitingFile& file : files) {

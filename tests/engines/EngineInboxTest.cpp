@@ -1,3 +1,4 @@
+#include "library/CaptureLock.h"
 #include "tests/engines/InboxFixture.h"
 
 #include <QCryptographicHash>
@@ -213,6 +214,23 @@ TEST_F(EngineInboxTest, timeoutsOfAnySizeAreTimes) {
         EXPECT_EQ(call->request.timeout, expected) << field.constData();
         call->answer(u"ok"_s);
     }
+}
+
+TEST_F(EngineInboxTest, mayGoWhileItWaitsForAnotherProcess) {
+    const QString records = scratch.path(u"library/inbox/sorter"_s);
+    QDir().mkpath(records);
+    const CaptureLock other(records);
+    drop(u"a.txt"_s, "1");
+    int waits = 0;
+    QObject::connect(inbox.get(), &EngineInbox::waitsForTurn, [&waits] { ++waits; });
+    const auto working = inbox->workThrough(std::make_shared<CancellationHandle>());
+    clock.advance(5s);
+    EXPECT_FALSE(working.isReady());
+    EXPECT_EQ(waits, 1);
+    inbox.reset();
+    clock.advance(1s);
+    EXPECT_TRUE(working.isReady());
+    EXPECT_TRUE(scratch.has(u"drop/a.txt"_s));
 }
 
 TEST_F(EngineInboxTest, aResultThatFindsNoRoomIsKeptInHand) {

@@ -27,7 +27,12 @@ TEST_F(InboxFilesTest, twoProcessesOnOneLibraryNeverWorkForOneEngineAtOnce) {
     other->markInterrupted();
     EXPECT_FALSE(scratch.has(u"library/inbox/sorter/2026-03-02-091405-a/error.txt"_s))
         << "somebody works on it";
-    const auto told = test::wait(other->workThrough(std::make_shared<CancellationHandle>()));
+    const auto cancel = std::make_shared<CancellationHandle>();
+    auto working = other->workThrough(cancel);
+    EXPECT_FALSE(working.isReady()) << "it waits for its turn";
+    cancel->cancel();
+    clock.advance(1s);
+    const auto told = test::wait(std::move(working));
     ASSERT_EQ(told.size(), 1);
     EXPECT_EQ(told.first().state, InboxRun::State::waiting);
     EXPECT_TRUE(scratch.has(u"drop/b.txt"_s));
