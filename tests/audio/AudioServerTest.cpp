@@ -152,6 +152,14 @@ TEST_P(RealServer, followsTheDefaultDevices) {
     EXPECT_TRUE(eventually([this] { return m_themEar.hears(&ToneWindow::call); }));
 }
 
+TEST_P(RealServer, learnsOfDefaultDevicesThatItIsNotToldOf) {
+    m_private.addSink(u"headphones"_s);
+    ASSERT_TRUE(hasDefaults(u"virtmic"_s, u"speakers"_s));
+    m_private.loseAClient();
+    EXPECT_TRUE(makeDefaults(u"virtmic"_s, u"headphones"_s));
+    EXPECT_TRUE(makeDefaults(u"virtmic"_s, u"speakers"_s));
+}
+
 TEST_P(RealServer, outlivesDevicesThatVanish) {
     const QString sink = m_private.addSink(u"dock"_s);
     m_private.addSink(u"dockfeed"_s);

@@ -149,14 +149,11 @@ class DeviceRecording : public testing::TestWithParam<PrivateAudioServer::Kind> 
         m_said += QString::fromUtf8(m_record.readAllStandardError());
         return m_said.contains(words);
     }
-    /// Makes it the default output until the recording says for so many times in all that the output is
-    /// another one: PipeWire may lose what a short-lived client asks for, and yet tell the next one that it
-    /// is so.
+    /// Makes it the default output, and waits until the recording has said for so many times in all that the
+    /// output is another one.
     bool followsTo(const QString& output, qsizetype times) {
-        return eventually([&] {
-            return m_server.setDefault(u"sink"_s, output) && says({}) &&
-                   m_said.count(u"The output is now \""_s) == times;
-        });
+        return m_server.setDefault(u"sink"_s, output) &&
+               eventually([&] { return says({}) && m_said.count(u"The output is now \""_s) == times; });
     }
     /// A sound file with the first seconds of a side of the demo's call, and silence after them.
     QString beginning(const QString& side, double seconds, double silence) {

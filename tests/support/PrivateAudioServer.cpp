@@ -7,6 +7,10 @@
 #include <QStandardPaths>
 
 #include <algorithm>
+#include <array>
+#include <csignal>
+
+#include <gtest/gtest.h>
 
 namespace lumbro::test {
 
@@ -71,7 +75,7 @@ QString PrivateAudioServer::script() const {
     // The others give up at once when the first does not answer yet.
     return u"pipewire & "
            "while kill -0 $! && ! pw-cli info 0; do :; done >/dev/null 2>&1; "
-           "wireplumber & pipewire-pulse & read -r end; kill -TERM 0"_s;
+           "wireplumber & echo $! >$XDG_RUNTIME_DIR/manager; pipewire-pulse & read -r end; kill -TERM 0"_s;
 }
 
 bool PrivateAudioServer::start() {
@@ -157,6 +161,35 @@ Program& PrivateAudioServer::run(const QString& program, const QStringList& argu
     const ProgramSetting setting{.environment = environment(), .errors = m_folder.filePath(u"clients.log"_s)};
     m_clients.push_back(std::make_unique<Program>(QStringList{program} + arguments, setting));
     return *m_clients.back();
+}
+
+void PrivateAudioServer::loseAClient() const {
+    if (m_kind == Kind::pulseAudio) {
+        return;
+    }
+    QFile file(m_folder.filePath(u"run/manager"_s));
+    const pid_t manager = file.open(QIODevice::ReadOnly) ? file.readAll().trimmed().toInt() : 0;
+    ASSERT_GT(manager, 0);
+    const QString events = m_folder.filePath(u"events.log"_s);
+    const QString rest = m_folder.filePath(u"lost.log"_s);
+    const ProgramSetting setting{.environment = environment(), .output = rest, .errors = rest};
+    const Program watch({u"stdbuf"_s, u"-oL"_s, u"pactl"_s, u"subscribe"_s},
+                        {.environment = environment(), .output = events, .errors = rest});
+    const auto connected = [&events] {
+        QFile file(events);
+        return file.open(QIODevice::ReadOnly) ? file.readAll().count("'new' on client") : 0;
+    };
+    ASSERT_TRUE(eventually([&] { return !pactl({u"info"_s}).isEmpty() && connected() > 0; }));
+    ::kill(manager, SIGSTOP);
+    // By the time that the last one is seen, the manager should have answered to the first.
+    std::array<std::unique_ptr<Program>, 3> lost;
+    for (auto& client : lost) {
+        const qsizetype before = connected();
+        client = std::make_unique<Program>(QStringList{u"pactl"_s, u"info"_s}, setting);
+        EXPECT_TRUE(eventually([&] { return connected() > before; }));
+    }
+    lost = {};
+    ::kill(manager, SIGCONT);
 }
 
 QString PrivateAudioServer::defaults() const {

@@ -50,6 +50,9 @@ class PrivateAudioServer {
     Program& run(const QString& program, const QStringList& arguments);
     /// Plays a file to a sink again and again, until the program that this gives is ended.
     Program& play(const QString& file, const QString& sink);
+    /// Ends a client that is about to connect. PipeWire then tells nobody who is connected already of new
+    /// default devices, ever. Nothing on PulseAudio.
+    void loseAClient() const;
     /// The default sink and the default source, as the server says now.
     QString defaults() const;
     /// Everything that the daemons have said.

@@ -1,7 +1,6 @@
 #include "platform/linux/PulseAudioServer.h"
 
 #include "LumbroCore/AppLog.h"
-#include "platform/linux/PulseConnection.h"
 #include "platform/linux/PulseStream.h"
 
 #include <QCoroFuture>
@@ -17,10 +16,27 @@ namespace {
 // A machine that is busy may take seconds; where there is no server, that is known at once.
 constexpr auto longestWait = std::chrono::seconds(8);
 constexpr auto reconnectInterval = std::chrono::seconds(2);
+constexpr auto probeInterval = std::chrono::seconds(5);
+/// Within it, what differs is asked for again: one of the two may only have been told earlier.
+constexpr auto probeAgainAfter = std::chrono::seconds(1);
 
 Failure noServer() {
     return {FailureKind::notFound,
             u"No audio server answers. Start PipeWire or PulseAudio, then try again."_s};
+}
+
+void markDefaults(AudioServerState& state, const PulseDefaults& defaults) {
+    for (AudioDevice& output : state.outputs) {
+        output.isDefault = output.id == defaults.sink;
+    }
+    for (AudioDevice& microphone : state.microphones) {
+        microphone.isDefault = microphone.id == defaults.source;
+    }
+    // A monitor as default source is no microphone: then the first real one is meant.
+    const bool none = std::ranges::none_of(state.microphones, &AudioDevice::isDefault);
+    if (none && !state.microphones.isEmpty()) {
+        state.microphones.first().isDefault = true;
+    }
 }
 
 }  // namespace
@@ -75,6 +91,10 @@ void PulseAudioServer::startConnecting() {
             [this, ifCurrent](const PulseSnapshot& snapshot) {
                 ifCurrent([this, snapshot] { takeSnapshot(snapshot); });
             },
+        .onDefaults =
+            [this, ifCurrent](const PulseDefaults& defaults) {
+                ifCurrent([this, defaults] { takeProbed(defaults); });
+            },
         .onLost = [this, ifCurrent] { ifCurrent([this] { connectionLost(); }); },
     });
     m_timeout.start(m_clock, longestWait, Clock::Repeat::once, [this] { connectionLost(); });
@@ -87,14 +107,50 @@ void PulseAudioServer::takeSnapshot(const PulseSnapshot& snapshot) {
     m_timeout.stop();
     m_attached = true;
     m_everAttached = true;
-    m_defaultSource = snapshot.defaultSource;
-    m_monitors = snapshot.monitors;
-    setState(snapshot.state);
+    if (snapshot.defaults != std::exchange(m_snapshot, snapshot).defaults) {
+        m_defaults = snapshot.defaults;
+    }
+    if (snapshot.isPipeWire && !m_probing.isRunning()) {
+        probeIn(probeInterval);
+    }
+    publish();
     resolveWaiting({});
+}
+
+void PulseAudioServer::probeIn(Clock::Duration delay) {
+    m_probing.start(m_clock, delay, Clock::Repeat::once, [this] {
+        m_connection->probeDefaults();
+        // Also when no answer comes.
+        probeIn(probeInterval);
+    });
+}
+
+void PulseAudioServer::takeProbed(const PulseDefaults& defaults) {
+    const bool isConfirmed = std::exchange(m_probed, defaults) == defaults;
+    if (defaults == m_defaults) {
+        return;
+    }
+    if (!isConfirmed) {
+        probeIn(probeAgainAfter);
+        return;
+    }
+    AppLog::info(u"audio"_s, u"the audio server did not tell of its new default devices"_s);
+    m_defaults = defaults;
+    publish();
+}
+
+void PulseAudioServer::publish() {
+    AudioServerState state = m_snapshot.state;
+    markDefaults(state, m_defaults);
+    setState(std::move(state));
 }
 
 void PulseAudioServer::connectionLost() {
     m_timeout.stop();
+    m_probing.stop();
+    m_snapshot = {};
+    m_defaults = {};
+    m_probed = {};
     ++m_generation;
     m_connection.reset();
     if (std::exchange(m_attached, false)) {
@@ -116,7 +172,7 @@ Task<Result<OpenedAudioStream>> PulseAudioServer::open(AudioStreamRequest reques
     if (isOutput) {
         const auto output = std::ranges::find(outputs(), device, &AudioDevice::id);
         device = output == outputs().end() ? QString() : output->monitor;
-    } else if (device.isEmpty() && defaultMicrophone() != m_defaultSource) {
+    } else if (device.isEmpty() && defaultMicrophone() != m_defaults.source) {
         device = defaultMicrophone();
     }
     if (device.isEmpty() && (isOutput || defaultMicrophone().isEmpty())) {
@@ -139,7 +195,8 @@ Task<Result<OpenedAudioStream>> PulseAudioServer::open(AudioStreamRequest reques
         co_return std::unexpected(noServer());
     }
     // Some servers give the microphone for a monitor that they do not know, or the other way round.
-    if (m_monitors.contains(stream->deviceID()) != isOutput || (isOutput && stream->deviceID() != device)) {
+    if (m_snapshot.monitors.contains(stream->deviceID()) != isOutput ||
+        (isOutput && stream->deviceID() != device)) {
         co_return fail(isOutput ? u"the output can't be recorded"_s : u"no input device"_s);
     }
     stream->deliver();

@@ -3,16 +3,11 @@
 #include "LumbroCore/Clock.h"
 #include "LumbroCore/Mailbox.h"
 #include "platform/AudioServer.h"
-
-#include <QSet>
-#include <QString>
+#include "platform/linux/PulseConnection.h"
 
 #include <memory>
 
 namespace lumbro {
-
-class PulseConnection;
-struct PulseSnapshot;
 
 /// The audio server behind libpulse: PulseAudio, or PipeWire through its PulseAudio protocol. Built in no
 /// time; the library's thread starts with the first `attach`. The clock must outlive it.
@@ -30,6 +25,9 @@ class PulseAudioServer final : public AudioServer {
     struct Waiting;
     void startConnecting();
     void takeSnapshot(const PulseSnapshot& snapshot);
+    void takeProbed(const PulseDefaults& defaults);
+    void publish();
+    void probeIn(Clock::Duration delay);
     void connectionLost();
     void resolveWaiting(const Result<>& result);
 
@@ -39,13 +37,16 @@ class PulseAudioServer final : public AudioServer {
     int m_generation = 0;
     bool m_attached = false;
     bool m_everAttached = false;
-    QString m_defaultSource;
-    QSet<QString> m_monitors;
+    PulseSnapshot m_snapshot;
+    /// Those that count: what the server told last, over this connection or a later one.
+    PulseDefaults m_defaults;
+    PulseDefaults m_probed;
     std::unique_ptr<Waiting> m_waiting;
     Timer m_timeout;
     /// Brings what the connection says on its thread.
     Mailbox m_mailbox;
     Timer m_reconnect;
+    Timer m_probing;
 };
 
 }  // namespace lumbro

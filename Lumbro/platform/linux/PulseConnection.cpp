@@ -29,7 +29,6 @@ struct PulseConnection::Reader {
     };
 
     PulseConnection* connection = nullptr;
-    QString defaultSink;
     PulseSnapshot snapshot;
     QSet<uint32_t> microphoneIndexes;
     QList<Recording> recordings;
@@ -41,7 +40,6 @@ struct PulseConnection::Reader {
     void ask(pa_operation* operation);
     void answered();
     void complete();
-    void markDefaults();
     void addSource(const pa_source_info& source);
     void addRecording(const pa_source_output_info& stream);
 };
@@ -74,7 +72,6 @@ void PulseConnection::Reader::ask(pa_operation* operation) {
 
 void PulseConnection::Reader::begin() {
     snapshot = {};
-    defaultSink.clear();
     microphoneIndexes.clear();
     recordings.clear();
     pa_context* context = connection->m_context;
@@ -83,8 +80,8 @@ void PulseConnection::Reader::begin() {
         [](pa_context*, const pa_server_info* info, void* data) {
             auto* reader = static_cast<Reader*>(data);
             if (info != nullptr) {
-                reader->defaultSink = text(info->default_sink_name);
-                reader->snapshot.defaultSource = text(info->default_source_name);
+                reader->snapshot.defaults = {text(info->default_sink_name), text(info->default_source_name)};
+                reader->snapshot.isPipeWire = text(info->server_name).contains(u"PipeWire");
             }
             reader->answered();
         },
@@ -146,23 +143,7 @@ void PulseConnection::Reader::answered() {
     }
 }
 
-void PulseConnection::Reader::markDefaults() {
-    for (AudioDevice& output : snapshot.state.outputs) {
-        output.isDefault = output.id == defaultSink;
-    }
-    QList<AudioDevice>& microphones = snapshot.state.microphones;
-    for (AudioDevice& microphone : microphones) {
-        microphone.isDefault = microphone.id == snapshot.defaultSource;
-    }
-    // A monitor as default source is no microphone: then the first real one is meant.
-    const bool none = std::ranges::none_of(microphones, &AudioDevice::isDefault);
-    if (none && !microphones.isEmpty()) {
-        microphones.first().isDefault = true;
-    }
-}
-
 void PulseConnection::Reader::complete() {
-    markDefaults();
     for (Recording& recording : recordings) {
         recording.client.onMicrophone = microphoneIndexes.contains(recording.source);
         const auto user = microphoneUser(recording.client, QCoreApplication::applicationPid());
@@ -187,6 +168,7 @@ PulseConnection::~PulseConnection() {
     detach();
     if (m_context != nullptr) {
         const PulseLock lock(m_loop);
+        m_probe.reset();
         pa_context_set_state_callback(m_context, nullptr, nullptr);
         pa_context_set_subscribe_callback(m_context, nullptr, nullptr);
         pa_context_disconnect(m_context);
@@ -199,6 +181,18 @@ PulseConnection::~PulseConnection() {
 void PulseConnection::detach() {
     const PulseLock lock(m_loop);
     m_events = {};
+}
+
+void PulseConnection::probeDefaults() {
+    const PulseLock lock(m_loop);
+    if (!m_probe) {
+        m_probe = std::make_unique<PulseDefaultsProbe>(m_loop, [this](const PulseDefaults& defaults) {
+            if (m_events.onDefaults) {
+                m_events.onDefaults(defaults);
+            }
+        });
+    }
+    m_probe->ask();
 }
 
 bool PulseConnection::start() {

@@ -2,6 +2,7 @@
 
 #include "LumbroCore/Failure.h"
 #include "platform/AudioServer.h"
+#include "platform/linux/PulseDefaultsProbe.h"
 
 #include <QSet>
 #include <QString>
@@ -16,9 +17,11 @@ namespace lumbro {
 
 /// What the server says about itself at one moment.
 struct PulseSnapshot {
+    /// No device is marked as a default one.
     AudioServerState state;
-    /// The default source as it is named by the server; may be a monitor or nothing that there is.
-    QString defaultSource;
+    PulseDefaults defaults;
+    /// The server is PipeWire, which may keep changes of the defaults to itself.
+    bool isPipeWire = false;
     /// The sources that carry what an output plays.
     QSet<QString> monitors;
 
@@ -41,9 +44,11 @@ class PulseLock {
 /// event of the server.
 class PulseConnection {
   public:
-    /// Both are called on the connection's thread.
+    /// All are called on the connection's thread.
     struct Events {
         std::function<void(const PulseSnapshot&)> onSnapshot;
+        /// The answer to `probeDefaults`.
+        std::function<void(const PulseDefaults&)> onDefaults = {};
         /// The connection could not be made, or is over. At most once, last.
         std::function<void()> onLost;
     };
@@ -56,6 +61,8 @@ class PulseConnection {
 
     /// Starts the thread and begins to connect. False when that is not possible.
     bool start();
+    /// Asks for the default devices over another connection. Any thread.
+    void probeDefaults();
     /// No event comes after it. For a connection that must live on for a stream's sake.
     void detach();
 
@@ -71,6 +78,7 @@ class PulseConnection {
     pa_threaded_mainloop* m_loop = nullptr;
     pa_context* m_context = nullptr;
     std::unique_ptr<Reader> m_reader;
+    std::unique_ptr<PulseDefaultsProbe> m_probe;
 };
 
 }  // namespace lumbro
