@@ -168,6 +168,13 @@ Result<> MemoryMerge::upsert(Kind kind, const Entity& proposed) {
     return {};
 }
 
+void MemoryMerge::replace(MarkdownDoc& page, const QString& key, const QString& value, const QString& name) {
+    if (!page.setField(key, value)) {
+        AppLog::info(u"memory"_s,
+                     u"left %1 of %2 as it is: its value goes on below its line"_s.arg(key, name));
+    }
+}
+
 void MemoryMerge::fill(MarkdownDoc& page, Kind kind, const Entity& entity, bool isNew) const {
     page.setField(u"name"_s, entity.name, true);
     if (kind == Kind::person) {
@@ -178,9 +185,9 @@ void MemoryMerge::fill(MarkdownDoc& page, Kind kind, const Entity& entity, bool 
             page.setField(u"email"_s, oneLine(*email, mostName), true);
         }
     } else {
-        page.setField(u"status"_s, entity.status.value_or(QString()));
+        replace(page, u"status"_s, entity.status.value_or(QString()), entity.name);
     }
-    page.setField(u"last_seen"_s, m_day);
+    replace(page, u"last_seen"_s, m_day, entity.name);
     if (isNew || page.preamble().isEmpty()) {
         page.setPreamble({QString(), u"# "_s + entity.name, QString()});
     }

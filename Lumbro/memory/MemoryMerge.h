@@ -57,6 +57,7 @@ class MemoryMerge {
     std::optional<QString> slugFor(Kind kind, const QString& name, const std::optional<QString>& slug) const;
     Entity fitted(const Entity& entity) const;
     Result<> upsert(Kind kind, const Entity& proposed);
+    static void replace(MarkdownDoc& page, const QString& key, const QString& value, const QString& name);
     void fill(MarkdownDoc& page, Kind kind, const Entity& entity, bool isNew) const;
     QString personLink(const QString& name) const;
 

@@ -216,15 +216,23 @@ Result<bool> MemoryWriter::renameProject(const QString& slug, const QString& nam
     if (slug.contains(u'/')) {
         return false;
     }
-    return logged(
-        updatePage(folder(Kind::project) + u'/' + slug + u".md"_s, [&](MarkdownDoc& page, bool isNew) {
-            if (isNew || page.field(u"name") == title) {
-                return false;
-            }
-            page.setField(u"name"_s, title);
+    bool isLeft = false;
+    const auto change = [&](MarkdownDoc& page, bool isNew) {
+        if (isNew || page.field(u"name") == title) {
+            return false;
+        }
+        isLeft = !page.setField(u"name"_s, title);
+        if (!isLeft) {
             page.setHeading(title);
-            return true;
-        }));
+        }
+        return !isLeft;
+    };
+    auto written = logged(updatePage(folder(Kind::project) + u'/' + slug + u".md"_s, change));
+    if (isLeft) {
+        return logged(Result<bool>(
+            fail(u"The name in %1.md goes on below its line, so change it in that file."_s.arg(slug))));
+    }
+    return written;
 }
 
 }  // namespace lumbro

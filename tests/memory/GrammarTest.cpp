@@ -89,35 +89,50 @@ TEST(MarkdownDocTest, changesTouchOnlyTheirOwnLines) {
     EXPECT_EQ(MarkdownDoc::parse(page.render()).field(u"status"), QString());
 }
 
-TEST(MarkdownDocTest, aValueOfSeveralLinesIsOneValue) {
+TEST(MarkdownDocTest, noWriteRemovesALine) {
     struct Row {
         QByteArray head;
-        /// What a value that is only for an empty field makes of it.
-        QByteArray filled;
-        /// What any value makes of it.
+        /// What any value makes of it; nothing where it stays.
         QByteArray replaced;
+        /// A value that is only for an empty field makes the same of it.
+        bool isEmpty = false;
     };
     const QList<Row> rows{
-        {"key:\nx: 1\n", "key: new\nx: 1\n", "key: new\nx: 1\n"},
-        {"key:\n# remark\nx: 1\n", "key: new\n# remark\nx: 1\n", "key: new\n# remark\nx: 1\n"},
-        {"key:\n  - a\n\n  - b: c\nx: 1\n", {}, "key: new\nx: 1\n"},
-        {"key:\n- a\n# remark\n- b\nx: 1\n", {}, "key: new\nx: 1\n"},
-        {"key:\n  a: b\n\tc\n", {}, "key: new\n"},
-        {"key: [a, b]\nx: 1\n", {}, "key: new\nx: 1\n"},
-        {"key: [a,\n  b]\nx: 1\n", {}, "key: new\nx: 1\n"},
-        {"key: |\n  a\n\n  b\nx: 1\n", {}, "key: new\nx: 1\n"},
-        {" key:\n x: 1\n", " key: new\n x: 1\n", " key: new\n x: 1\n"},
-        {"key: a\n  x: 1\n", {}, "key: new\n  x: 1\n"},
-        {" \n  x: 1\n", " \n  x: 1\n  key: new\n", " \n  x: 1\n  key: new\n"},
+        {"key:\nx: 1\n", "key: new\nx: 1\n", true},
+        {"key:\n\n# a remark\nx: 1\n", "key: new\n\n# a remark\nx: 1\n", true},
+        {"key:\n  # a remark\n", "key: new\n  # a remark\n", true},
+        {"key:\nby hand\n", "key: new\nby hand\n", true},
+        {" key:\n x: 1\n", " key: new\n x: 1\n", true},
+        {" \n  x: 1\n", " \n  x: 1\n  key: new\n", true},
+        // Values on their own line, whatever stands below.
+        {"key: \"Atlas\"\n   # nick\n   aka: the big one\n", "key: new\n   # nick\n   aka: the big one\n"},
+        {"key: \"2026-01-01\"\n   hand note below\n", "key: new\n   hand note below\n"},
+        {"key: 'it''s' # so\n  by hand\n", "key: new\n  by hand\n"},
+        {"key: [a, [b]]\n\n  - c\n", "key: new\n\n  - c\n"},
+        {"key: a\n  x: 1\n", "key: new\n  x: 1\n"},
+        {"key: > 50%\n  by hand\n", "key: new\n  by hand\n"},
+        {"key: \"Atlas\nx: 1\n", "key: new\nx: 1\n"},
+        {"key: '\nx: 1\n", "key: new\nx: 1\n"},
+        {"key: |\nx: 1\n", "key: new\nx: 1\n"},
+        // Values that go on below.
+        {"key:\n  phase: beta\n  owner: Dana\n  # budget agreed\n", {}},
+        {"key:\n\n# budget 40k\n- owner Dana\n", {}},
+        {"key:\n- a\n# remark\n- b: c\nx: 1\n", {}},
+        {"key: [a,\n  b]\nx: 1\n", {}},
+        {"key: [\na,\n# remark\nb\n]\nx: 1\n", {}},
+        {"key: {\n  a: b}\n", {}},
+        {"key: |\n  # a\n\n  b\nx: 1\n", {}},
+        {"key: >-2 # text\n  a\n", {}},
+        {"key: \"a \\\" b\n\n  c\"\n", {}},
+        {"key: 'it''s\n# a'\n", {}},
     };
     for (const Row& row : rows) {
         for (const bool onlyIfEmpty : {true, false}) {
             MarkdownDoc page = MarkdownDoc::parse(u"---\n"_s + QString::fromUtf8(row.head) + u"---\n"_s);
-            page.setField(u"key"_s, u"new"_s, onlyIfEmpty);
-            const QByteArray head = !onlyIfEmpty           ? row.replaced
-                                    : row.filled.isEmpty() ? row.head
-                                                           : row.filled;
-            EXPECT_EQ(page.render().toUtf8(), "---\n" + head + "---\n");
+            const bool isDone = page.setField(u"key"_s, u"new"_s, onlyIfEmpty);
+            EXPECT_EQ(isDone, onlyIfEmpty || !row.replaced.isEmpty()) << row.head.toStdString();
+            const bool isReplaced = onlyIfEmpty ? row.isEmpty : !row.replaced.isEmpty();
+            EXPECT_EQ(page.render().toUtf8(), "---\n" + (isReplaced ? row.replaced : row.head) + "---\n");
         }
     }
 }

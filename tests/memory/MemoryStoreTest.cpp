@@ -200,6 +200,11 @@ TEST_F(MemoryStoreTest, projectsAreMadeAndRenamed) {
     EXPECT_TRUE(file(u"projects/big-deal.md"_s).endsWith("other"));
     EXPECT_EQ(wait(m_store.renameProject(u"big-deal"_s, u"Small"_s)), true);
     EXPECT_EQ(file(u"projects/big-deal.md"_s), "---\nname: Small\nstatus: \n---\ntext\n# Small\n# other\n");
+
+    const QByteArray ofLines = "---\nname: |\n  Small\n  deal\n---\n# Small\n";
+    put(u"projects/big-deal.md"_s, ofLines);
+    EXPECT_FALSE(wait(m_store.renameProject(u"big-deal"_s, u"Other"_s)));
+    EXPECT_EQ(file(u"projects/big-deal.md"_s), ofLines);
 }
 
 TEST_F(MemoryStoreTest, peopleAreFoundThroughTheirMeetings) {

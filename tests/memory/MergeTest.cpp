@@ -119,6 +119,12 @@ TEST_F(MergeTest, theSlugComesFromWhatIsKnownFirst) {
     ops.people[0].role = u"CTO"_s;
     ASSERT_TRUE(wait(m_store.apply(ops, record)));
     EXPECT_EQ(file(u"people/dk.md"_s), lists + "last_seen: 2026-03-02\n---\n# Dana\n");
+
+    const QByteArray byHand = "name: Apollo\nstatus:\n  phase: beta\n  # agreed\n---\n\n# Apollo\n";
+    put(u"projects/old.md"_s, "---\nlast_seen: '2026-03-01'\n   # note\n" + byHand);
+    ops.projects[0].status = u"green"_s;
+    ASSERT_TRUE(wait(m_store.apply(ops, record)));
+    EXPECT_EQ(file(u"projects/old.md"_s), "---\nlast_seen: 2026-03-02\n   # note\n" + byHand);
 }
 
 TEST_F(MergeTest, aNameIsTheSameInWhateverWayItsAccentsAreWritten) {

@@ -30,10 +30,39 @@ qsizetype depthOf(QStringView line) {
     return std::ranges::find_if_not(line, [](QChar c) { return c == u' ' || c == u'\t'; }) - line.begin();
 }
 
-/// Whether a value that is, or begins, so may go on below its key.
-bool mayGoOn(const QString& value) {
-    constexpr QStringView openers = u"[{|>\"'";
-    return value.isEmpty() || openers.contains(value.front());
+/// Nothing but what opens a text below its key, such as "|" or ">-".
+bool isBlockMark(QStringView value) {
+    constexpr QStringView signs = u"+-0123456789";
+    if (!value.startsWith(u'|') && !value.startsWith(u'>')) {
+        return false;
+    }
+    const QStringView mark = trimmed(value.first(std::max<qsizetype>(value.indexOf(u" #"), 0)));
+    return std::ranges::all_of((mark.isEmpty() ? value : mark).sliced(1),
+                               [signs](QChar c) { return signs.contains(c); });
+}
+
+/// A quote that its line does not close.
+bool isOpenQuote(QStringView value) {
+    const QChar quote = value.isEmpty() ? QChar() : value.front();
+    if (quote != u'"' && quote != u'\'') {
+        return false;
+    }
+    for (qsizetype i = 1; i < value.size(); ++i) {
+        const bool isDoubled = quote == u'\'' && value.sliced(i).startsWith(u"''");
+        if ((quote == u'"' && value[i] == u'\\') || isDoubled) {
+            ++i;
+        } else if (value[i] == quote) {
+            return false;
+        }
+    }
+    return true;
+}
+
+/// A list or map in brackets that its line does not close.
+bool isOpenBracket(QStringView value) {
+    const bool isList = value.startsWith(u'[');
+    return (isList || value.startsWith(u'{')) &&
+           value.count(isList ? u'[' : u'{') > value.count(isList ? u']' : u'}');
 }
 
 }  // namespace
@@ -136,27 +165,29 @@ QString MarkdownDoc::field(QStringView key) const {
     return head == m_head.end() ? QString() : head->field.value;
 }
 
-/// The number of the first line of the block that belongs to the field at `index` no more.
-qsizetype MarkdownDoc::valueEnd(qsizetype index) const {
-    const HeadLine& head = m_head[index];
-    qsizetype end = index + 1;
-    for (qsizetype i = end; i < m_head.size() && mayGoOn(head.field.value); ++i) {
-        const QString& line = m_head[i].line;
-        const QStringView text = trimmed(line);
-        if (text.isEmpty() || text.startsWith(u'#')) {
-            continue;
-        }
-        const qsizetype deeper = depthOf(line) - depthOf(head.line);
-        const bool isItem = text == u"-" || text.startsWith(u"- ");
-        if (deeper < 0 || (deeper == 0 && !isItem)) {
-            break;
-        }
-        end = i + 1;
+/// Whether the value of the field at `index`, or more of it, stands in lines below its own.
+bool MarkdownDoc::goesOnBelow(qsizetype index) const {
+    const QString& value = m_head[index].field.value;
+    const bool isOpen = isOpenQuote(value) || isOpenBracket(value);
+    if (!value.isEmpty() && !isOpen && !isBlockMark(value)) {
+        return false;
     }
-    return end;
+    // In a text, what looks like a remark is a part of it.
+    const bool hasRemarks = value.isEmpty() || isOpenBracket(value);
+    const auto next = std::find_if(m_head.begin() + index + 1, m_head.end(), [hasRemarks](const auto& head) {
+        const QStringView text = trimmed(head.line);
+        return !text.isEmpty() && !(hasRemarks && text.startsWith(u'#'));
+    });
+    if (next == m_head.end()) {
+        return false;
+    }
+    const QStringView text = trimmed(next->line);
+    const qsizetype deeper = depthOf(next->line) - depthOf(m_head[index].line);
+    const bool isItem = text == u"-" || text.startsWith(u"- ");
+    return deeper > 0 || (isOpen && !next->isField) || (value.isEmpty() && deeper == 0 && isItem);
 }
 
-void MarkdownDoc::setField(const QString& key, const QString& value, bool onlyIfEmpty) {
+bool MarkdownDoc::setField(const QString& key, const QString& value, bool onlyIfEmpty) {
     QString line = value;
     line.replace(u"\r\n"_s, u" "_s).replace(u'\n', u' ').replace(u'\r', u' ');
     const QString kept = trimmedBlanks(line).toString();
@@ -174,16 +205,17 @@ void MarkdownDoc::setField(const QString& key, const QString& value, bool onlyIf
             m_opening = m_closing = own(u"---"_s);
         }
         m_head.append(fresh);
-        return;
+        return true;
     }
-    const qsizetype index = head - m_head.begin();
-    const qsizetype below = valueEnd(index) - index - 1;
-    const bool isFilled = !head->field.value.isEmpty() || below > 0;
+    const bool isFilled = !head->field.value.isEmpty();
     if (kept.isEmpty() || kept == head->field.value || (onlyIfEmpty && isFilled)) {
-        return;
+        return true;
+    }
+    if (goesOnBelow(head - m_head.begin())) {
+        return onlyIfEmpty;
     }
     *head = fresh;
-    m_head.remove(index + 1, below);
+    return true;
 }
 
 const MarkdownDoc::Part* MarkdownDoc::part(QStringView title) const {

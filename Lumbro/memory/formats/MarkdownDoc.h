@@ -42,9 +42,10 @@ class MarkdownDoc {
     /// The first value under exactly this key, else empty.
     QString field(QStringView key) const;
     /// Line ends in `value` become blanks. A missing key is added, also with an empty value. A value that is
-    /// there is replaced by a non-empty one only, and with `onlyIfEmpty` only when it is empty. Lines below
-    /// the key that hold its value, such as a list's, are its value.
-    void setField(const QString& key, const QString& value, bool onlyIfEmpty = false);
+    /// there is replaced by a non-empty one only, and with `onlyIfEmpty` only when it is empty. A value that
+    /// goes on below its line, such as a list, counts as filled and is never replaced; no line is ever
+    /// removed. False when the key was to be replaced and was left for that.
+    bool setField(const QString& key, const QString& value, bool onlyIfEmpty = false);
 
     /// The lines of the first section with this title in any case, without "\r"; nothing when there is none.
     std::optional<QStringList> lines(QStringView title) const;
@@ -68,7 +69,7 @@ class MarkdownDoc {
     };
 
     qsizetype readHead(const QStringList& lines);
-    qsizetype valueEnd(qsizetype index) const;
+    bool goesOnBelow(qsizetype index) const;
     const Part* part(QStringView title) const;
     QString own(const QString& line) const { return m_hasReturns ? line + u'\r' : line; }
 
