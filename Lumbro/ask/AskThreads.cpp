@@ -14,6 +14,7 @@
 #include <algorithm>
 #include <optional>
 #include <utility>
+#include <vector>
 
 #include <fcntl.h>
 
@@ -23,12 +24,22 @@ namespace {
 
 constexpr int mostNames = 1000;
 
-/// Written last first, of which the dates in the files, whole seconds, don't always tell.
-QFileInfoList newestFirst(const QString& folder) {
-    QFileInfoList files = QDir(folder).entryInfoList(QDir::Files, QDir::Name);
-    std::ranges::stable_sort(files, std::greater(), [](const QFileInfo& file) {
-        return FileStamp::of(AT_FDCWD, QFile::encodeName(file.absoluteFilePath())).modified;
-    });
+struct DatedFile {
+    qint64 modified = 0;
+    QFileInfo file;
+};
+
+/// Written last first, of which the dates in the files, whole seconds, don't always tell. Each file is looked
+/// at once: others may write meanwhile, and the order is to be one.
+std::vector<DatedFile> newestFirst(const QString& folder) {
+    const QFileInfoList all = QDir(folder).entryInfoList(QDir::Files, QDir::Name);
+    std::vector<DatedFile> files;
+    files.reserve(size_t(all.size()));
+    for (const QFileInfo& file : all) {
+        const QByteArray path = QFile::encodeName(file.absoluteFilePath());
+        files.push_back({FileStamp::of(AT_FDCWD, path.constData()).modified, file});
+    }
+    std::ranges::stable_sort(files, std::greater(), &DatedFile::modified);
     return files;
 }
 
@@ -69,7 +80,7 @@ QList<AskThread> AskThreads::readAll(const AskLookup& lookup, QStringList* unrea
     if (folder.exists() && (!folder.isDir() || !folder.isReadable())) {
         pass(m_folder);
     }
-    for (const QFileInfo& file : newestFirst(m_folder)) {
+    for (const auto& [modified, file] : newestFirst(m_folder)) {
         if (file.suffix() != u"md" || (m_mayRead && !m_mayRead(file.absoluteFilePath()))) {
             continue;
         }
