@@ -187,6 +187,23 @@ TEST_F(MemoryStoreTest, ideasGoOnTopInTheirOrder) {
     EXPECT_EQ(file(u"ideas.md"_s), before);
 }
 
+TEST_F(MemoryStoreTest, ofPromisesAlikeOneAtATimeIsChanged) {
+    const QByteArray alike = "- [ ] call Ann\n";
+    put(u"promises.md"_s, alike + "- [x] call Ann\n- [ ] other\n" + alike);
+    m_store.bootstrap();
+    const QString id = m_store.promises().first().id;
+    EXPECT_EQ(m_store.promises()[1].id, id + u"-2"_s);
+    EXPECT_EQ(wait(m_store.snoozePromise(id + u"-3"_s, 3)), true);
+    EXPECT_EQ(m_store.promises().last().id, id + u"-3"_s);
+    EXPECT_EQ(wait(m_store.setPromise(id + u"-2"_s, false)), true);
+    LibrarianOps ops;
+    ops.closedPromises = {id};
+    EXPECT_EQ(wait(m_store.apply(ops, meeting()))->closedPromises, 1);
+    EXPECT_EQ(file(u"promises.md"_s),
+              "- [x] call Ann\n" + alike + "- [ ] other\n- [ ] call Ann · snoozed 2026-03-05\n");
+    EXPECT_EQ(wait(m_store.setPromise(id + u"-4"_s, true)), false);
+}
+
 TEST_F(MemoryStoreTest, projectsAreMadeAndRenamed) {
     EXPECT_EQ(wait(m_store.createProject(u"!!!"_s)), u"project"_s);
     EXPECT_EQ(wait(m_store.createProject(u"!!!"_s)), u"project-2"_s);

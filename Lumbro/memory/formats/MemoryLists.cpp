@@ -3,6 +3,8 @@
 #include "LumbroCore/Literals.h"
 #include "memory/formats/PromiseDates.h"
 
+#include <QHash>
+
 #include <algorithm>
 #include <functional>
 
@@ -37,6 +39,23 @@ QByteArray joined(const QStringList& lines, const QByteArray& end) {
     return bytes;
 }
 
+/// Reads the lines of a file in their order. Lines alike but for box and snooze would share the id made from
+/// them, so the second gets "-2" behind it, the third "-3", and so on.
+class PromiseReader {
+  public:
+    std::optional<PromiseItem> read(const QString& line) {
+        auto promise = PromiseItem::parse(line);
+        if (promise && promise->id.startsWith(PromiseItem::madeID()) && !line.contains(u'^' + promise->id)) {
+            const int count = ++m_counts[promise->id];
+            promise->id += count > 1 ? u"-%1"_s.arg(count) : QString();
+        }
+        return promise;
+    }
+
+  private:
+    QHash<QString, int> m_counts;
+};
+
 /// Changes the lines of the promises with an id. A line without anchor is known by the id made from it.
 std::optional<QByteArray> changed(const QByteArray& file, const QString& id,
                                   const std::function<void(QByteArray& line)>& change) {
@@ -44,12 +63,13 @@ std::optional<QByteArray> changed(const QByteArray& file, const QString& id,
     const QByteArray anchor = '^' + id.toUtf8();
     const bool isMade = id.startsWith(PromiseItem::madeID());
     bool isThere = false;
+    PromiseReader reader;
     for (QByteArray& line : lines) {
         // Most are told apart without reading them.
         if (!isMade && !line.contains(anchor)) {
             continue;
         }
-        const auto promise = PromiseItem::parse(QString::fromUtf8(line));
+        const auto promise = reader.read(QString::fromUtf8(line));
         if (promise && promise->id == id) {
             isThere = true;
             change(line);
@@ -93,8 +113,9 @@ QByteArray newIdeas() {
 
 QList<PromiseItem> promises(const QByteArray& file) {
     QList<PromiseItem> found;
-    forEachLine(file, [&found](const QString& line) {
-        if (const auto promise = PromiseItem::parse(line)) {
+    PromiseReader reader;
+    forEachLine(file, [&](const QString& line) {
+        if (const auto promise = reader.read(line)) {
             found.append(*promise);
         }
     });

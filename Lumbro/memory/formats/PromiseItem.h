@@ -17,7 +17,8 @@ struct PromiseItem {
     enum class Urgency { overdue, today, soon, waiting, open };
 
     /// "p-" and six hexadecimal digits; "p-line-<n>", made from the line, where the line has no anchor. It
-    /// stays when the box is ticked or emptied and when the promise is snoozed.
+    /// stays when the box is ticked or emptied and when the promise is snoozed. Lines alike share it here;
+    /// the readers of whole files tell them apart.
     QString id;
     bool done = false;
     /// The commitment.
