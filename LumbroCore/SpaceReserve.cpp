@@ -1,7 +1,10 @@
 #include "LumbroCore/SpaceReserve.h"
 
+#include "LumbroCore/Literals.h"
+
 #include <QFile>
 
+#include <cerrno>
 #include <cstdlib>
 #include <utility>
 
@@ -12,9 +15,6 @@
 namespace lumbro {
 
 namespace {
-
-/// A transcript of an hour takes about 150 KB, and both of its files are beside their old ones for a moment.
-constexpr off_t reservedBytes = off_t(256) * 1024;
 
 int makeUnnamedFile(const QString& folder) {
     const QByteArray path = QFile::encodeName(folder);
@@ -33,14 +33,38 @@ int makeUnnamedFile(const QString& folder) {
 
 }  // namespace
 
-SpaceReserve::SpaceReserve(const QString& folder) : m_descriptor(makeUnnamedFile(folder)) {
-    if (m_descriptor >= 0 && posix_fallocate(m_descriptor, 0, reservedBytes) != 0) {
+SpaceReserve::SpaceReserve(const QString& folder, qint64 bytes)
+    : m_folder(folder), m_descriptor(makeUnnamedFile(folder)) {
+    m_error = m_descriptor < 0 ? errno : posix_fallocate(m_descriptor, 0, bytes);
+    if (m_error != 0) {
         release();
     }
 }
 
 SpaceReserve::~SpaceReserve() {
     release();
+}
+
+QString SpaceReserve::problem(const QString& what) const {
+    switch (m_error) {
+        case 0:
+            return {};
+        case ENOSPC:
+        case EDQUOT:
+            return u"there is no room for %1; make some on the disk of %2"_s.arg(what, m_folder);
+        case EROFS:
+            return u"there is no place for %1, for the disk of %2 can only be read"_s.arg(what, m_folder);
+        case EACCES:
+        case EPERM:
+            return u"there is no place for %1, for you may not write in %2; change that"_s.arg(what,
+                                                                                               m_folder);
+        case ENOENT:
+        case ENOTDIR:
+            return u"there is no place for %1, for %2 is no folder; make it one"_s.arg(what, m_folder);
+        default:
+            return u"there is no place for %1, for %2 can't be written in: %3"_s.arg(
+                what, m_folder, qt_error_string(m_error));
+    }
 }
 
 void SpaceReserve::release() {

@@ -23,6 +23,8 @@ namespace {
 constexpr qsizetype keyInName = 6;
 /// Keeps names of any script below what a file system takes.
 constexpr qsizetype longestApp = 40;
+/// In bytes: what an end adds to a run's file.
+constexpr qint64 longestResult = 16LL * 1024;
 /// In seconds. A run ends after three quarters of an hour at the latest, but may have waited for others.
 constexpr qint64 longestUntold = 86'400;
 /// In seconds. No process takes that long to write a file.
@@ -147,6 +149,11 @@ QStringList ActionFiles::settle(QList<ActionRun>& runs, const IsOurs& isOurs, co
 Result<> ActionFiles::write(const ActionRun& run) const {
     makeFolder();
     return writeFileAtomically(path(run.id), json::encode(run.toJson()));
+}
+
+std::unique_ptr<SpaceReserve> ActionFiles::reserve(const ActionRun& run) const {
+    makeFolder();
+    return std::make_unique<SpaceReserve>(m_folder, longestResult + json::encode(run.toJson()).size());
 }
 
 QString ActionFiles::newID(const QDateTime& now, const QString& app, const QString& key) const {

@@ -2,6 +2,7 @@
 
 #include "LumbroCore/Failure.h"
 #include "LumbroCore/LockFile.h"
+#include "LumbroCore/SpaceReserve.h"
 #include "actions/formats/ActionRun.h"
 
 #include <QDateTime>
@@ -10,6 +11,7 @@
 #include <QStringList>
 
 #include <functional>
+#include <memory>
 #include <optional>
 
 namespace lumbro {
@@ -46,6 +48,8 @@ class ActionFiles {
     QStringList settle(QList<ActionRun>& runs, const IsOurs& isOurs, const QDateTime& now) const;
     /// Writes the run's file, making the folder.
     Result<> write(const ActionRun& run) const;
+    /// Space for the run's file as it will be when the run has ended, making the folder.
+    std::unique_ptr<SpaceReserve> reserve(const ActionRun& run) const;
 
     /// A name that no file has.
     QString newID(const QDateTime& now, const QString& app, const QString& key) const;

@@ -257,6 +257,12 @@ void ActionRunner::execute(ActionRun run) {
         finish(run, Status::failed, notConnected(run.app));
         return;
     }
+    // A disk that fills up meanwhile shall not cost the record of what was changed.
+    auto room = m_files.reserve(run);
+    if (!room->isHeld()) {
+        finish(run, Status::failed, u"Nothing was sent: %1."_s.arg(room->problem(u"its result"_s)));
+        return;
+    }
     ActionRun started = run;
     started.status = Status::running;
     // Whoever finds the file of a run that was cut off must see that it may have changed something.
@@ -264,7 +270,7 @@ void ActionRunner::execute(ActionRun run) {
         finish(run, Status::failed, u"Nothing was sent: %1."_s.arg(written.error().message));
         return;
     }
-    m_rooms.emplace(run.id, std::make_unique<SpaceReserve>(m_files.folder()));
+    m_rooms.emplace(run.id, std::move(room));
     const auto handle = std::make_shared<CancellationHandle>();
     m_handles.insert(run.id, handle);
     update(started);

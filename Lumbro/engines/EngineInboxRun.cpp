@@ -61,8 +61,7 @@ std::optional<InboxRun> EngineInbox::begin(Job& job) {
     job.room = std::make_unique<SpaceReserve>(*run);
     if (!job.room->isHeld()) {
         QDir().rmdir(*run);
-        return couldNotTake(job,
-                            u"there is no room for its result; make some on the disk of %1"_s.arg(folder));
+        return couldNotTake(job, job.room->problem(u"its result"_s));
     }
     return std::nullopt;
 }

@@ -193,9 +193,9 @@ Task<Result<CaptureRecord>> MeetingPrep::write(PrepEvent event, Engine engine, C
     // A disk that fills up meanwhile shall not cost a brief that was paid for.
     SpaceReserve room(m_ports.library.capturesFolder());
     if (!room.isHeld()) {
-        AppLog::error(area, u"prep failed for '%1': no room"_s.arg(event.title));
-        co_return fail(u"There is no room for a brief; make some on the disk of %1."_s.arg(
-            m_ports.library.capturesFolder()));
+        const QString problem = room.problem(u"a brief"_s);
+        AppLog::error(area, u"prep failed for '%1': %2"_s.arg(event.title, problem));
+        co_return fail(u"The agent wasn't asked: %1."_s.arg(problem));
     }
     if (!cancel) {
         cancel = std::make_shared<CancellationHandle>();

@@ -88,8 +88,7 @@ QString problemOfList(const MemoryStore& memory, const SpaceReserve& room) {
     if (std::ranges::any_of(faults, isUnreadable)) {
         return u"%1 can't be read, so nothing was looked for; mend or remove it first."_s.arg(list);
     }
-    return room.isHeld() ? QString()
-                         : u"There is no room for ideas; make some on the disk of %1."_s.arg(memory.root());
+    return room.isHeld() ? QString() : u"The agent wasn't asked: %1."_s.arg(room.problem(u"ideas"_s));
 }
 
 QString beginning(const QString& reply) {

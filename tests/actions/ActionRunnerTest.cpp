@@ -8,7 +8,10 @@
 
 #include <QDir>
 
+#include <csignal>
+
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
 using namespace lumbro;
 using namespace std::chrono_literals;
@@ -466,6 +469,23 @@ TEST_F(ActionRunnerTest, nothingIsSentThatCannotBeFiled) {
     const ActionRun failed = m_process.runner.run(waiting.id).value_or(ActionRun());
     EXPECT_EQ(failed.status, Status::failed);
     EXPECT_TRUE(failed.error.value_or(QString()).startsWith(u"Nothing was sent: can't write "));
+}
+
+TEST_F(ActionRunnerTest, nobodyIsAskedWhileThereIsNoRoomForTheResult) {
+    std::signal(SIGXFSZ, SIG_IGN);
+    rlimit usual{};
+    getrlimit(RLIMIT_FSIZE, &usual);
+    const rlimit small{8192, usual.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &small);
+    const ActionRun refused = m_process.submit(u"a"_s);
+    setrlimit(RLIMIT_FSIZE, &usual);
+    EXPECT_TRUE(m_process.agent.calls.empty());
+    EXPECT_EQ(refused.status, Status::failed);
+    EXPECT_TRUE(refused.error.value_or(QString()).startsWith(u"Nothing was sent: there is no place for its "))
+        << qPrintable(refused.error.value_or(QString()));
+    EXPECT_EQ(onDisk(refused.id).status, Status::failed);
+    m_process.submit(u"a"_s);
+    EXPECT_EQ(m_process.agent.calls.size(), 1U);
 }
 
 TEST_F(ActionRunnerTest, anEndThatCannotBeFiledIsFiledWhenItCan) {

@@ -1,5 +1,6 @@
 #include "LumbroCore/AppLog.h"
 #include "LumbroCore/AtomicFile.h"
+#include "LumbroCore/SpaceReserve.h"
 #include "LumbroCore/Trash.h"
 #include "tests/support/ScratchFolder.h"
 
@@ -56,6 +57,20 @@ TEST(AtomicFile, aDiskThatTakesOnlyTheBeginningLeavesTheOldFile) {
         EXPECT_EQ(folder.read(u"a.md"_s), "old") << size;
         EXPECT_EQ(QDir(folder.path()).entryList(QDir::Files | QDir::Hidden).size(), 1) << size;
     }
+}
+
+TEST(SpaceReserve, saysWhyThereIsNone) {
+    const test::ScratchFolder folder;
+    folder.write(u"file"_s, "x");
+    EXPECT_TRUE(SpaceReserve(folder.path()).isHeld());
+    EXPECT_EQ(SpaceReserve(folder.path()).problem(u"it"_s), QString());
+    for (const QString& place : {u"none"_s, u"file"_s}) {
+        const SpaceReserve reserve(folder.path(place));
+        EXPECT_FALSE(reserve.isHeld()) << qPrintable(place);
+        EXPECT_EQ(reserve.problem(u"it"_s),
+                  u"there is no place for it, for %1 is no folder; make it one"_s.arg(folder.path(place)));
+    }
+    EXPECT_EQ(QDir(folder.path()).entryList(QDir::Files | QDir::Hidden), QStringList{u"file"_s});
 }
 
 TEST(AtomicFile, readersRefuseWhatIsNoPlainTextFile) {

@@ -358,7 +358,8 @@ TEST_F(DailyPassesTest, ideasThatCannotBeWrittenAreNotTakenForNone) {
     QDir(scratch.path(u"library/memory"_s)).removeRecursively();
     begin(ideas);
     EXPECT_EQ(agent.calls.size(), 1U);
-    EXPECT_TRUE(shown.last().startsWith(u"error: There is no room for ideas"_s)) << qPrintable(shown.last());
+    EXPECT_TRUE(shown.last().startsWith(u"error: The agent wasn't asked: there is no place for ideas"_s))
+        << qPrintable(shown.last());
 }
 
 TEST_F(DailyPassesTest, anAnswerAfterThePassesEndHarmsNobody) {
