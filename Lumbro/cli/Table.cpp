@@ -143,6 +143,18 @@ void shrinkTo(int width, const QList<Column>& columns, QList<int>& widths) {
     narrowed(widths, excess, leastOther, [&columns](qsizetype c) { return !columns.at(c).toRight; });
 }
 
+/// UTF-16 units that so many columns may take: eight characters each, as many as any writing puts together,
+/// but not the thousands of marks that a stranger's invitation may put on one letter.
+qsizetype mostUnits(int columns) {
+    constexpr qsizetype unitsPerColumn = 16;
+    return unitsPerColumn * std::max(columns, 1);
+}
+
+QStringView clipped(QStringView piece, qsizetype units) {
+    const bool splits = piece.size() > units && piece.at(units - 1).isHighSurrogate();
+    return piece.first(std::min(piece.size(), units - (splits ? 1 : 0)));
+}
+
 }  // namespace
 
 int displayWidth(const QString& text) {
@@ -155,22 +167,27 @@ int displayWidth(const QString& text) {
 }
 
 QString fitted(const QString& text, int width) {
-    if (displayWidth(text) <= width) {
+    const bool fits = displayWidth(text) <= width;
+    if (fits && text.size() <= mostUnits(width)) {
         return text;
     }
     QString result;
     int used = 0;
+    qsizetype unseen = 0;
     bool full = false;
     bool isColoured = false;
     forEachPiece(text, [&](QStringView piece, int columns) {
         const bool isCode = piece.startsWith(u'\x1b');
         const bool isEnd = piece == endOfLook;
-        if (!isCode && !full && used + columns > width - 1) {
+        if (!fits && !isCode && !full && used + columns > width - 1) {
             full = true;
             result += u'…';
         }
+        if (!isCode && columns == 0 && (unseen += piece.size()) > mostUnits(width)) {
+            return;
+        }
         if (!full || (isEnd && isColoured)) {
-            result += piece;
+            result += isCode ? piece : clipped(piece, mostUnits(columns));
             used += columns;
             isColoured = isCode ? !isEnd : isColoured;
         }

@@ -12,7 +12,8 @@ namespace lumbro::cli {
 /// none, and colour codes none.
 int displayWidth(const QString& text);
 /// The text cut to `width` columns, at least 1, with "…" at the end when something was cut. Characters as a
-/// reader counts them and colour codes are kept whole.
+/// reader counts them and colour codes are kept whole; of more than eight marks a column the rest is left
+/// out.
 QString fitted(const QString& text, int width);
 /// The text filled with blanks to `width` columns.
 QString padded(const QString& text, int width, bool toRight = false);

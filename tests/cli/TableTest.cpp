@@ -29,6 +29,16 @@ TEST(Table, cutsOnlyWhatIsTooLongAndKeepsColoursWhole) {
     EXPECT_EQ(fitted(u"\x1b[1ma\x1b[0mbcd\x1b[1me\x1b[0m"_s, 4), u"\x1b[1ma\x1b[0mbc…"_s);
 }
 
+TEST(Table, cutsWhatTakesNoColumnButFillsTheScreen) {
+    const QString marks = u"\u0301"_s.repeated(5000);
+    EXPECT_LT(fitted(u'e' + marks, 5).size(), 100);
+    EXPECT_TRUE(fitted(u'e' + marks + u"bc"_s, 3).endsWith(u"bc"));
+    EXPECT_LT(fitted(u"\u200b"_s.repeated(5000), 5).size(), 100);
+    EXPECT_TRUE(fitted(u"\x1b[1m"_s + u'e' + marks + u"\x1b[0m"_s, 5).endsWith(u"\x1b[0m"));
+    EXPECT_TRUE(fitted(u"x"_s + u"\U000e0100"_s.repeated(5000), 1).toUtf8().size() < 100);
+    EXPECT_FALSE(fitted(u"e"_s + u"\u0301\U000e0100"_s.repeated(50), 1).back().isHighSurrogate());
+}
+
 TEST(Table, alignsColumnsAndLeavesEmptyOnesOut) {
     const Output output;
     const QString text = table(output, {{u"NAME"_s}, {u"GONE"_s}, {u"SIZE"_s, true}},
