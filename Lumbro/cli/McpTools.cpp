@@ -1,6 +1,7 @@
 #include "cli/McpTools.h"
 
 #include "LumbroCore/Json.h"
+#include "ask/AskThreads.h"
 #include "ask/Highlight.h"
 #include "ask/formats/AskScope.h"
 #include "cli/CaptureLookup.h"
@@ -34,6 +35,19 @@ void tellFaults(QJsonObject& value, const MemoryStore& memory, MemoryPart part) 
     const QStringList unreadable = unreadableFiles(memory, part);
     if (!unreadable.isEmpty()) {
         value.insert(u"unreadable"_s, QJsonArray::fromStringList(unreadable));
+    }
+}
+
+/// Adds the folders that hold nothing for a client, for a link leads from them out of the library.
+void tellFence(QJsonObject& value, const LinkFence& fence, const QStringList& folders) {
+    QJsonArray unreadable = value.value(u"unreadable"_s).toArray();
+    for (const QString& folder : folders) {
+        if (!fence.holds(folder)) {
+            unreadable += folder;
+        }
+    }
+    if (!unreadable.isEmpty()) {
+        value.insert(u"unreadable"_s, unreadable);
     }
 }
 
@@ -143,6 +157,7 @@ McpTools::Answer McpTools::search(const QJsonObject& arguments) {
     QJsonObject value = searchJson(results);
     value.insert(u"moreCaptures"_s, results.moreCaptures);
     tellFaults(value, m_memory, MemoryPart::all);
+    tellFence(value, m_fence, {m_library.capturesFolder(), AskThreads(m_library.root()).folder()});
     return asValue(value);
 }
 

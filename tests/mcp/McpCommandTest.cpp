@@ -181,6 +181,19 @@ TEST(McpCommand, followsOnlyLinksThatStayInTheLibrary) {
     EXPECT_NE(session.refusal(u"list_people"_s, R"({"person":"granite"})"), QString());
 }
 
+TEST(McpCommand, saysThatAFolderLeadsOut) {
+    Session session;
+    const ScratchFolder& home = session.line().home();
+    const QByteArray query = R"({"query":"weekly"})";
+    EXPECT_TRUE(session.value(u"search"_s, query)[u"unreadable"].isUndefined());
+    const QString captures = home.path(u"Quillet/captures"_s);
+    ASSERT_TRUE(QDir().rename(captures, home.path(u"elsewhere"_s)) &&
+                QFile::link(home.path(u"elsewhere"_s), captures));
+    const QJsonValue found = session.value(u"search"_s, query);
+    EXPECT_EQ(found[u"captures"].toArray().size(), 0);
+    EXPECT_EQ(found[u"unreadable"].toArray(), QJsonArray{captures});
+}
+
 TEST(McpCommand, looksAtTheFilesAsTheyAreNow) {
     Session session;
     const QByteArray query = R"({"query":"granite"})";
