@@ -10,7 +10,7 @@ struct MemoryFault {
         /// It cannot be opened, is something else than it should be, or is a link that leads nowhere. What it
         /// holds is left out.
         unreadable,
-        /// A page that is no UTF-8 text; it is left out.
+        /// A page that is no UTF-8 text, or such a list without a line that can be read; it is left out.
         notText,
         /// A list with bytes that are no UTF-8 text; its lines are there, with signs in place of these.
         oddBytes,

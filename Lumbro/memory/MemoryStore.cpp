@@ -147,11 +147,15 @@ QList<MemoryFault> MemoryStore::faults() const {
         return {{m_private->root, MemoryFault::Kind::unreadable}};
     }
     QList<MemoryFault> faults = m_private->peopleFolder.faults() + m_private->projectsFolder.faults();
-    for (const ListFile* file : {&m_private->promisesFile, &m_private->ideasFile}) {
-        if (file->fault()) {
-            faults.append(*file->fault());
+    const auto add = [&faults](const ListFile& file, bool isEmpty) {
+        if (auto fault = file.fault()) {
+            const bool isText = fault->kind != MemoryFault::Kind::oddBytes || !isEmpty;
+            fault->kind = isText ? fault->kind : MemoryFault::Kind::notText;
+            faults.append(*fault);
         }
-    }
+    };
+    add(m_private->promisesFile, m_private->promises.isEmpty());
+    add(m_private->ideasFile, m_private->ideas.isEmpty());
     return faults;
 }
 
@@ -204,8 +208,11 @@ std::optional<Company> MemoryStore::company(const QString& domain) const {
 }
 
 std::optional<Company> MemoryStore::companyForPerson(const QString& slug) const {
-    const auto company = std::ranges::find_if(
-        companies(), [&slug](const Company& one) { return one.personSlugs.contains(slug); });
+    const QString wanted = comparable(slug);
+    const auto company = std::ranges::find_if(companies(), [&wanted](const Company& one) {
+        return std::ranges::any_of(one.personSlugs,
+                                   [&wanted](const QString& known) { return comparable(known) == wanted; });
+    });
     return company == companies().end() ? std::nullopt : std::optional(*company);
 }
 

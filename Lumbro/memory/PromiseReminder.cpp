@@ -23,6 +23,13 @@ QStringList idsOf(const QList<PromiseItem>& promises) {
     return ids;
 }
 
+/// Some of the promises may be missing.
+bool isAnyLost(const MemoryStore& memory) {
+    const QStringList places{memory.root(), memory.root() + u"/promises.md"_s};
+    return std::ranges::any_of(memory.faults(),
+                               [&places](const MemoryFault& fault) { return places.contains(fault.path); });
+}
+
 }  // namespace
 
 PromiseReminder::PromiseReminder(Ports ports) : m_ports(std::move(ports)) {}
@@ -53,7 +60,8 @@ QStringList PromiseReminder::remindNow() {
     m_ports.memory.reload(false);
     const QStringList ids = idsOf(m_ports.memory.duePromises(true));
     if (ids.isEmpty()) {
-        m_ports.say(u"Nothing due. You're all caught up."_s);
+        m_ports.say(isAnyLost(m_ports.memory) ? u"Nothing is due of the promises that could be read."_s
+                                              : u"Nothing due. You're all caught up."_s);
     } else {
         m_ports.present(ids);
     }

@@ -30,8 +30,8 @@ class PromiseReminder {
 
     /// Looks now and every two minutes whether the day's reminder is due.
     void start();
-    /// Shows what is due today, late or due soon, now; says so when that is nothing. The day's reminder comes
-    /// all the same. Gives the ids.
+    /// Shows what is due today, late or due soon, now; says so when that is nothing, and when some could not
+    /// be read. The day's reminder comes all the same. Gives the ids.
     QStringList remindNow();
 
   private:

@@ -123,6 +123,15 @@ TEST_F(MeetingCommands, remindOfWhatIsDueAndFindTheDaysIdeas) {
     EXPECT_TRUE(unread.errors.contains(u"promises.md can't be read"_s)) << qPrintable(unread.errors);
     EXPECT_FALSE(unread.errors.contains(u"Nothing due"_s));
     QDir().rmdir(list);
+    for (const auto& [text, status] : {std::pair("\xff\xfe-\xe9\x80", 1),
+                                       std::pair("- [ ] caf\xe9 · Me → Bo · 2026-03-02 ^p-aaaaaa\n", 0)}) {
+        line.home().write(u"Quillet/memory/promises.md"_s, text);
+        const Finished odd = line.run({u"remind"_s});
+        EXPECT_EQ(odd.status, status) << qPrintable(odd.errors);
+        EXPECT_TRUE(odd.errors.contains(u"UTF-8"_s)) << qPrintable(odd.errors);
+        EXPECT_FALSE(odd.errors.contains(u"caught up"_s)) << qPrintable(odd.errors);
+    }
+    QFile::remove(list);
     QFile::rename(list + u".away"_s, list);
 
     line.installAgent();
