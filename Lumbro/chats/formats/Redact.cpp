@@ -1,5 +1,6 @@
 #include "chats/formats/Redact.h"
 
+#include "LumbroCore/AppLog.h"
 #include "LumbroCore/Literals.h"
 #include "chats/formats/SecretRules.h"
 #include "chats/formats/SeenText.h"
@@ -117,10 +118,10 @@ QString withMarks(QString text) {
 /// their first two letters, and a table of the three letters with which a hint may begin.
 class Rules {
   public:
-    static constexpr size_t most = 160;
+    static constexpr size_t most = mostSecretRules;
 
     Rules() {
-        for (const SecretRule& rule : secretRules().first(std::min(most, secretRules().size()))) {
+        for (const SecretRule& rule : secretRules()) {
             for (const QString& hint : QString::fromLatin1(rule.hints).split(u' ')) {
                 addHint(hint, m_rules.size());
             }
@@ -217,11 +218,45 @@ QString readable(const QString& text) {
     return result.isValidUtf16() ? result : QString::fromUtf8(result.toUtf8());
 }
 
+/// Of the replacement, "\1" to "\9" mean what was captured.
+QString expanded(const QString& replacement, const QRegularExpressionMatch& match) {
+    QString result;
+    for (qsizetype i = 0; i < replacement.size(); ++i) {
+        const bool isGroup =
+            replacement[i] == u'\\' && i + 1 < replacement.size() && replacement[i + 1].isDigit();
+        result += isGroup ? match.captured(replacement[++i].digitValue()) : QString(replacement[i]);
+    }
+    return result;
+}
+
+/// As SeenText does it.
+bool replace(QString& text, const Rule& rule, const QString& unsearched) {
+    QString result;
+    qsizetype copied = 0;
+    QRegularExpressionMatchIterator matches = rule.pattern.globalMatch(text);
+    while (matches.hasNext()) {
+        const QRegularExpressionMatch match = matches.next();
+        result += QStringView(text).sliced(copied, match.capturedStart() - copied);
+        result += expanded(rule.replacement, match);
+        copied = match.capturedEnd();
+    }
+    const bool isSearched = matches.isValid();
+    if (copied > 0 || !isSearched) {
+        text = result + (isSearched ? text.sliced(copied) : unsearched);
+    }
+    return isSearched;
+}
+
+bool replace(SeenText& text, const Rule& rule, const QString& unsearched) {
+    return text.replace(rule.pattern, rule.replacement, unsearched);
+}
+
 template <typename Text>
 void hide(Text& text, const std::bitset<Rules::most>& matching) {
     for (size_t i = 0; i < allRules().size(); ++i) {
-        if (matching[i]) {
-            text.replace(allRules().at(i).pattern, allRules().at(i).replacement);
+        if (matching[i] && !replace(text, allRules().at(i), u"[hidden]"_s)) {
+            AppLog::error(u"redaction"_s,
+                          u"rule %1 gave up on a text, whose rest is hidden"_s.arg(QString::number(i)));
         }
     }
 }

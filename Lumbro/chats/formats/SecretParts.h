@@ -16,16 +16,24 @@
 
 // Words that stand for no password where one may stand.
 #define LUMBRO_NO_PASSWORD                                                                                   \
-    "(?:required|optional|string|str|text|bytes?|(?:var)?char|hidden|unknown|missing|expired|invalid|valid|" \
+    "(?:required|optional|string|str|text|bytes?|n?(?:var)?char\\d*|hidden|unknown|missing|expired|invalid|" \
+    "valid|"                                                                                                 \
     "unchanged|changed|pending|default|none|null|nil|undefined|bool(?:ean)?|number|integer|object|array|"    \
     "field|input|masked|redacted|encrypted|hashed|never|always|enabled|disabled|stored|secret|password|"     \
     "deprecated|forgotten|empty|reset|rotated?|confirmed|verified|working|correct|incorrect|wrong|anything|" \
     "whatever|nothing|something|placeholder|protected|sensitive|private|plain(?:text)?|cleartext|unset|"     \
-    "removed|bcrypt|argon\\w*|scrypt|pbkdf\\w*|keychain|vault|letters|digits|hash|md5|base64\\w*|sha\\d+"    \
+    "removed|unbekannt|vergessen|geheim|leer|keine?s?|notwendig|erforderlich|bcrypt|argon\\w*|scrypt|"       \
+    "pbkdf\\w*|keychain|vault|letters|digits|hash|md5|base64\\w*|sha\\d+"                                    \
     "\\w*|oauth\\d?|1password|(?:chapter|section|step|page|version)\\d+)"
 
+// A password of small letters alone, or of four such words and more: not as sentences and other texts end.
+#define LUMBRO_LETTERS                                                                                       \
+    R"re((?-i:[a-z])(?:(?![a-z]{0,40}(?:ed|able|ible|nal|ung|lich|bar|los|iert|isch)(?![a-z]))[a-z]{5,}|)re" \
+    R"re((?![a-z\-]{0,200}-(?:an?|and|as|by|for|from|if|in|is|it|not|of|on|or|the|to|with)-))re"             \
+    R"re([a-z]*(?:-[a-z]+){3,}))re"
+
 // A run of letters and digits as keys have it; words that are joined by signs have none.
-#define LUMBRO_RUN R"((?=[+/=_\-.~]?(?:[A-Za-z0-9]+[+/=_\-.~]+){0,8}[A-Za-z0-9]{16}))"
+#define LUMBRO_RUN R"((?=[+/=_\-.~]?(?:[A-Za-z0-9]++[+/=_\-.~]++){0,8}[A-Za-z0-9]{16}))"
 
 // The parts of a connection string, beside its password.
 #define LUMBRO_SERVER                                                                                    \

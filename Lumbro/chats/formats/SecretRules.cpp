@@ -21,13 +21,14 @@ constexpr std::array rules{
                R"((?=[a-z0-9/+]{0,39}[A-Z])(?=[A-Z0-9/+]{0,39}[a-z])(?=[A-Za-z/+]{0,39}\d))"
                R"([A-Za-z0-9/+]{40}(?![A-Za-z0-9/+=]))",
                key},
-    SecretRule{"password pwd",
-               R"re((?i)(\b)re" LUMBRO_SERVER R"re([^;="'\n]{0,200};\s?)re"
-               R"re((?:[a-z][\w .\-]{0,40}=[^;"'\n]{0,200};\s?){0,12}?)re" LUMBRO_PWD
-               R"re()(?!)re" LUMBRO_PLACEHOLDER R"re(\s?(?:[;"'\n]|$))(?:)re" LUMBRO_CLOSED
-               R"re(|[^;\s"']+(?:[ \t]+[^;\s"']+){1,5}(?=[ \t]*(?:;\s*(?:[a-z][\w ]{0,40}=|["']|$)|["']))|)re"
-               R"re((?:[^;\s"']|["'](?=\w[^;\s"']*;))+))re",
-               R"(\1[hidden])"},
+    SecretRule{
+        "password pwd",
+        R"re((?i)(\b)re" LUMBRO_SERVER R"re([^;="'\n]{0,200};\s?)re"
+        R"re((?:[a-z][\w .\-]{0,40}=[^;"'\n]{0,200};\s?){0,12}?)re" LUMBRO_PWD
+        R"re()(?!)re" LUMBRO_PLACEHOLDER R"re(\s?(?:[;"'\n]|$))(?:)re" LUMBRO_CLOSED
+        R"re(|[^;\s"']+(?:[ \t]+[^;\s"']+){1,5}(?=[ \t]{0,200}(?:;\s*(?:[a-z][\w ]{0,40}=|["']|$)|["']))|)re"
+        R"re((?:[^;\s"']|["'](?=\w[^;\s"']*;))+))re",
+        R"(\1[hidden])"},
     SecretRule{"password pwd",
                R"re((?i)(\b)re" LUMBRO_PWD R"re()(?!)re" LUMBRO_PLACEHOLDER R"re(\s?;)(?:)re" LUMBRO_CLOSED
                R"re(|[^;"'\n]{1,100}?)(?=;\s?)re" LUMBRO_SERVER ")",
@@ -58,12 +59,12 @@ constexpr std::array rules{
         "-----begin",
         R"(-----BEGIN [A-Z0-9 ]*PRIVATE KEY(?: BLOCK)?-----(?=[\s\S]{0,300}?(?:[A-Za-z0-9+/=]{32}|)"
         // Three short lines.
-        R"((?=\D{0,60}\d)(?:(?:[^\w\n\\\-]{0,40}(?:\\+r)?(?:\n|\\+n)){1,2}[^\w\n\\\-]{0,40}[A-Za-z0-9+/=]{8,}){3})))"
-        R"((?:[^\-]|-(?!----))*+(?:-----END [A-Z0-9 ]*PRIVATE KEY(?: BLOCK)?-----)?)",
+        R"((?=\D{0,60}\d)(?:(?:[^\w\n\\\-]{0,40}(?:\\+r)?(?:\n|\\+n)){1,2}[^\w\n\\\-]{0,40}[A-Za-z0-9+/=]{8,}+){3})))"
+        R"((?:[^\-]++|-(?!----))*+(?:-----END [A-Z0-9 ]*PRIVATE KEY(?: BLOCK)?-----)?)",
         key},
     SecretRule{"---- begin",
                R"(---- BEGIN SSH2 [A-Z ]*PRIVATE KEY ----(?=[\s\S]{0,600}?[A-Za-z0-9+/=]{16}))"
-               R"((?:[^\-]|-(?!---))*+(?:---- END SSH2 [A-Z ]*PRIVATE KEY ----)?)",
+               R"((?:[^\-]++|-(?!---))*+(?:---- END SSH2 [A-Z ]*PRIVATE KEY ----)?)",
                key},
     SecretRule{"private-lines", R"((Private-Lines:\s*\d+\s+)[A-Za-z0-9+/=\s]{40,})", R"(\1[hidden key])"},
 
@@ -162,15 +163,15 @@ constexpr std::array rules{
         R"re((?im)((?<![A-Za-z0-9])(?:pass(?:word|wd|phrase|wort)|kennwort)(?:[ \t]?\([^()\n]{0,40}\))?)re" LUMBRO_MARKED
         R"re()(?![<{(\[/~]|\$[{(]|https?:|[\w.\-]+/[\w./\-]+\b|(?:\d+-[a-z]+|[a-z]+-\d+|[a-z]+-[a-z]+|)re" LUMBRO_PLACEHOLDER
         "|" LUMBRO_NO_PASSWORD R"re()(?:[\s`*_"'.,;)]|$)))re"
-        R"re((?:(?=[^\s`"']*\d)(?=[^\s`"']*[a-z])[^\s`"'(\[]{5,}[^\s`"'(\[.,;*_]|)re"
-        R"re((?:(?=[^\s`"']*(?:[@#$%^&+=~]|[!?][^\s`"'.,;*_]))(?=[^\s`"']*[a-z])[^\s`"'(\[]{6,}?|)re"
-        R"re((?-i:[a-z])(?:[a-z]{5,}|[a-z]*(?:-[a-z]+){2,}))(?=[*_]{0,3}["'`]?[.,;]?[ \t]*(?:$|[`"'|,;(]))))re",
+        R"re((?:(?=[^\s`"']{0,200}\d)(?=[^\s`"']{0,200}[a-z])[^\s`"'(\[]{5,}[^\s`"'(\[.,;*_]|)re"
+        R"re((?:(?=[^\s`"']{0,200}(?:[@#$%^&+=~]|[!?][^\s`"'.,;*_]))(?=[^\s`"']{0,200}[a-z])[^\s`"'(\[]{6,200}?|)re" LUMBRO_LETTERS
+        R"re()(?=[*_]{0,3}["'`]?[.,;]?[ \t]*(?:$|[`"'|,;(]))))re",
         R"(\1[hidden])"},
     SecretRule{
         "token secret key",
         R"re((?im)((?<![A-Za-z0-9])(?:token|secret|(?:api|access|secret|auth)[ _\-]?key)(?:[ \t]?\([^()\n]{0,40}\))?)re" LUMBRO_MARKED
-        R"re()(?=[A-Za-z0-9+/=_\-.~]*\d)(?:)re" LUMBRO_RUN R"re([A-Za-z0-9+/=_\-.~]{16,}|)re"
-        R"re((?!base64|sha\d|utf\d|uint)(?=[a-z]*\d[a-z0-9]*\d)(?=\d*[a-z])[A-Za-z0-9]{8,}+)re"
+        R"re()(?=[A-Za-z0-9+/=_\-.~]{0,200}\d)(?:)re" LUMBRO_RUN R"re([A-Za-z0-9+/=_\-.~]{16,}+(*SKIP)|)re"
+        R"re((?!base64|sha\d|utf\d|oauth|uint)(?=(?:[a-z]{0,40}\d){3})(?=\d{0,40}[a-z])[A-Za-z0-9]{8,}+)re"
         R"re((?=[*_]{0,3}["'`]?[.,;]?[ \t]*(?:$|[`"'|,;]))))re",
         R"(\1[hidden])"},
     SecretRule{
@@ -179,19 +180,20 @@ constexpr std::array rules{
         R"((?![$<{\[])[^\s"',]{6,})",
         R"(\1[hidden])"},
     // With a scheme that has no rule of its own, or with none.
-    SecretRule{"authorization",
-               R"re((?i)(authorization\\*["']?\s*[:=]\s*\\*["']?(?:[a-z][\w\-]{1,24}(?:[ \t]+|=))?))re"
-               R"re((?=(?:[^\d\s]*\d){2})(?:)re" LUMBRO_RUN
-               R"re(|(?=[0-9a-f]{8}(?:-[0-9a-f]{4}){3}-[0-9a-f]{12}))[A-Za-z0-9._~+/=\-]{20,}+(?![(\[]))re",
-               R"(\1[hidden])"},
+    SecretRule{
+        "authorization",
+        R"re((?i)(authorization\\*["']?\s*[:=]\s*\\*["']?(?:[a-z][\w\-]{1,24}(?:[ \t]+|=))?))re"
+        R"re((?=(?:[^\d\s]{0,200}\d){2})(?:)re" LUMBRO_RUN
+        R"re(|(?=[0-9a-f]{8}(?:-[0-9a-f]{4}){3}-[0-9a-f]{12}))[A-Za-z0-9._~+/=\-]{20,}+(*SKIP)(?![(\[]))re",
+        R"(\1[hidden])"},
     SecretRule{"ssws", R"((?i)(\bssws\s+)[A-Za-z0-9_\-]{20,})", R"(\1[hidden])"},
     SecretRule{
         "signature=",
-        R"re((?i)((?<![a-z])signature=\\*["']?)(?=[A-Za-z0-9+/=_~\-]*[\d%])[A-Za-z0-9%+/=_~\-]{40,}+(?![.(\[]))re",
+        R"re((?i)((?<![a-z])signature=\\*["']?)(?=[A-Za-z0-9+/=_~\-]{0,200}[\d%])[A-Za-z0-9%+/=_~\-]{40,}+(*SKIP)(?![.(\[]))re",
         R"(\1[hidden])"},
     SecretRule{"nonce=", R"re((?i)(\bdigest\b[^\n]{0,800}?\bresponse=\\*["']?)[0-9a-f]{32,64}(?![0-9a-f]))re",
                R"(\1[hidden])"},
-    SecretRule{"bearer", R"((?i)\b(bearer\s+)(?=[A-Za-z0-9._~+/\-]*\d)[A-Za-z0-9._~+/=\-]{16,})",
+    SecretRule{"bearer", R"((?i)\b(bearer\s+)(?=[A-Za-z0-9._~+/\-]{0,200}\d)[A-Za-z0-9._~+/=\-]{16,})",
                R"(\1[hidden])"},
     // A password with blanks, where a port or a path behind the host tells that it is one.
     SecretRule{
@@ -199,7 +201,7 @@ constexpr std::array rules{
         R"re((?i)(\b(?:https?|postgres(?:ql)?|mysql|mariadb|mongodb|rediss?|amqps?|mssql|sqlserver|clickhouse|)re"
         R"re(cockroachdb|jdbc:[a-z0-9:]{1,30})(?:\+[a-z0-9]{1,20})?://[^\s:/@"'<>`]{1,100}:))re"
         R"re((?!\d{1,5}[\s/?#,;)]|port\b|)re" LUMBRO_PLACEHOLDER
-        R"re(@)(?:[^\s"'`@]+[ \t]){1,4}[^\s"'`@]{0,100}(?=@[\w.\-]+(?::\d{2,5}\b|/\w)))re",
+        R"re(@)(?:[^\s"'`@]{1,100}+[ \t]){1,4}[^\s"'`@]{0,100}(?=@[\w.\-]+(?::\d{2,5}\b|/\w)))re",
         R"(\1[hidden])"},
     SecretRule{"oracle:thin:", R"re((?i)(oracle:thin:[^\s/@"'`:]{1,100}/)[^\s@"'`/]{1,100}(?=@))re",
                R"(\1[hidden])"},
@@ -212,16 +214,17 @@ constexpr std::array rules{
         R"(\1[hidden])"},
     // A token in the place of the user's name.
     SecretRule{"://",
-               R"((https?://)(?:(?=[A-Za-z0-9_\-]*\d)[A-Za-z0-9_\-]{20,}+|[A-Za-z0-9_\-]{32,}+))"
+               R"((https?://)(?:(?=[A-Za-z0-9_\-]{0,200}\d)[A-Za-z0-9_\-]{20,}+|[A-Za-z0-9_\-]{32,}+))"
                R"((?=(?::[^\s/@]{0,200})?@))",
                R"(\1[hidden])"},
-    SecretRule{"basic",
-               R"((?i)(\bbasic[ \t]+)(?:[A-Za-z0-9+/]{8,}==|(?=[A-Za-z0-9+/]*\d)(?:[A-Za-z0-9+/]{8,}=|)"
-               R"((?-i:(?=[a-z0-9+/]*[A-Z])(?=[A-Z0-9+/]*[a-z]))[A-Za-z0-9+/]{16,}))(?![A-Za-z0-9+/=]))",
-               R"(\1[hidden])"},
+    SecretRule{
+        "basic",
+        R"((?i)(\bbasic[ \t]+)(?:[A-Za-z0-9+/]{8,}==|(?=[A-Za-z0-9+/]{0,200}\d)(?:[A-Za-z0-9+/]{8,}=|)"
+        R"((?-i:(?=[a-z0-9+/]{0,200}[A-Z])(?=[A-Z0-9+/]{0,200}[a-z]))[A-Za-z0-9+/]{16,}))(?![A-Za-z0-9+/=]))",
+        R"(\1[hidden])"},
     SecretRule{"_auth _password",
                R"((?<![A-Za-z0-9.])(_(?:auth|password)[ \t]*=[ \t]*["']?))"
-               R"((?=[A-Za-z0-9+/_\-]*[\d=])[A-Za-z0-9+/=_\-]{8,}+(?![.(\[]))",
+               R"((?=[A-Za-z0-9+/_\-]{0,200}[\d=])[A-Za-z0-9+/=_\-]{8,}+(*SKIP)(?![.(\[]))",
                R"(\1[hidden])"},
     SecretRule{"curl",
                R"((\bcurl\b[^\n]{0,500}?\s(?:-u|--user)[ =]?["']?[^\s:'"$]{1,100}:)(?![$<{\[])[^\s'"]+)",
@@ -247,20 +250,21 @@ constexpr std::array rules{
                R"(\1[hidden])"},
     SecretRule{"token",
                R"((?i)(token\\*["']?\s*(?:=>|:=|[:=])\s*(\\*["'`])))"
-               R"((?=[^"'`\s]*\d)(?![$<{\[])[^"'`\s]{8,}(?=\2))",
+               R"((?=[^"'`\s]{0,200}\d)(?![$<{\[])[^"'`\s]{8,}(?=\2))",
                R"(\1[hidden])"},
     // authToken=…, without quotes: long, with a digit, and no call or member of something.
     SecretRule{
         "token key secret",
         R"((?i)((?:auth|access|refresh|bearer|api|id|session|secret|private|client)[_\-]?(?:token|key|secret))"
-        R"(\s*[:=]\s*)(?=[A-Za-z0-9+/=_\-]*\d)[A-Za-z0-9+/=_\-]{16,}+(?![A-Za-z0-9.(\[]))",
+        R"(\s*[:=]\s*)(?=[A-Za-z0-9+/=_\-]{0,200}\d)[A-Za-z0-9+/=_\-]{16,}+(*SKIP)(?![A-Za-z0-9.(\[]))",
         R"(\1[hidden])"},
     // client_secret: …, SECRET_KEY=…, shorter, with letters and a digit.
-    SecretRule{"secret",
-               R"((?i)((?:(?:client|session|app|consumer|signing|shared|webhook|jwt|oauth|cookie)[_\-]?)"
-               R"(secret(?:[_\-]?key)?|secret[_\-]?key)\s*[:=]\s*))"
-               R"((?=[A-Za-z0-9+/=_\-]*\d)(?=[A-Za-z0-9+/=_\-]*[A-Za-z])[A-Za-z0-9+/=_\-]{8,}+(?![.(\[]))",
-               R"(\1[hidden])"},
+    SecretRule{
+        "secret",
+        R"((?i)((?:(?:client|session|app|consumer|signing|shared|webhook|jwt|oauth|cookie)[_\-]?)"
+        R"(secret(?:[_\-]?key)?|secret[_\-]?key)\s*[:=]\s*))"
+        R"((?=[A-Za-z0-9+/=_\-]{0,200}\d)(?=[A-Za-z0-9+/=_\-]{0,200}[A-Za-z])[A-Za-z0-9+/=_\-]{8,}+(*SKIP)(?![.(\[]))",
+        R"(\1[hidden])"},
     SecretRule{"mysql mariadb",
                R"((\b(?:mysql|mariadb)(?:-?dump|-?admin|-?import)?[ \t]+-(?:[^\n|;&]{0,300}?[ \t]-)?p["']?))"
                R"((?![$<{\[])[^\s"']{3,})",
@@ -281,15 +285,17 @@ constexpr std::array rules{
     // Several words to the end of the line, or one with a digit.
     SecretRule{
         "passphrase pass-phrase pass_phrase",
-        R"((?im)(\bpass[_\-]?phrase[ \t]*[:=][ \t]*)(?![$<{\["'`(])(?!(?:string|str|bytes|null|none)\b))"
-        R"((?:[^\s()=;{}]+[ \t]+[^\n()=;{}]+$|(?=[^\s()]*\d)[^\s()=;{}.]{6,}))",
+        R"((?im)(\bpass[_\-]?phrase[*_]{0,3}[ \t]*[:=][*_]{0,3}[ \t]*)(?![$<{\["'`(*_])(?!(?:string|str|bytes|null|)"
+        R"(none)\b)(?:(?![^\n]{0,200}?\b(?:the|an?|is|are|was|if|when|it|you|your|must|should|can|may|will|not|no|)"
+        R"(never|see|ask|leave|empty|optional|required|for|please|then|set|reset|forgotten|unknown|vault)\b))"
+        R"([^\s()=;{}]{1,100}+[ \t]+[^\n()=;{}]{1,300}+$|(?=[^\s()]{0,200}\d)[^\s()=;{}.]{6,}))",
         R"(\1[hidden])"},
     // To the end of the line: four words or more, or fewer of which the first has been hidden as a password.
     // None is
     // one that sentences about passwords have.
     SecretRule{
         "password passwd passwort",
-        R"((?im)(\bpass(?:word|wd|wort)[ \t]*[:=][ \t]*)(?![^\n]{0,200}?\b(?:the|an?|is|are|was|be|must|should|)"
+        R"((?im)(\bpass(?:word|wd|wort)[ \t]*[:=][ \t]*)(?=\[hidden\][ \t]|[A-Za-z0-9]{1,24}[ \t])(?![^\n]{0,200}?\b(?:the|an?|is|are|was|be|must|should|)"
         R"(shall|can|cannot|may|will|would|could|needs?|has|have|had|do|does|did|not|no|never|none|see|ask|same|)"
         R"(field|login|reset|required?|optional|minimum|at|least|characters?|set|empty|missing|wrong|invalid|)"
         R"(too|uses?|using|when|if|only|please|then|from|for|with|without|to|in|on|of|and|or|by|as|it|we|you)\b))"
@@ -308,24 +314,24 @@ constexpr std::array rules{
                R"([^\s"'`]{4,})",
                R"(\1[hidden])"},
     SecretRule{"_pass _pwd _pw",
-               R"((?i)((?<=[a-z0-9])_(?:pass|pwd|pw)["']?[ \t]*[:=][ \t]*["']?)(?=[^\s"'`]*[A-Za-z]))"
-               R"((?=[^\s"'`]*\d)(?![$<{(/~.\[])[^\s"'`(),;.]{6,}+(?![(.]))",
+               R"((?i)((?<=[a-z0-9])_(?:pass|pwd|pw)["']?[ \t]*[:=][ \t]*["']?)(?=[^\s"'`]{0,200}[A-Za-z]))"
+               R"((?=[^\s"'`]{0,200}\d)(?![$<{(/~.\[])[^\s"'`(),;.]{6,}+(*SKIP)(?![(.]))",
                R"(\1[hidden])"},
     SecretRule{"pw: pw= pwd: pwd= pass= passwort kennwort",
                R"((?i)(\b(?:pwd?|passwort|kennwort|pass(?==))[:=][ \t]*["']?)(?![$<{(/~.\[]|[A-Z]:\\))"
-               R"((?=[^\s"'`]*[A-Za-z])(?=[^\s"'`]*[\d!@#$%^*+])[^\s"'`(),;]{6,})",
+               R"((?=[^\s"'`]{0,200}[A-Za-z])(?=[^\s"'`]{0,200}[\d!@#$%^*+])[^\s"'`(),;]{6,})",
                R"(\1[hidden])"},
     SecretRule{"key",
                R"((?i)(\b(?:api|access|secret|auth|encryption)[ \t]key(?:[ \t]*[:=]|[ \t]is)[ \t]*["'`]?))"
-               R"((?=[A-Za-z0-9+/=_\-]*\d)(?=[+/=_\-]?(?:[A-Za-z0-9]+[+/=_\-]+){0,8}[A-Za-z0-9]{16}))"
-               R"([A-Za-z0-9+/=_\-]{16,}+(?![.(\[]))",
+               R"((?=[A-Za-z0-9+/=_\-]{0,200}\d)(?=[+/=_\-]?(?:[A-Za-z0-9]++[+/=_\-]++){0,8}[A-Za-z0-9]{16}))"
+               R"([A-Za-z0-9+/=_\-]{16,}+(*SKIP)(?![.(\[]))",
                R"(\1[hidden])"},
     // As a program is called.
     SecretRule{
         "-pass -token -secret -api",
         R"((?<![A-Za-z0-9\-])(--(?:[a-z]+-){0,3}(?:password|passwd|passphrase|pass|token|secret|api-?key))"
-        R"((?:[ \t]+|=)["']?)(?![$<{(\[\-|&>@/~.]|\d>|https?:|[a-z]+=)(?=[^\s"'`]*[A-Za-z]))"
-        R"((?=[^\s"'`]*[\d!#%^*])[^\s"'`]{6,})",
+        R"((?:[ \t]+|=)["']?)(?![$<{(\[\-|&>@/~.]|\d>|https?:|[a-z]+=)(?=[^\s"'`]{0,200}[A-Za-z]))"
+        R"((?=[^\s"'`]{0,200}[\d!#%^*])[^\s"'`]{6,})",
         R"(\1[hidden])"},
     // Elements and attributes of XML. A password of letters alone begins with a small one, as labels don't.
     SecretRule{"passw passphrase",
@@ -342,19 +348,19 @@ constexpr std::array rules{
         "password passwd",
         R"re((?i)(\b(?:key|name)\s?=\s?(["'])[\w.:\- ]{0,60}(?:password|passwd)\2\s+value\s?=\s?(["'])))re"
         R"re((?!(?:)re" LUMBRO_PLACEHOLDER "|" LUMBRO_NO_PASSWORD
-        R"re()\3)(?=[^\s"']*[\d!@#$%^&+=?~*_]|(?-i:[a-z]))[^\s"']{3,200}(?=\3))re",
+        R"re()\3)(?=[^\s"']{0,200}[\d!@#$%^&+=?~*_]|(?-i:[a-z]))[^\s"']{3,200}(?=\3))re",
         R"(\1[hidden])"},
     // Keys of services and programs that have names of their own.
     SecretRule{
         "_key -key erkey dminkey ngkey ntkey etkey",
         R"re((?i)((?:fernet|admin|master|signing|encryption|subscription|storage|account|app|application|)re"
         R"re(consumer|hmac|jwt|license|deploy)[_\-]?key\\*["']?\s*(?:=>|:=|[:=])\s*\\*["'`]?))re"
-        R"re((?=[A-Za-z0-9+/_\-:]*\d)(?:base64:)?(?=[+/=_\-]?(?:[A-Za-z0-9]+[+/=_\-]+){0,8}[A-Za-z0-9]{12}))re"
-        R"re([A-Za-z0-9+/=_\-]{16,}+(?![.(\[:]))re",
+        R"re((?=[A-Za-z0-9+/_\-:]{0,200}\d)(?:base64:)?(?=[+/=_\-]?(?:[A-Za-z0-9]++[+/=_\-]++){0,8}[A-Za-z0-9]{12}))re"
+        R"re([A-Za-z0-9+/=_\-]{16,}+(*SKIP)(?![.(\[:]))re",
         R"(\1[hidden])"},
     SecretRule{"secret_key_base secretkeybase",
                R"re((?i)(secret_?key_?base\\*["']?\s*(?:=>|:=|[:=])\s*\\*["'`]?))re"
-               R"re((?=[A-Za-z0-9+/=_\-]*\d)[A-Za-z0-9+/=_\-]{16,}+(?![.(\[]))re",
+               R"re((?=[A-Za-z0-9+/=_\-]{0,200}\d)[A-Za-z0-9+/=_\-]{16,}+(*SKIP)(?![.(\[]))re",
                R"(\1[hidden])"},
     // The private members of a key in JSON, wherever its kind stands.
     SecretRule{"kty", R"re((\\*"(?:d|p|q|dp|dq|qi|k)\\*"\s*:\s*\\*")[A-Za-z0-9_\-]{20,}(?=\\*"))re",
@@ -365,6 +371,8 @@ constexpr std::array rules{
                            R"([0-9a-f]{32}(?![0-9A-Za-z]))",
                R"(\1[hidden])"},
 };
+
+static_assert(rules.size() <= mostSecretRules);
 
 }  // namespace
 

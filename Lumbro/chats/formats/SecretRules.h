@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <span>
 
 namespace lumbro {
@@ -13,6 +14,9 @@ struct SecretRule {
     const char* pattern;
     const char* replacement;
 };
+
+/// There are no more forms than that.
+inline constexpr size_t mostSecretRules = 160;
 
 /// All forms, in the order in which they are replaced.
 std::span<const SecretRule> secretRules();

@@ -95,19 +95,29 @@ void SeenText::appendReplacement(const SeenText& from, const QRegularExpressionM
     }
 }
 
-void SeenText::replace(const QRegularExpression& pattern, const QString& replacement) {
+bool SeenText::replace(const QRegularExpression& pattern, const QString& replacement,
+                       const QString& unsearched) {
     SeenText result;
     qsizetype copied = 0;
-    for (const QRegularExpressionMatch& match : pattern.globalMatch(m_text)) {
+    QRegularExpressionMatchIterator matches = pattern.globalMatch(m_text);
+    while (matches.hasNext()) {
+        const QRegularExpressionMatch match = matches.next();
         result.append(*this, copied, match.capturedStart());
         result.appendReplacement(*this, match, replacement);
         copied = match.capturedEnd();
     }
-    if (copied > 0) {
-        result.append(*this, copied, m_text.size());
+    const bool isSearched = matches.isValid();
+    if (isSearched) {
+        result.append(*this, copied, copied > 0 ? m_text.size() : 0);
+    } else {
+        result.m_text += unsearched;
+        result.m_places.resize(size_t(result.m_text.size()), nowhere);
+    }
+    if (copied > 0 || !isSearched) {
         m_text = std::move(result.m_text);
         m_places = std::move(result.m_places);
     }
+    return isSearched;
 }
 
 QString SeenText::whole() const {

@@ -19,8 +19,9 @@ class SeenText {
     static bool isNeededFor(QStringView text);
 
     const QString& text() const { return m_text; }
-    /// As QString does it; of the replacement, "\1" to "\9" mean what was captured.
-    void replace(const QRegularExpression& pattern, const QString& replacement);
+    /// As QString does it; of the replacement, "\1" to "\9" mean what was captured. False when the search
+    /// gave up: what is behind the last match is then replaced by `unsearched`, as it may hold anything.
+    bool replace(const QRegularExpression& pattern, const QString& replacement, const QString& unsearched);
     /// The text with its unseen characters.
     QString whole() const;
 
