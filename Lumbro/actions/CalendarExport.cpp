@@ -2,6 +2,7 @@
 
 #include "LumbroCore/AppLog.h"
 #include "LumbroCore/Dates.h"
+#include "actions/formats/VisibleText.h"
 
 #include <QLocale>
 
@@ -151,8 +152,9 @@ Task<QStringList> conflicts(CalendarStore* store, EventDraft draft) {
 static Task<std::optional<CalendarEvent>> sameEvent(CalendarStore* store, EventDraft draft) {
     const QList<CalendarEvent> around =
         co_await store->events(draft.start.addSecs(-sameStart), draft.start.addSecs(sameStart));
+    const QString title = visibleText(draft.title);
     const auto same = std::ranges::find_if(around, [&](const CalendarEvent& event) {
-        return event.title == draft.title && std::abs(event.start.secsTo(draft.start)) < sameStart;
+        return visibleText(event.title) == title && std::abs(event.start.secsTo(draft.start)) < sameStart;
     });
     co_return same == around.end() ? std::nullopt : std::optional(*same);
 }

@@ -1,6 +1,7 @@
 #include "actions/RemindersExport.h"
 
 #include "LumbroCore/Dates.h"
+#include "actions/formats/VisibleText.h"
 
 #include <algorithm>
 #include <utility>
@@ -38,7 +39,7 @@ Task<Result<CalendarList>> remindersList(TaskStore* store) {
 }  // namespace
 
 Task<Result<QList<AddedCalendarItem>>> add(TaskStore* store, QList<ActionItem> items, QString note) {
-    if (std::ranges::any_of(items, [](const ActionItem& item) { return item.task.isEmpty(); })) {
+    if (std::ranges::any_of(items, [](const ActionItem& item) { return visibleText(item.task).isEmpty(); })) {
         co_return fail(u"A task without words can't be added; say what is to be done."_s);
     }
     CalendarAccess access = co_await store->openTasks();

@@ -143,6 +143,22 @@ TEST(EventDraft, guestsAreAListOfAddressesAsInAMail) {
          {u"Jim \"Bo\" O'Neill <j@x.org>"_s, u"5\" Dan"_s, u"<a"_s, u"(b"_s},
          {u"Jim"_s, u"5\""_s, u"<a"_s, u"(b"_s},
          {u"j@x.org"_s}},
+        {u"Jane <jane@x.org, Bob <bob@x.org>"_s,
+         {u"Jane <jane@x.org"_s, u"Bob <bob@x.org>"_s},
+         {u"Jane"_s, u"Bob"_s},
+         {u"jane@x.org"_s, u"bob@x.org"_s}},
+        {u"<jane@x.org, b@y.org>, Ann (CTO, Bo (dev, old) <c@z.org>"_s,
+         {u"<jane@x.org"_s, u"b@y.org>"_s, u"Ann (CTO"_s, u"Bo (dev, old) <c@z.org>"_s},
+         {u"Ann"_s, u"Bo"_s},
+         {u"jane@x.org"_s, u"b@y.org"_s, u"c@z.org"_s}},
+        {u"Jane \"JJ <j@x.org>, Bob \"Bo\" Lee <b@y.org>, 5\" Al, Di \"Q\""_s,
+         {u"Jane \"JJ <j@x.org>"_s, u"Bob \"Bo\" Lee <b@y.org>"_s, u"5\" Al"_s, u"Di \"Q\""_s},
+         {u"Jane"_s, u"Bob"_s, u"5\""_s, u"Di"_s},
+         {u"j@x.org"_s, u"b@y.org"_s}},
+        {u"Pat <pat.o'neill@x.org>, jürgen@x.org, o'neill@x.org"_s,
+         {u"Pat <pat.o'neill@x.org>"_s, u"jürgen@x.org"_s, u"o'neill@x.org"_s},
+         {u"Pat"_s},
+         {u"pat.o'neill@x.org"_s, u"o'neill@x.org"_s}},
         {u"\"\", \",\" <>, ,; me"_s, {u"\"\""_s, u"\",\" <>"_s}, {}, {}},
     };
     for (const Row& row : rows) {
@@ -174,6 +190,9 @@ TEST(EventDraft, whatCannotBeMeantIsRefusedAndWhatMayBeASlipIsTold) {
         {u"2026-03-05 14:00"_s, u"1"_s, {}, {u"It takes only a minute."_s}},
         {u"2026-03-05 08:00"_s, u"4"_s, {}, {u"It takes only 4 minutes."_s, u"It is over already."_s}},
         {u"2026-03-05 08:45"_s, u"30"_s, {}, {}},
+        {u"2026-03-05 14:00"_s, u"1440"_s, {}, {}},
+        {u"2026-03-05 14:00"_s, u"25 h"_s, {}, {u"It is over a day long."_s}},
+        {u"2026-03-05 14:00"_s, u"9000 h"_s, u"An event of more than a year can't be meant"_s, {}},
         {u"2062-03-05 14:00"_s, u"5"_s, {}, {u"It is in 2062."_s}},
     };
     for (const Row& row : rows) {
@@ -210,9 +229,9 @@ TEST(EventDraft, lengthsAsPeopleWriteThem) {
         {u"90 min"_s, 90},
         {u"0.5 Hours"_s, 30},
         {u"24 h"_s, 1440},
-        {u"25 h"_s, 30},
-        {u"9999999999 min"_s, 30},
-        {u"9999999999999999999 h"_s, 30},
+        {u"25 h"_s, 1500},
+        {u"9999999999 min"_s, std::numeric_limits<int>::max()},
+        {u"9"_s.repeated(400) + u'h', std::numeric_limits<int>::max()},
     };
     for (const auto& [length, minutes] : rows) {
         const auto draft = EventDraft::parse(u"Event: x\nWhen: 2026-03-05T14:00\nLength: "_s + length);
@@ -221,11 +240,32 @@ TEST(EventDraft, lengthsAsPeopleWriteThem) {
     }
 }
 
+TEST(EventDraft, aTitleIsWhatCanBeSeenOfIt) {
+    const QList<std::pair<QString, QString>> rows{
+        {u"\u0007Bud\u200bget\u202e \u200b"_s, u"Budget"_s},
+        {u"\u200dA\u00a0B\u2800"_s, u"A B"_s},
+        {u"👩\u200d💻 می\u200cخواهم"_s, u"👩\u200d💻 می\u200cخواهم"_s},
+    };
+    for (const auto& [written, seen] : rows) {
+        const auto draft = EventDraft::parse(u"Event: %1\nWhen: 2026-03-05 14:00"_s.arg(written));
+        ASSERT_TRUE(draft) << qPrintable(written);
+        EXPECT_EQ(draft->title, seen);
+    }
+    const auto tasks = ActionItem::parse(u"- [ ] \u200b\n- [ ] M\u200be — \u0001call (2026-03-09)\u200b"_s,
+                                         {}, QDate(2026, 3, 5));
+    ASSERT_EQ(tasks.size(), 2);
+    EXPECT_EQ(tasks[0].task, QString());
+    EXPECT_EQ(tasks[1].task, u"call");
+    EXPECT_EQ(tasks[1].due, QDate(2026, 3, 9));
+    EXPECT_TRUE(tasks[1].include);
+}
+
 TEST(EventDraft, withoutTitleOrTimeThereIsNone) {
     for (const QString& text :
          {u"Event: x"_s, u"Event:\nWhen: 2026-03-05 14:00"_s, u"When: 2026-03-05 14:00"_s,
           u"Event: x\nWhen: 2026-02-30 14:00"_s, u"Event: x\nWhen: 2026-03-05 25:00"_s,
-          u"Event: x\nWhen: Thursday"_s, QString()}) {
+          u"Event: x\nWhen: Thursday"_s, u"Event: \u0001\nWhen: 2026-03-05 14:00"_s,
+          u"Event: \u200b\u2060\u3164\ufe0f\nWhen: 2026-03-05 14:00"_s, QString()}) {
         EXPECT_FALSE(EventDraft::parse(text)) << text.toStdString();
     }
 }

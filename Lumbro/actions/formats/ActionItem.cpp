@@ -2,6 +2,7 @@
 
 #include "LumbroCore/Literals.h"
 #include "LumbroCore/Text.h"
+#include "actions/formats/VisibleText.h"
 #include "memory/formats/PromiseDates.h"
 
 #include <QRegularExpression>
@@ -60,10 +61,11 @@ QList<ActionItem> ActionItem::parse(const QString& text, std::optional<QDate> ma
         auto [owner, task] = ownerAndTask(bare.sliced(6).remove(u"**"_s));
         ActionItem item;
         item.id = static_cast<int>(items.size());
-        item.owner = owner;
+        item.owner = visibleText(owner);
+        task = visibleText(task);
         item.due = takeDue(task, madeOn, today);
-        item.task = task.trimmed();
-        const QString who = owner.toLower();
+        item.task = visibleText(task);
+        const QString who = item.owner.toLower();
         item.include = who == u"me" || who == u"i" || who.isEmpty();
         items.append(item);
     }

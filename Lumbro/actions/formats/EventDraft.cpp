@@ -4,16 +4,20 @@
 #include "LumbroCore/Literals.h"
 #include "LumbroCore/Text.h"
 #include "actions/formats/GuestList.h"
+#include "actions/formats/VisibleText.h"
 
 #include <QHash>
 #include <QLocale>
 #include <QRegularExpression>
 
 #include <algorithm>
+#include <limits>
 
 namespace lumbro {
 
 namespace {
+
+constexpr int dayMinutes = 24 * 60;
 
 const QLocale& english() {
     static const QLocale locale(QLocale::English, QLocale::UnitedStates);
@@ -62,16 +66,14 @@ std::optional<QDateTime> time(const QString& text) {
 int minutesOf(const QString& text) {
     static const QRegularExpression number(u"(\\d+(?:\\.\\d+)?)"_s);
     constexpr int usual = 30;
-    constexpr double most = 24 * 60;
+    constexpr double most = std::numeric_limits<int>::max();
     const QString lower = text.toLower();
     const auto match = number.match(lower);
     if (!match.hasMatch()) {
         return usual;
     }
     const bool isHours = lower.contains(u'h') && !lower.contains(u"min");
-    const double minutes = match.captured(1).toDouble() * (isHours ? 60 : 1);
-    // A number that no call lasts is a slip of the agent's, and the user would find the days blocked.
-    return minutes <= most ? static_cast<int>(minutes) : usual;
+    return static_cast<int>(std::min(match.captured(1).toDouble() * (isHours ? 60 : 1), most));
 }
 
 QStringList guests(const QString& text) {
@@ -86,7 +88,7 @@ QStringList guests(const QString& text) {
 }  // namespace
 
 static std::optional<EventDraft> draftOf(const Values& values) {
-    const QString title = values.value(u"event"_s);
+    const QString title = visibleText(values.value(u"event"_s));
     const auto start = time(values.value(u"when"_s));
     if (title.isEmpty() || !start) {
         return std::nullopt;
@@ -146,6 +148,13 @@ std::optional<QString> EventDraft::fault() const {
     if (minutes <= 0) {
         return u"An event of no length can't be meant; ask again with how long it takes."_s;
     }
+    constexpr int mostMinutes = 366 * dayMinutes;
+    if (minutes > mostMinutes) {
+        return u"An event of more than a year can't be meant; ask again with how long it takes."_s;
+    }
+    if (visibleText(title).isEmpty()) {
+        return u"An event without a title can't be added; ask again with what it is about."_s;
+    }
     return std::nullopt;
 }
 
@@ -155,6 +164,9 @@ QStringList EventDraft::oddities(const QDateTime& now) const {
     if (minutes < fewMinutes) {
         sentences.append(minutes == 1 ? u"It takes only a minute."_s
                                       : u"It takes only %1 minutes."_s.arg(minutes));
+    }
+    if (minutes > dayMinutes) {
+        sentences.append(u"It is over a day long."_s);
     }
     // The usual form of a day tells no year.
     if (const int year = start.date().year(); year != now.toLocalTime().date().year()) {

@@ -28,8 +28,8 @@ struct EventDraft {
     /// The title, "@" and the start.
     QString id() const;
     QDateTime end() const { return start.addSecs(qint64(minutes) * 60); }
-    /// Why it can't be booked, as a sentence for the user: a length or a year that can't be meant. Nothing
-    /// where it can.
+    /// Why it can't be booked, as a sentence for the user: a length or a year that can't be meant, or a
+    /// title that nobody sees. Nothing where it can.
     std::optional<QString> fault() const;
     /// What may be a slip, as sentences for who is asked.
     QStringList oddities(const QDateTime& now) const;

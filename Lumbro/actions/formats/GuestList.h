@@ -7,8 +7,8 @@
 /// addresses in brackets.
 namespace lumbro::guestList {
 
-/// The guests in a line, each as it is written. A comma or semicolon in quotes or brackets parts none. Takes
-/// any text.
+/// The guests in a line, each as it is written. A comma or semicolon in quotes or brackets that end parts
+/// none. Takes any text.
 QStringList split(const QString& line);
 
 /// A guest's first name: of "Doe, Jane" in quotes, Jane. Empty where there is but an address.
