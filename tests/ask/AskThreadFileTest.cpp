@@ -191,11 +191,18 @@ TEST(AskThreadFile, givesBackWhatWasSaid) {
 }
 
 TEST(AskThreadFile, theTitleKeepsWhatItsBlockWouldTakeAway) {
-    for (const QString& title : {u"What of issue #12?"_s, u"\"Ship it\" said who?"_s, u"'"_s, u"#12"_s}) {
+    for (const QString& title : {u"What of issue #12?"_s, u"\"Ship it\" said who?"_s, u"'"_s, u"#12"_s,
+                                 u"What \"is\" # this?\nmore"_s, u"a # b\n\n### Me\n\"c\""_s}) {
         AskThread thread;
         thread.title = title;
-        EXPECT_EQ(parsed(QString::fromUtf8(askThreadFile::write(thread))).title, title);
+        AskTurn turn;
+        turn.question = title;
+        thread.turns = {turn};
+        const QString oneLine = QString(title).replace(u'\n', u' ');
+        EXPECT_EQ(parsed(QString::fromUtf8(askThreadFile::write(thread))).title, oneLine);
     }
+    EXPECT_EQ(parsed(u"---\ntitle: Mine # b\n---\n\n# Mine # b\n\nA note.\n"_s).title, u"Mine # b"_s);
+    EXPECT_EQ(parsed(u"---\ntitle: Mine # b\n---\n\n# Mine\n"_s).title, u"Mine"_s);
     EXPECT_EQ(parsed(u"---\ntitle: \"Mine\" # renamed\n---\n\n# Before\n"_s).title, u"Mine"_s);
     EXPECT_EQ(parsed(u"---\ntitle: Mine\n---\n### Me\nQ\n### Lumbro\n# Mine # A\n"_s).title, u"Mine"_s);
 }

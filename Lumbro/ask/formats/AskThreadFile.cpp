@@ -69,13 +69,15 @@ class TurnReader {
             m_question.append(unescaped(line, beginsSection));
         } else if (m_section == Section::answer) {
             takeAnswer(line);
-        } else if (m_heading.isEmpty() && line.startsWith(u"# ")) {
-            m_heading = line.sliced(2);
+        } else if (!m_heading.isEmpty()) {
+            m_heading.append(unescaped(line, beginsSection));
+        } else if (line.startsWith(u"# ")) {
+            m_heading.append(line.sliced(2));
         }
     }
 
-    /// The first heading above the turns.
-    const QString& heading() const { return m_heading; }
+    /// The first heading above the turns, and the lines that follow it there.
+    const QStringList& heading() const { return m_heading; }
 
     QList<AskTurn> finish() {
         close();
@@ -123,7 +125,7 @@ class TurnReader {
 
     const AskLookup& m_lookup;
     Section m_section = Section::none;
-    QString m_heading;
+    QStringList m_heading;
     QStringList m_question;
     QStringList m_answer;
     AskTurn m_turn;
@@ -154,11 +156,30 @@ QString bodyOf(const QString& text) {
     return text.mid(begin);
 }
 
+/// What stands behind "title:" in the block at the top, as it stands there.
+QString rawTitle(const QString& text) {
+    const QStringList lines = Frontmatter::lines(text);
+    for (qsizetype i = Frontmatter::closingFence(lines) - 1; i > 0; --i) {
+        const QStringView line(lines.at(i));
+        const qsizetype colon = line.indexOf(u':');
+        if (colon >= 0 && trimmedBlanks(line.first(colon)).compare(u"title", Qt::CaseInsensitive) == 0) {
+            return trimmedBlanks(line.sliced(colon + 1)).toString();
+        }
+    }
+    return {};
+}
+
 /// The block at the top takes quotes and what stands behind " #" out of its values, which a question may
-/// hold. The heading below has them still, unless people have changed either.
-QString titleOf(const QString& value, const QString& heading) {
-    const auto block = Frontmatter::parse(u"---\ntitle: %1\n---"_s.arg(heading));
-    return block.value(u"title"_s) == value ? heading : value;
+/// hold. Where the lines below it are the same the file is as we wrote it, and what stands there is the title
+/// as a whole; people may have changed either.
+QString titleOf(const QString& text, const QString& value, const QStringList& heading) {
+    const QString raw = rawTitle(text);
+    if (raw.simplified() == heading.join(u' ').simplified()) {
+        return raw;
+    }
+    const QString first = heading.value(0);
+    const auto block = Frontmatter::parse(u"---\ntitle: %1\n---"_s.arg(first));
+    return block.value(u"title"_s) == value ? first : value;
 }
 
 /// Where the first line that is a fence begins, from the line at `begin` on; -1 when there is none.
@@ -204,7 +225,7 @@ AskThread read(const QString& text, const QString& path, const AskLookup& lookup
     thread.turns = reader.finish();
     const bool hasTurns = !thread.turns.isEmpty();
     const auto title = parsed.value(u"title"_s);
-    thread.title = title      ? titleOf(*title, reader.heading())
+    thread.title = title      ? titleOf(plain, *title, reader.heading())
                    : hasTurns ? thread.turns.first().question
                               : u"Untitled"_s;
     thread.created = dates::fromIso(parsed.value(u"created"_s).value_or(QString()))
