@@ -139,7 +139,7 @@ TEST_F(BriefTest, withoutTheEngineOrAPlaceNoCaptureIsMade) {
     calendar.put(u"next"_s, u"Next"_s, in(600));
     clock.advance(1min);
     EXPECT_EQ(agent.calls.size(), asked) << "nobody pays for what can't be written";
-    EXPECT_EQ(logged(u"[prep] prep failed for 'Next': no room"_s), 1);
+    EXPECT_EQ(logged(u"[prep] prep failed for 'Next': there is no place for a brief, for "_s), 1);
     QFile::remove(scratch.path(u"library/engines/prep.md"_s));
     library.reloadEngines(true);
     calendar.put(u"other"_s, u"Other"_s, in(600));
