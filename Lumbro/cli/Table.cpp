@@ -183,7 +183,8 @@ QString fitted(const QString& text, int width) {
             full = true;
             result += u'…';
         }
-        if (!isCode && columns == 0 && (unseen += piece.size()) > mostUnits(width)) {
+        unseen += !isCode && columns == 0 ? piece.size() : 0;
+        if (!isCode && columns == 0 && unseen > mostUnits(width)) {
             return;
         }
         if (!full || (isEnd && isColoured)) {
