@@ -192,11 +192,83 @@ TEST_F(IcalFileTest, namesTheFilesOfWhichSomethingIsMissing) {
                      sentence.section(u".ics "_s, 1).section(u' ', 0, 0));
     }
     EXPECT_EQ(named, (QStringList{u"crowded: holds"_s, u"huge: holds"_s, u"odd: repeats"_s,
-                                  u"restless: repeats"_s, u"wordy: holds"_s, u"zero: holds"_s}));
+                                  u"restless: repeats"_s, u"wordy: holds"_s, u"zero: is"_s}));
     // The next look, which reads them anew as they are young, and a file that is in order again.
     put("wordy", begin + "END:VEVENT\r\n");
     EXPECT_EQ(files.events(folder.path(u"calendars"_s), {}, at(3, 1), at(4, 1)).size(), 5);
     EXPECT_EQ(files.leftOut().size(), 5);
+}
+
+TEST_F(IcalFileTest, namesWhatIsBrokenOnceItMayNotGrow) {
+    const test::ScratchFolder folder;
+    const QByteArray event = "BEGIN:VEVENT\r\nUID:one\r\nSUMMARY:one\r\nDTSTART:20260302T090000\r\n";
+    const QByteArray whole = test::calendarFile(event + "END:VEVENT\r\n");
+    const std::pair<const char*, QByteArray> broken[] = {
+        {"cr", QByteArray(whole).replace("\r\n", "\r")},
+        {"empty", {}},
+        {"half", "BEGIN:VCALENDAR\r\n" + event + "END:VEVENT\r\n" + event + "SUMMARY:ha"},
+        {"page", "<!DOCTYPE html>\n<html><head><title>Sign in</title></head></html>\n"}};
+    const auto put = [&](const QString& name, const QByteArray& bytes, int age) {
+        folder.write(u"calendars/office/"_s + name + u".ics"_s, bytes);
+        QFile file(folder.path(u"calendars/office/"_s + name + u".ics"_s));
+        EXPECT_TRUE(file.open(QIODevice::ReadWrite));
+        file.setFileTime(QDateTime::currentDateTime().addSecs(-age), QFileDevice::FileModificationTime);
+    };
+    put(u"journal"_s, "BEGIN:VCALENDAR\r\nEND:VCALENDAR\r\n", 60);
+    for (const auto& [name, bytes] : broken) {
+        put(QString::fromLatin1(name), bytes, 60);
+        put(u"young-"_s + QString::fromLatin1(name), bytes, 0);
+    }
+    VdirFiles files;
+    EXPECT_EQ(files.events(folder.path(u"calendars"_s), {}, at(3, 1), at(4, 1)).size(), 2);
+    QStringList named;
+    for (const QString& sentence : files.leftOut()) {
+        named.append(sentence.section(u'/', -1).section(u' ', 0, 1));
+    }
+    EXPECT_EQ(named, (QStringList{u"cr.ics is"_s, u"empty.ics is"_s, u"half.ics breaks"_s, u"page.ics is"_s,
+                                  u"young-cr.ics is"_s}));
+}
+
+TEST_F(IcalFileTest, manyEventsOfOneNameTakeLittleTime) {
+    const QByteArray daily = "DTSTART:20260301T090000\r\nRRULE:FREQ=DAILY\r\n";
+    QList<QByteArray> events(3000, daily);
+    for (int i = 0; i < 3000; ++i) {
+        const QByteArray time =
+            QDateTime({2026, 3, 2}, {9, 0}).addSecs(60 * i).toString(u"yyyyMMddTHHmmss"_s).toLatin1();
+        events.append("RECURRENCE-ID;RANGE=THISANDFUTURE:" + time + "\r\nDTSTART:20260302T100000\r\n");
+    }
+    QElapsedTimer timer;
+    timer.start();
+    const IcalFile file = IcalFile::read(test::calendarFile(test::vevents(u"one"_s, events)), {});
+    EXPECT_LT(timer.elapsed(), 10'000);
+    EXPECT_TRUE(file.lacksChanges());
+    const QByteArray rules = QByteArray("RRULE:FREQ=DAILY\r\n").repeated(20'000);
+    const QByteArray split = QByteArray("RRU\r\n LE:FREQ=DAILY\r\n").repeated(20'000);
+    for (const QByteArray& lines : {rules, split, QByteArray("X:\n").repeated(300'000)}) {
+        const QByteArray text = test::calendarFile(test::vevents(u"one"_s, {daily + lines}));
+        EXPECT_EQ(IcalFile::read(text, {}).fault(), IcalFile::Fault::tooMuch) << lines.first(8).constData();
+    }
+}
+
+TEST_F(IcalFileTest, ofTimesThatClocksShowTwiceTheFirstIsMeant) {
+    const auto found = [](const QByteArray& lines) {
+        std::vector<IcalOccurrence> all;
+        IcalBudget budget = IcalBudget::forReading();
+        const IcalFile file = IcalFile::read(test::calendarFile(test::vevents(u"one"_s, {lines})), {});
+        file.addOccurrences(at(10, 25), at(10, 26), budget, all);
+        QStringList times;
+        for (const IcalOccurrence& each : all) {
+            times.append(QDateTime::fromSecsSinceEpoch(each.start, Qt::UTC).toString(u"dd HH:mm"_s));
+        }
+        return times;
+    };
+    for (const QByteArray zone : {"", ";TZID=Europe/Berlin", ";TZID=Europe/Paris"}) {
+        const QByteArray daily = "DTSTART" + zone + ":20261001T023000\r\nRRULE:FREQ=DAILY\r\n";
+        EXPECT_EQ(found(daily), QStringList{u"25 00:30"_s}) << zone.constData();
+        EXPECT_EQ(found(daily + "EXDATE:20261025T003000Z\r\n"), QStringList()) << zone.constData();
+        EXPECT_EQ(found("DTSTART" + zone + ":20261025T033000\r\n"), QStringList{u"25 02:30"_s});
+        EXPECT_EQ(found("DTSTART" + zone + ":20261025T013000\r\n"), QStringList{u"24 23:30"_s});
+    }
 }
 
 }  // namespace

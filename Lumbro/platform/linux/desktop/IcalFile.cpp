@@ -1,6 +1,7 @@
 #include "platform/linux/desktop/IcalFile.h"
 
 #include "platform/linux/desktop/IcalSeries.h"
+#include "platform/linux/desktop/IcalText.h"
 #include "platform/linux/desktop/IcalTrim.h"
 
 #include <QHash>
@@ -13,64 +14,12 @@ namespace lumbro {
 
 namespace {
 
-constexpr int mostDepth = 8;
-constexpr int mostComponents = 20'000;
 /// How often all that follows in a file's series may change.
 constexpr size_t mostChanges = 200;
+/// How many stand-ins may be looked at for all series of a file together: as many as it has components, since
+/// an item has but one series.
+constexpr size_t mostPairs = 20'000;
 constexpr int mostAttendees = 500;
-
-/// The library goes down into what is nested and up again by calling itself.
-bool isShallow(const QByteArray& bytes) {
-    int depth = 0;
-    int components = 0;
-    for (qsizetype at = 0; at < bytes.size();) {
-        const QByteArrayView rest = QByteArrayView(bytes).sliced(at);
-        const QByteArrayView line = rest.first(std::min<qsizetype>(rest.size(), 6)).trimmed();
-        if (line.size() >= 5 && qstrnicmp(line.data(), 5, "BEGIN", 5) == 0) {
-            ++components;
-            if (++depth > mostDepth || components > mostComponents) {
-                return false;
-            }
-        } else if (line.size() >= 4 && qstrnicmp(line.data(), 4, "END:", 4) == 0) {
-            depth = std::max(depth - 1, 0);
-        }
-        const qsizetype end = bytes.indexOf('\n', at);
-        at = end < 0 ? bytes.size() : end + 1;
-    }
-    return true;
-}
-
-bool isWholeFile(QByteArrayView bytes) {
-    constexpr QByteArrayView end = "END:VCALENDAR";
-    const QByteArrayView text = bytes.trimmed();
-    return text.size() >= end.size() &&
-           qstrnicmp(text.last(end.size()).data(), end.size(), end.data(), end.size()) == 0;
-}
-
-/// Without the descriptions of zones that the system knows better: they are half of most files, and the
-/// library takes as long for them as for the event.
-QByteArray withoutKnownZones(const QByteArray& bytes) {
-    constexpr QByteArrayView begin = "\nBEGIN:VTIMEZONE";
-    constexpr QByteArrayView end = "\nEND:VTIMEZONE";
-    constexpr QByteArrayView name = "\nTZID:";
-    QByteArray rest;
-    qsizetype taken = 0;
-    for (qsizetype at = bytes.indexOf(begin); at >= 0; at = bytes.indexOf(begin, at + 1)) {
-        const qsizetype over = bytes.indexOf(end, at);
-        const qsizetype id = bytes.indexOf(name, at);
-        if (over < 0 || id < 0 || id > over) {
-            break;
-        }
-        const qsizetype idEnd = bytes.indexOf('\n', id + 1);
-        const QByteArray zone = bytes.mid(id + name.size(), idEnd - id - name.size()).trimmed();
-        if (systemZone(zone).isValid()) {
-            rest += bytes.mid(taken, at - taken);
-            taken = over + end.size();
-            at = over;
-        }
-    }
-    return taken == 0 ? bytes : rest + bytes.mid(taken);
-}
 
 QString textOf(icalcomponent* component, icalproperty_kind kind) {
     icalproperty* property = icalcomponent_get_first_property(component, kind);
@@ -268,7 +217,12 @@ struct IcalFile::Reader {
         for (Event& event : events) {
             const auto changed = event.instance ? standIns.cend() : standIns.constFind(event.about->id);
             if (changed != standIns.cend()) {
-                change(event.series, *changed);
+                pairsTaken += changed->size();
+                if (pairsTaken <= mostPairs) {
+                    change(event.series, *changed);
+                } else {
+                    file.m_lacksChanges = true;
+                }
             }
             file.m_isCut = file.m_isCut || event.series.isCut();
             file.m_events.push_back({event.about, std::make_shared<const IcalSeries>(event.series)});
@@ -289,10 +243,16 @@ struct IcalFile::Reader {
         std::deque<std::pair<std::shared_ptr<CalendarEvent>, IcalSeries>> rests;
         IcalSeries* last = &series;
         for (const auto& [place, by] : changes) {
-            auto rest = original.changedAfter(place, by->series);
-            if (rest && changesTaken++ < mostChanges) {
+            if (changesTaken == mostChanges) {
+                file.m_lacksChanges = true;
+                break;
+            }
+            if (auto rest = original.changedAfter(place, by->series)) {
+                ++changesTaken;
                 last->endBefore(place);
                 last = &rests.emplace_back(by->about, *std::move(rest)).second;
+            } else {
+                file.m_lacksChanges = true;
             }
         }
         for (auto& [about, rest] : rests) {
@@ -301,26 +261,45 @@ struct IcalFile::Reader {
     }
 
     size_t changesTaken = 0;
+    size_t pairsTaken = 0;
 };
+
+namespace {
+
+using Root = std::unique_ptr<icalcomponent, void (*)(icalcomponent*)>;
+
+Root parsed(const QByteArray& text) {
+    return {icalparser_parse_string(IcalText::withoutKnownZones(text).constData()), icalcomponent_free};
+}
+
+}  // namespace
 
 IcalFile IcalFile::read(const QByteArray& bytes, const QString& ownEmail) {
     IcalFile file;
-    file.m_isWhole = isWholeFile(bytes);
+    file.m_isWhole = IcalText::isWhole(bytes);
     const QByteArray plain = bytes.startsWith("\xEF\xBB\xBF") ? bytes.sliced(3) : bytes;
     const std::optional<QByteArray> text =
         plain.size() > IcalTrim::worthwhile ? IcalTrim::of(plain) : std::optional(plain);
-    if (!text || text->contains('\0') || !isShallow(*text)) {
-        file.m_isTaken = false;
+    if (!text || !IcalText::isBounded(*text)) {
+        file.m_fault = Fault::tooMuch;
+        return file;
+    }
+    if (text->contains('\0')) {
+        file.m_fault = Fault::noCalendar;
         return file;
     }
     icalerror_set_errors_are_fatal(0);
-    const std::unique_ptr<icalcomponent, void (*)(icalcomponent*)> root(
-        icalparser_parse_string(withoutKnownZones(*text).constData()), icalcomponent_free);
+    Root root = parsed(*text);
+    if (!root) {
+        root = parsed(IcalText::completePart(*text));
+    }
     if (root) {
         Reader reader{file, ownEmail, {}, {}};
         reader.readZones(root.get());
         reader.readItems(root.get());
         reader.finish();
+    } else {
+        file.m_fault = Fault::noCalendar;
     }
     return file;
 }

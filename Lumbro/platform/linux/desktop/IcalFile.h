@@ -39,10 +39,13 @@ class IcalFile {
 
     /// True when the file ends as it should: one that doesn't may be written at this moment.
     bool isWhole() const { return m_isWhole; }
-    /// False when the bytes are no text, or hold more than is read: nothing of them was taken.
-    bool isTaken() const { return m_isTaken; }
+    /// Why nothing of it was taken.
+    enum class Fault { none, noCalendar, tooMuch };
+    Fault fault() const { return m_fault; }
     /// An event repeats by a rule that isn't followed.
     bool isCut() const { return m_isCut; }
+    /// Events that repeat change more often, or by more, than is followed.
+    bool lacksChanges() const { return m_lacksChanges; }
     /// Names the calendar that all events are in, and their file.
     void setPlace(const QString& calendar, const QString& path);
     /// Adds every occurrence that touches the time from `from` to before `to` (seconds since 1970); of what
@@ -70,8 +73,9 @@ class IcalFile {
     std::vector<Entry> m_events;
     QList<CalendarTask> m_tasks;
     bool m_isWhole = false;
-    bool m_isTaken = true;
+    Fault m_fault = Fault::none;
     bool m_isCut = false;
+    bool m_lacksChanges = false;
 };
 
 }  // namespace lumbro

@@ -53,8 +53,12 @@ class Scan {
         }
         m_isBegin = begins(line, "BEGIN");
         if (begins(line, "BEGIN:")) {
+            // A text without line ends has but one line.
+            m_outline.isCalendar = m_outline.isCalendar || !line.contains('\r');
+            ++m_open;
             begin(line.sliced(6));
         } else if (begins(line, "END:")) {
+            m_open = std::max(m_open - 1, 0);
             m_nested = std::max(m_nested - 1, 0);
             m_isEvent = m_isEvent && m_nested > 0;
         } else if (m_isEvent && m_nested == 1) {
@@ -65,6 +69,7 @@ class Scan {
         if (m_outline.lastDay >= m_outline.firstDay && m_hasDuration) {
             m_outline.lastDay += mostDays;
         }
+        m_outline.isTorn = m_open > 0;
         return m_outline;
     }
 
@@ -121,14 +126,15 @@ class Scan {
     bool m_isEvent = false;
     bool m_hasDuration = false;
     int m_nested = 0;
+    int m_open = 0;
 };
 
 }  // namespace
 
 IcalOutline IcalOutline::of(QByteArrayView bytes) {
     Scan scan;
-    const char* at = bytes.data();
-    const char* const end = at + bytes.size();
+    const char* at = bytes.data() + (bytes.startsWith("\xEF\xBB\xBF") ? 3 : 0);
+    const char* const end = bytes.data() + bytes.size();
     while (at < end) {
         const auto* newline = static_cast<const char*>(memchr(at, '\n', size_t(end - at)));
         const char* const lineEnd = newline == nullptr ? end : newline;

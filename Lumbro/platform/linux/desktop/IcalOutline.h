@@ -9,6 +9,10 @@ namespace lumbro {
 struct IcalOutline {
     /// The file ends as it should: one that doesn't may be written at this moment.
     bool isWhole = false;
+    /// Something begins in it.
+    bool isCalendar = false;
+    /// It ends before all has ended that begins in it.
+    bool isTorn = false;
     bool hasEvents = false;
     bool hasTasks = false;
     /// Events may be at any time: they recur, or their times are in a form that is not looked into here.

@@ -196,15 +196,19 @@ qint64 IcalSeries::placeOf(const IcalInstance& instance) const {
 }
 
 std::optional<IcalSeries> IcalSeries::changedAfter(qint64 place, const IcalSeries& change) const {
-    IcalSeries rest = *this;
     const bool areTimes = !m_isAllDay && !change.m_isAllDay;
-    rest.m_after = place;
-    rest.m_shift =
+    const qint64 shift =
         wallSeconds(areTimes ? m_zone.wall(change.m_zone.moment(change.m_start)) : change.m_start) - place;
+    if (std::abs(shift) > longest) {
+        return std::nullopt;
+    }
+    IcalSeries rest = *this;
+    rest.m_after = place;
+    rest.m_shift = shift;
     rest.m_length = change.m_length;
     rest.m_shownZone = areTimes ? m_zone : change.m_zone;
     rest.m_isShownAllDay = change.m_isAllDay;
-    return std::abs(rest.m_shift) <= longest ? std::optional(rest) : std::nullopt;
+    return rest;
 }
 
 bool IcalSeries::isLeftOut(const icaltimetype& wall) const {

@@ -9,6 +9,7 @@ namespace lumbro {
 
 namespace {
 
+constexpr qint64 secondsPerHour = 3600;
 constexpr qint64 secondsPerDay = 86400;
 constexpr int mostChangesDescribed = 64;
 
@@ -134,7 +135,17 @@ qint64 IcalZone::moment(const icaltimetype& wall) const {
     const QTime time(std::min(wall.hour, 23), std::min(wall.minute, 59), std::min(wall.second, 59));
     const QDateTime date =
         m_kind == Kind::local ? QDateTime(dayOf(wall), time) : QDateTime(dayOf(wall), time, m_zone);
-    return date.toSecsSinceEpoch();
+    const qint64 found = date.toSecsSinceEpoch();
+    // Of a time that clocks show twice, the first is meant. They have never gone back by as much as this.
+    const qint64 earlierOffset = offsetAt(found - 3 * secondsPerHour);
+    const qint64 first = utc - earlierOffset;
+    return first < found && offsetAt(first) == earlierOffset ? first : found;
+}
+
+qint64 IcalZone::offsetAt(qint64 moment) const {
+    return (m_kind == Kind::local ? QDateTime::fromSecsSinceEpoch(moment)
+                                  : QDateTime::fromSecsSinceEpoch(moment, m_zone))
+        .offsetFromUtc();
 }
 
 icaltimetype IcalZone::wall(qint64 moment) const {

@@ -23,13 +23,16 @@ class IcalZone {
     /// A zone out of a file's own description.
     static IcalZone described(std::shared_ptr<icaltimezone> zone);
 
-    /// The moment at which clocks of this zone show this. In seconds since 1970.
+    /// The moment at which clocks of this zone show this, first where they do twice. In seconds since 1970.
     qint64 moment(const icaltimetype& wall) const;
     /// What clocks of this zone show at a moment. Near a change of the clocks within a day.
     icaltimetype wall(qint64 moment) const;
 
   private:
     enum class Kind { local, utc, system, described };
+
+    /// Of the machine's own zone, or one that the system knows.
+    qint64 offsetAt(qint64 moment) const;
 
     Kind m_kind = Kind::local;
     QTimeZone m_zone;

@@ -104,13 +104,26 @@ QString VdirFiles::missing(const QString& path, const File& file) {
     if (file.fault == VdirText::Fault::unreadable) {
         return u"%1 can't be read and is left out; `ls -ld` tells who may read it."_s.arg(path);
     }
-    if (file.fault == VdirText::Fault::tooLarge || (file.content && !file.content->isTaken())) {
-        return u"%1 holds more than one calendar file may, or is none, and is left out; split it up, or move "
-               "it away."_s.arg(path);
+    const auto fault = file.content ? file.content->fault() : IcalFile::Fault::none;
+    if (file.fault == VdirText::Fault::tooLarge || fault == IcalFile::Fault::tooMuch) {
+        return u"%1 holds more than one calendar file may and is left out; split it up."_s.arg(path);
+    }
+    const bool isNone = fault == IcalFile::Fault::noCalendar || !file.outline.isCalendar;
+    const bool mayGrow = file.isYoung && !file.outline.isWhole;
+    if (isNone && !mayGrow) {
+        return u"%1 is no calendar file and is left out; fetch it again, or move it away."_s.arg(path);
+    }
+    if (file.outline.isTorn && !mayGrow) {
+        return u"%1 breaks off before its end, and only what is complete in it is shown; fetch it again, or "
+               "move it away."_s.arg(path);
     }
     if (file.content && file.content->isCut()) {
         return u"%1 repeats an event by a rule that isn't followed; only its other times are shown."_s.arg(
             path);
+    }
+    if (file.content && file.content->lacksChanges()) {
+        return u"%1 changes events that repeat more often or by more than is followed; some of these "
+               "changes are left out."_s.arg(path);
     }
     return file.isCut ? u"%1 repeats its events more often than is followed; some are left out."_s.arg(path)
                       : QString();
