@@ -1,6 +1,8 @@
 #include "LumbroCore/LockedUpdate.h"
 
+#include "LumbroCore/AppLog.h"
 #include "LumbroCore/AtomicFile.h"
+#include "LumbroCore/Trash.h"
 
 #include <QDir>
 #include <QFile>
@@ -172,6 +174,25 @@ QString behindLinks(const QString& path) {
     return real.isEmpty() ? path : real;
 }
 
+/// Whether all of a leftover's bytes stand at the beginning of the file that it was made for.
+bool isHeldBy(const QString& file, const QString& leftover) {
+    const auto bytes = readFile(leftover);
+    return bytes && (bytes->isEmpty() || readFile(file).value_or(QByteArray()).startsWith(*bytes));
+}
+
+/// An update killed at the wrong moment leaves what an editor saved nowhere else, and nothing tells that from
+/// what the update itself wrote or replaced.
+bool isInTrash(const QString& leftover) {
+    const auto moved = moveToTrash(leftover);
+    if (moved) {
+        AppLog::info(u"files"_s, u"an update did not end; moved %1 to the Trash as %2"_s.arg(
+                                     QFileInfo(leftover).fileName(), *moved));
+    } else {
+        AppLog::error(u"files"_s, moved.error().message);
+    }
+    return moved.has_value();
+}
+
 }  // namespace
 
 FolderLock::FolderLock(const QString& folder, std::chrono::milliseconds bound)
@@ -227,7 +248,12 @@ QStringList removeUnfinishedUpdates(const QString& folder, const QDateTime& olde
         const QString name = file.fileName();
         const bool isOurs = name.startsWith(u'.') && name.size() > underWay.size() + randomSize &&
                             QStringView(name).chopped(randomSize).endsWith(underWay);
-        if (isOurs && file.metadataChangeTime() < olderThan && QFile::remove(file.filePath())) {
+        if (!isOurs || file.metadataChangeTime() >= olderThan) {
+            continue;
+        }
+        const QString target = name.sliced(1, name.size() - 1 - underWay.size() - randomSize);
+        if (isHeldBy(folder + u'/' + target, file.filePath()) ? QFile::remove(file.filePath())
+                                                              : isInTrash(file.filePath())) {
             removed += name;
         }
     }

@@ -43,7 +43,8 @@ using FileChange = std::function<std::optional<QByteArray>(const std::optional<Q
 Result<bool> updateFile(const QString& path, const FileChange& change);
 
 /// Removes what updates of files in the folder left behind when their processes were killed before
-/// `olderThan`, and gives the names. The caller has the folder's lock.
+/// `olderThan`, and gives the names. What the updated file does not hold, such as an editor's text, goes to
+/// the Trash, which the log tells; without a Trash it stays. The caller has the folder's lock.
 QStringList removeUnfinishedUpdates(const QString& folder, const QDateTime& olderThan);
 
 }  // namespace lumbro

@@ -41,10 +41,13 @@ std::function<void(const QString&, bool)> shownText(std::function<void(const QSt
 Task<std::unique_ptr<FolderLock>> lockThreads(Clock* clock, QString folder) {
     constexpr auto pause = 50ms;
     constexpr int tries = 100;
+    constexpr qint64 staleSeconds = 60;
     makePrivateFolder(folder);
     for (int i = 0; i < tries; ++i) {
         auto lock = std::make_unique<FolderLock>(folder, 0ms);
         if (lock->isLocked() || !QFileInfo(folder).isDir()) {
+            // Who gets no lock in the end writes without one.
+            removeUnfinishedUpdates(folder, QDateTime::currentDateTime().addSecs(-staleSeconds));
             co_return lock;
         }
         co_await clock->sleep(pause);

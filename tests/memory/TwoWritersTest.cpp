@@ -1,9 +1,12 @@
+#include "LumbroCore/AtomicFile.h"
 #include "LumbroCore/LockedUpdate.h"
 #include "memory/formats/MemoryLists.h"
 #include "tests/support/Program.h"
 #include "tests/support/ScratchFolder.h"
 
 #include <QDir>
+#include <QFileInfo>
+#include <QStandardPaths>
 
 #include <cerrno>
 #include <chrono>
@@ -126,15 +129,26 @@ TEST(LockedUpdateTest, aFileSystemThatExchangesNoNamesIsWrittenAllTheSame) {
 
 TEST(LockedUpdateTest, onlyWhatKilledUpdatesLeftBehindIsRemoved) {
     const ScratchFolder folder;
-    const QStringList others{u".list"_s, u".lumbro-abcdef"_s, u".obsidian"_s, u"list.backup"_s,
-                             u"list.lumbro-abcdef"_s};
+    const QStringList others{u".list"_s, u".lumbro-abcdef"_s, u".obsidian"_s,
+                             u"list"_s,  u"list.backup"_s,    u"list.lumbro-abcdef"_s};
     for (const QString& name : others + QStringList{u".list.lumbro-Ab3dE9"_s}) {
         folder.write(name, "x");
     }
     const QDateTime now = QDateTime::currentDateTime();
     EXPECT_EQ(removeUnfinishedUpdates(folder.path(), now.addSecs(-60)), QStringList());
-    EXPECT_EQ(removeUnfinishedUpdates(folder.path(), now.addSecs(60)), QStringList{u".list.lumbro-Ab3dE9"_s});
+    folder.write(others[3], "xy");
+    folder.write(u".gone.lumbro-000000"_s, "");
+    folder.write(u".list.lumbro-111111"_s, "by hand");
+    folder.write(u".gone.lumbro-222222"_s, "all there is");
+    const QString trash =
+        QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) + u"/Trash/files/"_s;
+    EXPECT_EQ(removeUnfinishedUpdates(folder.path(), now.addSecs(60)),
+              (QStringList{u".gone.lumbro-000000"_s, u".gone.lumbro-222222"_s, u".list.lumbro-111111"_s,
+                           u".list.lumbro-Ab3dE9"_s}));
     EXPECT_EQ(QDir(folder.path()).entryList(QDir::Files | QDir::Hidden), others);
+    EXPECT_EQ(readFile(trash + u".list.lumbro-111111"_s), "by hand");
+    EXPECT_EQ(readFile(trash + u".gone.lumbro-222222"_s), "all there is");
+    EXPECT_FALSE(QFileInfo::exists(trash + u".list.lumbro-Ab3dE9"_s));
 }
 
 TEST(LockedUpdateTest, aLinkStaysALinkAndAnUnchangedFileTheSame) {
