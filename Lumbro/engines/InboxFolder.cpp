@@ -134,6 +134,8 @@ Result<> InboxFolder::writeResult(const QString& run, const QString& text) {
 
 QStringList InboxFolder::markInterrupted() const {
     QStringList marked;
+    // The caller's lock keeps all others from updates.
+    removeUnfinishedUpdates(m_path, QDateTime::currentDateTime());
     for (const QString& name : runFolders(m_path)) {
         const QString run = m_path + u'/' + name;
         QStringList names = contents(run);
