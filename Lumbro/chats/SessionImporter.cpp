@@ -5,6 +5,7 @@
 #include "LumbroCore/InBackground.h"
 #include "LumbroCore/Literals.h"
 #include "chats/SessionFolder.h"
+#include "chats/UnreadChats.h"
 #include "chats/formats/SessionLog.h"
 #include "library/CaptureLock.h"
 #include "library/ContextLibrary.h"
@@ -151,9 +152,15 @@ Task<Result<SessionImporter::Report>> SessionImporter::importNow(bool force, std
     // What is written while the chats are read belongs to the next import.
     const QDateTime now = m_clock.now();
     const QDateTime start = startPoint(since, now);
-    const Result<Report> report = co_await importFrom(start);
+    // What could not be read before is wanted from its own time on.
+    UnreadChats unread(m_library.root() + u"/.unread-chats.json"_s);
+    const QDateTime reach = unread.reach();
+    Result<Report> report = co_await importFrom(reach.isValid() ? std::min(reach, start) : start);
     if (!alive) {
         co_return report;
+    }
+    if (report) {
+        report->unreadable = unread.settle(report->unreadable, start);
     }
     finish(start, now, report);
     if (memorize) {
@@ -242,11 +249,10 @@ Task<Result<SessionImporter::Report>> SessionImporter::file(SessionEntries entri
 void SessionImporter::finish(const QDateTime& start, const QDateTime& now, const Result<Report>& report) {
     // Between the last import and a later day that was asked for, chats wait for the next import.
     const bool leavesGap = startPoint({}, now) < start;
-    const bool isWhole = report && report->unreadable.isEmpty();
-    if (!leavesGap && isWhole) {
+    if (!leavesGap && report) {
         m_settings.set(lastImportKey, now);
     } else if (!leavesGap && isNone(m_settings.value(lastImportKey).toDateTime(), now)) {
-        // What could not be read or written stays in reach tomorrow as well.
+        // What could not be written stays in reach tomorrow as well.
         m_settings.set(lastImportKey, start);
     }
     m_lastImport = now;

@@ -35,8 +35,8 @@ class SessionImporter final : public QObject {
         int projectDays = 0;
         /// The captures that hold them, sorted.
         QStringList captures;
-        /// Paths of transcripts and folders of chats that are there and can't be read. The next import
-        /// reaches back as far as this one, so that they are filed once they can.
+        /// Paths of transcripts and folders of chats that are there and can't be read, by this import or an
+        /// earlier one. The first import after they can reaches back to when they could not.
         QStringList unreadable;
     };
     /// Lets the librarian read what is new in a capture.
