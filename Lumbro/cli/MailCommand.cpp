@@ -12,8 +12,27 @@ namespace lumbro::cli {
 
 namespace {
 
+/// The addresses that `--to` names, or the sentence that it names none.
+Result<QStringList> recipientsOf(const QString& line) {
+    QStringList addresses;
+    for (const QString& guest : guestList::split(line)) {
+        const QString address = guestList::email(guest);
+        if (address.isEmpty()) {
+            return fail(
+                u"\"%1\" in --to has no mail address; give it as dana@example.org or Dana "
+                "<dana@example.org>."_s.arg(Output::clean(guest)));
+        }
+        addresses.append(address);
+    }
+    addresses.removeDuplicates();
+    if (addresses.isEmpty()) {
+        return fail(u"--to names nobody; give it a mail address, or several with commas between them."_s);
+    }
+    return addresses;
+}
+
 /// The mail out of the texts, or the invitation to their event; or the sentence that there is none.
-Result<EmailDraft> mailOf(const QList<DraftText>& texts, const Arguments& arguments) {
+Result<EmailDraft> mailOf(const QList<DraftText>& texts, const Arguments& arguments, const QStringList& to) {
     const bool isInvitation = arguments.has("invite");
     EmailDraft mail;
     if (isInvitation) {
@@ -33,8 +52,8 @@ Result<EmailDraft> mailOf(const QList<DraftText>& texts, const Arguments& argume
         }
         mail = EmailDraft::parse(text->text, text->recipients);
     }
-    if (const auto to = arguments.value("to")) {
-        mail.to = guestList::split(*to);
+    if (!to.isEmpty()) {
+        mail.to = to;
     }
     return mail;
 }
@@ -44,11 +63,18 @@ Result<EmailDraft> mailOf(const QList<DraftText>& texts, const Arguments& argume
 Task<int> mailDraftCommand(CommandContext context) {
     Output& output = context.output;
     const Arguments& arguments = context.arguments;
+    const auto named = arguments.value("to");
+    const auto to = named ? recipientsOf(*named) : Result<QStringList>();
+    if (!to) {
+        output.fail(to.error());
+        output.say(usageLine(*findCommand({u"mail"_s, u"draft"_s}).command));
+        co_return wrongUsage;
+    }
     const auto texts = draftsFor(context, u"mail draft"_s);
     if (!texts) {
         co_return texts.error();
     }
-    const auto mail = mailOf(*texts, arguments);
+    const auto mail = mailOf(*texts, arguments, *to);
     if (!mail) {
         co_return output.fail(mail.error());
     }
