@@ -217,6 +217,9 @@ Task<int> eventAdd(CommandContext context) {
     if (const QString why = whyNot(*desk.organizer); !why.isEmpty()) {
         co_return output.fail(why);
     }
+    if (const QString about = desk.organizer->aboutDefault(); !about.isEmpty()) {
+        output.say(Output::clean(about));
+    }
     const auto refused = co_await refusedDraft(
         &context, draftText(output, plan->draft, plan->clashes, plan->oddities),
         u"Add this event to your calendar \"%1\"?"_s.arg(plan->calendar ? plan->calendar->title : QString()));

@@ -14,6 +14,8 @@ class Organizer : public CalendarStore, public TaskStore {
     virtual QStringList leftOut() const { return {}; }
     /// The calendars that new events may go to, by the setting `calendarDefault`.
     virtual QList<CalendarList> calendars() const = 0;
+    /// A sentence for the user where another program's choice for new events can't be followed; else empty.
+    virtual QString aboutDefault() const { return {}; }
 };
 
 }  // namespace lumbro

@@ -1,3 +1,4 @@
+#include "LumbroCore/AtomicFile.h"
 #include "platform/linux/desktop/ChosenOrganizer.h"
 #include "platform/linux/desktop/VdirCalendar.h"
 #include "tests/support/ScratchFolder.h"
@@ -62,12 +63,24 @@ TEST_F(CalendarWritingTest, aNewEventGoesWhereTheUserWantsIt) {
         {{}, listed + "[default]\nhighlight_event_days = True\ndefault_calendar=mine", u"work"_s},
         {{}, "[default]\ndefault_calendar = other\n" + listed, u"birthdays"_s},
         {{}, "[default]\ndefault_calendar = gone\n" + discovered, u"birthdays"_s},
+        {{},
+         "[default]\ndefault_calendar = '''mine'''\n[calendars]\n[[mine]]\npath = "
+         "'''${KHAL_TEST_ROOT}/work'''\n",
+         u"work"_s},
+        {{},
+         "[default]\ndefault_calendar = mine\n[calendars]\n[[mine]]\npath = "
+         "$KHAL_TEST_ROOT/$NONE_SUCH/../home\n",
+         u"birthdays"_s},
         {{}, "[locale]\ndefault_calendar = Personal\n[[default]\n=\n]\0\xff", u"birthdays"_s},
     };
+    qputenv("KHAL_TEST_ROOT", m_folder.path(u"calendars"_s).toUtf8());
     for (const Row& row : rows) {
         m_settings.set(u"calendarDefault"_s, row.setting);
         m_folder.write(u"config/khal/config"_s, row.khal);
         EXPECT_EQ(added(), row.folder) << row.setting.toStdString() << row.khal.toStdString();
+        const bool isUsed = row.folder != u"birthdays" || !row.khal.contains("default_calendar") ||
+                            row.khal.startsWith("[locale]");
+        EXPECT_EQ(m_calendar.aboutDefault().isEmpty(), isUsed) << row.khal.toStdString();
     }
     // Tasks have a list of their own, which the setting must not take away.
     m_settings.set(u"calendarDefault"_s, u"Persnal"_s);
@@ -136,6 +149,44 @@ TEST_F(CalendarWritingTest, oneAddsAfterTheOther) {
     EXPECT_FALSE(wait(std::move(third)));
 }
 
+TEST_F(CalendarWritingTest, whatCannotBeLockedIsToldAtOnce) {
+    m_settings.set(u"calendarFolder"_s, m_folder.path(u"calendars/home/displayname"_s));
+    ChosenOrganizer organizer(m_settings, m_clock);
+    const auto turn = wait(organizer.beginAdding());
+    ASSERT_FALSE(turn);
+    EXPECT_TRUE(turn.error().message.contains(u"can't open the folder"_s))
+        << qPrintable(turn.error().message);
+}
+
+TEST_F(CalendarWritingTest, theSameOpenTaskIsAddedOnce) {
+    const QString home = m_folder.path(u"calendars/home"_s);
+    const auto files = [&home] { return QDir(home).entryList({u"*.ics"_s}); };
+    const QList<CalendarTask> tasks{{.title = u"call"_s}, {.title = u"call"_s}, {.title = u"mail"_s}};
+    const auto first = wait(m_calendar.addTasks(tasks, home));
+    ASSERT_TRUE(first);
+    EXPECT_EQ(files().size(), 3);
+    // As a process that was killed before the last one leaves it.
+    QFile::remove(first->at(2).path);
+    VdirCalendar other(m_settings, m_clock);
+    const auto again = wait(other.addTasks(tasks, home));
+    ASSERT_TRUE(again);
+    EXPECT_TRUE(again->at(0).existed && again->at(1).existed);
+    EXPECT_FALSE(again->at(2).existed);
+    EXPECT_EQ(again->at(2), first->at(2));
+    EXPECT_EQ(files().size(), 3);
+    // What was there stays when one of the others can't be written.
+    const QString big(IcalFile::mostBytes, u'x');
+    EXPECT_FALSE(wait(other.addTasks({{.title = u"call"_s}, {.title = u"new"_s}, {.title = big}}, home)));
+    EXPECT_EQ(files().size(), 3);
+    // Done, it is wanted once more.
+    QByteArray bytes = readFile(first->at(2).path).value_or(QByteArray());
+    ASSERT_TRUE(writeFileAtomically(first->at(2).path, bytes.replace("NEEDS-ACTION", "COMPLETED")));
+    const auto anew = wait(other.addTasks({{.title = u"mail"_s}}, home));
+    ASSERT_TRUE(anew);
+    EXPECT_FALSE(anew->at(0).existed);
+    EXPECT_EQ(files().size(), 4);
+}
+
 TEST_F(CalendarWritingTest, aCalendarThatCannotBeWrittenGetsNothing) {
     m_settings.set(u"calendarDefault"_s, u"Personal"_s);
     // Root may write anywhere, but not into what is no folder.
@@ -145,8 +196,8 @@ TEST_F(CalendarWritingTest, aCalendarThatCannotBeWrittenGetsNothing) {
     EXPECT_TRUE(added().startsWith(u"The calendar \"Personal\" for new events isn't there"_s));
     const auto tasks = wait(m_calendar.addTasks({{.title = u"one"_s}}, home));
     ASSERT_FALSE(tasks);
-    EXPECT_TRUE(tasks.error().message.startsWith(u"Nothing was added: can't write "_s));
-    EXPECT_TRUE(tasks.error().message.endsWith(u" in %1."_s.arg(home)));
+    EXPECT_TRUE(tasks.error().message.startsWith(u"Nothing was added: can't write %1/"_s.arg(home)));
+    EXPECT_TRUE(tasks.error().message.contains(u".ics: "_s)) << qPrintable(tasks.error().message);
 }
 
 }  // namespace

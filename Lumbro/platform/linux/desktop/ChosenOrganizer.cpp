@@ -5,10 +5,15 @@
 #include "platform/linux/desktop/EvolutionCalendar.h"
 #include "platform/linux/desktop/VdirCalendar.h"
 
+#include <QFile>
 #include <QFileInfo>
 #include <QMetaMethod>
 
+#include <cerrno>
 #include <utility>
+
+#include <fcntl.h>
+#include <unistd.h>
 
 namespace lumbro {
 
@@ -35,16 +40,35 @@ Organizer& ChosenOrganizer::now() const {
     return *chosen;
 }
 
-/// The lock is on the folder of the settings, which is the same for all calendars.
+namespace {
+
+/// Why a folder can't be locked, though it is there; empty where it can.
+QString whyNoLock(const QString& folder) {
+    const int opened = open(QFile::encodeName(folder).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (opened < 0) {
+        return qt_error_string(errno);
+    }
+    close(opened);
+    return {};
+}
+
+}  // namespace
+
+/// The lock is on the calendars' own folder, which is the same whatever settings a process has; Evolution has
+/// none, so there it is on that of the settings.
 Task<Result<AddingTurn>> ChosenOrganizer::beginAdding() {
     constexpr auto pause = 20ms;
     constexpr auto most = 10s;
-    const QString folder = QFileInfo(m_settings.path()).absolutePath();
+    const bool isEvolution = m_settings.string(u"calendarSource"_s) == u"evolution";
+    const QString folder = isEvolution ? QFileInfo(m_settings.path()).absolutePath() : now().place();
     Clock* const clock = &m_clock;
     const auto end = clock->elapsed() + most;
     while (QFileInfo(folder).isReadable()) {
         if (const auto lock = std::make_shared<FolderLock>(folder, 0ms); lock->isLocked()) {
             co_return AddingTurn{lock};
+        }
+        if (const QString why = whyNoLock(folder); !why.isEmpty()) {
+            co_return fail(u"Nothing was added: can't open the folder %1: %2."_s.arg(folder, why));
         }
         if (clock->elapsed() >= end) {
             co_return fail(

@@ -29,6 +29,7 @@ class ChosenOrganizer final : public Organizer {
     QStringList leftOut() const override { return now().leftOut(); }
     std::optional<CalendarList> defaultCalendar() const override { return now().defaultCalendar(); }
     QString whyNoCalendar() const override { return now().whyNoCalendar(); }
+    QString aboutDefault() const override { return now().aboutDefault(); }
     Task<Result<AddedCalendarItem>> add(NewCalendarEvent event) override { return now().add(event); }
 
     Task<CalendarAccess> openTasks() override { return now().openTasks(); }

@@ -1,6 +1,5 @@
 #include "platform/linux/desktop/DefaultCalendar.h"
 
-#include <QDir>
 #include <QFileInfo>
 #include <QStringList>
 
@@ -69,13 +68,7 @@ std::optional<CalendarList> ofKhal(const QList<CalendarList>& calendars, const K
             khal.defaultCalendar.isEmpty() ? fail(QString()) : named(calendars, khal.defaultCalendar);
         return found ? std::optional(*found) : std::nullopt;
     }
-    QString path = khal.path;
-    for (const QString& home : {u"~/"_s, u"$HOME/"_s}) {
-        if (path.startsWith(home)) {
-            path.replace(0, home.size() - 1, QDir::homePath());
-        }
-    }
-    const QString folder = QFileInfo(path).canonicalFilePath();
+    const QString folder = QFileInfo(khal.folder()).canonicalFilePath();
     const auto found = std::ranges::find_if(calendars, [&folder](const CalendarList& calendar) {
         return !folder.isEmpty() && QFileInfo(calendar.id).canonicalFilePath() == folder;
     });

@@ -4,6 +4,7 @@
 #include "platform/linux/desktop/CalendarModule.h"
 #include "platform/linux/desktop/DefaultCalendar.h"
 #include "platform/linux/desktop/ServiceReading.h"
+#include "platform/linux/desktop/TaskIds.h"
 
 #include <QMetaMethod>
 #include <QPointer>
@@ -73,21 +74,6 @@ std::optional<CalendarList> chosen(const QList<ServiceList>& lists, const QStrin
 
 QString newId() {
     return QUuid::createUuid().toString(QUuid::WithoutBraces);
-}
-
-/// Ids that follow from what the tasks say and the day they are added: a write that was given up may still
-/// come to pass, and who tries again, maybe from another process, must not get each task twice.
-void setIds(QList<CalendarTask>& tasks, const QString& list, const QDate& today) {
-    static const QUuid space(u"{6d0ec5ad-9d4d-5a4e-8ae2-5a0e4ff4c0d3}"_s);
-    QStringList before;
-    for (CalendarTask& task : tasks) {
-        const QString due = task.due ? task.due->toString(Qt::ISODate) : QString();
-        const QString said =
-            QStringList{list, today.toString(Qt::ISODate), task.title, task.notes, due}.join(u'\n');
-        task.id = QUuid::createUuidV5(space, said + u'\n' + QString::number(before.count(said)))
-                      .toString(QUuid::WithoutBraces);
-        before.append(said);
-    }
 }
 
 }  // namespace
@@ -310,7 +296,7 @@ Task<Result<QList<AddedCalendarItem>>> EvolutionCalendar::addTasks(QList<Calenda
     }
     const ServiceList* there = listWith(m_lists.taskLists, list);
     const ServiceList place = there == nullptr ? ServiceList{.list = {list, list}} : *there;
-    setIds(tasks, list, m_clock.now().date());
+    taskIds::set(tasks, list, m_clock.now().date());
     const Result<QList<serviceReading::AddedTask>> done =
         co_await ask([list, tasks, now = m_clock.now()](CalendarService& service) {
             return serviceReading::add(service, list, tasks, now);

@@ -3,8 +3,15 @@
 #include "LumbroCore/AtomicFile.h"
 #include "LumbroCore/Literals.h"
 
+#include <QDir>
+#include <QFile>
 #include <QHash>
+#include <QRegularExpression>
 #include <QStandardPaths>
+
+#include <algorithm>
+
+#include <pwd.h>
 
 namespace lumbro {
 
@@ -15,10 +22,10 @@ constexpr qint64 mostBytes = qint64(256) * 1024;
 /// A value or a section's name, out of its quotes or without the remark behind it.
 QString plain(const QString& text) {
     const QString bare = text.trimmed();
-    for (const QChar quote : {u'"', u'\''}) {
-        const qsizetype end = bare.startsWith(quote) ? bare.indexOf(quote, 1) : -1;
+    for (const QString& quote : {u"\"\"\""_s, u"'''"_s, u"\""_s, u"'"_s}) {
+        const qsizetype end = bare.startsWith(quote) ? bare.indexOf(quote, quote.size()) : -1;
         if (end > 0) {
-            return bare.mid(1, end - 1);
+            return bare.mid(quote.size(), end - quote.size());
         }
     }
     return bare.section(u'#', 0, 0).trimmed();
@@ -50,6 +57,26 @@ KhalConfiguration KhalConfiguration::read(const QByteArray& bytes) {
     }
     found.path = found.defaultCalendar.isEmpty() ? QString() : paths.value(found.defaultCalendar);
     return found;
+}
+
+QString KhalConfiguration::folder() const {
+    static const QRegularExpression variable(uR"(\$(?:\{([^}]*)\}|([A-Za-z0-9_]+)))"_s);
+    QString whole;
+    qsizetype done = 0;
+    for (const auto& match : variable.globalMatch(path)) {
+        const QByteArray name = (match.captured(1) + match.captured(2)).toUtf8();
+        const bool isSet = qEnvironmentVariableIsSet(name.constData());
+        whole += path.mid(done, match.capturedStart() - done);
+        whole += isSet ? qEnvironmentVariable(name.constData()) : match.captured();
+        done = match.capturedEnd();
+    }
+    whole += path.mid(done);
+    const QString user = whole.startsWith(u'~') ? whole.section(u'/', 0, 0) : QString();
+    if (user == u"~") {
+        return whole.replace(0, 1, QDir::homePath());
+    }
+    const passwd* const known = user.isEmpty() ? nullptr : getpwnam(user.mid(1).toUtf8().constData());
+    return known == nullptr ? whole : whole.replace(0, user.size(), QFile::decodeName(known->pw_dir));
 }
 
 KhalConfiguration KhalConfiguration::ofUser() {

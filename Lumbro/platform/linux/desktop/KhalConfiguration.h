@@ -15,6 +15,10 @@ struct KhalConfiguration {
 
     bool operator==(const KhalConfiguration&) const = default;
 
+    /// The path with its variables and its "~" or "~user" put in, as a shell does; what is unknown stays.
+    /// Main thread.
+    QString folder() const;
+
     /// Reads any bytes.
     static KhalConfiguration read(const QByteArray& bytes);
     /// That of the user's own file; empty values where there is none.

@@ -5,6 +5,7 @@
 #include "LumbroCore/Text.h"
 #include "platform/linux/desktop/DefaultCalendar.h"
 #include "platform/linux/desktop/ReadBack.h"
+#include "platform/linux/desktop/TaskIds.h"
 
 #include <QDir>
 #include <QFile>
@@ -50,8 +51,9 @@ std::unexpected<Failure> notReadBack(const QString& path) {
 
 Result<> writeAndReadBack(const QString& path, const QByteArray& bytes) {
     if (const auto written = writeFileAtomically(path, bytes); !written) {
-        return fail(
-            u"Nothing was added: %1 in %2."_s.arg(written.error().message, QFileInfo(path).absolutePath()));
+        // The reason names the file alone, and there may be many calendars.
+        const QString reason = written.error().message.section(u": "_s, 1);
+        return fail(u"Nothing was added: can't write %1: %2."_s.arg(path, reason));
     }
     if (readFile(path, IcalFile::mostBytes) != bytes) {
         QFile::remove(path);
@@ -240,8 +242,9 @@ Result<CalendarList> VdirCalendar::eventCalendar() const {
     if (const QString chosen = m_settings.string(u"calendarDefault"_s); !chosen.isEmpty()) {
         return defaultCalendar::named(lists, chosen);
     }
-    const auto khal = defaultCalendar::ofKhal(lists, KhalConfiguration::ofUser());
-    if (const auto usual = khal ? khal : defaultTaskList()) {
+    const KhalConfiguration khal = KhalConfiguration::ofUser();
+    const auto khals = defaultCalendar::ofKhal(lists, khal);
+    if (const auto usual = khals ? khals : defaultTaskList()) {
         return *usual;
     }
     return fail(
@@ -252,6 +255,20 @@ Result<CalendarList> VdirCalendar::eventCalendar() const {
 std::optional<CalendarList> VdirCalendar::defaultCalendar() const {
     const auto calendar = eventCalendar();
     return calendar ? std::optional(*calendar) : std::nullopt;
+}
+
+QString VdirCalendar::aboutDefault() const {
+    const KhalConfiguration khal = KhalConfiguration::ofUser();
+    const QList<CalendarList> lists = calendars();
+    const auto usual = defaultTaskList();
+    if (!m_settings.string(u"calendarDefault"_s).isEmpty() || khal.defaultCalendar.isEmpty() || !usual ||
+        defaultCalendar::ofKhal(lists, khal)) {
+        return {};
+    }
+    const QString where = khal.path.isEmpty() ? QString() : u" (%1)"_s.arg(khal.path);
+    return u"khal's calendar \"%1\"%2 isn't in %3 or can't be written; new events go to \"%4\". Choose one "
+           "with `lumbro settings set calendarDefault NAME`."_s.arg(khal.defaultCalendar, where, folder(),
+                                                                    usual->title);
 }
 
 QString VdirCalendar::whyNoCalendar() const {
@@ -317,22 +334,52 @@ Task<Result<QList<AddedCalendarItem>>> VdirCalendar::addTasks(QList<CalendarTask
     const auto lists = taskLists();
     const auto known = std::ranges::find(lists, list, &CalendarList::id);
     const CalendarList place = known == lists.end() ? CalendarList{list, QFileInfo(list).fileName()} : *known;
-    QList<AddedCalendarItem> added;
-    for (const CalendarTask& task : std::as_const(tasks)) {
-        const QString id = newId();
-        const QByteArray bytes = IcalFile::written(task, id, m_clock.now());
-        added.append(placed(id, place));
-        const Result<> done = readBack::taskOf(bytes, task) ? writeAndReadBack(added.last().path, bytes)
-                                                            : notReadBack(added.last().path);
-        if (!done) {
-            for (const AddedCalendarItem& item : std::as_const(added)) {
-                QFile::remove(item.path);
-            }
-            co_return std::unexpected(done.error());
-        }
+    taskIds::set(tasks, list, m_clock.now().date());
+    const QPointer<VdirCalendar> alive(this);
+    QHash<QString, bool> isDone;
+    const QList<CalendarTask> there = co_await this->tasks(list);
+    if (!alive) {
+        co_return fail(FailureKind::cancelled, u"Nothing was added."_s);
+    }
+    for (const CalendarTask& task : there) {
+        isDone.insert(task.id, task.isDone);
     }
     m_files->forget();
-    co_return added;
+    co_return writeTasks(tasks, place, isDone);
+}
+
+/// Writes those that are not open there already: all, or none.
+Result<QList<AddedCalendarItem>> VdirCalendar::writeTasks(const QList<CalendarTask>& tasks,
+                                                          const CalendarList& place,
+                                                          const QHash<QString, bool>& isDone) {
+    QList<AddedCalendarItem> added;
+    for (const CalendarTask& task : tasks) {
+        AddedCalendarItem item = placed(task.id, place);
+        const bool hasFile = QFileInfo::exists(item.path);
+        if (isDone.contains(task.id) && !isDone.value(task.id)) {
+            item.existed = true;
+            // Another program may keep it in a file of another name.
+            item.path = hasFile ? item.path : QString();
+            added.append(item);
+            continue;
+        }
+        // Who adds a task again that was done wants another one; a file that is no task any more stays.
+        const QString id = isDone.contains(task.id) || hasFile ? newId() : task.id;
+        added.append(placed(id, place));
+        const QString path = added.last().path;
+        const QByteArray bytes = IcalFile::written(task, id, m_clock.now());
+        const Result<> done =
+            readBack::taskOf(bytes, task) ? writeAndReadBack(path, bytes) : notReadBack(path);
+        if (!done) {
+            for (const AddedCalendarItem& each : std::as_const(added)) {
+                if (!each.existed) {
+                    QFile::remove(each.path);
+                }
+            }
+            return std::unexpected(done.error());
+        }
+    }
+    return added;
 }
 
 }  // namespace lumbro

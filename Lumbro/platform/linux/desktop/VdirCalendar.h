@@ -5,6 +5,8 @@
 #include "platform/Organizer.h"
 #include "platform/linux/desktop/VdirFiles.h"
 
+#include <QHash>
+
 #include <memory>
 
 class QSocketNotifier;
@@ -36,6 +38,7 @@ class VdirCalendar final : public Organizer {
     /// made with the first event.
     std::optional<CalendarList> defaultCalendar() const override;
     QString whyNoCalendar() const override;
+    QString aboutDefault() const override;
     Task<Result<AddedCalendarItem>> add(NewCalendarEvent event) override;
 
     CalendarAccess taskAccess() const override { return access(); }
@@ -51,6 +54,8 @@ class VdirCalendar final : public Organizer {
   private:
     QString ownEmail() const { return m_settings.string(u"ownEmail"_s); }
     Result<CalendarList> eventCalendar() const;
+    Result<QList<AddedCalendarItem>> writeTasks(const QList<CalendarTask>& tasks, const CalendarList& place,
+                                                const QHash<QString, bool>& isDone);
     AddedCalendarItem placed(const QString& id, const CalendarList& list) const;
     bool isQuiet();
     void watch();
