@@ -10,6 +10,7 @@
 #include <QStandardPaths>
 
 #include <algorithm>
+#include <array>
 
 #include <pwd.h>
 
@@ -29,6 +30,15 @@ QString plain(const QString& text) {
         }
     }
     return bare.section(u'#', 0, 0).trimmed();
+}
+
+/// Empty where there is no such user.
+QString homeOf(const QString& user) {
+    std::array<char, 16384> room{};
+    passwd entry{};
+    passwd* found = nullptr;
+    getpwnam_r(user.toUtf8().constData(), &entry, room.data(), room.size(), &found);
+    return found == nullptr ? QString() : QFile::decodeName(found->pw_dir);
 }
 
 }  // namespace
@@ -75,8 +85,8 @@ QString KhalConfiguration::folder() const {
     if (user == u"~") {
         return whole.replace(0, 1, QDir::homePath());
     }
-    const passwd* const known = user.isEmpty() ? nullptr : getpwnam(user.mid(1).toUtf8().constData());
-    return known == nullptr ? whole : whole.replace(0, user.size(), QFile::decodeName(known->pw_dir));
+    const QString home = user.isEmpty() ? QString() : homeOf(user.mid(1));
+    return home.isEmpty() ? whole : whole.replace(0, user.size(), home);
 }
 
 KhalConfiguration KhalConfiguration::ofUser() {
