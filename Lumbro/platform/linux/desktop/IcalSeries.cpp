@@ -19,7 +19,8 @@ constexpr qsizetype mostRules = 8;
 bool isFollowed(const icalrecurrencetype& rule) {
     const bool isFit =
         IcalClockRule::isOne(rule) ? IcalClockRule::canFollow(rule) : IcalDayRule::canFollow(rule);
-    return isFit && rule.interval > 0 && rule.count >= 0;
+    const bool hasEnd = icaltime_is_null_time(rule.until) == 0;
+    return isFit && rule.interval > 0 && rule.count >= 0 && (!hasEnd || dayOf(rule.until).isValid());
 }
 
 IcalLength lengthOf(const icaldurationtype& duration, bool isAllDay) {
